@@ -1,0 +1,13 @@
+#!/usr/bin/env bash
+# Source checks: layout by .clang-format, static analysis by .clang-tidy. Both must find nothing.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+mapfile -t sources < <(git ls-files '*.cpp' '*.h')
+clang-format --dry-run --Werror "${sources[@]}"
+echo "format: ${#sources[@]} files"
+
+[[ -f build/release/build.ninja ]] || cmake --preset release >/dev/null
+mapfile -t units < <(git ls-files '*.cpp')
+printf '%s\n' "${units[@]}" | xargs -P "$(nproc)" -n 4 clang-tidy -p build/release --quiet 2>/dev/null
+echo "clang-tidy: ${#units[@]} files"

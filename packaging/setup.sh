@@ -1,0 +1,29 @@
+# Shared by run, test and bench.sh: installs Debian packages that are missing and builds a preset. Sourced, not run.
+# Everything said here goes to standard error: standard output belongs to the program that is started.
+
+readonly BUILD_PACKAGES=(g++ cmake ninja-build libsqlite3-dev libcli11-dev nlohmann-json3-dev libgtest-dev libgmock-dev)
+readonly CHECK_PACKAGES=(clang-format clang-tidy)
+
+# install_packages NAME...: asks the package manager only when something is missing.
+install_packages() {
+    local missing=() name
+    for name in "$@"; do
+        [[ "$(dpkg-query -W -f='${db:Status-Abbrev}' "$name" 2>/dev/null)" == ii* ]] || missing+=("$name")
+    done
+    ((${#missing[@]})) || return 0
+    echo "installing ${missing[*]} ..." >&2
+    {
+        apt-get update -qq
+        DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"
+    } >&2
+}
+
+# build PRESET TARGET...: configures once, then builds what has changed; its output is shown only when it takes work.
+build() {
+    local preset=$1
+    shift
+    if [[ ! -f build/$preset/build.ninja ]]; then
+        cmake --preset "$preset" >&2
+    fi
+    cmake --build --preset "$preset" --target "$@" >&2
+}
