@@ -1,0 +1,142 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/IPlexaLinkTimer.h"
+#include "host/error.h"
+#include "host/variant.h"
+
+namespace orvix {
+
+/// What an endpoint's owner does with what arrives; each runs in the owner's apartment. Handlers that are not set
+/// ignore the event.
+struct ChannelEvents {
+    std::function<void(const std::string& Message, bool& Handled)> CustomMessage;
+    /// A work item: the name of the shared entry that holds a task.
+    std::function<void(const std::string& MemoryMapKey, bool& Handled)> NewWork;
+    std::function<void(const std::string& Text, std::int32_t Value, std::int32_t Minimum, std::int32_t Maximum,
+                       bool& Handled)>
+        OnProgress;
+    /// The peer whose closing this endpoint asked for has gone.
+    std::function<void(bool& Handled)> ServerDestroyed;
+    /// The peer asks whether this endpoint may be closed; Cancel refuses.
+    std::function<void(bool& Cancel)> QueryDestroy;
+};
+
+/// A named endpoint in the process-wide directory. What is sent to it is posted to its owner's apartment, never called.
+class Channel {
+public:
+    virtual ~Channel() = default;
+
+    virtual void Events(ChannelEvents events) = 0;
+    /// Switches delivery of events on; off when created. What arrives while it is off is dropped.
+    virtual void DeliverEvents(bool rhs) = 0;
+
+    /// Own name. Writing it moves an active endpoint to the new name.
+    virtual std::string Name() const = 0;
+    virtual void Name(const std::string& rhs) = 0;
+    /// Name of the endpoint that receives what is sent here.
+    virtual std::string PeerName() const = 0;
+    virtual void PeerName(const std::string& rhs) = 0;
+
+    /// Enters the endpoint in the directory (true) or takes it out (false): one whose messages are dropped when nobody
+    /// bears the peer's name.
+    virtual void Activate(bool rhs) = 0;
+    /// The same, for an endpoint that reports to a peer: sending when nobody bears the peer's name raises General.
+    virtual void ActivateReporting(bool rhs) = 0;
+
+    virtual void SendCustomMessage(const std::string& message) = 0;
+    virtual void SendNewWork(const std::string& memoryMapKey) = 0;
+    virtual void SendProgress(const std::string& text, std::int32_t value, std::int32_t minimum,
+                              std::int32_t maximum) = 0;
+
+    /// Whether the peer has been asked to close and has not refused, or is gone.
+    virtual bool PeerIsClosing() const = 0;
+    /// Posts the destroy question to the peer. A refusal makes it askable again; when it agrees it leaves the directory
+    /// after its handler has returned, and ServerDestroyed is posted here.
+    virtual void ClosePeer() = 0;
+};
+
+/// What a shared entry holds. Lock the entry while reading or writing it.
+struct SharedData {
+    std::vector<ByteArray> ArgumentList;
+    std::vector<ByteArray> ResultList;
+    ErrorNumber e = 0;
+    std::string eDescr;
+    bool Processed = false;
+    bool Cancelled = false;
+};
+
+/// Handle of a named, lockable shared memory entry. The entry lives as long as a handle to it is open.
+class SharedEntry {
+public:
+    virtual ~SharedEntry() = default;
+
+    /// Opens an existing entry. Raises General when there is none of that name.
+    virtual void Open(const std::string& name) = 0;
+    /// Opens a new entry. An empty name lets it choose its own.
+    virtual void Create(const std::string& name) = 0;
+    virtual std::string Name() const = 0;
+
+    virtual void Lock() = 0;
+    virtual void Unlock() = 0;
+    virtual SharedData& Data() = 0;
+
+    /// Tells how far the request in the entry has come: put in (false), or handed to who executes it (true).
+    virtual void Published(bool handedOver) = 0;
+    virtual bool HandedOver() const = 0;
+
+    /// Marks the entry complete and wakes who waits for it.
+    virtual void Complete(bool success) = 0;
+    /// Waits until the entry is complete; on an apartment's own thread messages go on meanwhile.
+    /// Returns whether it is complete.
+    virtual bool WaitForCompletion(std::int32_t limitMs) = 0;
+    /// Whether the entry is complete and was a success.
+    virtual bool Succeeded() const = 0;
+};
+
+/// Carries requests to a server endpoint, one shared entry a request, and tells whose answer has come.
+class CallTracker {
+public:
+    virtual ~CallTracker() = default;
+
+    /// Starts in asynchronous mode under a name of its own, for the server endpoint of that name.
+    virtual void Start(const std::string& name, const std::string& serverName) = 0;
+
+    /// Argument list of the next request.
+    virtual std::vector<ByteArray>& Arguments() = 0;
+    /// Sends the request; an earlier one that is still unanswered is given up. Raises General when nobody bears the
+    /// server's name.
+    virtual void ExecuteAsync() = 0;
+    /// Gives the request up: its answer will be dropped.
+    virtual void GiveUp() = 0;
+    /// The server has sent an answer. It belongs to the oldest unanswered request, except that a busy answer belongs to
+    /// the newest. Returns whether that is the request still waited for; its results can be read then.
+    virtual bool Completed(bool busyAnswer) = 0;
+    /// Result list of the request completed last.
+    virtual const std::vector<ByteArray>& Results() const = 0;
+};
+
+/// Schedules FireTimer callbacks. One with delay 0 is a posted message. None comes after the link timer is gone.
+class LinkTimer {
+public:
+    virtual ~LinkTimer() = default;
+    virtual void Schedule(IPlexaLinkTimer& target, const std::string& strTimerLink, std::int32_t delayMs) = 0;
+};
+
+class Messaging {
+public:
+    virtual ~Messaging() = default;
+    virtual std::unique_ptr<Channel> CreateChannel() = 0;
+    virtual std::unique_ptr<SharedEntry> CreateSharedEntry() = 0;
+    virtual std::unique_ptr<CallTracker> CreateCallTracker() = 0;
+    virtual std::unique_ptr<LinkTimer> CreateLinkTimer() = 0;
+    /// A text that no other call in this process and no other process returns.
+    virtual std::string NewIdentifier() = 0;
+};
+
+}  // namespace orvix

@@ -1,0 +1,310 @@
+#include "host/property_bag.h"
+
+#include <algorithm>
+#include <cstring>
+#include <functional>
+#include <limits>
+
+#include "host/byte_reader.h"
+
+namespace orvix {
+
+namespace {
+
+constexpr std::uint8_t kHeader[] = {'N', 'B', '1', 1};
+constexpr std::size_t kHeaderLength = sizeof(kHeader);
+constexpr std::size_t kUsualLength = 512;  // a task's state fits, so that writing one allocates once
+constexpr std::size_t kMaxVarintLength = 10;
+
+enum EntryType : std::uint8_t {
+    kEmpty = 0,
+    kNull = 1,
+    kFalse = 2,
+    kTrue = 3,
+    kInt16 = 4,
+    kInt32 = 5,
+    kSingle = 6,
+    kDouble = 7,
+    kCurrency = 8,
+    kDate = 9,
+    kText = 10,
+    kByteArray = 11,
+};
+
+std::uint64_t ZigZag(std::int32_t value) {
+    const auto bits = static_cast<std::uint32_t>(value);
+    return value < 0 ? ~(bits << 1) : bits << 1;
+}
+
+std::int64_t FromZigZag(std::uint64_t code) {
+    return static_cast<std::int64_t>(code >> 1 ^ (0 - (code & 1)));
+}
+
+std::uint8_t* PutVarint(std::uint8_t* to, std::uint64_t value) {
+    for (; value >= 0x80; value >>= 7)
+        *to++ = static_cast<std::uint8_t>(value | 0x80);
+    *to++ = static_cast<std::uint8_t>(value);
+    return to;
+}
+
+/// Writes type and value of an entry, of text and byte array the length only; returns the end.
+struct ValueWriter {
+    std::uint8_t* To;
+
+    std::uint8_t* operator()(std::monostate) const { return Put(kEmpty); }
+    std::uint8_t* operator()(Null) const { return Put(kNull); }
+    std::uint8_t* operator()(bool value) const { return Put(value ? kTrue : kFalse); }
+    std::uint8_t* operator()(std::int16_t value) const { return PutVarint(Put(kInt16), ZigZag(value)); }
+    std::uint8_t* operator()(std::int32_t value) const { return PutVarint(Put(kInt32), ZigZag(value)); }
+    std::uint8_t* operator()(float value) const { return PutFixed(kSingle, value); }
+    std::uint8_t* operator()(double value) const { return PutFixed(kDouble, value); }
+    std::uint8_t* operator()(Currency value) const { return PutFixed(kCurrency, value.Scaled); }
+    std::uint8_t* operator()(Date value) const { return PutFixed(kDate, value.Days); }
+    std::uint8_t* operator()(const std::string& value) const { return PutVarint(Put(kText), value.size()); }
+    std::uint8_t* operator()(const ByteArray& value) const { return PutVarint(Put(kByteArray), value.size()); }
+
+private:
+    std::uint8_t* Put(EntryType type) const {
+        *To = type;
+        return To + 1;
+    }
+    template <class Number>
+    std::uint8_t* PutFixed(EntryType type, Number value) const {
+        std::memcpy(Put(type), &value, sizeof(value));
+        return To + 1 + sizeof(value);
+    }
+};
+
+/// The bytes of a text or a byte array, nothing of other values.
+ByteView Payload(const Variant& value) {
+    if (const auto* text = value.As<std::string>())
+        return {reinterpret_cast<const std::uint8_t*>(text->data()), text->size()};
+    if (const auto* bytes = value.As<ByteArray>()) return *bytes;
+    return {};
+}
+
+/// Reads the parts of an entry.
+class Reader : public ByteReader {
+public:
+    Reader(ByteView bytes, std::size_t at) : ByteReader("property bag", bytes, at) {}
+
+    std::uint64_t Varint() {
+        const auto first = Read<std::uint8_t>();
+        return first < 0x80 ? first : LongVarint(first);
+    }
+
+    ByteView Value(std::uint8_t type) {
+        switch (type) {
+            case kEmpty:
+            case kNull:
+            case kFalse:
+            case kTrue:
+                return {};
+            case kInt16:
+                return IntegerBytes<std::int16_t>();
+            case kInt32:
+                return IntegerBytes<std::int32_t>();
+            case kSingle:
+                return Bytes(sizeof(float));
+            case kDouble:
+            case kCurrency:
+            case kDate:
+                return Bytes(sizeof(double));
+            case kText:
+            case kByteArray:
+                return Bytes(Varint());
+            default:
+                RaiseInvalid("unknown type " + std::to_string(type), At() - 1);
+        }
+    }
+
+private:
+    std::uint64_t LongVarint(std::uint64_t byte) {
+        const std::size_t start = At() - 1;
+        std::uint64_t value = byte & 0x7F;
+        for (unsigned shift = 7; shift < 7 * kMaxVarintLength; shift += 7) {
+            byte = Read<std::uint8_t>();
+            const std::uint64_t bits = byte & 0x7F;
+            if (bits << shift >> shift != bits) break;
+            value |= bits << shift;
+            if (byte < 0x80) return value;
+        }
+        RaiseInvalid("number too long", start);
+    }
+
+    template <class Integer>
+    ByteView IntegerBytes() {
+        Reader ahead = *this;
+        const std::int64_t value = FromZigZag(ahead.Varint());
+        if (value < std::numeric_limits<Integer>::min() || value > std::numeric_limits<Integer>::max()) {
+            RaiseInvalid("integer beyond its type", At());
+        }
+        return Bytes(ahead.At() - At());
+    }
+};
+
+std::string_view AsText(ByteView bytes) {
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+Variant Decode(std::uint8_t type, ByteView value) {
+    Reader reader(value, 0);
+    switch (type) {
+        case kNull:
+            return Null{};
+        case kFalse:
+            return false;
+        case kTrue:
+            return true;
+        case kInt16:
+            return static_cast<std::int16_t>(FromZigZag(reader.Varint()));
+        case kInt32:
+            return static_cast<std::int32_t>(FromZigZag(reader.Varint()));
+        case kSingle:
+            return reader.Read<float>();
+        case kDouble:
+            return reader.Read<double>();
+        case kCurrency:
+            return Currency{reader.Read<std::int64_t>()};
+        case kDate:
+            return Date{reader.Read<double>()};
+        case kText:
+            return std::string(AsText(value));
+        case kByteArray:
+            return ByteArray(value.begin(), value.end());
+        default:
+            return {};
+    }
+}
+
+}  // namespace
+
+bool PropertyBag::NameFilter::MayHold(std::string_view name) const {
+    const Mask mask = MaskOf(name);
+    return (m_Bits[mask.Word] & mask.Bits) == mask.Bits;
+}
+
+void PropertyBag::NameFilter::Add(std::string_view name) {
+    const Mask mask = MaskOf(name);
+    m_Bits[mask.Word] |= mask.Bits;
+}
+
+PropertyBag::NameFilter::Mask PropertyBag::NameFilter::MaskOf(std::string_view name) {
+    const std::uint64_t hash = std::hash<std::string_view>{}(name);
+    const auto bit = [hash](unsigned from) { return std::uint64_t{1} << (hash >> from & 63); };
+    return {hash % kWords, bit(8) | bit(16) | bit(24)};
+}
+
+PropertyBag::PropertyBag() : m_Next(kHeaderLength) {
+    m_Bytes.reserve(kUsualLength);
+    m_Bytes.assign(std::begin(kHeader), std::end(kHeader));
+}
+
+PropertyBag::Entry PropertyBag::Parse(ByteView bytes, std::size_t at) {
+    Reader reader(bytes, at);
+    Entry entry;
+    entry.Begin = at;
+    entry.Name = AsText(reader.Bytes(reader.Varint()));
+    entry.Type = reader.Read<std::uint8_t>();
+    entry.Value = reader.Value(entry.Type);
+    entry.End = reader.At();
+    return entry;
+}
+
+std::optional<PropertyBag::Entry> PropertyBag::FindBetween(std::size_t begin, std::size_t end,
+                                                           std::string_view name) const {
+    while (begin < end) {
+        const Entry entry = Parse(m_Bytes, begin);
+        if (entry.Name == name) return entry;
+        begin = entry.End;
+    }
+    return std::nullopt;
+}
+
+std::optional<PropertyBag::Entry> PropertyBag::Find(std::string_view name) const {
+    if (m_Next < m_Bytes.size()) {
+        const Entry next = Parse(m_Bytes, m_Next);
+        if (next.Name == name) return next;
+    }
+    if (!m_Names.MayHold(name)) return std::nullopt;
+    const auto ahead = FindBetween(m_Next, m_Bytes.size(), name);
+    return ahead ? ahead : FindBetween(kHeaderLength, m_Next, name);
+}
+
+void PropertyBag::Append(std::string_view name, const Variant& value) {
+    const ByteView payload = Payload(value);
+    const std::size_t begin = m_Bytes.size();
+    m_Bytes.resize(begin + kMaxVarintLength + name.size() + 1 + kMaxVarintLength + payload.size());
+    std::uint8_t* to = PutVarint(m_Bytes.data() + begin, name.size());
+    to = std::copy(name.begin(), name.end(), to);
+    to = std::visit(ValueWriter{to}, value.Get());
+    to = std::copy(payload.begin(), payload.end(), to);
+    m_Bytes.resize(static_cast<std::size_t>(to - m_Bytes.data()));
+}
+
+void PropertyBag::WriteProperty(std::string_view name, const Variant& value) {
+    const auto old = m_Names.MayHold(name) ? Find(name) : std::nullopt;
+    const std::size_t added = m_Bytes.size();
+    Append(name, value);
+    if (!old) {
+        m_Names.Add(name);
+        return;
+    }
+    const auto at = [this](std::size_t offset) { return m_Bytes.begin() + static_cast<std::ptrdiff_t>(offset); };
+    const std::size_t length = m_Bytes.size() - added;
+    std::rotate(at(old->Begin), at(added), m_Bytes.end());
+    m_Bytes.erase(at(old->Begin + length), at(old->End + length));
+    m_Next = kHeaderLength;
+}
+
+bool PropertyBag::Exists(std::string_view name) const {
+    return Find(name).has_value();
+}
+
+Variant PropertyBag::ReadProperty(std::string_view name) const {
+    const auto entry = Find(name);
+    if (!entry) throw Error(errors::MissingItem, "property bag: no entry \"" + std::string(name) + '"');
+    m_Next = entry->End;
+    return Decode(entry->Type, entry->Value);
+}
+
+Variant PropertyBag::ReadProperty(std::string_view name, const Variant& defaultValue) const {
+    const auto entry = Find(name);
+    if (!entry) return defaultValue;
+    m_Next = entry->End;
+    return Decode(entry->Type, entry->Value);
+}
+
+void PropertyBag::RefuseDuplicates(ByteView bytes) {
+    std::vector<std::string_view> names;
+    for (std::size_t at = kHeaderLength; at < bytes.size();) {
+        const Entry entry = Parse(bytes, at);
+        names.push_back(entry.Name);
+        at = entry.End;
+    }
+    std::sort(names.begin(), names.end());
+    const auto twin = std::adjacent_find(names.begin(), names.end());
+    if (twin == names.end()) return;
+    const auto at = std::max(twin->data(), std::next(twin)->data()) - AsText(bytes).data();
+    Reader(bytes, 0).RaiseInvalid("name \"" + std::string(*twin) + "\" again", static_cast<std::size_t>(at));
+}
+
+void PropertyBag::Contents(ByteArray bytes) {
+    if (bytes.size() < kHeaderLength || !std::equal(std::begin(kHeader), std::end(kHeader), bytes.begin())) {
+        Reader(bytes, 0).RaiseInvalid("no header", 0);
+    }
+    NameFilter names;
+    bool perhapsDuplicates = false;
+    for (std::size_t at = kHeaderLength; at < bytes.size();) {
+        const Entry entry = Parse(bytes, at);
+        perhapsDuplicates = perhapsDuplicates || names.MayHold(entry.Name);
+        names.Add(entry.Name);
+        at = entry.End;
+    }
+    if (perhapsDuplicates) RefuseDuplicates(bytes);
+    m_Bytes = std::move(bytes);
+    m_Names = names;
+    m_Next = kHeaderLength;
+}
+
+}  // namespace orvix

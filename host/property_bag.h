@@ -1,0 +1,88 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <optional>
+#include <string_view>
+
+#include "host/variant.h"
+
+namespace orvix {
+
+/// Ordered store of typed values by name. Names are compared exactly. It keeps its entries in their serialized form, so
+/// contents are copied and never re-encoded.
+///
+/// Contents, all numbers little-endian:
+///
+///   3 bytes  "NB1"
+///   1 byte   version, 1
+///   then entries up to the end, each
+///     varint   length of the name, then the name
+///     1 byte   type
+///     value    by type:
+///              0 empty, 1 null, 2 false, 3 true             nothing
+///              4 16-bit integer, 5 32-bit integer           varint; 0, -1, 1, -2, ... as 0, 1, 2, 3, ... (zigzag)
+///              6 single                                     4 bytes
+///              7 double, 8 currency (x 10000), 9 date       8 bytes
+///              10 text, 11 byte array                       varint length, then the bytes
+///
+/// A varint has seven bits a byte, low bits first, the top bit set on all bytes but the last; at most ten bytes. No two
+/// entries have the same name.
+class PropertyBag {
+public:
+    PropertyBag();
+
+    /// Appends an entry; an entry of that name is replaced in its place.
+    void WriteProperty(std::string_view name, const Variant& value);
+
+    bool Exists(std::string_view name) const;
+    /// Raises MissingItem, naming the entry, when there is none of that name.
+    Variant ReadProperty(std::string_view name) const;
+    Variant ReadProperty(std::string_view name, const Variant& defaultValue) const;
+
+    const ByteArray& Contents() const { return m_Bytes; }
+    /// Takes over serialized contents. Every length is checked against what is left before anything is allocated.
+    /// Raises InvalidContents, saying what is wrong and at which byte, and leaves the bag as it was.
+    void Contents(ByteArray bytes);
+
+private:
+    /// Some bits for the hash of each name: a name whose bits are not all set is not in the bag.
+    class NameFilter {
+    public:
+        bool MayHold(std::string_view name) const;
+        void Add(std::string_view name);
+
+    private:
+        static constexpr std::size_t kWords = 16;
+        struct Mask {
+            std::size_t Word;
+            std::uint64_t Bits;
+        };
+        static Mask MaskOf(std::string_view name);
+
+        std::array<std::uint64_t, kWords> m_Bits{};
+    };
+
+    /// One entry as it lies in the bytes.
+    struct Entry {
+        std::string_view Name;
+        std::uint8_t Type = 0;
+        ByteView Value;  // of text and byte array: behind the length
+        std::size_t Begin = 0;
+        std::size_t End = 0;
+    };
+
+    static Entry Parse(ByteView bytes, std::size_t at);
+    static void RefuseDuplicates(ByteView bytes);
+    /// The entry of that name, looked for from m_Next on and around.
+    std::optional<Entry> Find(std::string_view name) const;
+    std::optional<Entry> FindBetween(std::size_t begin, std::size_t end, std::string_view name) const;
+    void Append(std::string_view name, const Variant& value);
+
+    ByteArray m_Bytes;
+    NameFilter m_Names;
+    /// Where the entry after the last one read begins: reading in writing order finds each entry at once.
+    mutable std::size_t m_Next;
+};
+
+}  // namespace orvix
