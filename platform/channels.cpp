@@ -1,0 +1,179 @@
+#include "platform/channels.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace orvix::platform {
+
+void Directory::Endpoints::Enter(const std::string& name, const std::shared_ptr<Endpoint>& endpoint,
+                                 Apartment& apartment) {
+    if (name.empty()) throw Error(errors::General, "An endpoint without a name cannot be activated");
+    const std::lock_guard lock(m_Mutex);
+    const auto [place, entered] = m_ByName.try_emplace(name, Entry{endpoint, &apartment});
+    if (!entered && place->second.Target.lock() != endpoint)
+        throw Error(errors::General, "Another endpoint is named \"" + name + "\"");
+}
+
+void Directory::Endpoints::Leave(const std::string& name) {
+    const std::lock_guard lock(m_Mutex);
+    m_ByName.erase(name);
+}
+
+bool Directory::Endpoints::Exists(const std::string& name) {
+    const std::lock_guard lock(m_Mutex);
+    return m_ByName.contains(name);
+}
+
+void Directory::Endpoints::Entry::Post(Delivery delivery) const {
+    Owner->Post([target = Target, delivery = std::move(delivery)] {
+        if (const auto endpoint = target.lock()) delivery(*endpoint);
+    });
+}
+
+bool Directory::Endpoints::Post(const std::string& name, Delivery delivery) {
+    const std::lock_guard lock(m_Mutex);
+    const auto found = m_ByName.find(name);
+    if (found == m_ByName.end()) return false;
+    found->second.Post(std::move(delivery));
+    return true;
+}
+
+void Directory::Endpoints::Post(const std::weak_ptr<Endpoint>& endpoint, Delivery delivery) {
+    const std::lock_guard lock(m_Mutex);
+    const auto found = std::find_if(m_ByName.begin(), m_ByName.end(), [&endpoint](const auto& item) {
+        const auto& target = item.second.Target;
+        return !target.owner_before(endpoint) && !endpoint.owner_before(target);
+    });
+    if (found != m_ByName.end()) found->second.Post(std::move(delivery));
+}
+
+void Endpoint::Name(const std::string& rhs) {
+    if (m_Active && rhs != m_Name) {
+        m_Directory->Enter(rhs, shared_from_this(), m_Apartment);
+        m_Directory->Leave(m_Name);
+    }
+    m_Name = rhs;
+}
+
+void Endpoint::Activate(bool rhs) {
+    if (rhs) {
+        m_Directory->Enter(m_Name, shared_from_this(), m_Apartment);
+    } else if (m_Active) {
+        m_Directory->Leave(m_Name);
+    }
+    m_Active = rhs;
+}
+
+void Endpoint::ReceiveCustomMessage(const std::string& message) {
+    const auto handlers = Handlers();
+    bool handled = false;
+    if (handlers && handlers->CustomMessage) handlers->CustomMessage(message, handled);
+}
+
+void Endpoint::ReceiveNewWork(const std::string& memoryMapKey) {
+    const auto handlers = Handlers();
+    bool handled = false;
+    if (handlers && handlers->NewWork) handlers->NewWork(memoryMapKey, handled);
+}
+
+void Endpoint::ReceiveProgress(const std::string& text, std::int32_t value, std::int32_t minimum,
+                               std::int32_t maximum) {
+    const auto handlers = Handlers();
+    bool handled = false;
+    if (handlers && handlers->OnProgress) handlers->OnProgress(text, value, minimum, maximum, handled);
+}
+
+void Endpoint::ReceiveDestroyQuestion(const std::weak_ptr<Endpoint>& asker) {
+    bool refused = false;
+    if (m_Active) {
+        const auto handlers = Handlers();
+        if (!handlers) return;
+        if (handlers->QueryDestroy) handlers->QueryDestroy(refused);
+        if (!refused) Activate(false);
+    }
+    m_Directory->Post(asker, [refused](Endpoint& endpoint) { endpoint.ReceiveDestroyAnswer(refused); });
+}
+
+void Endpoint::ReceiveDestroyAnswer(bool refused) {
+    if (refused) {
+        m_AskedPeer = false;
+        return;
+    }
+    const auto handlers = Handlers();
+    bool handled = false;
+    if (handlers && handlers->ServerDestroyed) handlers->ServerDestroyed(handled);
+}
+
+namespace {
+
+class ProcessChannel : public Channel {
+public:
+    ProcessChannel(std::shared_ptr<Directory::Endpoints> directory, Apartment& apartment)
+        : m_Directory(std::move(directory)), m_Endpoint(std::make_shared<Endpoint>(m_Directory, apartment)) {}
+    ProcessChannel(const ProcessChannel&) = delete;
+    ProcessChannel& operator=(const ProcessChannel&) = delete;
+    /// A handler may be the one that releases the channel: what it keeps alive of the endpoint receives no more.
+    ~ProcessChannel() override { m_Endpoint->Activate(false); }
+
+    void Events(ChannelEvents events) override { m_Endpoint->Events(std::move(events)); }
+    void DeliverEvents(bool rhs) override { m_Endpoint->DeliverEvents(rhs); }
+
+    std::string Name() const override { return m_Endpoint->Name(); }
+    void Name(const std::string& rhs) override { m_Endpoint->Name(rhs); }
+    std::string PeerName() const override { return m_PeerName; }
+    void PeerName(const std::string& rhs) override {
+        m_PeerName = rhs;
+        m_Endpoint->AskedPeer(false);
+    }
+
+    void Activate(bool rhs) override {
+        m_Endpoint->Activate(rhs);
+        m_Reporting = false;
+    }
+    void ActivateReporting(bool rhs) override {
+        m_Endpoint->Activate(rhs);
+        m_Reporting = true;
+    }
+
+    void SendCustomMessage(const std::string& message) override {
+        Send([message](Endpoint& peer) { peer.ReceiveCustomMessage(message); });
+    }
+    void SendNewWork(const std::string& memoryMapKey) override {
+        Send([memoryMapKey](Endpoint& peer) { peer.ReceiveNewWork(memoryMapKey); });
+    }
+    void SendProgress(const std::string& text, std::int32_t value, std::int32_t minimum,
+                      std::int32_t maximum) override {
+        Send([=](Endpoint& peer) { peer.ReceiveProgress(text, value, minimum, maximum); });
+    }
+
+    bool PeerIsClosing() const override { return m_Endpoint->AskedPeer() || !m_Directory->Exists(m_PeerName); }
+    void ClosePeer() override;
+
+private:
+    void Send(Directory::Endpoints::Delivery delivery) {
+        if (!m_Directory->Post(m_PeerName, std::move(delivery)) && m_Reporting)
+            throw Error(errors::General, "No endpoint is named \"" + m_PeerName + "\"");
+    }
+
+    std::shared_ptr<Directory::Endpoints> m_Directory;
+    std::shared_ptr<Endpoint> m_Endpoint;
+    std::string m_PeerName;
+    bool m_Reporting = false;
+};
+
+void ProcessChannel::ClosePeer() {
+    if (m_Endpoint->AskedPeer()) return;
+    m_Endpoint->AskedPeer(true);
+    const std::weak_ptr<Endpoint> asker = m_Endpoint;
+    const bool posted = m_Directory->Post(m_PeerName, [asker](Endpoint& peer) { peer.ReceiveDestroyQuestion(asker); });
+    // A peer that is gone already has nobody to answer for it.
+    if (!posted) m_Directory->Post(asker, [](Endpoint& self) { self.ReceiveDestroyAnswer(false); });
+}
+
+}  // namespace
+
+std::unique_ptr<Channel> CreateProcessChannel(std::shared_ptr<Directory::Endpoints> directory, Apartment& apartment) {
+    return std::make_unique<ProcessChannel>(std::move(directory), apartment);
+}
+
+}  // namespace orvix::platform

@@ -1,0 +1,40 @@
+#include "platform/regular_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "host/error.h"
+
+namespace orvix::platform {
+
+FileDescriptor OpenRegularFile(const std::string& path, int flags, mode_t mode) {
+    FileDescriptor file(::open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, mode));
+    if (!file.IsOpen()) throw SystemError("file " + path + " cannot be opened", errno);
+    struct stat status {};
+    if (::fstat(file.Get(), &status) != 0) throw SystemError("file " + path + " cannot be opened", errno);
+    if (!S_ISREG(status.st_mode)) throw Error(errors::General, path + " is not a regular file");
+    return file;
+}
+
+ByteArray ReadRegularFile(const std::string& path, std::size_t limit) {
+    constexpr std::size_t kChunk = 65536;
+    const FileDescriptor file = OpenRegularFile(path, O_RDONLY);
+    ByteArray contents;
+    for (;;) {
+        const std::size_t filled = contents.size();
+        contents.resize(filled + kChunk);
+        const ssize_t count = ::read(file.Get(), contents.data() + filled, kChunk);
+        if (count < 0 && errno != EINTR) throw SystemError("file " + path + " cannot be read", errno);
+        contents.resize(filled + static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+        if (contents.size() > limit) {
+            throw Error(errors::General, "file " + path + " is larger than " + std::to_string(limit) + " bytes");
+        }
+        if (count == 0) return contents;
+    }
+}
+
+}  // namespace orvix::platform

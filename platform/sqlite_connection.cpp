@@ -1,0 +1,84 @@
+#include "platform/sqlite_connection.h"
+
+#include <sqlite3.h>
+
+#include <utility>
+
+#include "host/error.h"
+
+namespace orvix::platform {
+
+void SqliteCloser::operator()(sqlite3* handle) const {
+    sqlite3_close(handle);
+}
+
+void SqliteCloser::operator()(sqlite3_stmt* handle) const {
+    sqlite3_finalize(handle);
+}
+
+SqliteConnection::SqliteConnection(const std::string& file) : m_File(file) {
+    constexpr int kBusyMilliseconds = 2000;
+    sqlite3* handle = nullptr;
+    const int result = sqlite3_open_v2(file.c_str(), &handle, SQLITE_OPEN_READWRITE, nullptr);
+    m_Handle.reset(handle);
+    if (result != SQLITE_OK) Fail();
+    sqlite3_busy_timeout(handle, kBusyMilliseconds);
+}
+
+void SqliteConnection::Fail(const std::string& reason) const {
+    throw Error(errors::General, "host database " + m_File + ": " + reason);
+}
+
+void SqliteConnection::Fail() const {
+    Fail(sqlite3_errmsg(m_Handle.get()));
+}
+
+void SqliteConnection::Execute(const std::string& sql) {
+    if (sqlite3_exec(m_Handle.get(), sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) Fail();
+}
+
+std::int32_t SqliteConnection::Version() {
+    SqliteStatement statement(*this, "PRAGMA user_version");
+    return statement.Step() ? statement.Number(0) : 0;
+}
+
+SqliteStatement::SqliteStatement(SqliteConnection& connection, const std::string& sql) : m_Connection(connection) {
+    sqlite3_stmt* handle = nullptr;
+    Check(sqlite3_prepare_v2(connection.m_Handle.get(), sql.c_str(), -1, &handle, nullptr));
+    m_Handle.reset(handle);
+}
+
+void SqliteStatement::Check(int result) const {
+    if (result != SQLITE_OK) m_Connection.Fail();
+}
+
+SqliteStatement& SqliteStatement::Bind(int parameter, const std::string& text) {
+    Check(sqlite3_bind_text64(m_Handle.get(), parameter, text.data(), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8));
+    return *this;
+}
+
+SqliteStatement& SqliteStatement::Bind(int parameter, std::int32_t number) {
+    Check(sqlite3_bind_int(m_Handle.get(), parameter, number));
+    return *this;
+}
+
+bool SqliteStatement::Step() {
+    const int result = sqlite3_step(m_Handle.get());
+    if (result != SQLITE_ROW && result != SQLITE_DONE) m_Connection.Fail();
+    return result == SQLITE_ROW;
+}
+
+std::string SqliteStatement::Text(int column) {
+    const void* bytes = sqlite3_column_blob(m_Handle.get(), column);
+    const int size = sqlite3_column_bytes(m_Handle.get(), column);
+    return bytes == nullptr ? std::string()
+                            : std::string(static_cast<const char*>(bytes), static_cast<std::size_t>(size));
+}
+
+std::int32_t SqliteStatement::Number(int column) {
+    const std::int64_t number = sqlite3_column_int64(m_Handle.get(), column);
+    if (!std::in_range<std::int32_t>(number)) m_Connection.Fail("a number is out of range");
+    return static_cast<std::int32_t>(number);
+}
+
+}  // namespace orvix::platform

@@ -1,0 +1,157 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "platform/real_apartment.h"
+#include "platform/virtual_apartment.h"
+
+using namespace std::chrono_literals;
+
+namespace orvix::platform {
+namespace {
+
+class VirtualTime : public testing::Test {
+protected:
+    /// A timer whose ticks are written down as its name and the virtual millisecond.
+    std::unique_ptr<Timer> Ticking(Apartment& apartment, const std::string& name) {
+        return apartment.CreateTimer([this, name] { Note(name); });
+    }
+    void Note(const std::string& event) { m_Events.push_back(event + std::to_string(m_Scheduler.Now() / 1ms)); }
+    std::vector<std::string> Take() { return std::exchange(m_Events, {}); }
+
+    VirtualScheduler m_Scheduler{Date{46348.5}};
+    VirtualApartment m_Apartment{m_Scheduler, 7};
+    std::vector<std::string> m_Events;
+};
+
+using Texts = std::vector<std::string>;
+
+TEST_F(VirtualTime, MessagesGoBeforeTicksDueAtTheSameMoment) {
+    VirtualApartment other(m_Scheduler);
+    auto first = Ticking(m_Apartment, "first@");
+    auto second = Ticking(other, "second@");
+    auto poster = m_Apartment.CreateTimer([this] { m_Apartment.Post([this] { Note("message@"); }); });
+    poster->Rearm(10, true);
+    first->Rearm(10, true);
+    second->Rearm(10, true);
+    m_Scheduler.RunFor(10ms);
+    EXPECT_EQ(Take(), (Texts{"message@10", "first@10", "second@10"}));
+}
+
+TEST_F(VirtualTime, TimersKeepTheirPaceAndTickOnceAfterABlock) {
+    auto timer = Ticking(m_Apartment, "tick@");
+    timer->Rearm(10, true);
+    m_Apartment.Post([this] { m_Apartment.Block(35ms); });
+    m_Scheduler.RunFor(50ms);
+    EXPECT_EQ(Take(), (Texts{"tick@35", "tick@40", "tick@50"}));
+
+    timer->Rearm(0, true);
+    m_Scheduler.RunFor(2ms);
+    EXPECT_EQ(Take(), (Texts{"tick@51", "tick@52"}));
+    timer->Enabled(false);
+    m_Scheduler.RunFor(1h);
+    EXPECT_EQ(Take(), Texts{});
+    EXPECT_DOUBLE_EQ(m_Scheduler.DateNow().Days, 46348.5 + 3600.052 / 86400);
+}
+
+TEST_F(VirtualTime, ATickMayRearmStopOrDestroyItsTimer) {
+    std::unique_ptr<Timer> rearmed, stopped, destroyed;
+    rearmed = m_Apartment.CreateTimer([&] {
+        Note("rearmed@");
+        rearmed->Rearm(30, true);
+    });
+    stopped = m_Apartment.CreateTimer([&] {
+        Note("stopped@");
+        stopped->Enabled(false);
+    });
+    destroyed = m_Apartment.CreateTimer([&, note = std::string("destroyed@")] {
+        destroyed.reset();
+        Note(note);
+    });
+    for (auto* timer : {&rearmed, &stopped, &destroyed})
+        (*timer)->Rearm(10, true);
+    m_Scheduler.RunFor(40ms);
+    EXPECT_EQ(Take(), (Texts{"rearmed@10", "stopped@10", "destroyed@10", "rearmed@40"}));
+}
+
+TEST_F(VirtualTime, ExpiredTellsWhetherTheIntervalHasRunOut) {
+    auto timer = m_Apartment.CreateTimer(nullptr);
+    EXPECT_FALSE(timer->Expired());
+    timer->Rearm(3000, true);
+    m_Scheduler.RunFor(2999ms);
+    EXPECT_FALSE(timer->Expired());
+    m_Scheduler.RunFor(1ms);
+    EXPECT_TRUE(timer->Expired());
+    timer->Enabled(false);
+    EXPECT_FALSE(timer->Expired());
+    timer->Enabled(true);
+    EXPECT_FALSE(timer->Expired());
+    EXPECT_EQ(timer->Interval(), 3000);
+}
+
+TEST_F(VirtualTime, PumpingStopsWhenDoneOrWhenTheLimitIsOver) {
+    auto timer = Ticking(m_Apartment, "tick@");
+    timer->Rearm(10, true);
+    EXPECT_TRUE(m_Apartment.PumpUntil([this] { return m_Events.size() == 2; }, 1h));
+    EXPECT_EQ(m_Scheduler.Now(), 20ms);
+    EXPECT_FALSE(m_Apartment.PumpUntil([] { return false; }, 5ms));
+    EXPECT_EQ(m_Scheduler.Now(), 25ms);
+}
+
+TEST_F(VirtualTime, MessagesOfAnApartmentThatIsGoneAreDropped) {
+    {
+        VirtualApartment passing(m_Scheduler);
+        passing.Post([this] { Note("late@"); });
+    }
+    m_Scheduler.RunFor(1ms);
+    EXPECT_EQ(Take(), Texts{});
+}
+
+TEST(RealApartment, DeliversInOrderWhatOtherThreadsPostUntilQuit) {
+    RealApartment apartment;
+    std::vector<int> received;
+    std::thread poster([&] {
+        for (int i = 0; i < 1000; ++i)
+            apartment.Post([&, i] { received.push_back(i); });
+        apartment.Quit();
+        apartment.Post([&] { received.push_back(-1); });
+    });
+    apartment.Run();
+    poster.join();
+    ASSERT_EQ(received.size(), 1000u);
+    EXPECT_TRUE(std::is_sorted(received.begin(), received.end()));
+}
+
+TEST(RealApartment, SleepsUntilTheNextTimerIsDue) {
+    RealApartment apartment;
+    int ticks = 0;
+    auto timer = apartment.CreateTimer([&] {
+        if (++ticks == 3) apartment.Quit();
+    });
+    const Duration start = apartment.Now();
+    timer->Rearm(2, true);
+    apartment.Run();
+    EXPECT_GE(apartment.Now() - start, 6ms);
+    EXPECT_EQ(ticks, 3);
+    EXPECT_FALSE(apartment.PumpUntil([] { return false; }, 1ms));
+}
+
+TEST(RealApartment, AnExceptionLeavesRunAndTheLoopCanGoOn) {
+    RealApartment apartment;
+    bool delivered = false;
+    apartment.Post([] { throw std::runtime_error("handler"); });
+    apartment.Post([&] { delivered = true; });
+    apartment.Quit();
+    EXPECT_THROW(apartment.Run(), std::runtime_error);
+    EXPECT_FALSE(delivered);
+    apartment.Run();
+    EXPECT_TRUE(delivered);
+}
+
+}  // namespace
+}  // namespace orvix::platform

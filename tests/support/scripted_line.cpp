@@ -1,0 +1,121 @@
+#include "tests/support/scripted_line.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <utility>
+
+#include "host/error.h"
+
+namespace orvix::tests {
+
+std::string Bytes(const std::string& hex) {
+    std::string digits;
+    std::copy_if(hex.begin(), hex.end(), std::back_inserter(digits), [](unsigned char c) { return !std::isspace(c); });
+    std::string bytes;
+    for (std::size_t i = 0; i + 1 < digits.size(); i += 2)
+        bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
+    return bytes;
+}
+
+std::string Hex(const std::string& bytes) {
+    static constexpr char kDigits[] = "0123456789ABCDEF";
+    std::string hex;
+    for (const unsigned char byte : bytes) {
+        if (!hex.empty()) hex += ' ';
+        hex += kDigits[byte >> 4];
+        hex += kDigits[byte & 0x0F];
+    }
+    return hex;
+}
+
+class ScriptedControl : public SerialControl {
+public:
+    explicit ScriptedControl(ScriptedLine& line) : m_Line(line) {}
+
+    void DTREnable(bool rhs) override { Log("DTREnable", rhs); }
+    void EOFEnable(bool rhs) override { Log("EOFEnable", rhs); }
+    void Handshaking(std::int32_t rhs) override { Log("Handshaking", rhs); }
+    void InBufferSize(std::int32_t bytes) override { Log("InBufferSize", bytes); }
+    void InputLen(std::int32_t bytes) override { Log("InputLen", bytes); }
+    void InputMode(std::int32_t rhs) override { Log("InputMode", rhs); }
+    void NullDiscard(bool rhs) override { Log("NullDiscard", rhs); }
+    void OutBufferSize(std::int32_t bytes) override { Log("OutBufferSize", bytes); }
+    void ParityReplace(const std::string& rhs) override { Log("ParityReplace", rhs); }
+    void RThreshold(std::int32_t rhs) override { Log("RThreshold", rhs); }
+    void RTSEnable(bool rhs) override { Log("RTSEnable", rhs); }
+    void Settings(const std::string& rhs) override { Log("Settings", rhs); }
+    void SThreshold(std::int32_t rhs) override { Log("SThreshold", rhs); }
+    void CommPort(std::int16_t rhs) override { Log("CommPort", std::int32_t{rhs}); }
+
+    bool PortOpen() const override { return m_Open; }
+    void PortOpen(bool rhs) override {
+        Log("PortOpen", rhs);
+        if (rhs && m_Line.PortMissing) throw SystemError("The port cannot be opened", ENOENT);
+        m_Open = rhs;
+    }
+
+    void InBufferCount(std::int32_t rhs) override {
+        Log("InBufferCount", rhs);
+        TakeArrived();
+    }
+    void Output(const std::string& bytes) override;
+    std::string Input() override { return TakeArrived(); }
+    void WaitForInput(Duration limit) override {
+        const Duration now = m_Line.m_Apartment.Now();
+        const Duration arrival = m_Incoming.empty() ? now + limit : m_Incoming.front().first;
+        m_Line.m_Apartment.Block(std::clamp(arrival - now, Duration::zero(), std::max(limit, Duration::zero())));
+    }
+
+private:
+    void Log(const std::string& property, const std::string& value) { m_Line.Log.push_back(property + "=" + value); }
+    void Log(const std::string& property, std::int32_t value) { Log(property, std::to_string(value)); }
+    void Log(const std::string& property, bool value) { Log(property, std::string(value ? "True" : "False")); }
+
+    std::string TakeArrived() {
+        std::string bytes;
+        while (!m_Incoming.empty() && m_Incoming.front().first <= m_Line.m_Apartment.Now()) {
+            bytes += m_Incoming.front().second;
+            m_Incoming.pop_front();
+        }
+        return bytes;
+    }
+
+    ScriptedLine& m_Line;
+    bool m_Open = false;
+    std::deque<std::pair<Duration, std::string>> m_Incoming;  ///< time of arrival and bytes
+};
+
+void ScriptedControl::Output(const std::string& bytes) {
+    Log("Output", Hex(bytes));
+    if (!m_Open) throw Error(errors::General, "The port is not open");
+    if (m_Line.m_Script.empty()) return;
+    const auto exchange = std::move(m_Line.m_Script.front());
+    m_Line.m_Script.pop_front();
+    if (exchange.Vanished) throw SystemError("The line has vanished", EIO);
+    if (exchange.Request != bytes) {
+        ADD_FAILURE() << "request " << Hex(bytes) << " instead of " << Hex(exchange.Request);
+        return;
+    }
+    Duration arrival = m_Line.m_Apartment.Now();
+    for (const auto& chunk : exchange.Reply) {
+        arrival += chunk.After;
+        m_Incoming.emplace_back(arrival, chunk.Bytes);
+    }
+}
+
+void ScriptedLine::Expect(const std::string& requestHex, std::vector<Chunk> reply) {
+    m_Script.push_back({orvix::tests::Bytes(requestHex), std::move(reply)});
+}
+
+void ScriptedLine::ExpectVanished() {
+    m_Script.push_back({"", {}, true});
+}
+
+std::unique_ptr<SerialControl> ScriptedLine::CreateSerialControl() {
+    return std::make_unique<ScriptedControl>(*this);
+}
+
+}  // namespace orvix::tests
