@@ -1,0 +1,239 @@
+#include "tasks/cOrvixTaskNB1.h"
+
+#include <gtest/gtest.h>
+
+#include "host/property_bag.h"
+#include "host/text.h"
+#include "tests/support/test_host.h"
+
+namespace orvix {
+namespace {
+
+class TaskTest : public testing::Test {
+protected:
+    static ByteArray Outer(const ByteArray& inner) {
+        PropertyBag bag;
+        bag.WriteProperty("Device", "");
+        bag.WriteProperty("State", inner);
+        return bag.Contents();
+    }
+
+    /// A shared entry that holds the state of a task.
+    std::unique_ptr<SharedEntry> EntryWith(const std::string& name, const ByteArray& state) {
+        auto entry = m_Host.Messaging.CreateSharedEntry();
+        entry->Create(name);
+        entry->Data().ArgumentList.push_back(state);
+        return entry;
+    }
+
+    void Fill(cOrvixTaskNB1& task) {
+        task.ID("T1");
+        task.DeviceAddress("12");
+        task.GetVar(ORVIXCNB1_VAR_TEMPERATURE);
+        task.Params().emplace_back(ByteArray{0, 1, 255});
+        task.Cmd(Variant(std::string("\x18\0", 2)));
+        task.CmdExecuted(true);
+        task.Response(ByteArray{9});
+        task.ResponseBytes(1);
+        task.Arrival(21.5);
+        task.ArrivalBytes(2);
+        task.ArrivalExpectedBytes(3);
+        task.WaitingMultiPart(true);
+        task.RtnArgs().emplace_back(Null{});
+        task.RtnArgs().emplace_back("payload");
+        task.TimeoutInterval(400);
+        task.NetTimeoutInterval(-7);
+        task.e(errors::Checksum);
+        task.eDescr("bad sum");
+        task.ContinueIfFail(true);
+        task.MemoryMapKey("map");
+        task.DeviceModel(106);
+    }
+
+    tests::World m_World;
+    tests::TestHost m_Host{m_World};
+    cOrvixTaskNB1 m_Task{m_Host.Services};
+};
+
+TEST_F(TaskTest, ClearKeepsWhatItMustKeep) {
+    EXPECT_EQ(m_Task.e(), errors::NotExecuted);
+    EXPECT_EQ(m_Task.TimeoutInterval(), 10);
+    EXPECT_EQ(m_Task.NetTimeoutInterval(), 10);
+    EXPECT_EQ(m_Task.DeviceOrigin(), 1);
+    EXPECT_EQ(m_Task.Cmd(), Variant(""));
+
+    Fill(m_Task);
+    m_Task.DeviceOrigin(2);
+    m_Task.ReadMemory();
+    m_Task.Clear();
+    EXPECT_TRUE(m_Task.MemoryReaded());
+    EXPECT_EQ(m_Task.DeviceOrigin(), 1);
+
+    cOrvixTaskNB1 expected(m_Host.Services);
+    expected.Name("Reading Temp Device 12");
+    expected.ContinueIfFail(true);
+    expected.Arrival(21.5);
+    expected.ArrivalBytes(2);
+    expected.ArrivalExpectedBytes(3);
+    EXPECT_EQ(m_Task.GetSuperState(), expected.GetSuperState());
+}
+
+TEST_F(TaskTest, VariableAndTag) {
+    EXPECT_EQ(m_Task.Tag(), JoinFields({"", "0", "1", "0", "0"}));
+    m_Task.DeviceAddress("12");
+    m_Task.GetVar(ORVIXCNB1_VAR_TEMPERATURE);
+    m_Task.GetVar(ORVIXCNB1_VAR_STATUS);
+    EXPECT_EQ(m_Task.Name(), "Reading Device status Device 12");
+    EXPECT_EQ(m_Task.VarID(), ORVIXCNB1_VAR_TEMPERATURE);
+    m_Task.DeviceModel(106);
+    EXPECT_EQ(m_Task.Tag(), JoinFields({"12", "106", "1", "1", "2"}));
+    m_Task.Params().front() = "no number";
+    EXPECT_EQ(m_Task.VarID(), ORVIXCNB1_VAR_NONE);
+    m_Task.GetDeviceList(104);
+    EXPECT_EQ(m_Task.Name(), "Discovering net devices");
+    EXPECT_EQ(m_Task.DeviceModel(), 104);
+}
+
+TEST_F(TaskTest, TimesOutUnlessAnswered) {
+    auto catalogue = std::shared_ptr<HostDatabase>(m_Host.Database.CreateConnection());
+    catalogue->Open("Orvix.mdb", "Orvix.mdw", m_Host.Database.Account());
+    cPlexaERR(m_Host.Services).SetMessageProvider(catalogue);
+    m_Task.TimeoutInterval(0);
+    m_Task.CmdSended(true);
+    EXPECT_EQ(m_Task.TimeoutInterval(), 10);
+    m_Host.Run(9);
+    EXPECT_FALSE(m_Task.Timeout());
+    m_Host.Run(2);
+    EXPECT_TRUE(m_Task.Timeout());
+    EXPECT_EQ(m_Task.e(), errors::TimeOut);
+    EXPECT_EQ(m_Task.eDescr(), m_Host.Database.Messages["#-2147215991"]);
+
+    cOrvixTaskNB1 answered(m_Host.Services);
+    answered.CmdSended(true);
+    answered.CmdExecuted(true);
+    answered.e(0);
+    m_Host.Run(50);
+    EXPECT_FALSE(answered.Timeout());
+    EXPECT_EQ(answered.e(), 0);
+
+    cOrvixTaskNB1 negative(m_Host.Services);
+    negative.TimeoutInterval(-5);
+    negative.CmdSended(true);
+    m_Host.Run(50);
+    EXPECT_TRUE(negative.Timeout());
+}
+
+TEST_F(TaskTest, StateCarriesEveryField) {
+    cOrvixTaskNB1 source(m_Host.Services);
+    Fill(source);
+    source.CmdSended(true);
+    source.DeviceOrigin(2);
+    m_Task.SetSuperState(source.GetSuperState());
+    EXPECT_EQ(m_Task.GetSuperState(), source.GetSuperState());
+    EXPECT_EQ(m_Task.Params(), source.Params());
+    EXPECT_EQ(m_Task.RtnArgs(), source.RtnArgs());
+    EXPECT_TRUE(m_Task.CmdSended());
+    EXPECT_EQ(m_Task.DeviceOrigin(), 1);
+    EXPECT_FALSE(m_Task.Device());
+    m_Task.CmdExecuted(false);
+    m_Host.Run(1000);
+    EXPECT_FALSE(m_Task.Timeout()) << "loading must not start the timer";
+
+    PropertyBag outer;
+    outer.Contents(source.GetSuperState());
+    EXPECT_EQ(outer.ReadProperty("Device"), Variant(""));
+    PropertyBag inner;
+    inner.Contents(outer.ReadProperty("State").ToBytes());
+    EXPECT_EQ(inner.ReadProperty("Param1"), Variant(2));
+    EXPECT_EQ(inner.ReadProperty("ParamsCount"), Variant(2));
+    EXPECT_EQ(inner.ReadProperty("RtnArg2"), Variant("payload"));
+    EXPECT_EQ(inner.ReadProperty("MemMapKey"), Variant("map"));
+    EXPECT_EQ(inner.ReadProperty("DataReturnedAsArray"), Variant(false));
+}
+
+TEST_F(TaskTest, StatesFromOutside) {
+    PropertyBag few;
+    few.WriteProperty("e", 0);
+    few.WriteProperty("Param1", "a");
+    few.WriteProperty("Param3", "c");
+    few.WriteProperty("ParamsCount", 2147483647);
+    few.WriteProperty("RtnArgsCount", 1);
+    few.WriteProperty("RtnArg1", 1.5F);
+    few.WriteProperty("RtnArg2", "beyond the count");
+    few.WriteProperty("ResponseBytes", "12");
+    m_Task.SetSuperState(Outer(few.Contents()));
+    EXPECT_EQ(m_Task.e(), 0);
+    EXPECT_EQ(m_Task.Params(), VariantList{"a"});
+    EXPECT_EQ(m_Task.RtnArgs(), VariantList{1.5F});
+    EXPECT_EQ(m_Task.ResponseBytes(), 12);
+    EXPECT_EQ(m_Task.TimeoutInterval(), 10);
+
+    few.WriteProperty("ParamsCount", -1);
+    m_Task.SetSuperState(Outer(few.Contents()));
+    EXPECT_TRUE(m_Task.Params().empty());
+
+    PropertyBag wrongType;
+    wrongType.WriteProperty("e", 0);
+    wrongType.WriteProperty("DeviceModel", Null{});
+    for (const ByteArray& bad :
+         {ByteArray{}, ByteArray{1, 2, 3}, PropertyBag().Contents(), Outer({7}), Outer(wrongType.Contents())}) {
+        m_Task.ID("old");
+        EXPECT_THROW(m_Task.SetSuperState(bad), Error);
+        EXPECT_EQ(m_Task.ID(), "");
+        EXPECT_EQ(m_Task.e(), errors::NotExecuted);
+    }
+}
+
+TEST_F(TaskTest, ReadMemoryKeepsIdentityAndEntry) {
+    cOrvixTaskNB1 source(m_Host.Services);
+    Fill(source);
+    source.MemoryMapKey("");
+    const auto entry = EntryWith("entry", source.GetSuperState());
+    m_Task.MemoryMapKey("entry");
+    m_Task.ReadMemory();
+    EXPECT_EQ(m_Task.ID(), "T1");
+    EXPECT_EQ(m_Task.MemoryMapKey(), "entry");
+    EXPECT_EQ(m_Task.RtnArgs(), source.RtnArgs());
+    m_Task.ID("given");
+    m_Task.ReadMemory();
+    EXPECT_EQ(m_Task.ID(), "given");
+
+    cOrvixTaskNB1 orphan(m_Host.Services);
+    orphan.MemoryMapKey("nowhere");
+    orphan.ReadMemory();
+    EXPECT_TRUE(orphan.MemoryReaded());
+    EXPECT_EQ(orphan.MemoryMapKey(), "nowhere");
+}
+
+TEST_F(TaskTest, CompletionPublishesAndStopsTheTimer) {
+    const auto entry = EntryWith("entry", {});
+    m_Task.MemoryMapKey("entry");
+    m_Task.CmdSended(true);
+    m_Task.e(errors::Refused);
+    m_Task.eDescr("refused");
+    m_Task.Executed(true);
+    ASSERT_EQ(entry->Data().ResultList.size(), 1U);
+    EXPECT_EQ(entry->Data().ResultList[0], m_Task.GetSuperState());
+    EXPECT_EQ(entry->Data().e, errors::Refused);
+    EXPECT_EQ(entry->Data().eDescr, "refused");
+    EXPECT_TRUE(entry->WaitForCompletion(0));
+    EXPECT_FALSE(entry->Succeeded());
+    m_Host.Run(100);
+    EXPECT_FALSE(m_Task.Timeout());
+
+    const auto linkedEntry = EntryWith("linked", {});
+    cOrvixTaskNB1 linked(m_Host.Services);
+    linked.MemoryMapKey("linked");
+    m_Task.e(0);
+    m_Task.RtnArgs().emplace_back("answer");
+    linked.RtnArgs().emplace_back("own");
+    linked.ReadLinkedResult(m_Task);
+    EXPECT_TRUE(linked.IsLinked() && linked.CmdSended() && linked.CmdExecuted() && linked.Executed());
+    EXPECT_EQ(linked.RtnArgs(), VariantList{"answer"});
+    EXPECT_TRUE(linkedEntry->Succeeded());
+    m_Host.Run(100);
+    EXPECT_FALSE(linked.Timeout());
+}
+
+}  // namespace
+}  // namespace orvix
