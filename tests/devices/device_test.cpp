@@ -1,0 +1,335 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "devices/cOrvixNB1DM.h"
+#include "devices/cOrvixNB1TP.h"
+#include "host/property_bag.h"
+#include "host/text.h"
+#include "tasks/cOrvixTaskNB1.h"
+#include "tests/support/fake_adapter.h"
+#include "tests/support/mission_status_seam.h"
+#include "tests/support/test_host.h"
+
+namespace orvix::tests {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+class DeviceTest : public testing::Test {
+protected:
+    World m_World;
+    TestHost m_Host{m_World};
+    FakeAdapter m_Adapter;
+    std::unique_ptr<SQLPlantDevices> m_Plant = m_Host.Database.CreatePlantDevices(m_Host.Database.CreateConnection());
+    cOrvixNB1TP m_Sensor{m_Host.Services};
+    cOrvixNB1DM m_Module{m_Host.Services};
+
+    void SetUp() override {
+        m_Adapter.Plant = m_Plant.get();
+        for (cOrvixNB1Device* device :
+             {static_cast<cOrvixNB1Device*>(&m_Sensor), static_cast<cOrvixNB1Device*>(&m_Module)}) {
+            device->Adapter(&m_Adapter);
+            device->Address("5");
+        }
+    }
+
+    std::unique_ptr<iOrvixTaskNB1> Task(std::int32_t varID) {
+        auto task = std::make_unique<cOrvixTaskNB1>(m_Host.Services);
+        iOrvixTaskNB1& request = *task;
+        request.GetVar(static_cast<ORVIXCNB1_VARS>(varID));
+        return task;
+    }
+
+    /// A task that the driver has executed.
+    std::unique_ptr<iOrvixTaskNB1> Answered(std::int32_t varID, const Variant& payload) {
+        auto task = Task(varID);
+        task->e(errors::None);
+        task->RtnArgs().push_back(payload);
+        return task;
+    }
+
+    static VariableRecord& Var(iOrvixDevice& device, std::int32_t varID) {
+        return *device.VarsEx().Item(std::to_string(varID));
+    }
+
+    /// Makes the sensor one that was restored from a file.
+    void TakeOffline() {
+        PropertyBag bag;
+        bag.Contents(m_Sensor.GetSuperState());
+        PropertyBag fields;
+        fields.Contents(bag.ReadProperty("State").ToBytes());
+        fields.WriteProperty("DeviceOrigin", kDeviceOriginFile);
+        fields.WriteProperty("Monitor", true);
+        bag.WriteProperty("State", fields.Contents());
+        m_Sensor.SetSuperState(bag.Contents());
+        m_Adapter.Take();
+    }
+};
+
+TEST_F(DeviceTest, CommandCodes) {
+    const std::string refused = "undefined VarID";
+    const struct {
+        std::int32_t VarID;
+        std::string Sensor, Module;  // hexadecimal code, or the refusal
+    } cases[] = {{1, "00 07", "00 07"}, {2, "0B 00", refused}, {3, "", ""},           {4, "", ""},
+                 {5, refused, refused}, {6, refused, "05 00"}, {99, refused, refused}};
+    for (const auto& item : cases) {
+        for (const bool isSensor : {true, false}) {
+            SCOPED_TRACE(testing::Message() << "variable " << item.VarID << " sensor " << isSensor);
+            iOrvixDevice& device = isSensor ? static_cast<iOrvixDevice&>(m_Sensor) : m_Module;
+            const std::string expected = isSensor ? item.Sensor : item.Module;
+            const auto task = Task(item.VarID);
+            device.TaskCommand(*task);
+            if (expected == refused) {
+                EXPECT_EQ(task->e(), errors::General);
+                EXPECT_EQ(task->eDescr(), refused + " (OrvixNimbo1Lib." + (isSensor ? "cOrvixNB1TP" : "cOrvixNB1DM") +
+                                              ".iOrvixDevice_TaskCommand)");
+                EXPECT_EQ(task->Cmd().ToText(), "");
+            } else {
+                EXPECT_EQ(task->e(), errors::None) << task->eDescr();
+                EXPECT_EQ(Hex(task->Cmd().ToText()), expected);
+                EXPECT_TRUE(Var(device, item.VarID).Pending());
+            }
+        }
+    }
+    EXPECT_EQ(Var(m_Sensor, 3).Tag(), "NB1/2x3/104/5/3");
+    EXPECT_EQ(Var(m_Sensor, 3).Description(), "Device status");
+    EXPECT_TRUE(Var(m_Sensor, 3).Value().IsEmpty());
+    EXPECT_EQ(Var(m_Sensor, 2).Value().ToText(), "NB1/2x3/104/5/2");
+
+    const auto list = std::make_unique<cOrvixTaskNB1>(m_Host.Services);
+    static_cast<iOrvixTaskNB1&>(*list).GetDeviceList(0);
+    m_Sensor.TaskCommand(*list);
+    EXPECT_THAT(static_cast<iOrvixTaskNB1&>(*list).eDescr(), StartsWith("undefined cmdtype"));
+}
+
+TEST_F(DeviceTest, SensorReadings) {
+    std::vector<std::string> written;
+    Var(m_Sensor, 2).OnValid([&](VariableRecord& record) {
+        written.push_back(record.Value().ToText() + (record.Valid() ? " valid" : " invalid"));
+    });
+    const auto first = Answered(2, Bytes("83 40 00 00 FF"));
+    Var(m_Sensor, 2).Pending(true);
+    m_Sensor.ResponseInterpreter(*first);
+    EXPECT_EQ(first->e(), errors::None) << first->eDescr();
+    EXPECT_THAT(written, ElementsAre("NB1/2x3/104/5/2 invalid", "24 valid"));
+    EXPECT_FALSE(Var(m_Sensor, 2).Pending());
+    EXPECT_THAT(m_Adapter.Take(), ElementsAre("changed:3")) << "the first status";
+    EXPECT_EQ(m_Sensor.Temperature(), 24.0F);
+
+    m_Sensor.ResponseInterpreter(*Answered(2, Bytes("85 2A 00 00")));
+    EXPECT_EQ(m_Sensor.Temperature(), 0.0F) << "85 is what it reports before it has measured";
+    EXPECT_THAT(m_Adapter.Take(), IsEmpty());
+
+    m_Sensor.ResponseInterpreter(*Answered(2, Bytes("00 00 00 00")));
+    EXPECT_TRUE(Var(m_Sensor, 2).Valid()) << "the smallest real";
+
+    m_Sensor.Mission().SimulateTrend(true);
+    m_Sensor.ResponseInterpreter(*Answered(2, Bytes("80 A0 00 00")));
+    EXPECT_THAT(m_Adapter.Take(), ElementsAre("changed:3", "new task:Reading Temp log Device 5", "changed:4",
+                                              "changed:3", "new task:Reading Temp log Device 5"));
+    EXPECT_EQ(m_Adapter.Tasks.front()->DeviceModel(), 106);
+
+    for (const char* bad : {"", "83 40 00", "FF 00 00 00"}) {
+        const auto task = Answered(2, Bytes(bad));
+        Var(m_Sensor, 2).Pending(true);
+        m_Sensor.ResponseInterpreter(*task);
+        EXPECT_NE(task->e(), errors::None);
+        EXPECT_TRUE(task->CmdExecuted());
+        EXPECT_FALSE(Var(m_Sensor, 2).Valid());
+        EXPECT_TRUE(Var(m_Sensor, 2).Pending());
+    }
+}
+
+TEST_F(DeviceTest, ModuleReadings) {
+    m_Module.Mission().SimulateTrend(true);
+    m_Module.ResponseInterpreter(*Answered(6, Bytes("05")));
+    EXPECT_EQ(Var(m_Module, 6).Value().ToText(), "\x05");
+    EXPECT_EQ(Var(m_Module, 6).MonitorFlag(), 1) << "simulated, the mission is in progress";
+    m_Module.Mission().SimulateTrend(false);
+    m_Module.ResponseInterpreter(*Answered(6, Bytes("41")));
+    EXPECT_EQ(Var(m_Module, 6).MonitorFlag(), 0);
+    EXPECT_EQ(static_cast<iOrvixDevice&>(m_Module).DefaultVar()->VarID(), 6);
+
+    const auto failed = Task(6);
+    failed->e(errors::TimeOut);
+    m_Module.ResponseInterpreter(*failed);
+    EXPECT_EQ(failed->e(), errors::MissingItem);
+    EXPECT_EQ(failed->eDescr(),
+              "RtnArgs has no item 1 (OrvixNimbo1Lib.cOrvixNB1DM.ResponseInterpreterEx) "
+              "(OrvixNimbo1Lib.cOrvixNB1DM.iOrvixDevice_ResponseInterpreter)");
+    EXPECT_FALSE(Var(m_Module, 6).Valid());
+}
+
+TEST_F(DeviceTest, FailedAnswers) {
+    const auto refused = Answered(1, Bytes("41 42"));
+    refused->e(errors::Refused);
+    refused->eDescr("device refused");
+    Var(m_Sensor, 1).Valid(true);
+    m_Sensor.ResponseInterpreter(*refused);
+    EXPECT_EQ(refused->e(), errors::Validation);
+    EXPECT_THAT(refused->eDescr(), StartsWith("device refused (PlexaERR.Check.cOrvixNB1TP.ResponseInterpreterEx)"));
+    EXPECT_FALSE(Var(m_Sensor, 1).Valid());
+
+    const auto status = Answered(3, "1");
+    m_Sensor.ResponseInterpreter(*status);
+    EXPECT_THAT(status->eDescr(), StartsWith("undefined VarID"));
+
+    const auto late = Answered(2, Bytes("83 40 00 00"));
+    late->TimeoutInterval(5);
+    late->CmdSended(true);
+    m_Host.Run(6);
+    m_Sensor.ResponseInterpreter(*late);
+    EXPECT_EQ(late->e(), errors::Validation);
+    EXPECT_TRUE(late->CmdExecuted());
+    EXPECT_THAT(late->eDescr(), StartsWith("#-2147215991 ("));
+}
+
+TEST_F(DeviceTest, AnswerInParts) {
+    const auto task = Answered(1, Bytes("41 42"));
+    task->Response("ab");
+    task->ResponseBytes(2);
+    task->ArrivalExpectedBytes(5);
+    m_Sensor.ResponseInterpreter(*task);
+    EXPECT_TRUE(task->WaitingMultiPart());
+    EXPECT_FALSE(Var(m_Sensor, 1).Valid());
+    task->Response("cde");
+    task->ResponseBytes(3);
+    m_Sensor.ResponseInterpreter(*task);
+    EXPECT_FALSE(task->WaitingMultiPart());
+    EXPECT_EQ(task->Arrival().ToText(), "abcde");
+    EXPECT_EQ(m_Sensor.SerialNumber(), "AB");
+}
+
+TEST_F(DeviceTest, MissionAnswers) {
+    const auto stop = Answered(0, "done");
+    stop->CmdType(ORVIXCNB1_TA_STOP_MISSION);
+    m_Sensor.ResponseInterpreter(*stop);
+    EXPECT_EQ(stop->e(), errors::None) << stop->eDescr();
+    EXPECT_EQ(Var(m_Sensor, 3).Value().ToText(), "done");
+    EXPECT_THAT(m_Adapter.Take(), ElementsAre("monitor changed:5", "changed:3", "changed:4"));
+
+    Var(m_Sensor, 3).Value("21");
+    TakeOffline();
+    m_Sensor.ResponseInterpreter(*stop);
+    EXPECT_THAT(stop->eDescr(), StartsWith("unsupported action Stop Mission ("));
+    m_Sensor.ResponseInterpreter(*Answered(2, ""));
+    EXPECT_TRUE(Var(m_Sensor, 2).Valid()) << "an offline device only validates";
+}
+
+TEST_F(DeviceTest, MonitoringAndNames) {
+    m_Sensor.ConnectedEx(true);
+    m_Sensor.ConnectedEx(true);
+    m_Sensor.ConnectedEx(false);
+    EXPECT_THAT(m_Adapter.Take(), ElementsAre("monitor changed:5"));
+    EXPECT_TRUE(Var(m_Sensor, 1).Monitored());
+
+    EXPECT_TRUE(m_Sensor.MonitorVar(2, 1, 250));
+    EXPECT_EQ(Var(m_Sensor, 2).MonitorInterval(), 250);
+    m_Sensor.MonitorVar(77, 1, 250);
+    ASSERT_EQ(m_Host.Reports.All.size(), 1U);
+    EXPECT_THAT(m_Host.Reports.All[0], testing::HasSubstr("cOrvixNB1TP.SafeVarMonAdd(VarID,VarMon,Interval&)"));
+
+    m_Sensor.SerialNumber("S1");
+    m_Sensor.Name("Oven");
+    EXPECT_EQ(m_Host.Database.PlantNames["S1"], "Oven");
+
+    TakeOffline();
+    EXPECT_FALSE(m_Sensor.Monitor());
+    m_Sensor.Monitor(true);
+    EXPECT_FALSE(m_Sensor.Monitor());
+    EXPECT_FALSE(Var(m_Sensor, 2).Suspended());
+    m_Sensor.Address("5-2");
+    m_Sensor.Name("Copy");
+    EXPECT_EQ(m_Sensor.SerialNumber(), "S1");
+    EXPECT_EQ(Var(m_Sensor, 1).Tag(), "NB1/2x3/104/5-2/1");
+    EXPECT_EQ(m_Host.Database.PlantNames["S1"], "Oven");
+
+    m_Sensor.MonitorVar(2, 2, 0);
+    EXPECT_FALSE(m_Sensor.VarsEx().Exists("2"));
+    m_Sensor.Temperature(1.5F);
+    EXPECT_EQ(m_Sensor.Temperature(), 0.0F);
+
+    m_Sensor.Destroy();
+    const auto task = Answered(2, Bytes("83 40 00 00"));
+    m_Sensor.TaskCommand(*task);
+    m_Sensor.ResponseInterpreter(*task);
+    EXPECT_EQ(task->e(), errors::MissingItem);
+    EXPECT_THROW(m_Sensor.Mission(), Error);
+}
+
+/// A model that renames itself with each reading.
+class RenamingDevice final : public cOrvixNB1Device {
+public:
+    explicit RenamingDevice(const Services& services)
+        : cOrvixNB1Device(services, kTemperatureSensor, std::make_unique<cOrvixNB1TPMission>(services)) {}
+
+private:
+    void StoreReading(VariableRecord&, const Variant& payload) override { ApplyStatus(payload.ToText(), true, false); }
+};
+
+TEST_F(DeviceTest, RenamesInThePlant) {
+    RenamingDevice device(m_Host.Services);
+    device.Adapter(&m_Adapter);
+    device.Address("7");
+    device.SerialNumber("S7");
+    device.ResponseInterpreter(*Answered(2, "20"));
+    device.Mission().Name("Batch 2");
+    device.ResponseInterpreter(*Answered(2, "20"));
+    EXPECT_EQ(m_Host.Database.PlantNames["S7"], "Batch 2");
+    EXPECT_EQ(device.Mission().Name(), "Batch 2");
+}
+
+TEST_F(DeviceTest, SuperStateRestoresEverything) {
+    m_Sensor.SerialNumber("S1");
+    m_Sensor.Name("Oven");
+    m_Sensor.PwdR("r");
+    m_Sensor.PwdRW("rw");
+    m_Sensor.ConnectedEx(true);
+    m_Sensor.Monitor(true);
+    m_Sensor.Temperature(21.5F);
+    m_Sensor.TaskCommand(*Task(4));
+    m_Sensor.TaskCommand(*Task(3));
+    Var(m_Sensor, 3).Value("22.5");
+    Var(m_Sensor, 4).Value(TextToBytes(Bytes("00 00 A0 41 00 00 B0 41")));  // 20 and 22
+    const ByteArray saved = m_Sensor.GetSuperState();
+
+    cOrvixNB1TP copy(m_Host.Services);
+    copy.Adapter(&m_Adapter);
+    auto& mission = dynamic_cast<cOrvixNB1Mission&>(copy.Mission());
+    MissionStatusSeam::Status(mission).MissionSamples = 2;
+    m_Adapter.Take();
+    copy.SetSuperState(saved);
+    EXPECT_EQ(copy.GetSuperState(), saved);
+    EXPECT_EQ(copy.Name() + copy.PwdR() + copy.PwdRW(), "Ovenrrw");
+    EXPECT_TRUE(copy.ConnectedEx() && copy.Monitor());
+    EXPECT_EQ(copy.Temperature(), 21.5F);
+    EXPECT_THAT(m_Adapter.Take(), ElementsAre("changed:3"));
+    EXPECT_EQ(copy.Mission().MaxTemp(), 22.0F);
+
+    PropertyBag rec;
+    rec.Contents(copy.Rec());
+    EXPECT_EQ(RecordSet::Load(rec.ReadProperty("Log").ToBytes()).RecordCount(), 2U);
+
+    EXPECT_THROW(m_Module.SetSuperState(saved), Error) << "a state of another model";
+    for (std::size_t length = 0; length < saved.size(); ++length) {
+        EXPECT_THROW(copy.SetSuperState(ByteView(saved).first(length)), Error) << length;
+    }
+    PropertyBag hostile;
+    hostile.Contents(saved);
+    hostile.WriteProperty("VarsCount", std::numeric_limits<std::int32_t>::max());
+    try {
+        copy.SetSuperState(hostile.Contents());
+        ADD_FAILURE();
+    } catch (const Error& error) {
+        EXPECT_EQ(error.Number, errors::MissingItem);
+    }
+    EXPECT_EQ(copy.GetSuperState(), saved) << "what cannot be read changes nothing";
+    Var(copy, 4).Value(TextToBytes("abc"));
+    EXPECT_THROW(copy.SetSuperState(copy.GetSuperState()), Error) << "no whole samples";
+}
+
+}  // namespace
+}  // namespace orvix::tests
