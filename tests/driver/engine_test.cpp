@@ -1,0 +1,192 @@
+#include <algorithm>
+#include <limits>
+#include <set>
+
+#include "devices/protocol/basOrvixNB1.h"
+#include "tests/driver/driver_fixture.h"
+
+namespace orvix::tests {
+namespace {
+
+using std::chrono::milliseconds;
+using testing::ElementsAre;
+using testing::StartsWith;
+
+class ExchangeTest : public DriverTest {
+protected:
+    ExchangeTest() { Send("CONNECT"); }
+
+    std::size_t Attempts() const {
+        const auto& log = Host.Line.Log;
+        return static_cast<std::size_t>(
+            std::count_if(log.begin(), log.end(), [](const auto& line) { return line.starts_with("Output="); }));
+    }
+
+    /// A failure of the exchange is told twice, with the validation error's number, the text and where it passed.
+    void ExpectFailure(const iOrvixTaskNB1& task, const std::string& text) {
+        const std::string report = text + " (PlexaERR.Check.cOrvixDriverNB1.NetRequest Port 3)";
+        EXPECT_EQ(task.e(), errors::Validation);
+        EXPECT_EQ(task.eDescr(), report);
+        EXPECT_THAT(Messages,
+                    ElementsAre("SOCKETERROR | -2147217304 | " + report, "TASKCOMPLETE | -2147217304 | " + report));
+    }
+};
+
+TEST_F(ExchangeTest, RaisesRequestToSendOnlyAroundTheFrameAndReturnsThePayload) {
+    constexpr char kRequestWithPayload[] = "1D 06 05 02 0B 00 41 42 0A 03 03";
+    Host.Line.Log.clear();
+    Host.Line.Expect(kRequestWithPayload, {{Bytes("1D 08 05 04 0B")}, {Bytes("00 80 A0 00 00 2F 0D 03 FF")}});
+    const auto task = Execute({.Params = {std::int32_t{ORVIXCNB1_VAR_TEMPERATURE}, "AB"}});
+    EXPECT_THAT(Messages, ElementsAre("TASKCOMPLETE | 0 | "));
+    EXPECT_EQ(task->RtnArgs(), VariantList{Bytes("80 A0 00 00")});
+    EXPECT_EQ(task->ArrivalExpectedBytes(), 7);
+    EXPECT_THAT(Host.Line.Log, ElementsAre("InBufferCount=0", "RTSEnable=True",
+                                           std::string("Output=") + kRequestWithPayload, "RTSEnable=False"));
+}
+
+TEST_F(ExchangeTest, EveryBadReplyHasItsText) {
+    const struct {
+        const char* Reply;
+        Duration After;
+        ErrorNumber Error;
+        Duration Took;
+    } cases[] = {
+        {"", milliseconds(1), errors::TimeOut, milliseconds(50)},
+        {"1D 08 05 04 0B 00 80 A0 00 00 2F 0D", milliseconds(1), errors::TimeOut, milliseconds(50)},
+        {kTemperatureReply, milliseconds(50), errors::TimeOut, milliseconds(50)},
+        {"1C 08 05 04 0B 00 80 A0 00 00 2F 0D 03", milliseconds(1), errors::BadFrame, milliseconds(1)},
+        {"1D 08 05 04 0B 00 80 A0 00 00 2F 0D 04", milliseconds(1), errors::BadFrame, milliseconds(1)},
+        {"1D 08 06 04 0B 00 80 A0 00 00 2F 0E 03", milliseconds(1), errors::BadFrame, milliseconds(1)},
+        {"1D 00 05 05 03", milliseconds(1), errors::BadFrame, milliseconds(1)},
+        {"1D 05 05 01 07 00 C9 CF 00 03", milliseconds(1), errors::Refused, milliseconds(1)},
+        {"1D 08 05 04 0B 00 80 A0 00 00 2E 0D 03", milliseconds(49), errors::Checksum, milliseconds(49)},
+    };
+    for (const auto& it : cases) {
+        SCOPED_TRACE(it.Reply);
+        Host.Line.Expect(kTemperatureRequest, {{Bytes(it.Reply), it.After}});
+        const auto task = Execute({});
+        ExpectFailure(*task, HostText(it.Error));
+        EXPECT_TRUE(task->RtnArgs().empty());
+        EXPECT_EQ(Took, it.Took);
+    }
+}
+
+TEST_F(ExchangeTest, TriesAgainUntilTheFirstSuccess) {
+    const struct {
+        std::int16_t NetRetry;
+        std::size_t Silent, Attempts;
+        Duration Took;
+    } cases[] = {{0, 9, 1, milliseconds(50)},
+                 {-3, 9, 1, milliseconds(50)},
+                 {2, 9, 3, milliseconds(150)},
+                 {2, 1, 2, milliseconds(51)}};
+    for (const auto& it : cases) {
+        SCOPED_TRACE(it.NetRetry);
+        Driver->NetRetry(it.NetRetry);
+        Host.Line.Log.clear();
+        for (std::size_t i = 0; i < it.Attempts; ++i) {
+            Host.Line.Expect(kTemperatureRequest, {{Bytes(i < it.Silent ? "" : kTemperatureReply)}});
+        }
+        EXPECT_EQ(Execute({})->e() == errors::None, it.Attempts > it.Silent);
+        EXPECT_EQ(Attempts(), it.Attempts);
+        EXPECT_EQ(Took, it.Took);
+    }
+}
+
+TEST_F(ExchangeTest, BoundsAnyTimeFactor) {
+    using Limits = std::numeric_limits<std::int32_t>;
+    constexpr Duration kLate = milliseconds(100000);
+    Host.Line.Expect(kTemperatureRequest, {});
+    ExpectFailure(*Execute({.TimeFactor = Limits::min()}), HostText(errors::TimeOut));
+    EXPECT_EQ(Took, Duration::zero());
+    Host.Line.Expect(kTemperatureRequest, {{Bytes(kTemperatureReply), kLate}});
+    EXPECT_EQ(Execute({.TimeFactor = Limits::max()})->e(), errors::None);
+    EXPECT_EQ(Took, kLate);
+}
+
+TEST_F(ExchangeTest, WhatCannotBeFramedIsNotSent) {
+    for (const char* address : {"", "x", "-1", "256", "70000"}) {
+        SCOPED_TRACE(address);
+        EXPECT_EQ(Execute({.Address = address})->e(), errors::Validation);
+    }
+    EXPECT_EQ(Execute({.Params = {std::int32_t{2}, std::string(252, 'x')}})->e(), errors::Validation);
+    EXPECT_EQ(Attempts(), 0U);
+}
+
+TEST_F(ExchangeTest, AVanishedLineFailsTheExchangeAndLowersRequestToSend) {
+    Host.Line.ExpectVanished();
+    EXPECT_EQ(Execute({})->e(), errors::Validation);
+    EXPECT_EQ(Host.Line.Log.back(), "RTSEnable=False");
+}
+
+TEST_F(DriverTest, AllowsEachCommandAndVariableForItsModelsOnly) {
+    const ByteArray bytes = {1, 2};
+    const struct {
+        bool Simulation;
+        std::int32_t CmdType;
+        Variant Param;
+        std::int32_t Model;
+        std::string Failure;
+    } cases[] = {{false, 0, {}, 106, "Invalid CmdType"},
+                 {false, 2, 2, 106, "Invalid CmdType"},
+                 {false, 3, {}, 0, ""},
+                 {false, 4, {}, 21, ""},
+                 {false, 4, {}, 106, "Invalid device model"},
+                 {false, 5, bytes, 21, ""},
+                 {false, 5, bytes, 106, "Invalid device model"},
+                 {false, 1, 1, 104, "Invalid device model"},
+                 {false, 1, 2, 104, "Invalid device model"},
+                 {false, 1, 3, 21, ""},
+                 {false, 1, 3, 41, ""},
+                 {false, 1, 3, 106, "Invalid device model"},
+                 {false, 1, 4, 21, ""},
+                 {false, 1, 4, 41, "Invalid device model"},
+                 {false, 1, 6, 106, "Invalid device model"},
+                 {false, 1, 5, 106, "Invalid var"},
+                 {true, 1, 1, 106, ""},
+                 {true, 1, 1, 104, "Invalid device model"},
+                 {true, 1, 6, 106, "Invalid device model"},
+                 {true, 1, 3, 21, "Invalid var"},
+                 {true, 2, {}, 0, ""},
+                 {true, 3, {}, 0, ""},
+                 {true, 4, {}, 21, "Invalid CmdType"},
+                 {true, 5, bytes, 21, "Invalid CmdType"}};
+    Host.Database.Messages["#-2147215990"] = "Task not executed: %1";
+    for (const auto& it : cases) {
+        SCOPED_TRACE(testing::Message() << it.CmdType << " model " << it.Model << " simulation " << it.Simulation);
+        Driver->Simulation(it.Simulation);
+        const auto task = Execute({.CmdType = it.CmdType, .Params = {it.Param}, .Model = it.Model});
+        EXPECT_EQ(task->e(), it.Failure.empty() ? errors::None : errors::Validation);
+        EXPECT_THAT(task->eDescr(), StartsWith(it.Failure.empty() ? "" : "Task not executed: " + it.Failure + " ("));
+        EXPECT_TRUE(task->RtnArgs().empty());
+    }
+    Driver->Simulation(false);
+    EXPECT_EQ(Execute({.CmdType = 5, .Params = {}, .Model = 21})->e(), errors::MissingItem);
+}
+
+TEST_F(DriverTest, SimulatesReadingsFromTheWindowsFieldsWithoutTouchingTheLine) {
+    Host.Stores.SettingValues = {{"OrvixNimbo1Lib/Sym/SymDelay2x3", "120"},
+                                 {"OrvixNimbo1Lib/Sym/SymMin2x3", "20"},
+                                 {"OrvixNimbo1Lib/Sym/SymMax2x3", "30"},
+                                 {"OrvixNimbo1Lib/Sym/SymDig2x3", "37"}};
+    Driver->Simulation(true);
+    Driver->DebugMode(true);
+    Host.Line.Log.clear();
+    Send("CONNECT");
+    EXPECT_THAT(Adapter.Take(), ElementsAre("CONNECTED"));
+    std::set<double> values;
+    for (int i = 0; i < 50; ++i) {
+        values.insert(BytesToReal(Execute({})->RtnArgs().at(0).ToText()));
+        EXPECT_EQ(Took, milliseconds(120));
+    }
+    EXPECT_GE(*values.begin(), 20.0);
+    EXPECT_LT(*values.rbegin(), 31.0);
+    EXPECT_GT(values.size(), 40U);
+    const auto inputs = Execute({.Params = {std::int32_t{ORVIXCNB1_VAR_INPUTBYTE}}, .Model = 104});
+    EXPECT_EQ(inputs->RtnArgs(), VariantList{"37"});
+    Send("DISCONNECT");
+    EXPECT_THAT(Host.Line.Log, ElementsAre());
+}
+
+}  // namespace
+}  // namespace orvix::tests
