@@ -1,0 +1,223 @@
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include "adapter/cOrvixAdapterNB1.h"
+#include "host/text.h"
+
+namespace orvix {
+
+namespace {
+
+constexpr char kDatabaseFile[] = "Orvix.mdb";
+constexpr char kWorkgroupFile[] = "Orvix.mdw";
+
+std::int16_t DriverRetries(std::int32_t netRetry) {
+    return static_cast<std::int16_t>(std::clamp<std::int32_t>(netRetry, 0, std::numeric_limits<std::int16_t>::max()));
+}
+
+}  // namespace
+
+cOrvixAdapterNB1::cOrvixAdapterNB1(const Services& services)
+    : m_Services(services), PlexaERR(services), m_Tracer(services) {
+    try {
+        m_Path = m_Services.Stores.Paths().LibraryFolder();
+        SetLogPath(m_Path);
+        m_IPCSubscriber = m_Services.Messaging.CreateChannel();
+        m_IPCSubscriber->DeliverEvents(true);
+        BindSubscriberEvents();
+        m_IPCSubscriber->Name("AdapterNB1_" + m_Services.Messaging.NewIdentifier());
+        m_IPCSubscriber->Activate(true);
+    } catch (...) {
+        TraceAndRaise("OrvixNimbo1Lib.cOrvixAdapterNB1.Class_Initialize-Error", "cOrvixAdapterNB1.Class_Initialize");
+    }
+}
+
+cOrvixAdapterNB1::~cOrvixAdapterNB1() {
+    ReleaseWork();
+    m_IPCDriver.reset();
+    m_TrackDriver.reset();
+    m_IPCSubscriber.reset();
+    m_HostDatabase.reset();
+}
+
+void cOrvixAdapterNB1::iOrvixAdapter_Path(std::string rhs) {
+    try {
+        m_Path = m_Services.Stores.Paths().Normalise(rhs);
+        SetLogPath(m_Path);
+        if (m_Driver) m_Driver->Path(m_Path);
+    } catch (...) {
+        TraceAndRaise("OrvixNimbo1Lib.cOrvixAdapterNB1.iOrvixAdapter_Path-rhs",
+                      "cOrvixAdapterNB1.iOrvixAdapter_Path(rhs)");
+    }
+}
+
+void cOrvixAdapterNB1::iOrvixAdapter_Driver(std::shared_ptr<iOrvixDriver> rhs) {
+    try {
+        m_Driver = std::move(rhs);
+    } catch (...) {
+        PlexaERR.ErrorIn("cOrvixAdapterNB1.iOrvixAdapter_Driver(RHS)");
+    }
+}
+
+void cOrvixAdapterNB1::iOrvixAdapter_MonitorNet(bool rhs) {
+    m_MonitorNet = rhs;
+    ApplyPollingSettings();
+}
+
+void cOrvixAdapterNB1::iOrvixAdapter_MonitorVars(bool rhs) {
+    m_MonitorVars = rhs;
+    ApplyPollingSettings();
+}
+
+void cOrvixAdapterNB1::iOrvixAdapter_PollingMSecs(std::int32_t rhs) {
+    m_PollingMSecs = std::max(rhs, kShortestInterval);
+    ApplyPollingSettings();
+}
+
+void cOrvixAdapterNB1::iOrvixAdapter_IdleMsecs(std::int32_t rhs) {
+    m_IdleMsecs = std::max(rhs, kShortestInterval);
+}
+
+void cOrvixAdapterNB1::iOrvixAdapter_IdleAfterErrorMsecs(std::int32_t rhs) {
+    m_IdleAfterErrorMsecs = std::max(rhs, kShortestInterval);
+}
+
+void cOrvixAdapterNB1::iOrvixAdapter_NetRetry(std::int32_t rhs) {
+    m_NetRetry = rhs;
+    if (m_Driver) m_Driver->NetRetry(DriverRetries(rhs));
+}
+
+void cOrvixAdapterNB1::iOrvixAdapter_PortType(std::int32_t rhs) {
+    CheckPortIsFree();
+    m_PortType = rhs;
+    RebuildAddress();
+    if (m_Driver) m_Driver->PortType(rhs);
+}
+
+void cOrvixAdapterNB1::iOrvixAdapter_PortAddress(std::string rhs) {
+    CheckPortIsFree();
+    m_PortAddress = std::move(rhs);
+    RebuildAddress();
+    if (m_Driver) m_Driver->PortAddress(m_PortAddress);
+}
+
+void cOrvixAdapterNB1::iOrvixAdapter_PortSettings(std::string rhs) {
+    CheckPortIsFree();
+    m_PortSettings = std::move(rhs);
+    if (m_Driver) m_Driver->PortSettings(m_PortSettings);
+}
+
+void cOrvixAdapterNB1::CheckPortIsFree() {
+    PlexaERR.Check(!m_Networking, errors::Validation, "#" + NumberText(errors::Busy));
+}
+
+void cOrvixAdapterNB1::RebuildAddress() {
+    m_Address = m_Services.Stores.Paths().PortAddressText(m_PortType, m_PortAddress);
+}
+
+void cOrvixAdapterNB1::iOrvixAdapter_OnLine(bool rhs) {
+    m_OnLine = rhs;
+    WakeLoop();
+}
+
+void cOrvixAdapterNB1::iOrvixAdapter_DebugMode(bool rhs) {
+    m_DebugMode = rhs;
+    if (m_Driver) m_Driver->DebugMode(rhs);
+}
+
+void cOrvixAdapterNB1::iOrvixAdapter_LogMode(std::int16_t rhs) {
+    m_LogMode = rhs;
+    m_Tracer.LogMode(rhs != 0);
+    if (m_Driver) m_Driver->LogMode(rhs);
+}
+
+void cOrvixAdapterNB1::iOrvixAdapter_LogPath(std::string rhs) {
+    SetLogPath(rhs);
+    if (m_Driver) m_Driver->LogPath(m_LogPath);
+}
+
+void cOrvixAdapterNB1::SetLogPath(const std::string& path) {
+    m_LogPath = path;
+    m_Tracer.LogPath(path);
+}
+
+void cOrvixAdapterNB1::iOrvixAdapter_Simulation(bool rhs) {
+    m_Simulation = rhs;
+    if (m_Driver) m_Driver->Simulation(rhs);
+}
+
+void cOrvixAdapterNB1::iOrvixAdapter_Init() {
+    try {
+        OpenDatabase();
+        CreateDriverChannel();
+        m_TrackDriver = m_Services.Messaging.CreateCallTracker();
+        m_Tasks = std::make_unique<TaskQueue>();
+        SetCurrentTask(NewEmptyTask());
+        CreateTimers();
+        CreateDevices();
+        if (m_Driver) ConfigureDriver();
+        const auto registered = m_SQLDevices->Addresses();
+        MountDevices(VariantList(registered.begin(), registered.end()));
+        if (m_OnLine) ApplyPollingSettings();
+    } catch (...) {
+        PlexaERR.ErrorIn("cOrvixAdapterNB1.iOrvixAdapter_Init");
+    }
+}
+
+void cOrvixAdapterNB1::OpenDatabase() {
+    auto& database = m_Services.Database;
+    m_HostDatabase = database.CreateConnection();
+    PlexaERR.SetMessageProvider(m_HostDatabase);
+    m_HostDatabase->Open(m_Path + kDatabaseFile, m_Path + kWorkgroupFile, database.Account());
+    m_SQLDevices = database.CreateDevices(m_HostDatabase);
+    m_SQLDevices->Path(m_Path);
+    m_SQLDevices->Load();
+    m_SQLPlantDevices = database.CreatePlantDevices(m_HostDatabase);
+    m_SQLPlantDevices->Path(m_Path);
+    m_SQLPlantDevices->Load();
+}
+
+void cOrvixAdapterNB1::CreateDriverChannel() {
+    m_IPCDriver = m_Services.Messaging.CreateChannel();
+    m_IPCDriver->DeliverEvents(true);
+    BindDriverEvents();
+    m_IPCDriver->Name("AdapterNB1DrvIN_" + m_Services.Messaging.NewIdentifier());
+    m_IPCDriver->ActivateReporting(true);
+}
+
+void cOrvixAdapterNB1::CreateTimers() {
+    auto& apartment = m_Services.Apartment;
+    m_tmrPolling = apartment.CreateTimer([this] { m_tmrPolling_Tick(); });
+    Rearm(m_tmrPolling, m_PollingMSecs, false);
+    m_tmrPollingDevices = apartment.CreateTimer([this] { m_tmrPollingDevices_Tick(); });
+    Rearm(m_tmrPollingDevices, m_VarPollingInterval, false);
+    m_tmrComm = apartment.CreateTimer([this] { m_tmrComm_Tick(); });
+    Rearm(m_tmrComm, kTickInterval, false);
+    m_tmrTimeout = apartment.CreateTimer({});
+    Rearm(m_tmrTimeout, kConnectionTimeLimit, false);
+}
+
+void cOrvixAdapterNB1::CreateDevices() {
+    m_DevicesEvt = std::make_unique<cOrvixDevicesNB1>(m_Services);
+    m_DevicesEvt->ItemsChanged = [this] { m_DevicesEvt_ItemsChanged(); };
+    m_DevicesEvt->Adapter(this);
+    m_UnregisteredDevices = std::make_unique<cOrvixDevicesNB1>(m_Services);
+    m_UnregisteredDevices->Adapter(this);
+}
+
+void cOrvixAdapterNB1::ConfigureDriver() {
+    m_Driver->Path(m_Path);
+    m_IPCDriver->PeerName(m_Driver->ServerIPCName());
+    m_Driver->SubscriberIPCName(m_IPCDriver->Name());
+    m_TrackDriver->Start("ADAPTER_NB1_" + m_Services.Messaging.NewIdentifier(), m_Driver->ServerIPCName());
+    m_Driver->DebugMode(m_DebugMode);
+    m_Driver->LogMode(m_LogMode);
+    m_Driver->LogPath(m_LogPath);
+    m_Driver->Simulation(m_Simulation);
+    m_Driver->PortType(m_PortType);
+    m_Driver->PortAddress(m_PortAddress);
+    m_Driver->NetRetry(DriverRetries(m_NetRetry));
+}
+
+}  // namespace orvix

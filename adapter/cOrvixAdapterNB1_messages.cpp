@@ -1,0 +1,131 @@
+#include "adapter/cOrvixAdapterNB1.h"
+#include "host/database.h"
+#include "host/text.h"
+#include "tasks/cOrvixTaskNB1.h"
+
+namespace orvix {
+
+namespace {
+
+void Release(std::unique_ptr<Timer>& timer) {
+    if (timer) Attempt([&] { timer->Enabled(false); });
+    timer.reset();
+}
+
+void Release(std::unique_ptr<cOrvixDevicesNB1>& devices) {
+    if (devices) Attempt([&] { devices->Destroy(); });
+    devices.reset();
+}
+
+}  // namespace
+
+void cOrvixAdapterNB1::BindSubscriberEvents() {
+    ChannelEvents events;
+    events.NewWork = [this](const std::string& MemoryMapKey, bool& Handled) {
+        m_IPCSubscriber_NewWork(MemoryMapKey, Handled);
+    };
+    events.QueryDestroy = [this](bool& Cancel) { m_IPCSubscriber_QueryDestroy(Cancel); };
+    m_IPCSubscriber->Events(std::move(events));
+}
+
+void cOrvixAdapterNB1::BindDriverEvents() {
+    ChannelEvents events;
+    events.CustomMessage = [this](const std::string& Message, bool& Handled) {
+        m_IPCDriver_CustomMessage(Message, Handled);
+    };
+    events.OnProgress = [this](const std::string& Text, std::int32_t Value, std::int32_t Minimum, std::int32_t Maximum,
+                               bool& Handled) { m_IPCDriver_OnProgress(Text, Value, Minimum, Maximum, Handled); };
+    events.ServerDestroyed = [this](bool& Handled) { m_IPCDriver_ServerDestroyed(Handled); };
+    m_IPCDriver->Events(std::move(events));
+}
+
+void cOrvixAdapterNB1::m_IPCDriver_CustomMessage(const std::string& Message, bool& Handled) {
+    const auto fields = SplitFields(Message);
+    const std::string name = fields.empty() ? std::string() : fields.front();
+    if (name == "TASKCOMPLETE") {
+        Attempt([&] { TaskComplete(fields); });
+    } else if (name == "SOCKETERROR") {
+        m_SocketError = true;
+        Attempt([&] { SendToHost("Driver error " + fields.at(1) + " - " + fields.at(2)); });
+    } else if (name == "CONNECTED") {
+        m_Connected = true;
+    } else if (name == "DISCONNECTED") {
+        m_Connected = false;
+    }
+    Handled = true;
+}
+
+void cOrvixAdapterNB1::TaskComplete(const std::vector<std::string>& fields) {
+    const bool busyAnswer = fields.size() > 1 && fields[1] == NumberText(errors::Busy);
+    if (!m_TrackDriver->Completed(busyAnswer) || !m_CurrentTask) return;
+    const auto& results = m_TrackDriver->Results();
+    if (!results.empty()) return LoadAnswer(results.front());
+    Attempt([&] { m_CurrentTask->e(Variant(fields.at(1)).ToLong()); });
+    Attempt([&] { m_CurrentTask->eDescr(fields.at(2)); });
+    m_CurrentTask->CmdExecuted(true);
+}
+
+void cOrvixAdapterNB1::LoadAnswer(const ByteArray& state) {
+    const std::string id = m_CurrentTask->ID();
+    const std::string memoryMapKey = m_CurrentTask->MemoryMapKey();
+    try {
+        // Loading clears a task first: an answer that is none must not cost the task what it was.
+        cOrvixTaskNB1(m_Services).SetSuperState(state);
+        m_CurrentTask->SetSuperState(state);
+        m_CurrentTask->ID(id);
+        m_CurrentTask->MemoryMapKey(memoryMapKey);
+    } catch (...) {
+        const Error error = CurrentError();
+        m_CurrentTask->e(error.Number);
+        m_CurrentTask->eDescr(error.Description);
+        m_CurrentTask->CmdExecuted(true);
+    }
+    if (m_Tasks) m_Tasks->TagChanged(id);
+}
+
+void cOrvixAdapterNB1::m_IPCDriver_OnProgress(const std::string& Text, std::int32_t Value, std::int32_t Minimum,
+                                              std::int32_t Maximum, bool& Handled) {
+    Attempt([&] { m_IPCSubscriber->SendProgress(Text, Value, Minimum, Maximum); });
+    Handled = true;
+}
+
+void cOrvixAdapterNB1::m_IPCDriver_ServerDestroyed(bool& Handled) {
+    m_Driver.reset();
+    Handled = true;
+}
+
+void cOrvixAdapterNB1::m_IPCSubscriber_NewWork(const std::string& MemoryMapKey, bool& Handled) {
+    Attempt([&] { NewWork(MemoryMapKey, 0); });
+    Handled = true;
+}
+
+void cOrvixAdapterNB1::m_IPCSubscriber_QueryDestroy(bool& Cancel) {
+    if (m_OnLine) {
+        m_OnLine = false;
+        Attempt([&] { ResetConnection(); });
+    }
+    ReleaseWork();
+    Cancel = CloseDriver();
+}
+
+void cOrvixAdapterNB1::ReleaseWork() {
+    for (auto* timer : {&m_tmrComm, &m_tmrPolling, &m_tmrPollingDevices, &m_tmrTimeout})
+        Release(*timer);
+    m_CurrentTask.reset();
+    m_Tasks.reset();
+    m_Busy = false;
+    Release(m_DevicesEvt);
+    Release(m_UnregisteredDevices);
+    m_SQLDevices.reset();
+    m_SQLPlantDevices.reset();
+}
+
+bool cOrvixAdapterNB1::CloseDriver() {
+    if (!m_Driver || !m_IPCDriver) return false;
+    Attempt([&] {
+        if (!m_IPCDriver->PeerIsClosing()) m_IPCDriver->ClosePeer();
+    });
+    return true;
+}
+
+}  // namespace orvix

@@ -1,0 +1,251 @@
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include "adapter/cOrvixAdapterNB1.h"
+#include "devices/device_model.h"
+#include "host/text.h"
+#include "tasks/cOrvixTaskNB1.h"
+
+namespace orvix {
+
+namespace {
+
+constexpr std::int32_t kFirstInQueue = 1;
+constexpr std::int32_t kSubmitted = 20;
+constexpr std::int32_t kCompleted = 100;
+constexpr char kRefusedID[] = "XX";
+
+/// Both intervals of a task that nobody has given any.
+constexpr std::int32_t kClearedInterval = 10;
+
+}  // namespace
+
+TaskRef cOrvixAdapterNB1::NewEmptyTask() const {
+    return std::make_shared<cOrvixTaskNB1>(m_Services);
+}
+
+TaskRef cOrvixAdapterNB1::NewTaskWithID() const {
+    TaskRef task = NewEmptyTask();
+    task->ID(m_Services.Messaging.NewIdentifier());
+    return task;
+}
+
+bool cOrvixAdapterNB1::iOrvixAdapter_NewWork(const std::string& MemoryMapKey, std::int32_t Priority) {
+    const TaskRef task = NewEmptyTask();
+    task->MemoryMapKey(MemoryMapKey);
+    try {
+        LoadWork(*task);
+    } catch (...) {
+        RefuseWork(*task, CurrentError());
+        return false;
+    }
+    task->e(errors::None);
+    task->eDescr("");
+    AddTask(task, Priority);
+    return false;
+}
+
+void cOrvixAdapterNB1::LoadWork(iOrvixTaskNB1& task) {
+    RequireQueue();
+    const std::string key = task.MemoryMapKey();
+    if (!key.empty()) {
+        task.ReadMemory();
+        // Reading never fails by itself: what it leaves behind tells whether there was anything to read.
+        if (task.CmdType() == ORVIXCNB1_TA_NONE) {
+            throw Error(errors::General, "The shared entry \"" + key + "\" holds no task");
+        }
+    }
+    task.ID(m_Services.Messaging.NewIdentifier());
+}
+
+void cOrvixAdapterNB1::RefuseWork(iOrvixTaskNB1& task, const Error& error) {
+    if (!task.MemoryMapKey().empty()) task.ReadMemory();
+    task.e(error.Number);
+    task.eDescr(error.Description + " (" + error.Source + ".cOrvixAdapterNB1.m_IPCSubscriber_NewWork)");
+    task.ID(kRefusedID);
+    task.Executed(true);
+}
+
+bool cOrvixAdapterNB1::iOrvixDevToAdapt_NewTask(const std::shared_ptr<iOrvixTask>& Task, std::int32_t Priority) {
+    const TaskRef task = std::dynamic_pointer_cast<iOrvixTaskNB1>(Task);
+    if (!task) throw Error(errors::TypeMismatch, "NewTask: this is no task of this library");
+    task->ID(m_Services.Messaging.NewIdentifier());
+    AddTask(task, Priority);
+    return true;
+}
+
+void cOrvixAdapterNB1::AddTask(const TaskRef& task, std::int32_t priority) {
+    TaskQueue& queue = RequireQueue();
+    // No answer is on its way to a task that comes in, whatever its state says: waiting for one would block the queue.
+    if (task->CmdSended() && !IsFinished(*task)) task->CmdSended(false);
+    if (priority == kFirstInQueue) {
+        queue.AddFirst(task);
+    } else {
+        queue.Append(task);
+    }
+    ReplyFast();
+}
+
+TaskQueue& cOrvixAdapterNB1::RequireQueue() {
+    if (!m_Tasks) throw Error(errors::General, "The adapter takes work only between Init and its shutdown");
+    return *m_Tasks;
+}
+
+void cOrvixAdapterNB1::ProcessNextTask() {
+    if (m_Tasks->Empty()) return;
+    const std::string key = m_Tasks->Head().Key;
+    const TaskRef task = m_Tasks->Head().Task;
+    try {
+        if (IsFinished(*task)) {
+            CompleteTask(key, *task);
+        } else if (!task->CmdSended()) {
+            SendTask(key, task);
+        }
+    } catch (...) {
+        const Error error = CurrentError();
+        m_Tracer.PLXTrcV("OrvixNimbo1Lib.cOrvixAdapterNB1.ProcessNextTask - Err.Description", error.Description);
+        FailTask(key, *task, error.Number, error.Description);
+    }
+}
+
+void cOrvixAdapterNB1::SendTask(const std::string& key, const TaskRef& task) {
+    ReadTask(*task);
+    m_Tasks->TagChanged(key);
+    SendTaskProgress(*task, kSubmitted);
+    SendDebugInfo("Processing " + task->Name() + " of " + std::to_string(m_Tasks->Count()) + " ...",
+                  "PROCESS NEW TASK");
+    SetCurrentTask(task);
+    if (!PrepareCommand(*task)) return;
+    task->CmdSended(true);
+    if (task->e() != errors::None) return FailTask(key, *task, task->e(), task->eDescr());
+    m_TrackDriver->Arguments().assign(1, task->GetSuperState());
+    m_TrackDriver->ExecuteAsync();
+}
+
+bool cOrvixAdapterNB1::PrepareCommand(iOrvixTaskNB1& task) {
+    switch (task.CmdType()) {
+        case ORVIXCNB1_TA_GET_VAR: {
+            const auto device = m_DevicesEvt->Item(task.DeviceAddress());
+            if (device->DeviceOrigin() == kDeviceOriginFile) {
+                task.CmdSended(true);
+                task.CmdExecuted(true);
+                task.e(errors::None);
+                return false;
+            }
+            device->TaskCommand(task);
+            return true;
+        }
+        case ORVIXCNB1_TA_GET_DEVICELIST:
+        case ORVIXCNB1_TA_START_MISSION:
+        case ORVIXCNB1_TA_STOP_MISSION:
+            task.e(errors::None);
+            return true;
+        default:
+            return true;
+    }
+}
+
+void cOrvixAdapterNB1::CompleteTask(const std::string& key, iOrvixTaskNB1& task) {
+    m_Tasks->Remove(key);
+    // A linked task, and one that a lost connection has ended, has been published already.
+    if (!task.Executed()) TakeResult(task);
+    SendTaskProgress(task, kCompleted);
+    SetCurrentTask(NewEmptyTask());
+}
+
+void cOrvixAdapterNB1::TakeResult(iOrvixTaskNB1& task) {
+    switch (task.CmdType()) {
+        case ORVIXCNB1_TA_GET_VAR:
+        case ORVIXCNB1_TA_SET_VAR:
+        case ORVIXCNB1_TA_START_MISSION:
+        case ORVIXCNB1_TA_STOP_MISSION:
+            m_DevicesEvt->Item(task.DeviceAddress())->ResponseInterpreter(task);
+            break;
+        case ORVIXCNB1_TA_GET_DEVICELIST:
+            if (task.e() == errors::None) MountDevices(task.RtnArgs());
+            break;
+        default:
+            break;
+    }
+    SendDebugInfo("Executed " + task.Name() + " - Result " + (task.e() == errors::None ? "success" : task.eDescr()));
+    PullLinkedTasks(task);
+    task.Executed(true);
+}
+
+void cOrvixAdapterNB1::FailTask(const std::string& key, iOrvixTaskNB1& task, ErrorNumber code,
+                                const std::string& description) {
+    task.e(code);
+    task.eDescr(description);
+    m_Tasks->Remove(key);
+    if (!task.Executed()) task.Executed(true);
+    SetCurrentTask(NewEmptyTask());
+    SendToHost(JoinFields({"ERROR", description}));
+}
+
+void cOrvixAdapterNB1::FailPendingTasks(ErrorNumber ErrorCode) {
+    if (!m_Tasks) return;
+    const std::string text = PlexaERR.GetMessageText(ErrorCode);
+    SetCurrentTask(NewEmptyTask());
+    m_Tasks->ForEach([&](iOrvixTaskNB1& task) {
+        if (task.Executed()) return;
+        ReadTask(task);
+        task.e(ErrorCode);
+        task.eDescr(text);
+        if (task.DeviceOrigin() == kDeviceOriginLive) task.Executed(true);
+    });
+    m_Tasks->RemoveExecutedHeads();
+}
+
+TaskRef cOrvixAdapterNB1::LinkedTaskExists(const iOrvixTaskNB1& Task) {
+    try {
+        return m_Tasks->FindLinked(Task);
+    } catch (...) {
+        TraceAndRaise("OrvixNimbo1Lib.cOrvixAdapterNB1.LinkedTaskExists - Err.Description,",
+                      "cOrvixAdapterNB1.LinkedTaskExists(Task)");
+    }
+}
+
+void cOrvixAdapterNB1::PullLinkedTasks(iOrvixTaskNB1& Task) {
+    try {
+        while (const TaskRef linked = LinkedTaskExists(Task))
+            linked->ReadLinkedResult(Task);
+    } catch (...) {
+        TraceAndRaise("OrvixNimbo1Lib.cOrvixAdapterNB1.PullLinkedTasks - Err.Description,",
+                      "cOrvixAdapterNB1.PullLinkedTasks(Task)");
+    }
+}
+
+void cOrvixAdapterNB1::TraceAndRaise(const char* traceName, const char* label) {
+    m_Tracer.PLXTrcV(traceName, CurrentError().Description);
+    PlexaERR.ErrorIn(label);
+}
+
+void cOrvixAdapterNB1::ReadTask(iOrvixTaskNB1& task) {
+    if (task.MemoryReaded()) return;
+    task.ReadMemory();
+    GiveIntervals(task);
+}
+
+void cOrvixAdapterNB1::GiveIntervals(iOrvixTaskNB1& task) const {
+    if (task.TimeoutInterval() != kClearedInterval || task.NetTimeoutInterval() != kClearedInterval) return;
+    // An attempt waits five times the factor for its reply; the rest is room for sending it and for the loop.
+    const std::int64_t factor = std::max(m_Services.Reports.NetTimeoutInterval(), 0);
+    const std::int64_t attempts = std::int64_t{std::max(m_NetRetry, 0)} + 1;
+    constexpr std::int64_t kLongest = std::numeric_limits<std::int32_t>::max();
+    const std::int64_t forOne = std::min(5 * factor + 300, kLongest);
+    task.NetTimeoutInterval(static_cast<std::int32_t>(factor));
+    task.TimeoutInterval(static_cast<std::int32_t>(std::min(attempts * forOne + 500, kLongest)));
+}
+
+void cOrvixAdapterNB1::SetCurrentTask(TaskRef task) {
+    m_TrackDriver->GiveUp();
+    m_CurrentTask = std::move(task);
+}
+
+void cOrvixAdapterNB1::SendTaskProgress(const iOrvixTaskNB1& task, std::int32_t percent) {
+    if (task.CmdType() == ORVIXCNB1_TA_GET_DEVICELIST) return;
+    m_IPCSubscriber->SendProgress(task.Name(), percent, 0, 100);
+}
+
+}  // namespace orvix
