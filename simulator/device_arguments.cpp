@@ -1,0 +1,80 @@
+#include "simulator/device_arguments.h"
+
+#include <charconv>
+#include <cmath>
+
+#include "devices/protocol/basOrvixNB1.h"
+
+namespace orvix::simulator {
+namespace {
+
+template <class T>
+bool ReadWhole(std::string_view text, T& value) {
+    const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
+    return result.ec == std::errc() && result.ptr == text.data() + text.size();
+}
+
+struct Unit {
+    std::string_view Name;
+    double Milliseconds;
+};
+
+// "ms" stands before "m" and "s", which end it.
+constexpr Unit kUnits[] = {{"ms", 1}, {"s", 1000}, {"m", 60'000}, {"h", 3'600'000}};
+
+constexpr double kLongestMilliseconds = 366.0 * 24 * 3'600'000;
+
+struct ModelName {
+    std::string_view Name;
+    std::int32_t Model;
+};
+
+constexpr ModelName kModelNames[] = {{"sensor", kTemperatureSensorModel},
+                                     {"106", kTemperatureSensorModel},
+                                     {"digital", kDigitalModuleModel},
+                                     {"104", kDigitalModuleModel}};
+
+}  // namespace
+
+std::chrono::milliseconds ParseDuration(std::string_view text) {
+    for (const auto& unit : kUnits) {
+        if (!text.ends_with(unit.Name)) continue;
+        double count = 0;
+        if (!ReadWhole(text.substr(0, text.size() - unit.Name.size()), count)) break;
+        const double milliseconds = std::round(count * unit.Milliseconds);
+        if (!(milliseconds >= 1 && milliseconds <= kLongestMilliseconds)) break;
+        return std::chrono::milliseconds(static_cast<std::int64_t>(milliseconds));
+    }
+    throw ArgumentError("'" + std::string(text) + "' is no duration: write 500ms, 2s, 5m or 1h");
+}
+
+double ParseReal(std::string_view text, std::string_view what) {
+    double value = 0;
+    if (!ReadWhole(text, value) || !std::isfinite(value)) {
+        throw ArgumentError("'" + std::string(text) + "' is no " + std::string(what));
+    }
+    return value;
+}
+
+DeviceArgument ParseDeviceArgument(const std::string& text, std::string_view ends) {
+    const auto fail = [&](const std::string& why) -> ArgumentError {
+        return ArgumentError("device '" + text + "': " + why);
+    };
+    DeviceArgument argument;
+    const auto colon = text.find(':');
+    if (colon == std::string::npos) throw fail("write ADDRESS:MODEL, such as 5:sensor");
+    if (!ReadWhole(std::string_view(text).substr(0, colon), argument.Address) || argument.Address < 1 ||
+        argument.Address > 255) {
+        throw fail("the address must be a number from 1 to 255");
+    }
+    const auto end = text.find_first_of(ends, colon + 1);
+    const auto model = text.substr(colon + 1, end == std::string::npos ? end : end - colon - 1);
+    for (const auto& known : kModelNames) {
+        if (known.Name == model) argument.Model = known.Model;
+    }
+    if (argument.Model == 0) throw fail("the model must be sensor (106) or digital (104)");
+    if (end != std::string::npos) argument.Rest = text.substr(end);
+    return argument;
+}
+
+}  // namespace orvix::simulator

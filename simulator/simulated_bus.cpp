@@ -1,0 +1,126 @@
+#include "simulator/simulated_bus.h"
+
+#include <cmath>
+#include <vector>
+
+#include "devices/protocol/basOrvixNB1.h"
+#include "devices/protocol/frame.h"
+#include "simulator/device_arguments.h"
+
+namespace orvix::simulator {
+namespace {
+
+constexpr char kStartByte = 0x1D;
+
+using namespace std::string_literals;
+
+const std::string kSerialNumberCode = "\x00\x07"s;
+const std::string kTemperatureCode = "\x0B\x00"s;
+const std::string kInputsCode = "\x05\x00"s;
+
+// A device that does not know a command answers with this code and payload.
+const std::string kRefusalCode = "\x07\x00"s;
+const std::string kRefusalPayload = "\xC9"s;
+
+constexpr double kRoomTemperature = 20;
+
+// A frame that stops for longer has been broken off: what comes next is a new one.
+constexpr Time kLongestPause = std::chrono::milliseconds(100);
+
+std::vector<std::string> SplitAtColons(const std::string& text) {
+    std::vector<std::string> parts(1);
+    for (const char c : text) {
+        if (c == ':') {
+            parts.emplace_back();
+        } else {
+            parts.back() += c;
+        }
+    }
+    return parts;
+}
+
+ValueSource ParseValue(const std::string& text, const std::string& what) {
+    const auto parts = SplitAtColons(text);
+    if (parts[0] != "ramp") {
+        const auto value = ParseReal(text, what);
+        return {value, value, {}};
+    }
+    if (parts.size() != 4)
+        throw ArgumentError("'" + text + "' is no ramp: write ramp:FROM:TO:PERIOD, such as ramp:20:30:60s");
+    return {ParseReal(parts[1], what), ParseReal(parts[2], what), ParseDuration(parts[3])};
+}
+
+void CheckInputs(const ValueSource& value, const std::string& text) {
+    for (const double end : {value.From, value.To}) {
+        if (end < 0 || end > 255 || end != std::floor(end)) {
+            throw ArgumentError("device '" + text + "': inputs are a whole number from 0 to 255");
+        }
+    }
+}
+
+std::string SerialNumberOf(int address) {
+    auto digits = std::to_string(address);
+    return "NB1-" + std::string(4 - digits.size(), '0') + digits;
+}
+
+}  // namespace
+
+double ValueSource::At(Time sinceStart) const {
+    if (Period.count() <= 0) return From;
+    const auto position =
+        static_cast<double>((sinceStart % Time(Period)).count()) / static_cast<double>(Time(Period).count());
+    return From + (To - From) * position;
+}
+
+SimulatedDevice ParseSimulatedDevice(const std::string& text) {
+    const auto argument = ParseDeviceArgument(text, "=");
+    const bool digital = argument.Model == kDigitalModuleModel;
+    SimulatedDevice device{argument.Address, argument.Model, {}};
+    const double unset = digital ? 0 : kRoomTemperature;
+    device.Value = {unset, unset, {}};
+    if (!argument.Rest.empty())
+        device.Value = ParseValue(argument.Rest.substr(1), digital ? "input byte" : "temperature");
+    if (digital) CheckInputs(device.Value, text);
+    return device;
+}
+
+SimulatedBus::SimulatedBus(const std::vector<SimulatedDevice>& devices) {
+    for (const auto& device : devices) {
+        if (!m_Devices.emplace(device.Address, device).second) {
+            throw ArgumentError("address " + std::to_string(device.Address) + " is named twice");
+        }
+    }
+}
+
+std::string SimulatedBus::Receive(const std::string& bytes, Time sinceStart) {
+    if (sinceStart - m_LastReceived > kLongestPause) m_Buffer.clear();
+    m_LastReceived = sinceStart;
+    m_Buffer += bytes;
+    std::string answers;
+    for (;;) {
+        m_Buffer.erase(0, m_Buffer.find(kStartByte));
+        const auto length = FrameLength(m_Buffer);
+        if (!length || m_Buffer.size() < *length) return answers;
+        const auto request = ParseRequest(m_Buffer);
+        // What only looked like a frame may hide the start of a real one.
+        m_Buffer.erase(0, request ? *length : 1);
+        if (!request) continue;
+        const auto device = m_Devices.find(request->address);
+        if (device != m_Devices.end()) answers += Answer(device->second, request->code, sinceStart);
+    }
+}
+
+std::string SimulatedBus::Answer(const SimulatedDevice& device, const std::string& code, Time sinceStart) const {
+    const auto value = device.Value.At(sinceStart);
+    const auto reply = [&](const std::string& payload) { return BuildReply(device.Address, code, payload); };
+    if (code == kSerialNumberCode) return reply(SerialNumberOf(device.Address));
+    if (code == kTemperatureCode && device.Model == kTemperatureSensorModel) {
+        return reply(RealToBytes(static_cast<float>(value)));
+    }
+    if (code == kInputsCode && device.Model == kDigitalModuleModel) {
+        return reply(std::string(1, static_cast<char>(static_cast<unsigned char>(value))));
+    }
+    return BuildReply(device.Address, kRefusalCode, kRefusalPayload);
+}
+
+}  // namespace orvix::simulator
