@@ -1,0 +1,54 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "host/services.h"
+#include "platform/file_stores.h"
+#include "platform/process_messaging.h"
+#include "platform/real_apartment.h"
+#include "platform/serial_line.h"
+#include "platform/sqlite_database.h"
+
+namespace orvix::station {
+
+/// What a station's buses share.
+struct StationFolders {
+    std::string Data;           ///< database, history and trace files
+    std::string Configuration;  ///< per-user settings
+    std::string Library;        ///< the library's own folder
+};
+
+/// Everything that the library asks of its host, for the bus whose thread creates this.
+class BusServices : private Reports {
+public:
+    BusServices(platform::Directory& directory, const StationFolders& folders, const DatabaseAccount& account,
+                std::int16_t portNumber, const std::string& portPath, std::int32_t netTimeoutInterval);
+
+    const orvix::Services& Get() const { return m_Services; }
+    platform::RealApartment& Apartment() { return m_Apartment; }
+
+    /// Called with each error that the library reports and does not raise.
+    std::function<void(const std::string& report)> OnReport;
+    /// Called with each new line of the driver's debug window while it is shown.
+    std::function<void(const std::string& line)> OnDebugLine;
+
+private:
+    void Report(const std::string& report) override;
+    void WindowLoaded(DebugWindow& window) override;
+    void WindowUnloaded(DebugWindow& window) override;
+    std::int32_t NetTimeoutInterval() const override { return m_NetTimeoutInterval; }
+
+    platform::RealApartment m_Apartment;
+    platform::ProcessMessaging m_Messaging;
+    platform::SerialLine m_Line;
+    platform::FileStores m_Stores;
+    platform::SqliteDatabase m_Database;
+    ApartmentState m_State;
+    std::int32_t m_NetTimeoutInterval;
+    orvix::Services m_Services;
+};
+
+}  // namespace orvix::station

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <functional>
+#include <future>
+#include <thread>
+
+#include "station/bus.h"
+
+namespace orvix::station {
+
+/// What the buses of a station share; outlives them.
+struct Station {
+    StationFolders Folders;
+    DatabaseAccount Account;
+    orvix::station::Library Library;
+    platform::Directory Directory;
+};
+
+/// A bus on a thread of its own, from construction to destruction. Its events come on the listener's apartment.
+class BusThread {
+public:
+    /// Raises what keeps the bus from starting.
+    BusThread(Station& station, Apartment& listener, const BusSetup& setup, BusEvents events);
+    /// Takes the bus down in order and waits for its thread.
+    ~BusThread();
+    BusThread(const BusThread&) = delete;
+    BusThread& operator=(const BusThread&) = delete;
+
+    /// Does something with the bus, on its thread.
+    void Post(std::function<void(Bus&)> work);
+
+private:
+    void Live(Station& station, const BusSetup& setup, const BusEvents& events, std::promise<void>& started);
+
+    platform::RealApartment* m_Apartment = nullptr;
+    Bus* m_Bus = nullptr;
+    std::thread m_Thread;
+};
+
+}  // namespace orvix::station

@@ -1,0 +1,160 @@
+#include "station/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <filesystem>
+#include <set>
+
+#include "simulator/device_arguments.h"
+#include "station/version.h"
+
+namespace orvix::station {
+namespace {
+
+constexpr const char* kCommands[] = {"run", "read", "simulate"};
+
+constexpr std::chrono::milliseconds kShortestPeriod{100};
+
+// What the parser leaves as texts, to be read and checked after it.
+struct RawBusOptions {
+    std::string Port;
+    std::vector<std::string> Devices;
+    BusOptions Parsed;
+};
+
+void AddBusOptions(CLI::App& command, RawBusOptions& raw) {
+    command.add_option("--port", raw.Port, "serial device; without it a simulated bus")->type_name("PATH");
+    command
+        .add_option("--device", raw.Devices,
+                    "address and model (sensor or digital), with a name if you like; repeatable")
+        ->type_name("A:M[:NAME]")
+        ->allow_extra_args(false)
+        ->take_all();
+    command.add_option("--data", raw.Parsed.Data, "folder of the database and of what is recorded")->type_name("DIR");
+    command.add_option("--retries", raw.Parsed.Retries, "extra attempts of a failed exchange")
+        ->check(CLI::Range(0, 100))
+        ->capture_default_str();
+    command
+        .add_option("--timeout-factor", raw.Parsed.TimeoutFactor, "time-out per character; an answer has five of them")
+        ->type_name("MS")
+        ->check(CLI::Range(1, 10000))
+        ->capture_default_str();
+    command.add_flag("--json", raw.Parsed.Json, "one JSON object a line on standard output");
+    command.add_flag("-v,--verbose", raw.Parsed.Verbose, "also show the library's messages and progress");
+    command.add_flag("--debug", raw.Parsed.Debug, "show the driver's debug lines; implies --verbose");
+}
+
+BusOptions Read(RawBusOptions raw) {
+    std::set<int> addresses;
+    for (const auto& text : raw.Devices) {
+        const auto argument = simulator::ParseDeviceArgument(text, ":");
+        if (!addresses.insert(argument.Address).second) {
+            throw UsageError("device '" + text + "': address " + std::to_string(argument.Address) + " is named twice");
+        }
+        if (argument.Rest == ":") throw UsageError("device '" + text + "': the name behind the second colon is empty");
+        raw.Parsed.Devices.push_back(
+            {argument.Address, argument.Model, argument.Rest.empty() ? "" : argument.Rest.substr(1)});
+    }
+    if (!raw.Port.empty()) raw.Parsed.Port = std::filesystem::absolute(raw.Port).lexically_normal();
+    raw.Parsed.Verbose = raw.Parsed.Verbose || raw.Parsed.Debug;
+    return raw.Parsed;
+}
+
+struct RawOptions {
+    RawBusOptions Bus;
+    std::string Every = "1s";
+    std::string For;
+    std::string Variable;
+    SimulateOptions Simulate;
+    std::vector<std::string> SimulatedDevices;
+};
+
+RunOptions ReadRun(const RawOptions& raw) {
+    RunOptions options{.Bus = Read(raw.Bus), .Every = simulator::ParseDuration(raw.Every), .For = {}};
+    if (options.Every < kShortestPeriod) throw UsageError("--every " + raw.Every + ": the shortest period is 100ms");
+    if (!raw.For.empty()) options.For = simulator::ParseDuration(raw.For);
+    if (options.Bus.Port && options.Bus.Devices.empty()) {
+        throw UsageError("no device named: add --device ADDRESS:MODEL, such as --device 5:sensor");
+    }
+    return options;
+}
+
+ReadOptions ReadRead(const RawOptions& raw) {
+    ReadOptions options{.Bus = Read(raw.Bus), .Variable = {}};
+    if (options.Bus.Devices.size() != 1) throw UsageError("name the one device to read: --device ADDRESS:MODEL");
+    for (const auto& known : kVariableNames) {
+        if (raw.Variable == known.Name) options.Variable = known.VarID;
+    }
+    return options;
+}
+
+SimulateOptions ReadSimulate(RawOptions raw) {
+    for (const auto& text : raw.SimulatedDevices) {
+        raw.Simulate.Devices.push_back(simulator::ParseSimulatedDevice(text));
+    }
+    return raw.Simulate;
+}
+
+std::vector<std::string> NamesOfVariables() {
+    std::vector<std::string> names;
+    for (const auto& known : kVariableNames)
+        names.emplace_back(known.Name);
+    return names;
+}
+
+}  // namespace
+
+CommandLine ParseCommandLine(std::vector<std::string> arguments) {
+    const auto isCommand = [&](const char* name) { return !arguments.empty() && arguments[0] == name; };
+    const bool forWhole = isCommand("--help") || isCommand("-h") || isCommand("--version");
+    if (!forWhole && std::none_of(std::begin(kCommands), std::end(kCommands), isCommand)) {
+        if (!arguments.empty() && !arguments[0].starts_with('-')) throw UsageError("unknown command " + arguments[0]);
+        arguments.insert(arguments.begin(), "run");
+    }
+
+    CLI::App app("Station for Nimbo1 temperature sensors and digital-input modules on a serial bus.", "nimbo1");
+    app.set_version_flag("--version", std::string("nimbo1 ") + kVersion);
+    app.require_subcommand(1);
+    RawOptions raw;
+
+    auto* run = app.add_subcommand("run", "go online and print each reading (the default command)");
+    AddBusOptions(*run, raw.Bus);
+    run->add_option("--every", raw.Every, "polling period")->type_name("TIME")->capture_default_str();
+    run->add_option("--for", raw.For, "stop after this time")->type_name("TIME");
+
+    auto* read = app.add_subcommand("read", "read one variable of one device, then exit");
+    AddBusOptions(*read, raw.Bus);
+    read->add_option("variable", raw.Variable, "what to read")->required()->check(CLI::IsMember(NamesOfVariables()));
+
+    auto* simulate = app.add_subcommand("simulate", "a simulated bus on a pseudo-terminal");
+    simulate->add_option("--link", raw.Simulate.Link, "give the port this name as well")->type_name("PATH");
+    simulate
+        ->add_option("--device", raw.SimulatedDevices,
+                     "5:sensor=21.5, 6:sensor=ramp:20:30:60s or 7:digital=5; repeatable")
+        ->type_name("A:M[=VALUE]")
+        ->allow_extra_args(false)
+        ->take_all()
+        ->required();
+    simulate->add_option("--baud", raw.Simulate.Baud, "pace bytes as a line of this speed does")
+        ->check(CLI::Range(50, 4'000'000));
+
+    CommandLine result;
+    try {
+        std::reverse(arguments.begin(), arguments.end());
+        app.parse(arguments);
+        if (run->parsed()) result.Run = ReadRun(raw);
+        if (read->parsed()) result.Read = ReadRead(raw);
+        if (simulate->parsed()) result.Simulate = ReadSimulate(raw);
+    } catch (const CLI::CallForHelp&) {
+        result.Text = app.help();
+    } catch (const CLI::CallForVersion&) {
+        result.Text = std::string("nimbo1 ") + kVersion + "\n";
+    } catch (const CLI::ParseError& error) {
+        throw UsageError(error.what());
+    } catch (const simulator::ArgumentError& error) {
+        throw UsageError(error.what());
+    }
+    return result;
+}
+
+}  // namespace orvix::station

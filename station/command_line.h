@@ -1,0 +1,60 @@
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "simulator/simulated_bus.h"
+#include "station/bus.h"
+
+namespace orvix::station {
+
+/// What people do wrong at the command line; one sentence.
+class UsageError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Options of every command that uses a bus.
+struct BusOptions {
+    std::optional<std::string> Port;  ///< absolute path; none: a simulated bus
+    std::vector<DeviceSetup> Devices;
+    std::string Data;  ///< empty: the user's data folder
+    std::int32_t Retries = 3;
+    std::int32_t TimeoutFactor = 10;
+    bool Json = false;
+    bool Verbose = false;
+    bool Debug = false;
+};
+
+struct RunOptions {
+    BusOptions Bus;
+    std::chrono::milliseconds Every{1000};
+    std::optional<std::chrono::milliseconds> For;
+};
+
+struct ReadOptions {
+    BusOptions Bus;
+    ORVIXCNB1_VARS Variable = ORVIXCNB1_VAR_NONE;
+};
+
+struct SimulateOptions {
+    std::string Link;  ///< empty: none
+    std::vector<simulator::SimulatedDevice> Devices;
+    int Baud = 0;  ///< 0: no pacing
+};
+
+/// What the command line asks for: one command, or a text to show instead (help, version).
+struct CommandLine {
+    std::optional<RunOptions> Run;
+    std::optional<ReadOptions> Read;
+    std::optional<SimulateOptions> Simulate;
+    std::string Text;
+};
+
+/// Without a command the command is run. Raises UsageError.
+CommandLine ParseCommandLine(std::vector<std::string> arguments);
+
+}  // namespace orvix::station

@@ -1,0 +1,43 @@
+#include "station/commands.h"
+
+#include <iostream>
+
+#include "platform/sqlite_database.h"
+#include "station/folders.h"
+
+namespace orvix::station {
+namespace {
+
+constexpr char kSimulatedPort[] = "simulated";
+
+}  // namespace
+
+std::unique_ptr<Station> OpenStation(const BusOptions& options) {
+    auto folders = FindFolders(options.Data);
+    auto account = platform::PrepareHostDatabase(folders.Data);
+    return std::make_unique<Station>(std::move(folders), std::move(account));
+}
+
+BusSetup SetupOf(const BusOptions& options, Station& station) {
+    BusSetup setup;
+    setup.PortLabel = options.Port.value_or(kSimulatedPort);
+    setup.PortPath = setup.PortLabel;
+    platform::FileStores stores(station.Folders.Configuration, station.Folders.Library);
+    setup.PortNumber = PortNumberOf(stores.Settings(), setup.PortLabel);
+    setup.Devices = options.Devices;
+    setup.Retries = options.Retries;
+    setup.TimeoutFactor = options.TimeoutFactor;
+    setup.Debug = options.Debug;
+    return setup;
+}
+
+std::unique_ptr<Output> OutputOf(const BusOptions& options) {
+    return options.Json ? MakeJsonOutput(std::cout, std::cerr) : MakePlainOutput(std::cout, std::cerr);
+}
+
+std::vector<simulator::SimulatedDevice> DemonstrationDevices() {
+    return {simulator::ParseSimulatedDevice("5:sensor=21.5"),
+            simulator::ParseSimulatedDevice("6:sensor=ramp:18:24:60s"), simulator::ParseSimulatedDevice("7:digital=5")};
+}
+
+}  // namespace orvix::station

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include "station/bus_thread.h"
+#include "station/command_line.h"
+#include "station/main_loop.h"
+#include "station/output.h"
+
+namespace orvix::simulator {
+class BusServer;
+}
+
+namespace orvix::station {
+
+/// Exit statuses.
+inline constexpr int kDone = 0;
+inline constexpr int kFailed = 1;  ///< the device or the line failed
+inline constexpr int kWrongUsage = 2;
+
+/// The commands. Each runs until it is done or the main loop is stopped, and returns the exit status. They raise what
+/// keeps them from starting.
+int RunCommand(const RunOptions& options, MainLoop& loop);
+int ReadCommand(const ReadOptions& options, MainLoop& loop);
+int SimulateCommand(const SimulateOptions& options, MainLoop& loop);
+
+/// What run and read need before their bus: folders, database, library.
+std::unique_ptr<Station> OpenStation(const BusOptions& options);
+/// The setup of the bus that the options name.
+BusSetup SetupOf(const BusOptions& options, Station& station);
+std::unique_ptr<Output> OutputOf(const BusOptions& options);
+
+/// The bus for those who have none: two sensors and a digital module.
+std::vector<simulator::SimulatedDevice> DemonstrationDevices();
+
+}  // namespace orvix::station

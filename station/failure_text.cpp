@@ -1,0 +1,34 @@
+#include "station/failure_text.h"
+
+#include "host/text.h"
+
+namespace orvix::station {
+namespace {
+
+// The messages that tell the cause of a failed reading.
+constexpr ErrorNumber kCauses[] = {errors::TimeOut,  errors::NotExecuted,  errors::Refused,      errors::Checksum,
+                                   errors::BadFrame, errors::NotConnected, errors::NoMissionData};
+
+// Reports name where they were raised in brackets behind the description, innermost first.
+std::string WithoutPlace(const std::string& report) {
+    const auto line = report.substr(0, report.find_first_of("\r\n"));
+    for (const auto* place : {" (PlexaERR.", " (OrvixNimbo1Lib."}) {
+        if (const auto at = line.find(place); at != std::string::npos) return line.substr(0, at);
+    }
+    return line;
+}
+
+}  // namespace
+
+Failure ExplainFailure(MessageProvider& messages, ErrorNumber number, const std::string& report) {
+    Failure failure{number, WithoutPlace(report), report};
+    for (const auto cause : kCauses) {
+        const auto sentence = messages.GetMessage("#" + NumberText(cause));
+        if (!sentence) continue;
+        const auto beginning = sentence->substr(0, sentence->find('%'));
+        if (!beginning.empty() && report.starts_with(beginning)) failure.Code = cause;
+    }
+    return failure;
+}
+
+}  // namespace orvix::station

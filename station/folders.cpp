@@ -1,0 +1,48 @@
+#include "station/folders.h"
+
+#include <cstdlib>
+#include <filesystem>
+
+#include "host/text.h"
+#include "station/library.h"
+
+namespace orvix::station {
+namespace {
+
+constexpr char kApplication[] = "nimbo1";
+constexpr char kPortSection[] = "Ports";
+constexpr char kPortCount[] = "Count";
+
+std::filesystem::path XdgFolder(const char* variable, const char* belowHome) {
+    const char* set = std::getenv(variable);
+    if (set != nullptr && *set == '/') return set;
+    const char* home = std::getenv("HOME");
+    return std::filesystem::path(home == nullptr || *home == '\0' ? "/" : home) / belowHome;
+}
+
+std::string WithSlash(const std::filesystem::path& folder) {
+    return (std::filesystem::absolute(folder) / "").lexically_normal().string();
+}
+
+}  // namespace
+
+StationFolders FindFolders(const std::string& dataOption) {
+    return {
+        .Data = WithSlash(dataOption.empty() ? XdgFolder("XDG_DATA_HOME", ".local/share") / kApplication
+                                             : std::filesystem::path(dataOption)),
+        .Configuration = WithSlash(XdgFolder("XDG_CONFIG_HOME", ".config") / kApplication),
+        .Library = WithSlash(ProgramFolder()),
+    };
+}
+
+std::int16_t PortNumberOf(Settings& settings, const std::string& path) {
+    auto number = LeadingNumber(settings.GetSetting(kApplication, kPortSection, path, ""));
+    if (number < 1) {
+        number = LeadingNumber(settings.GetSetting(kApplication, kPortSection, kPortCount, "0")) + 1;
+        settings.SaveSetting(kApplication, kPortSection, kPortCount, NumberText(number));
+        settings.SaveSetting(kApplication, kPortSection, path, NumberText(number));
+    }
+    return static_cast<std::int16_t>(number);
+}
+
+}  // namespace orvix::station

@@ -1,0 +1,37 @@
+#include "station/library.h"
+
+#include <dlfcn.h>
+
+#include <filesystem>
+
+namespace orvix::station {
+namespace {
+
+constexpr char kFileName[] = "libOrvixNimbo1Lib.so";
+
+std::string FindLibrary() {
+    const std::filesystem::path folder = ProgramFolder();
+    for (const auto& place : {folder / kFileName, folder.parent_path() / "lib" / kFileName}) {
+        if (std::filesystem::exists(place)) return place;
+    }
+    throw Error(errors::General, std::string(kFileName) + " is not beside the program in " + folder.string());
+}
+
+}  // namespace
+
+std::string ProgramFolder() {
+    return std::filesystem::read_symlink("/proc/self/exe").parent_path();
+}
+
+Library::Library() {
+    void* handle = dlopen(FindLibrary().c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+    if (handle == nullptr) throw Error(errors::General, dlerror());
+    m_Create = reinterpret_cast<CreateObjectFunction*>(dlsym(handle, kCreateObjectSymbol));
+    if (m_Create == nullptr) throw Error(errors::General, dlerror());
+}
+
+std::shared_ptr<Object> Library::CreateObject(const char* className, const Services& services) const {
+    return std::shared_ptr<Object>(m_Create(className, &services));
+}
+
+}  // namespace orvix::station

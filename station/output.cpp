@@ -1,0 +1,134 @@
+#include "station/output.h"
+
+#include <bitset>
+#include <nlohmann/json.hpp>
+#include <ostream>
+
+#include "host/date.h"
+#include "host/text.h"
+
+namespace orvix::station {
+namespace {
+
+std::string ClockText(std::int64_t unixMilliseconds) {
+    return Format(FromUnixMilliseconds(unixMilliseconds), "hh:nn:ss");
+}
+
+std::string IsoText(std::int64_t unixMilliseconds) {
+    const auto milliseconds = std::to_string(1000 + unixMilliseconds % 1000).substr(1);
+    const auto seconds = FromUnixMilliseconds(unixMilliseconds - unixMilliseconds % 1000);
+    return Format(seconds, "yyyy-mm-dd") + "T" + Format(seconds, "hh:nn:ss") + "." + milliseconds + "Z";
+}
+
+std::int64_t NowMilliseconds() {
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
+}
+
+std::string CodeText(ErrorNumber code) {
+    return "0x" + HexText(code);
+}
+
+std::string Padded(std::string text, std::size_t width) {
+    text.resize(std::max(width, text.size()), ' ');
+    return text;
+}
+
+class PlainOutput final : public Output {
+public:
+    PlainOutput(std::ostream& out, std::ostream& err) : m_Out(out), m_Err(err) {}
+
+    void Show(const Reading& reading) override {
+        m_Out << ClockText(reading.UnixMilliseconds) << "  " << Padded(NumberText(std::int32_t{reading.Address}), 3)
+              << "  " << Padded(reading.Name, 26) << "  " << Padded(reading.Variable, 11) << "  " << Shown(reading)
+              << std::endl;
+    }
+    void Trouble(const std::string& port, const Failure& failure) override {
+        m_Err << "nimbo1: " << port << ": " << failure.Text << std::endl;
+    }
+    void Message(const std::string& port, const std::string& text) override {
+        m_Err << "nimbo1: " << port << ": " << text << std::endl;
+    }
+    void Note(const std::string& text) override { m_Err << "nimbo1: " << text << std::endl; }
+
+private:
+    static std::string Shown(const Reading& reading) {
+        if (!reading.Valid()) return "-- " + reading.Error.Text + " (" + CodeText(reading.Error.Code) + ")";
+        if (std::holds_alternative<double>(reading.Value)) return ValueText(reading) + " °C";
+        if (const auto* inputs = std::get_if<std::int32_t>(&reading.Value)) {
+            return Padded(ValueText(reading), 4) + std::bitset<8>(static_cast<unsigned>(*inputs)).to_string();
+        }
+        return ValueText(reading);
+    }
+
+    std::ostream& m_Out;
+    std::ostream& m_Err;
+};
+
+using Json = nlohmann::ordered_json;
+
+class JsonOutput final : public Output {
+public:
+    JsonOutput(std::ostream& out, std::ostream& err) : m_Out(out), m_Err(err) {}
+
+    void Show(const Reading& reading) override {
+        Json object{{"time", IsoText(reading.UnixMilliseconds)},
+                    {"event", "reading"},
+                    {"port", reading.Port},
+                    {"address", reading.Address},
+                    {"model", reading.Model},
+                    {"name", reading.Name},
+                    {"variable", reading.Variable},
+                    {"value", std::visit([](const auto& value) { return ToJson(value); }, reading.Value)},
+                    {"valid", reading.Valid()}};
+        if (!reading.Valid()) object["error"] = ToJson(reading.Error);
+        Write(object);
+    }
+    void Trouble(const std::string& port, const Failure& failure) override {
+        Write({{"time", IsoText(NowMilliseconds())},
+               {"event", "message"},
+               {"port", port},
+               {"text", failure.Text},
+               {"error", ToJson(failure)}});
+    }
+    void Message(const std::string& port, const std::string& text) override {
+        Write({{"time", IsoText(NowMilliseconds())}, {"event", "message"}, {"port", port}, {"text", text}});
+    }
+    void Note(const std::string& text) override { m_Err << "nimbo1: " << text << std::endl; }
+
+private:
+    static Json ToJson(std::monostate) { return nullptr; }
+    template <class T>
+    static Json ToJson(const T& value) {
+        return value;
+    }
+    static Json ToJson(const Failure& failure) {
+        return {{"code", CodeText(failure.Code)}, {"text", failure.Text}, {"detail", failure.Detail}};
+    }
+    void Write(const Json& object) {
+        // Texts may hold bytes off the line that are no UTF-8.
+        m_Out << object.dump(-1, ' ', false, Json::error_handler_t::replace) << std::endl;
+    }
+
+    std::ostream& m_Out;
+    std::ostream& m_Err;
+};
+
+}  // namespace
+
+std::string ValueText(const Reading& reading) {
+    if (const auto* degrees = std::get_if<double>(&reading.Value)) return NumberText(*degrees);
+    if (const auto* inputs = std::get_if<std::int32_t>(&reading.Value)) return NumberText(*inputs);
+    const auto* text = std::get_if<std::string>(&reading.Value);
+    return text == nullptr ? std::string() : *text;
+}
+
+std::unique_ptr<Output> MakePlainOutput(std::ostream& out, std::ostream& err) {
+    return std::make_unique<PlainOutput>(out, err);
+}
+
+std::unique_ptr<Output> MakeJsonOutput(std::ostream& out, std::ostream& err) {
+    return std::make_unique<JsonOutput>(out, err);
+}
+
+}  // namespace orvix::station

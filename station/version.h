@@ -1,0 +1,7 @@
+#pragma once
+
+namespace orvix::station {
+
+inline constexpr char kVersion[] = "0.1.0";
+
+}  // namespace orvix::station
