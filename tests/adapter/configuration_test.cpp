@@ -1,0 +1,120 @@
+#include "tests/adapter/adapter_fixture.h"
+
+namespace orvix::tests {
+
+class ConfigurationTest : public AdapterTest {};
+
+TEST_F(ConfigurationTest, InitConfiguresTheDriver) {
+    Adapter.Path("/data");
+    Adapter.NetRetry(100000);
+    Driver->Writes.clear();
+    Init();
+    EXPECT_THAT(Driver->Writes, ElementsAre("Path=/data/", "DebugMode=True", "LogMode=0", "LogPath=/data/",
+                                            "Simulation=False", "PortType=2", "PortAddress=3", "NetRetry=32767"));
+    EXPECT_THAT(Host.Database.Opened, ElementsAre("/data/Orvix.mdb|/data/Orvix.mdw|NineChars|Secret123"));
+    EXPECT_THAT(Adapter.ServerIPCName(), testing::StartsWith("AdapterNB1_"));
+    Adapter.PortSettings("x");
+    EXPECT_EQ(Driver->Writes.back(), "PortSettings=x");
+}
+
+TEST_F(ConfigurationTest, InitMountsRegisteredDevices) {
+    Host.Database.Registered = {{"7", 104, "SN7"}, {"8", 105, "bad model"}, {"9", 106, ""}};
+    Host.Database.PlantNames = {{"SN7", "Door"}};
+    Adapter.Init();
+    Host.Run(0);
+    EXPECT_EQ(Subscriber.Take(), (std::vector<std::string>{"ORVIX_CNN_ACTIVITY | 1", "NetChanged"}));
+    const auto door = Adapter.Devices()->Item("7");
+    EXPECT_EQ(door->DeviceModel(), 104);
+    EXPECT_EQ(door->SerialNumber(), "SN7");
+    EXPECT_EQ(door->Name(), "Door");
+    EXPECT_TRUE(door->ConnectedEx());
+    EXPECT_EQ(Adapter.Devices()->Item("9")->Name(), "Nimbo1 Temperature Sensor");
+    EXPECT_EQ(Adapter.Devices()->Count(), 2);
+}
+
+TEST_F(ConfigurationTest, WhatIsWrittenBeforeInitTakesEffectThere) {
+    Adapter.OnLine(true);
+    Adapter.MonitorNet(true);
+    Init();
+    Host.Run(10);
+    EXPECT_THAT(Driver->Peer.Take(), ElementsAre("CONNECT"));
+}
+
+TEST_F(ConfigurationTest, PortStaysWhileTheLinkIsInUse) {
+    Connect();
+    const auto refused = [](const auto& write) {
+        try {
+            write();
+        } catch (const Error& error) {
+            return error.Number == errors::Validation;
+        }
+        return false;
+    };
+    EXPECT_TRUE(refused([&] { Adapter.PortType(3); }));
+    EXPECT_TRUE(refused([&] { Adapter.PortAddress("4"); }));
+    EXPECT_TRUE(refused([&] { Adapter.PortSettings("x"); }));
+    EXPECT_EQ(Adapter.Address(), "2x3");
+    EXPECT_EQ(Adapter.PortSettings(), "");
+}
+
+TEST_F(ConfigurationTest, DevicesAreAddedAndRemoved) {
+    Init();
+    EXPECT_EQ(Adapter.DeviceAdd("5", 105), nullptr);
+    ASSERT_NE(Adapter.DeviceAdd("5", 106), nullptr);
+    EXPECT_FALSE(Adapter.DeviceExists("5"));
+    Adapter.UnregisteredDevices()->Add("6", 104);
+    for (const char* address : {"5", "6", "7"})
+        Adapter.DeviceRemove(address);
+    Host.Run(0);
+    EXPECT_THAT(Subscriber.Take(), ElementsAre("NetChanged", "NetChanged", "UnregisteredNetChanged"));
+    EXPECT_EQ(Adapter.Devices()->Count() + Adapter.UnregisteredDevices()->Count(), 0);
+}
+
+TEST_F(ConfigurationTest, ShutdownWaitsForTheDriver) {
+    Connect();
+    const auto entry = Entry(*Reading("5"));
+    Adapter.NewWork(entry->Name(), 0);
+    for (const bool refuses : {true, false}) {
+        Driver->Peer.RefuseDestroy = refuses;
+        Subscriber.Endpoint().ClosePeer();
+        Host.Run(10);
+        EXPECT_FALSE(Subscriber.ServerDestroyed);
+        EXPECT_EQ(Adapter.Driver() != nullptr, refuses);
+    }
+    EXPECT_EQ(entry->Data().e, errors::NotConnected);
+    Subscriber.Endpoint().ClosePeer();
+    Host.Run(10);
+    EXPECT_TRUE(Subscriber.ServerDestroyed);
+}
+
+/// Before Init and after the destroy request every member is safe to call.
+TEST_F(ConfigurationTest, EveryMemberIsSafeWithoutTheWorkingParts) {
+    for (const bool afterShutdown : {false, true}) {
+        if (afterShutdown) {
+            Connect();
+            Subscriber.Endpoint().ClosePeer();
+            Host.Run(10);
+            EXPECT_FALSE(Adapter.OnLine());
+            EXPECT_EQ(Adapter.SQLDevices(), nullptr);
+        }
+        Adapter.OnLine(true);
+        Adapter.MonitorNet(true);
+        Adapter.MonitorVars(true);
+        EXPECT_EQ(Adapter.Devices(), nullptr);
+        EXPECT_EQ(Adapter.UnregisteredDevices(), nullptr);
+        EXPECT_EQ(Adapter.DeviceAdd("5", 106), nullptr);
+        Adapter.DeviceRemove("5");
+        EXPECT_THROW(Queue(Reading("5")), Error);
+        const auto entry = Entry(*Reading("5"));
+        Adapter.NewWork(entry->Name(), 0);
+        EXPECT_TRUE(entry->WaitForCompletion(0));
+        EXPECT_FALSE(entry->Succeeded());
+        for (const char* message : {"TASKCOMPLETE", "SOCKETERROR", "connected", ""})
+            FromDriver(message);
+        Host.Run(100);
+        EXPECT_FALSE(Object.Busy());
+        Adapter.OnLine(false);
+    }
+}
+
+}  // namespace orvix::tests
