@@ -24,6 +24,7 @@ public:
     }
     bool Expired() const override { return m_Enabled && m_Apartment.Now() >= m_Armed + Period(); }
     std::int32_t Interval() const override { return m_Interval; }
+    std::int32_t ThreadID() const { return m_Apartment.ThreadID(); }
 
     void Tick(Duration now) {
         Unschedule();
@@ -55,14 +56,21 @@ std::unique_ptr<Timer> TimerQueue::Create(const Apartment& apartment, std::funct
     return std::make_unique<RepeatingTimer>(*this, apartment, std::move(tick));
 }
 
-std::optional<Duration> TimerQueue::NextDue() const {
-    if (m_Due.empty()) return std::nullopt;
-    return m_Due.begin()->first.first;
+TimerQueue::ByPlace::const_iterator TimerQueue::First(const Threads& blocked) const {
+    return std::find_if(m_Due.begin(), m_Due.end(),
+                        [&](const auto& item) { return !blocked.contains(item.second->ThreadID()); });
 }
 
-bool TimerQueue::TickNext(Duration now) {
-    if (m_Due.empty() || m_Due.begin()->first.first > now) return false;
-    m_Due.begin()->second->Tick(now);
+std::optional<Duration> TimerQueue::NextDue(const Threads& blocked) const {
+    const auto first = First(blocked);
+    if (first == m_Due.end()) return std::nullopt;
+    return first->first.first;
+}
+
+bool TimerQueue::TickNext(Duration now, const Threads& blocked) {
+    const auto first = First(blocked);
+    if (first == m_Due.end() || first->first.first > now) return false;
+    first->second->Tick(now);
     return true;
 }
 

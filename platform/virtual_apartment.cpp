@@ -23,22 +23,35 @@ bool VirtualScheduler::RunUntil(const std::function<bool()>& done, Duration limi
     return true;
 }
 
+void VirtualScheduler::Block(std::int32_t threadID, Duration time) {
+    m_Blocked.insert(threadID);
+    try {
+        RunFor(time);
+    } catch (...) {
+        m_Blocked.erase(threadID);
+        throw;
+    }
+    m_Blocked.erase(threadID);
+}
+
 bool VirtualScheduler::DeliverNext(Duration end) {
     if (m_Now > end) return false;
-    if (!m_Messages.empty()) {
-        const auto message = std::move(m_Messages.front());
-        m_Messages.pop_front();
-        message();
+    const auto next = std::find_if(m_Messages.begin(), m_Messages.end(),
+                                   [this](const Message& message) { return !m_Blocked.contains(message.ThreadID); });
+    if (next != m_Messages.end()) {
+        const auto deliver = std::move(next->Deliver);
+        m_Messages.erase(next);
+        deliver();
         return true;
     }
-    const auto due = m_Timers.NextDue();
+    const auto due = m_Timers.NextDue(m_Blocked);
     if (!due || *due > end) return false;
     m_Now = std::max(m_Now, *due);
-    return m_Timers.TickNext(m_Now);
+    return m_Timers.TickNext(m_Now, m_Blocked);
 }
 
 void VirtualApartment::Post(std::function<void()> message) {
-    m_Scheduler.Post([alive = std::weak_ptr(m_Alive), message = std::move(message)] {
+    m_Scheduler.Post(m_ThreadID, [alive = std::weak_ptr(m_Alive), message = std::move(message)] {
         if (!alive.expired()) message();
     });
 }

@@ -24,23 +24,32 @@ public:
     void RunFor(Duration time);
     /// Delivers until `done` holds or the limit is over. Returns whether `done` holds.
     bool RunUntil(const std::function<bool()>& done, Duration limit);
-    /// Moves the clock without delivering anything.
-    void Block(Duration time) { m_Now += time; }
+    /// Moves the clock while a thread is blocked: the apartments of other threads go on, what comes for those of this
+    /// one waits. None of the others may wait for an apartment of a blocked thread.
+    void Block(std::int32_t threadID, Duration time);
 
-    void Post(std::function<void()> message) { m_Messages.push_back(std::move(message)); }
+    void Post(std::int32_t threadID, std::function<void()> message) {
+        m_Messages.push_back({threadID, std::move(message)});
+    }
     TimerQueue& Timers() { return m_Timers; }
 
 private:
+    struct Message {
+        std::int32_t ThreadID;
+        std::function<void()> Deliver;
+    };
     /// Delivers the next message, else the next tick due by `end`. Returns false when there is none or `end` is past.
     bool DeliverNext(Duration end);
 
     Date m_Start;
     Duration m_Now{0};
-    std::deque<std::function<void()>> m_Messages;
+    std::deque<Message> m_Messages;
     TimerQueue m_Timers;
+    TimerQueue::Threads m_Blocked;
 };
 
-/// An apartment in virtual time. Its messages go before timer ticks due at the same moment.
+/// An apartment in virtual time. Its messages go before timer ticks due at the same moment. Apartments with the same
+/// thread number stand for one thread.
 class VirtualApartment : public Apartment {
 public:
     explicit VirtualApartment(VirtualScheduler& scheduler, std::int32_t threadID = 1)
@@ -52,7 +61,7 @@ public:
     void Post(std::function<void()> message) override;
     std::unique_ptr<Timer> CreateTimer(std::function<void()> tick) override;
     bool PumpUntil(const std::function<bool()>& done, Duration limit) override;
-    void Block(Duration time) override { m_Scheduler.Block(time); }
+    void Block(Duration time) override { m_Scheduler.Block(m_ThreadID, time); }
 
 private:
     VirtualScheduler& m_Scheduler;

@@ -59,6 +59,24 @@ TEST_F(VirtualTime, TimersKeepTheirPaceAndTickOnceAfterABlock) {
     EXPECT_DOUBLE_EQ(m_Scheduler.DateNow().Days, 46348.5 + 3600.052 / 86400);
 }
 
+TEST_F(VirtualTime, ABlockHoldsUpTheApartmentsOfItsThreadOnly) {
+    VirtualApartment sameThread(m_Scheduler, 7);
+    VirtualApartment other(m_Scheduler, 8);
+    auto held = Ticking(sameThread, "held@");
+    auto free = Ticking(other, "free@");
+    held->Rearm(10, true);
+    free->Rearm(10, true);
+    m_Apartment.Post([&] {
+        sameThread.Post([this] { Note("held message@"); });
+        other.Post([this] { Note("free message@"); });
+        m_Apartment.Block(25ms);
+        Note("back@");
+    });
+    m_Scheduler.RunFor(30ms);
+    EXPECT_EQ(Take(), (Texts{"free message@0", "free@10", "free@20", "back@25", "held message@25", "held@25", "free@30",
+                             "held@30"}));
+}
+
 TEST_F(VirtualTime, ATickMayRearmStopOrDestroyItsTimer) {
     std::unique_ptr<Timer> rearmed, stopped, destroyed;
     rearmed = m_Apartment.CreateTimer([&] {
