@@ -49,7 +49,7 @@ ReadingValue ValueOf(const VariableRecord& record) {
 
 }  // namespace
 
-Bus::Bus(const Library& library, BusServices& services, const StationFolders& folders, BusSetup setup, BusEvents events)
+Bus::Bus(const Library& library, BusServices& services, BusSetup setup, BusEvents events)
     : m_Library(library), m_Host(services), m_Setup(std::move(setup)), m_Events(std::move(events)) {
     m_Host.OnReport = [this](const std::string& report) {
         auto failure = Explain(errors::General, report);
@@ -72,16 +72,16 @@ Bus::Bus(const Library& library, BusServices& services, const StationFolders& fo
     m_Endpoint->DeliverEvents(true);
     m_Endpoint->Activate(true);
 
-    Configure(folders);
+    Configure();
     for (const auto& device : m_Setup.Devices)
         AddDevice(device);
 }
 
-void Bus::Configure(const StationFolders& folders) {
+void Bus::Configure() {
+    const auto& folders = m_Host.Setup().Folders;
     m_Messages = m_Host.Get().Database.CreateConnection();
     m_Messages->Open(folders.Data + "Orvix.mdb", folders.Data + "Orvix.mdw", m_Host.Get().Database.Account());
 
-    m_Driver = m_Library.Create<iOrvixDriver>("cOrvixDriverNB1", m_Host.Get());
     m_Adapter = m_Library.Create<iOrvixAdapter>("cOrvixAdapterNB1", m_Host.Get());
     m_Endpoint->PeerName(m_Adapter->ServerIPCName());
     m_Adapter->SubscriberIPCName(m_Endpoint->Name());
@@ -91,8 +91,14 @@ void Bus::Configure(const StationFolders& folders) {
     m_Adapter->NetRetry(m_Setup.Retries);
     m_Adapter->PollingMSecs(static_cast<std::int32_t>(m_Setup.Every.count()));
     m_Adapter->DebugMode(m_Setup.Debug);
-    m_Adapter->Driver(m_Driver);
+    m_Adapter->Driver(CreateDriver());
     m_Adapter->Init();
+}
+
+std::shared_ptr<iOrvixDriver> Bus::CreateDriver() {
+    if (!m_Setup.DriverThread) return m_Library.Create<iOrvixDriver>("cOrvixDriverNB1", m_Host.Get());
+    m_DriverThread = std::make_unique<DriverThread>(m_Library, m_Host);
+    return m_DriverThread->TakeDriver();
 }
 
 void Bus::AddDevice(const DeviceSetup& setup) {

@@ -12,6 +12,7 @@
 #include "host/iOrvixDevices.h"
 #include "host/iOrvixDriver.h"
 #include "station/bus_services.h"
+#include "station/driver_thread.h"
 #include "station/library.h"
 #include "station/reading.h"
 
@@ -33,6 +34,7 @@ struct BusSetup {
     std::int32_t Retries = 3;
     std::int32_t TimeoutFactor = 10;  ///< per-character time factor of an exchange, milliseconds
     bool Debug = false;
+    bool DriverThread = false;  ///< the driver runs on a thread of its own, not on the bus's
 };
 
 /// What a bus tells; called on the bus's own thread.
@@ -49,7 +51,7 @@ struct BusEvents {
 class Bus {
 public:
     /// Configures the library and adds the devices. Raises Error when the library refuses.
-    Bus(const Library& library, BusServices& services, const StationFolders& folders, BusSetup setup, BusEvents events);
+    Bus(const Library& library, BusServices& services, BusSetup setup, BusEvents events);
 
     /// Goes online and reads every device's measured value once a period, from now on.
     void Poll();
@@ -59,7 +61,8 @@ public:
     void Close(std::function<void()> closed);
 
 private:
-    void Configure(const StationFolders& folders);
+    void Configure();
+    std::shared_ptr<iOrvixDriver> CreateDriver();
     void AddDevice(const DeviceSetup& device);
     void WatchRecord(const std::shared_ptr<iOrvixDevice>& device, std::int32_t varID);
     void TellReadings();
@@ -79,7 +82,7 @@ private:
     BusEvents m_Events;
     std::shared_ptr<HostDatabase> m_Messages;
     std::unique_ptr<Channel> m_Endpoint;
-    std::shared_ptr<iOrvixDriver> m_Driver;
+    std::unique_ptr<DriverThread> m_DriverThread;
     std::shared_ptr<iOrvixAdapter> m_Adapter;
 
     /// The driver's latest error since the exchange under way began.

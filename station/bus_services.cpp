@@ -1,14 +1,15 @@
 #include "station/bus_services.h"
 
+#include <utility>
+
 namespace orvix::station {
 
-BusServices::BusServices(platform::Directory& directory, const StationFolders& folders, const DatabaseAccount& account,
-                         std::int16_t portNumber, const std::string& portPath, std::int32_t netTimeoutInterval)
-    : m_Messaging(directory, m_Apartment),
-      m_Line({{portNumber, portPath}}),
-      m_Stores(folders.Configuration, folders.Library),
-      m_Database(account),
-      m_NetTimeoutInterval(netTimeoutInterval),
+BusServices::BusServices(ServicesSetup setup)
+    : m_Setup(std::move(setup)),
+      m_Messaging(m_Setup.Directory, m_Apartment),
+      m_Line({{m_Setup.PortNumber, m_Setup.PortPath}}),
+      m_Stores(m_Setup.Folders.Configuration, m_Setup.Folders.Library),
+      m_Database(m_Setup.Account),
       m_Services{m_Apartment, m_Messaging, m_Line, m_Stores, m_Database, *this, m_State} {}
 
 void BusServices::Report(const std::string& report) {

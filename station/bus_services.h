@@ -21,12 +21,22 @@ struct StationFolders {
     std::string Library;        ///< the library's own folder
 };
 
-/// Everything that the library asks of its host, for the bus whose thread creates this.
+/// What the services of one bus are made of, on whichever thread.
+struct ServicesSetup {
+    platform::Directory& Directory;
+    const StationFolders& Folders;
+    const DatabaseAccount& Account;
+    std::int16_t PortNumber;
+    std::string PortPath;
+    std::int32_t NetTimeoutInterval;
+};
+
+/// Everything that the library asks of its host, for the thread that creates this.
 class BusServices : private Reports {
 public:
-    BusServices(platform::Directory& directory, const StationFolders& folders, const DatabaseAccount& account,
-                std::int16_t portNumber, const std::string& portPath, std::int32_t netTimeoutInterval);
+    explicit BusServices(ServicesSetup setup);
 
+    const ServicesSetup& Setup() const { return m_Setup; }
     const orvix::Services& Get() const { return m_Services; }
     platform::RealApartment& Apartment() { return m_Apartment; }
 
@@ -39,15 +49,15 @@ private:
     void Report(const std::string& report) override;
     void WindowLoaded(DebugWindow& window) override;
     void WindowUnloaded(DebugWindow& window) override;
-    std::int32_t NetTimeoutInterval() const override { return m_NetTimeoutInterval; }
+    std::int32_t NetTimeoutInterval() const override { return m_Setup.NetTimeoutInterval; }
 
+    ServicesSetup m_Setup;
     platform::RealApartment m_Apartment;
     platform::ProcessMessaging m_Messaging;
     platform::SerialLine m_Line;
     platform::FileStores m_Stores;
     platform::SqliteDatabase m_Database;
     ApartmentState m_State;
-    std::int32_t m_NetTimeoutInterval;
     orvix::Services m_Services;
 };
 

@@ -1,10 +1,9 @@
 #pragma once
 
 #include <functional>
-#include <future>
-#include <thread>
 
 #include "station/bus.h"
+#include "station/services_thread.h"
 
 namespace orvix::station {
 
@@ -30,11 +29,8 @@ public:
     void Post(std::function<void(Bus&)> work);
 
 private:
-    void Live(Station& station, const BusSetup& setup, const BusEvents& events, std::promise<void>& started);
-
-    platform::RealApartment* m_Apartment = nullptr;
     Bus* m_Bus = nullptr;
-    std::thread m_Thread;
+    ServicesThread m_Thread;
 };
 
 }  // namespace orvix::station

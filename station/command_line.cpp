@@ -39,6 +39,7 @@ void AddBusOptions(CLI::App& command, RawBusOptions& raw) {
         ->type_name("MS")
         ->check(CLI::Range(1, 10000))
         ->capture_default_str();
+    command.add_flag("--driver-thread", raw.Parsed.DriverThread, "run the driver on a thread of its own");
     command.add_flag("--json", raw.Parsed.Json, "one JSON object a line on standard output");
     command.add_flag("-v,--verbose", raw.Parsed.Verbose, "also show the library's messages and progress");
     command.add_flag("--debug", raw.Parsed.Debug, "show the driver's debug lines; implies --verbose");

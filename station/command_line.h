@@ -27,6 +27,7 @@ struct BusOptions {
     bool Json = false;
     bool Verbose = false;
     bool Debug = false;
+    bool DriverThread = false;
 };
 
 struct RunOptions {

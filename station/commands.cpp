@@ -28,6 +28,7 @@ BusSetup SetupOf(const BusOptions& options, Station& station) {
     setup.Retries = options.Retries;
     setup.TimeoutFactor = options.TimeoutFactor;
     setup.Debug = options.Debug;
+    setup.DriverThread = options.DriverThread;
     return setup;
 }
 

@@ -162,6 +162,17 @@ TEST(Run, ReadsOnAfterTheLineHasVanishedAndComeBack) {
     EXPECT_EQ(program.Finish().Status, 0);
 }
 
+TEST(Run, StopsDuringAnExchangeWithTheDriverOnItsOwnThread) {
+    FaultyBus bus(
+        [](const std::string& request, int) { return request[2] == 5 ? Whole(kGoodReply) : std::vector<Piece>{}; });
+    Program program({"run", "--driver-thread", "--port", bus.Path(), "--device", "5:sensor", "--device", "9:sensor",
+                     "--every", "200ms", "--retries", "0", "--timeout-factor", "100", "--json"});
+    // The dead device's turn comes right after the other's.
+    ASSERT_TRUE(program.AwaitOutput("\"valid\":true"));
+    program.Signal(SIGINT);
+    EXPECT_EQ(program.Finish().Status, 0);
+}
+
 TEST(Run, ShowsASimulatedBusWithoutArguments) {
     Program program({});
     ASSERT_TRUE(program.AwaitOutput("00000101"));
@@ -195,6 +206,7 @@ TEST(CommandLine, WrongUsageIsOneClearLine) {
         {{"simulate", "--device", "5:sensor=ramp:1:2"}, 2, "ramp"},
         {{"read", "--port", folder, "--device", "5:sensor", "temperature"}, 1, folder.c_str()},
         {{"read", "--port", "/no/such/port", "--device", "5:sensor", "temperature"}, 1, "/no/such/port"},
+        {{"read", "--driver-thread", "--port", folder, "--device", "5:sensor", "serial"}, 1, folder.c_str()},
         {{"run", "--data", "/proc/no", "--for", "1s"}, 1, "/proc/no"},
     };
     for (const auto& c : cases) {
