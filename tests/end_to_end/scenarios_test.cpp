@@ -1,0 +1,230 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <optional>
+
+#include "devices/protocol/basOrvixNB1.h"
+#include "devices/protocol/frame.h"
+#include "driver/cOrvixDriverNB1.h"
+#include "platform/driver_proxy.h"
+#include "tests/end_to_end/host_side.h"
+
+using namespace std::chrono_literals;
+
+namespace orvix::tests {
+namespace {
+
+using testing::Contains;
+using testing::HasSubstr;
+
+const std::string kTemperatureCommand("\x0B\x00", 2);
+
+enum class Placement { HostsApartment, ApartmentOfItsOwn };
+
+/// Adapter and driver on a scripted line in virtual time, the driver in either place.
+class EndToEnd : public testing::TestWithParam<Placement> {
+protected:
+    EndToEnd() { Side.emplace(Host.Services, "HOST", CreateDriver()); }
+    ~EndToEnd() override {
+        Side.reset();
+        World.Scheduler.RunFor(0ms);
+        EXPECT_EQ(DriverHost.Reports.Window, nullptr);
+    }
+
+    bool Apart() const { return GetParam() == Placement::ApartmentOfItsOwn; }
+
+    std::shared_ptr<iOrvixDriver> CreateDriver() {
+        auto driver = std::make_shared<cOrvixDriverNB1>(DriverHost.Services);
+        if (!Apart()) return driver;
+        return std::make_shared<platform::DriverProxy>(Host.Apartment, DriverHost.Apartment, std::move(driver));
+    }
+
+    /// The next request goes to this sensor, which answers.
+    void Expect(std::int16_t address, float temperature) {
+        Line.Expect(Hex(BuildRequest(address, kTemperatureCommand, {})),
+                    {{BuildReply(address, kTemperatureCommand, RealToBytes(temperature))}});
+    }
+    void ExpectGoodReading(const std::string& address, float temperature) {
+        Expect(Variant(address).ToInteger(), temperature);
+        const auto entry = Side->Read(address);
+        EXPECT_TRUE(Await(*entry));
+        EXPECT_TRUE(entry->Succeeded()) << entry->Data().eDescr;
+        EXPECT_TRUE(Side->Temperature(address)->Valid());
+        EXPECT_EQ(Side->Temperature(address)->Value().ToSingle(), temperature);
+        EXPECT_TRUE(Line.AllMet());
+    }
+    void ExpectFailure(SharedEntry& entry, const std::string& text) {
+        EXPECT_TRUE(Await(entry));
+        EXPECT_FALSE(entry.Succeeded());
+        EXPECT_THAT(entry.Data().eDescr, HasSubstr(text));
+    }
+    bool Await(SharedEntry& entry, Duration limit = 1min) {
+        return World.Scheduler.RunUntil([&] { return entry.WaitForCompletion(0); }, limit);
+    }
+    std::ptrdiff_t Requests() const {
+        return std::count_if(Line.Log.begin(), Line.Log.end(), [](const auto& e) { return e.starts_with("Output="); });
+    }
+    std::optional<Error> ErrorOf(const std::function<void()>& step) {
+        try {
+            step();
+            return std::nullopt;
+        } catch (...) {
+            return CurrentError();
+        }
+    }
+
+    tests::World World;
+    TestHost Host{World, 1};
+    TestHost Other{World, 2};
+    TestHost& DriverHost = Apart() ? Other : Host;
+    ScriptedLine& Line = DriverHost.Line;
+    std::optional<HostSide> Side;
+};
+
+INSTANTIATE_TEST_SUITE_P(Driver, EndToEnd, testing::Values(Placement::HostsApartment, Placement::ApartmentOfItsOwn),
+                         [](const auto& it) {
+                             return it.param == Placement::HostsApartment ? "InTheHostsApartment"
+                                                                          : "InAnApartmentOfItsOwn";
+                         });
+
+TEST_P(EndToEnd, ReadsAValue) {
+    EXPECT_EQ(Side->Adapter.Driver()->ThreadID(), DriverHost.Apartment.ThreadID());
+    Side->Adapter.OnLine(true);
+    ExpectGoodReading("5", 21.5F);
+    ExpectGoodReading("6", -3.25F);
+}
+
+TEST_P(EndToEnd, ADeadDeviceIsAskedAgainAndFailsAlone) {
+    DriverHost.Database.Messages["#" + NumberText(errors::TimeOut)] = "No answer, says the driver's database";
+    Side->Adapter.NetRetry(2);
+    Side->Adapter.OnLine(true);
+    const auto dead = Side->Read("9");
+    ExpectFailure(*dead, "No answer, says the driver's database");
+    EXPECT_EQ(Requests(), 3);
+    EXPECT_FALSE(Side->Temperature("9")->Valid());
+    EXPECT_THAT(Side->Subscriber.Take(), Contains(HasSubstr("Driver error")));
+    ExpectGoodReading("5", 21.5F);
+}
+
+TEST_P(EndToEnd, ALineThatVanishesFailsTheReadingAndComesBack) {
+    Side->Adapter.OnLine(true);
+    Line.ExpectVanished();
+    ExpectFailure(*Side->Read("5"), "The line has vanished");
+    ExpectGoodReading("5", 21.5F);
+}
+
+TEST_P(EndToEnd, AMissingPortIsReportedAndTriedAgain) {
+    Line.PortMissing = true;
+    Side->Adapter.OnLine(true);
+    Host.Run(3100);
+    EXPECT_THAT(Side->Subscriber.Take(), Contains("ORVIX_CNN_ACTIVITY | 1"));
+    EXPECT_THAT(DriverHost.Reports.All, Contains(HasSubstr("The port cannot be opened")));
+    Line.PortMissing = false;
+    ExpectGoodReading("5", 21.5F);
+}
+
+TEST_P(EndToEnd, ALostAnswerOfTheDriverEndsTheAttemptToConnect) {
+    const auto name = Side->Adapter.Driver()->ServerIPCName();
+    RecordingEndpoint elsewhere(Host.Messaging, "ELSEWHERE", name);
+    const auto entry = Side->Read("5");
+    Side->Adapter.Driver()->SubscriberIPCName("ELSEWHERE");
+    Side->Adapter.OnLine(true);
+    ExpectFailure(*entry, "The device is not connected");
+    EXPECT_THAT(elsewhere.Take(), Contains("CONNECTED"));
+    // A fresh driver, as a host would hand in, tells the right one.
+    Side.reset();
+    Side.emplace(Host.Services, "HOST", CreateDriver());
+    Side->Adapter.OnLine(true);
+    ExpectGoodReading("5", 21.5F);
+}
+
+TEST_P(EndToEnd, ClosingWaitsForTheExchangeUnderWay) {
+    Side->Adapter.OnLine(true);
+    Host.Run(100);
+    const auto entry = Side->Read("9", {.TimeFactor = 100});
+    const auto duringTheExchange = Host.Apartment.CreateTimer([&] { Side->StartClosing(); });
+    duringTheExchange->Rearm(200, true);
+    const Duration start = World.Scheduler.Now();
+    EXPECT_TRUE(World.Scheduler.RunUntil([&] { return Side->Subscriber.ServerDestroyed; }, 10s));
+    EXPECT_EQ(Requests(), 1);
+    EXPECT_GE(World.Scheduler.Now() - start, 500ms);
+    EXPECT_EQ(Side->Adapter.Driver(), nullptr);
+    EXPECT_EQ(DriverHost.Reports.Window, nullptr);
+    EXPECT_EQ(Line.Log.back(), "PortOpen=False");
+    EXPECT_TRUE(entry->WaitForCompletion(0));
+    EXPECT_FALSE(entry->Succeeded());
+}
+
+// On the host's thread the exchange holds up the time-out as well, so the driver's answer comes first. On its own the
+// task has timed out when the driver is through, and that answer must reach nobody, least of all the next task.
+TEST_P(EndToEnd, ALateAnswerReachesNoOtherTask) {
+    Side->Adapter.NetRetry(3);
+    Side->Adapter.OnLine(true);
+    Host.Run(100);
+    const auto late = Side->Read("9", {.TimeFactor = 100, .TimeoutInterval = 300});
+    const auto next = Side->Read("5");
+    const Duration start = World.Scheduler.Now();
+    Duration lateEnded{0};
+    const auto watch = Host.Apartment.CreateTimer([&] {
+        if (lateEnded == 0ns && late->WaitForCompletion(0)) lateEnded = World.Scheduler.Now() - start;
+    });
+    watch->Rearm(10, true);
+    const std::string dead = Hex(BuildRequest(9, kTemperatureCommand, {}));
+    for (int attempt = 0; attempt < 4; ++attempt)
+        Line.Expect(dead, {});
+    Expect(5, 21.5F);
+    ASSERT_TRUE(Await(*next));
+    EXPECT_GE(World.Scheduler.Now() - start, 2000ms);
+    EXPECT_TRUE(next->Succeeded()) << next->Data().eDescr;
+    EXPECT_EQ(Side->Temperature("5")->Value().ToSingle(), 21.5F);
+    EXPECT_FALSE(late->Succeeded());
+    EXPECT_FALSE(Side->Temperature("9")->Valid());
+    EXPECT_EQ(lateEnded < 400ms, Apart());
+    EXPECT_TRUE(Line.AllMet());
+}
+
+TEST_P(EndToEnd, ErrorsOfTheDriverReachWhoCausedThem) {
+    cOrvixDriverNB1 plain(Host.Services);
+    const auto expected = ErrorOf([&] { static_cast<iOrvixDriver&>(plain).PortType(7); });
+    const auto raised = ErrorOf([&] { Side->Adapter.PortType(7); });
+    ASSERT_TRUE(expected && raised);
+    EXPECT_EQ(raised->Number, expected->Number);
+    EXPECT_EQ(raised->Source, expected->Source);
+    EXPECT_EQ(raised->Description, expected->Description);
+    DriverHost.Database.OpenFails = true;
+    EXPECT_TRUE(ErrorOf([&] { Side->Adapter.Path("/elsewhere"); }));
+}
+
+TEST_P(EndToEnd, EachApartmentTracesIntoItsOwnFiles) {
+    Side->Adapter.LogPath("/trace");
+    Side->Adapter.LogMode(1);
+    Side->Adapter.DebugMode(true);
+    Side->Adapter.OnLine(true);
+    ExpectGoodReading("5", 21.5F);
+    const auto traced = [](TestHost& host, const std::string& text) {
+        const auto& files = host.Stores.FileContents;
+        return std::any_of(files.begin(), files.end(),
+                           [&](const auto& file) { return file.second.find(text) != std::string::npos; });
+    };
+    EXPECT_TRUE(traced(Host, "Executed Reading Temp Device 5"));
+    EXPECT_TRUE(traced(DriverHost, "cOrvixDriverNB1.Connect Port 3"));
+    EXPECT_EQ(traced(Host, "cOrvixDriverNB1.Connect Port 3"), !Apart());
+    EXPECT_NE(DriverHost.Reports.Window, nullptr);
+}
+
+TEST(DriverProxy, MayBeReleasedByWhatItsCallerDeliversMeanwhile) {
+    World world;
+    TestHost host(world, 1);
+    TestHost home(world, 2);
+    std::unique_ptr<iOrvixDriver> proxy = std::make_unique<platform::DriverProxy>(
+        host.Apartment, home.Apartment, std::make_shared<cOrvixDriverNB1>(home.Services));
+    host.Apartment.Post([&] { proxy.reset(); });
+    EXPECT_THAT(proxy->ServerIPCName(), HasSubstr("Driver_NB1"));
+    EXPECT_EQ(proxy, nullptr);
+    world.Scheduler.RunFor(0ms);
+    EXPECT_EQ(home.Reports.Window, nullptr);
+}
+
+}  // namespace
+}  // namespace orvix::tests
