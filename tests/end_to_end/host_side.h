@@ -23,7 +23,7 @@ struct ReadLimits {
 class HostSide {
 public:
     HostSide(const Services& services, const std::string& name, std::shared_ptr<iOrvixDriver> driver)
-        : m_Services(services), Subscriber(services.Messaging, name, ""), m_Object(services) {
+        : Subscriber(services.Messaging, name, ""), Object(services), m_Services(services) {
         Adapter.SubscriberIPCName(name);
         Adapter.Driver(std::move(driver));
         Adapter.PortType(2);
@@ -60,18 +60,13 @@ public:
         m_CloseTimer->Rearm(20, true);
     }
 
+    RecordingEndpoint Subscriber;
+    cOrvixAdapterNB1 Object;
+    iOrvixAdapter& Adapter = Object;
+
 private:
     const Services& m_Services;
-
-public:
-    RecordingEndpoint Subscriber;
-
-private:
-    cOrvixAdapterNB1 m_Object;
     std::unique_ptr<Timer> m_CloseTimer;
-
-public:
-    iOrvixAdapter& Adapter = m_Object;
 };
 
 }  // namespace orvix::tests
