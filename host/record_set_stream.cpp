@@ -2,6 +2,7 @@
 #include <limits>
 
 #include "host/byte_reader.h"
+#include "host/error.h"
 #include "host/record_set.h"
 #include "host/text.h"
 
