@@ -15,6 +15,9 @@ std::function<void(const Argument&)> PostedTo(Apartment& listener, std::function
 
 }  // namespace
 
+Station::Station(StationFolders folders, const std::string& libraryFile)
+    : Folders(std::move(folders)), Account(platform::PrepareHostDatabase(Folders.Data)), Library(libraryFile) {}
+
 BusThread::BusThread(Station& station, Apartment& listener, const BusSetup& setup, BusEvents events) {
     const BusEvents posted{PostedTo(listener, std::move(events.OnReading)),
                            PostedTo(listener, std::move(events.OnTrouble)),
