@@ -6,7 +6,6 @@
 #include <cstring>
 #include <string>
 
-#include "host/error.h"
 #include "host/variant.h"
 
 static_assert(std::endian::native == std::endian::little, "stored numbers are copied as they lie in memory");
@@ -24,9 +23,7 @@ public:
 
     /// Raises InvalidContents when fewer bytes are left.
     ByteView Bytes(std::uint64_t length) {
-        if (length > Left()) {
-            RaiseInvalid(std::to_string(length) + " bytes needed, " + std::to_string(Left()) + " left", m_At);
-        }
+        if (length > Left()) RaiseShort(length);
         const ByteView bytes = m_Bytes.subspan(m_At, static_cast<std::size_t>(length));
         m_At += bytes.size();
         return bytes;
@@ -39,11 +36,12 @@ public:
         return value;
     }
 
-    [[noreturn]] void RaiseInvalid(const std::string& what, std::size_t at) const {
-        throw Error(errors::InvalidContents, std::string(m_Contents) + ": " + what + " at byte " + std::to_string(at));
-    }
+    /// Raises InvalidContents with the kind of bytes, what is wrong, and at which byte.
+    [[noreturn]] void RaiseInvalid(const std::string& what, std::size_t at) const;
 
 private:
+    [[noreturn]] void RaiseShort(std::uint64_t length) const;
+
     const char* m_Contents;
     ByteView m_Bytes;
     std::size_t m_At;

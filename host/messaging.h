@@ -54,10 +54,11 @@ public:
     virtual void SendProgress(const std::string& text, std::int32_t value, std::int32_t minimum,
                               std::int32_t maximum) = 0;
 
-    /// Whether the peer has been asked to close and has not refused, or is gone.
+    /// Whether the peer has been asked to close and has not refused.
     virtual bool PeerIsClosing() const = 0;
     /// Posts the destroy question to the peer. A refusal makes it askable again; when it agrees it leaves the directory
-    /// after its handler has returned, and ServerDestroyed is posted here.
+    /// after its handler has returned, and ServerDestroyed is posted here. So it is for a peer that is gone already, or
+    /// goes before it has answered.
     virtual void ClosePeer() = 0;
 };
 
@@ -107,7 +108,7 @@ public:
     /// Starts in asynchronous mode under a name of its own, for the server endpoint of that name.
     virtual void Start(const std::string& name, const std::string& serverName) = 0;
 
-    /// Argument list of the next request.
+    /// Argument list of the request; sending does not empty it.
     virtual std::vector<ByteArray>& Arguments() = 0;
     /// Sends the request; an earlier one that is still unanswered is given up. Raises General when nobody bears the
     /// server's name.

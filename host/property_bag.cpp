@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "host/byte_reader.h"
+#include "host/error.h"
 
 namespace orvix {
 
@@ -119,7 +120,8 @@ public:
     }
 
 private:
-    std::uint64_t LongVarint(std::uint64_t byte) {
+    /// Kept out of line: nearly all numbers have one byte.
+    [[gnu::noinline]] std::uint64_t LongVarint(std::uint64_t byte) {
         const std::size_t start = At() - 1;
         std::uint64_t value = byte & 0x7F;
         for (unsigned shift = 7; shift < 7 * kMaxVarintLength; shift += 7) {

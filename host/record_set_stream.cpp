@@ -2,6 +2,7 @@
 #include <limits>
 
 #include "host/byte_reader.h"
+#include "host/error.h"
 #include "host/record_set.h"
 #include "host/text.h"
 
@@ -14,8 +15,9 @@ constexpr std::size_t kMaxColumns = std::numeric_limits<std::uint16_t>::max();
 
 template <class Number>
 void Append(ByteArray& stream, Number value) {
-    const auto* const bytes = reinterpret_cast<const std::uint8_t*>(&value);
-    stream.insert(stream.end(), bytes, bytes + sizeof(value));
+    const auto bits = static_cast<std::uint64_t>(value);
+    for (std::size_t i = 0; i < sizeof(value); ++i)
+        stream.push_back(static_cast<std::uint8_t>(bits >> 8 * i));
 }
 
 std::size_t NullBitsLength(std::size_t rows) {

@@ -13,11 +13,11 @@ public:
 private:
     friend class MissionStatusSeam;
 
-    void TakeStatusValue(const std::string& Status) override;
-    ByteArray StatusImage() const override { return PackedImage(m_Status, m_TemperatureStatus); }
     std::optional<AlarmLimits> Limits() const override {
         return AlarmLimits{m_TemperatureStatus.HighAlarm, m_TemperatureStatus.LowAlarm};
     }
+    void TakeStatusValue(const std::string& Status) override;
+    ByteArray StatusImage() const override { return PackedImage(m_Status, m_TemperatureStatus); }
 
     float iOrvixNB1TPMission_Temperature() const override;
     float iOrvixNB1TPMission_HighAlarm() const override { return m_TemperatureStatus.HighAlarm; }

@@ -47,11 +47,9 @@ LogWriter::LogWriter(RecordSet& table, bool isGraph, const std::optional<AlarmLi
     : m_Table(table),
       m_TimeVal(table.ColumnOf("timeVal")),
       m_ChartTime(table.ColumnOf("ChartTime")),
-      m_Temp(table.ColumnOf("temp")) {
-    if (limits) {
-        m_Limits = {table.ColumnOf("HiAlarm"), table.ColumnOf("LoAlarm"), Currency::FromDouble(limits->High),
-                    Currency::FromDouble(limits->Low)};
-    }
+      m_Temp(table.ColumnOf("temp")),
+      m_LimitColumns{table.ColumnOf("HiAlarm"), table.ColumnOf("LoAlarm")},
+      m_Limits(limits) {
     if (!isGraph) m_Flags = {table.ColumnOf("isHIAlarm"), table.ColumnOf("isLOAlarm")};
 }
 
@@ -61,8 +59,8 @@ void LogWriter::Append(const LogRow& row) {
     m_Table.Set(m_ChartTime, row.ChartTime);
     m_Table.Set(m_Temp, Currency::FromDouble(row.Temp));
     if (m_Limits) {
-        m_Table.Set(m_Limits->HighColumn, m_Limits->High);
-        m_Table.Set(m_Limits->LowColumn, m_Limits->Low);
+        m_Table.Set(m_LimitColumns.High, Currency::FromDouble(m_Limits->High));
+        m_Table.Set(m_LimitColumns.Low, Currency::FromDouble(m_Limits->Low));
     }
     if (m_Flags) {
         m_Table.Set(m_Flags->High, row.IsHigh);

@@ -42,15 +42,11 @@ class LogWriter {
 public:
     LogWriter(RecordSet& table, bool isGraph, const std::optional<AlarmLimits>& limits);
 
-    /// Raises Overflow for a temperature that is no number or too large for the table.
+    /// Raises Overflow for a temperature or a limit that is no number or too large for the table.
     void Append(const LogRow& row);
 
 private:
-    struct LimitCells {
-        RecordSet::Column HighColumn, LowColumn;
-        Currency High, Low;
-    };
-    struct FlagColumns {
+    struct Columns {
         RecordSet::Column High, Low;
     };
 
@@ -58,8 +54,9 @@ private:
     RecordSet::Column m_TimeVal;
     RecordSet::Column m_ChartTime;
     RecordSet::Column m_Temp;
-    std::optional<LimitCells> m_Limits;
-    std::optional<FlagColumns> m_Flags;
+    Columns m_LimitColumns;
+    std::optional<AlarmLimits> m_Limits;
+    std::optional<Columns> m_Flags;
 };
 
 }  // namespace orvix

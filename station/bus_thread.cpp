@@ -1,8 +1,12 @@
 #include "station/bus_thread.h"
 
 #include <memory>
+#include <utility>
 
 namespace orvix::station {
+
+Station::Station(StationFolders folders, const std::string& libraryFile)
+    : Folders(std::move(folders)), Account(platform::PrepareHostDatabase(Folders.Data)), Library(libraryFile) {}
 
 BusThread::BusThread(Station& station, Apartment& listener, const BusSetup& setup, BusEvents events)
     : m_Thread({.Directory = station.Directory,

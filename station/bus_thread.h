@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <string>
 
 #include "station/bus.h"
 #include "station/services_thread.h"
@@ -9,9 +10,12 @@ namespace orvix::station {
 
 /// What the buses of a station share; outlives them.
 struct Station {
-    StationFolders Folders;
-    DatabaseAccount Account;
-    orvix::station::Library Library;
+    /// Makes the data folder ready and loads the library. Raises what stands in the way.
+    Station(StationFolders folders, const std::string& libraryFile);
+
+    const StationFolders Folders;
+    const DatabaseAccount Account;
+    const orvix::station::Library Library;
     platform::Directory Directory;
 };
 

@@ -2,7 +2,6 @@
 
 #include <iostream>
 
-#include "platform/sqlite_database.h"
 #include "station/folders.h"
 
 namespace orvix::station {
@@ -13,9 +12,7 @@ constexpr char kSimulatedPort[] = "simulated";
 }  // namespace
 
 std::unique_ptr<Station> OpenStation(const BusOptions& options) {
-    auto folders = FindFolders(options.Data);
-    auto account = platform::PrepareHostDatabase(folders.Data);
-    return std::make_unique<Station>(std::move(folders), std::move(account));
+    return std::make_unique<Station>(FindFolders(options.Data), FindLibrary());
 }
 
 BusSetup SetupOf(const BusOptions& options, Station& station) {

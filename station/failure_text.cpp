@@ -11,17 +11,19 @@ constexpr ErrorNumber kCauses[] = {errors::TimeOut,  errors::NotExecuted,  error
 
 // Reports name where they were raised in brackets behind the description, innermost first.
 std::string WithoutPlace(const std::string& report) {
-    const auto line = report.substr(0, report.find_first_of("\r\n"));
+    auto line = report.substr(0, report.find_first_of("\r\n"));
     for (const auto* place : {" (PlexaERR.", " (OrvixNimbo1Lib."}) {
-        if (const auto at = line.find(place); at != std::string::npos) return line.substr(0, at);
+        line = line.substr(0, line.find(place));
     }
-    return line;
+    return line.substr(0, line.find_last_not_of(' ') + 1);
 }
 
 }  // namespace
 
 Failure ExplainFailure(MessageProvider& messages, ErrorNumber number, const std::string& report) {
-    Failure failure{number, WithoutPlace(report), report};
+    // The error-check routine raises everything under its own number, which tells nothing of the cause.
+    const auto known = number == errors::Validation ? errors::General : number;
+    Failure failure{known, WithoutPlace(report), report};
     for (const auto cause : kCauses) {
         const auto sentence = messages.GetMessage("#" + NumberText(cause));
         if (!sentence) continue;

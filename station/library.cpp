@@ -9,6 +9,12 @@ namespace {
 
 constexpr char kFileName[] = "libOrvixNimbo1Lib.so";
 
+}  // namespace
+
+std::string ProgramFolder() {
+    return std::filesystem::read_symlink("/proc/self/exe").parent_path();
+}
+
 std::string FindLibrary() {
     const std::filesystem::path folder = ProgramFolder();
     for (const auto& place : {folder / kFileName, folder.parent_path() / "lib" / kFileName}) {
@@ -17,14 +23,8 @@ std::string FindLibrary() {
     throw Error(errors::General, std::string(kFileName) + " is not beside the program in " + folder.string());
 }
 
-}  // namespace
-
-std::string ProgramFolder() {
-    return std::filesystem::read_symlink("/proc/self/exe").parent_path();
-}
-
-Library::Library() {
-    void* handle = dlopen(FindLibrary().c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+Library::Library(const std::string& file) {
+    void* handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
     if (handle == nullptr) throw Error(errors::General, dlerror());
     m_Create = reinterpret_cast<CreateObjectFunction*>(dlsym(handle, kCreateObjectSymbol));
     if (m_Create == nullptr) throw Error(errors::General, dlerror());

@@ -10,8 +10,8 @@ namespace orvix::station {
 /// The loaded driver library. It stays loaded until the program ends: objects and services refer to its code.
 class Library {
 public:
-    /// Raises Error when the library is not beside the program, nor in ../lib, or has no entry point.
-    Library();
+    /// Raises Error when the file cannot be loaded or has no entry point.
+    explicit Library(const std::string& file);
 
     /// A new object of a registered class, as the interface asked for. Raises Error when there is no such class, or it
     /// has no such interface.
@@ -27,6 +27,9 @@ private:
 
     CreateObjectFunction* m_Create = nullptr;
 };
+
+/// The library's file: beside the program, or in ../lib. Raises Error when it is in neither.
+std::string FindLibrary();
 
 /// Folder of the running program.
 std::string ProgramFolder();

@@ -73,9 +73,8 @@ TEST_F(DevicesTest, EqualTagsAreReplaced) {
 TEST_F(DevicesTest, RestoresSensorsFromFiles) {
     const auto live = Devices.Add("12", 106);
     live->SerialNumber("S1");
-    PropertyBag bag;
+    PropertyBag bag, fields;
     bag.Contents(live->GetSuperState());
-    PropertyBag fields;
     fields.Contents(bag.ReadProperty("State").ToBytes());
     fields.WriteProperty("DeviceOrigin", 2);
     bag.WriteProperty("State", fields.Contents());

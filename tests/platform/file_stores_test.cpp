@@ -11,10 +11,12 @@
 #include "host/error.h"
 #include "host/text.h"
 #include "platform/atomic_file.h"
-#include "tests/platform/test_folder.h"
+#include "tests/support/test_folder.h"
 
 namespace orvix::platform {
 namespace {
+
+using tests::TestFolder;
 
 struct Stored : TestFolder {
     FileStores Stores{Path + "/config", Path + "/lib"};

@@ -14,10 +14,12 @@
 
 #include "host/error.h"
 #include "platform/file_descriptor.h"
-#include "tests/platform/test_folder.h"
+#include "tests/support/test_folder.h"
 
 namespace orvix::platform {
 namespace {
+
+using tests::TestFolder;
 
 using std::chrono::seconds;
 using ::testing::HasSubstr;

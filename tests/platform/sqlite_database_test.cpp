@@ -10,10 +10,12 @@
 #include "host/error.h"
 #include "platform/message_table.h"
 #include "platform/sqlite_connection.h"
-#include "tests/platform/test_folder.h"
+#include "tests/support/test_folder.h"
 
 namespace orvix::platform {
 namespace {
+
+using tests::TestFolder;
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;

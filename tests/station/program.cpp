@@ -9,17 +9,10 @@
 #include <unistd.h>
 
 #include <array>
-#include <filesystem>
 #include <utility>
 
 namespace orvix::tests {
 namespace {
-
-std::string NewFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "nimbo1-test-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) abort();
-    return name;
-}
 
 // Takes what a pipe holds; closes it at its end.
 void Drain(int& pipe, std::string& into) {
@@ -34,7 +27,7 @@ void Drain(int& pipe, std::string& into) {
 
 }  // namespace
 
-Program::Program(std::vector<std::string> arguments) : m_Folder(NewFolder()) {
+Program::Program(std::vector<std::string> arguments) {
     std::array<int, 2> out{};
     std::array<int, 2> err{};
     if (pipe2(out.data(), O_CLOEXEC) != 0 || pipe2(err.data(), O_CLOEXEC) != 0) abort();
@@ -48,7 +41,7 @@ Program::Program(std::vector<std::string> arguments) : m_Folder(NewFolder()) {
     for (auto& argument : arguments)
         argv.push_back(argument.data());
     argv.push_back(nullptr);
-    std::vector<std::string> environment{"HOME=" + m_Folder, "PATH=/usr/bin:/bin"};
+    std::vector<std::string> environment{"HOME=" + m_Folder.Path, "PATH=/usr/bin:/bin"};
     for (const char* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS", "LSAN_OPTIONS"}) {
         if (const char* value = getenv(name)) environment.push_back(std::string(name) + "=" + value);
     }
@@ -70,8 +63,6 @@ Program::~Program() {
         Signal(SIGKILL);
         Finish();
     }
-    std::error_code ignored;
-    std::filesystem::remove_all(m_Folder, ignored);
 }
 
 void Program::Signal(int number) const {

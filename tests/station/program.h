@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/test_folder.h"
+
 namespace orvix::tests {
 
 struct ProgramResult {
@@ -30,7 +32,7 @@ public:
 private:
     bool ReadSome();
 
-    std::string m_Folder;
+    TestFolder m_Folder;
     pid_t m_Process = -1;
     std::size_t m_Awaited = 0;
     int m_OutPipe = -1;

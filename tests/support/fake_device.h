@@ -7,19 +7,12 @@
 
 namespace orvix::tests {
 
-/// A device that is its fields. What a device does beyond them it does not do.
+/// A sensor "Oven" at address 5 as its mission sees it. What a device does beyond that it does not do.
 class FakeDevice : public Object, public iOrvixDevice {
 public:
-    std::string AddressText = "5";
-    std::string NameText = "Oven";
-    std::string Serial;
-    std::int32_t Model = 106;
-    std::int32_t Origin = 1;
     bool Connected = false;
-    bool Monitoring = false;
     VariableCollection Vars;
     iOrvixAdapter* Owner = nullptr;
-    ByteArray State;
 
     /// Adds a record of that value under its VarID.
     void AddVar(std::int32_t varID, Variant value) {
@@ -36,23 +29,23 @@ private:
     VariableCollection& iOrvixDevice_VarsEx() override { return Vars; }
     VariableRef iOrvixDevice_DefaultVar() override { return Vars.Item("2"); }
     bool iOrvixDevice_MonitorVar(std::int32_t, std::int32_t, std::int32_t) override { return true; }
-    std::int32_t iOrvixDevice_DeviceModel() const override { return Model; }
-    std::int32_t iOrvixDevice_DeviceOrigin() const override { return Origin; }
+    std::int32_t iOrvixDevice_DeviceModel() const override { return 106; }
+    std::int32_t iOrvixDevice_DeviceOrigin() const override { return 1; }
     std::string iOrvixDevice_DeviceDescription() const override { return "Fake"; }
     Object& iOrvixDevice_MostSpecificComponent() override { return *this; }
-    std::string iOrvixDevice_SerialNumber() const override { return Serial; }
-    void iOrvixDevice_SerialNumber(std::string rhs) override { Serial = std::move(rhs); }
-    std::string iOrvixDevice_Address() const override { return AddressText; }
-    void iOrvixDevice_Address(std::string rhs) override { AddressText = std::move(rhs); }
-    std::string iOrvixDevice_Name() const override { return NameText; }
-    void iOrvixDevice_Name(std::string rhs) override { NameText = std::move(rhs); }
+    std::string iOrvixDevice_SerialNumber() const override { return {}; }
+    void iOrvixDevice_SerialNumber(std::string) override {}
+    std::string iOrvixDevice_Address() const override { return "5"; }
+    void iOrvixDevice_Address(std::string) override {}
+    std::string iOrvixDevice_Name() const override { return "Oven"; }
+    void iOrvixDevice_Name(std::string) override {}
     double iOrvixDevice_ScaleMin() const override { return 0; }
     double iOrvixDevice_ScaleMax() const override { return 0; }
     bool iOrvixDevice_CalScaleEnabled() const override { return false; }
-    void iOrvixDevice_CalScaleEnabled(bool) override {}
     double iOrvixDevice_CalScaleMax() const override { return 0; }
-    void iOrvixDevice_CalScaleMax(double) override {}
     double iOrvixDevice_CalScaleMin() const override { return 0; }
+    void iOrvixDevice_CalScaleEnabled(bool) override {}
+    void iOrvixDevice_CalScaleMax(double) override {}
     void iOrvixDevice_CalScaleMin(double) override {}
     bool iOrvixDevice_CheckCalScale() override { return false; }
     std::string iOrvixDevice_PwdR() const override { return {}; }
@@ -64,8 +57,8 @@ private:
     std::int32_t iOrvixDevice_TimeFormat() const override { return 1; }
     bool iOrvixDevice_ConnectedEx() const override { return Connected; }
     void iOrvixDevice_ConnectedEx(bool rhs) override { Connected = rhs; }
-    bool iOrvixDevice_Monitor() const override { return Monitoring; }
-    void iOrvixDevice_Monitor(bool rhs) override { Monitoring = rhs; }
+    bool iOrvixDevice_Monitor() const override { return false; }
+    void iOrvixDevice_Monitor(bool) override {}
     bool iOrvixDevice_Registered() const override { return false; }
     bool iOrvixDevice_DebugMode() const override { return false; }
     void iOrvixDevice_DebugMode(bool) override {}
@@ -75,8 +68,8 @@ private:
     void iOrvixDevice_LogPath(std::string) override {}
     void iOrvixDevice_TaskCommand(iOrvixTask&) override {}
     void iOrvixDevice_ResponseInterpreter(iOrvixTask&) override {}
-    ByteArray iOrvixDevice_GetSuperState() override { return State; }
-    void iOrvixDevice_SetSuperState(ByteView arState) override { State.assign(arState.begin(), arState.end()); }
+    ByteArray iOrvixDevice_GetSuperState() override { return {}; }
+    void iOrvixDevice_SetSuperState(ByteView) override {}
     void iOrvixDevice_Destroy() override {}
 };
 

@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <string>
 
-namespace orvix::platform {
+namespace orvix::tests {
 
 /// A folder of a test's own, gone with it.
 struct TestFolder {
@@ -16,4 +16,4 @@ struct TestFolder {
     std::string Path = (std::filesystem::temp_directory_path() / "nb1_XXXXXX").string();
 };
 
-}  // namespace orvix::platform
+}  // namespace orvix::tests

@@ -1,0 +1,214 @@
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "host/error.h"
+#include "host/property_bag.h"
+#include "host/record_set.h"
+#include "host/text.h"
+#include "host/variables.h"
+
+namespace orvix {
+namespace {
+
+/// Feeds damaged copies of valid bytes and random bytes to `load`: each is accepted or refused with InvalidContents.
+template <class Load>
+void ExpectOnlyInvalidContents(const ByteArray& valid, Load load) {
+    std::mt19937 random(1);  // NOLINT: the same run every time
+    const auto tryLoad = [&](const ByteArray& bytes) {
+        try {
+            load(bytes);
+        } catch (const Error& error) {
+            EXPECT_EQ(error.Number, errors::InvalidContents);
+        }
+    };
+    for (std::size_t length = 0; length < valid.size(); ++length) {
+        tryLoad({valid.begin(), valid.begin() + static_cast<std::ptrdiff_t>(length)});
+    }
+    for (int i = 0; i < 20000; ++i) {
+        ByteArray bytes = valid;
+        for (std::size_t changes = 1 + random() % 4; changes > 0; --changes) {
+            bytes[random() % bytes.size()] = static_cast<std::uint8_t>(random() % 3 == 0 ? 0xFF : random());
+        }
+        tryLoad(bytes);
+    }
+}
+
+const std::pair<const char*, Variant> kEntries[] = {
+    {"Empty", {}},
+    {"Null", Null{}},
+    {"True", true},
+    {"Int16", std::int16_t{-32768}},
+    {"Min", std::numeric_limits<std::int32_t>::min()},
+    {"Single", -0.1F},
+    {"Double", 0.1},
+    {"Money", Currency{-215000}},
+    {"Date", Date{45000.25}},
+    {"Text", std::string("\0\xFFtext", 6)},
+    {"Bytes", ByteArray(300, 7)},
+    {"", "no name"},
+};
+
+PropertyBag SampleBag() {
+    PropertyBag bag;
+    for (const auto& [name, value] : kEntries)
+        bag.WriteProperty(name, value);
+    return bag;
+}
+
+TEST(PropertyBagTest, EveryTypeComesBackInAnyOrder) {
+    PropertyBag bag;
+    bag.Contents(SampleBag().Contents());
+    for (const auto& [name, value] : kEntries)
+        EXPECT_EQ(bag.ReadProperty(name), value) << name;
+    for (auto entry = std::rbegin(kEntries); entry != std::rend(kEntries); ++entry) {
+        EXPECT_EQ(bag.ReadProperty(entry->first), entry->second) << entry->first;
+    }
+    EXPECT_FALSE(bag.Exists("text"));
+    EXPECT_EQ(bag.ReadProperty("text", 5), Variant(5));
+    EXPECT_THROW(bag.ReadProperty("text"), Error);
+}
+
+TEST(PropertyBagTest, AnEntryWrittenAgainKeepsItsPlace) {
+    PropertyBag bag;
+    bag.WriteProperty("a", "one");
+    bag.WriteProperty("b", 2);
+    bag.WriteProperty("a", std::string(200, 'x'));
+    bag.WriteProperty("c", 3);
+    bag.WriteProperty("a", true);
+    PropertyBag expected;
+    expected.WriteProperty("a", true);
+    expected.WriteProperty("b", 2);
+    expected.WriteProperty("c", 3);
+    EXPECT_EQ(bag.Contents(), expected.Contents());
+}
+
+TEST(PropertyBagTest, BrokenContentsAreRefusedAndChangeNothing) {
+    const ByteArray valid = SampleBag().Contents();
+    PropertyBag bag = SampleBag();
+    ExpectOnlyInvalidContents(valid, [](const ByteArray& bytes) { PropertyBag().Contents(bytes); });
+    const std::string broken[] = {
+        "",
+        std::string("NB1\x02", 4),                                // another version
+        std::string("NB1\x01\x01z\x0A\xFF\xFF\xFF\xFF\x0F", 12),  // a text of 4 GiB
+        std::string("NB1\x01\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x7F", 14),
+        std::string("NB1\x01\x01z\x04\x80\x80\x04", 10),  // 32768 as a 16-bit integer
+        std::string("NB1\x01\x01z\x0C", 7),               // unknown type
+        std::string("NB1\x01\x01z\x00\x01z\x00", 10),     // the same name twice
+    };
+    for (const std::string& bytes : broken) {
+        EXPECT_THROW(bag.Contents(TextToBytes(bytes)), Error) << bytes;
+        EXPECT_EQ(bag.Contents(), valid);
+    }
+}
+
+const std::vector<FieldDefinition> kFields = {
+    {"TimeVal", FieldType::Char, 4}, {"Temp", FieldType::Currency}, {"isHIAlarm", FieldType::Boolean}};
+
+RecordSet SampleTable(std::size_t rows) {
+    RecordSet table(kFields);
+    for (std::size_t i = 0; i < rows; ++i) {
+        table.AddNew();
+        table.Set(0, std::to_string(i % 7));
+        if (i % 5 != 0) table.Set(1, Currency{static_cast<std::int64_t>(i % 3) - 1});
+        table.Set(2, i % 2 == 0);
+        table.Update();
+    }
+    return table;
+}
+
+TEST(RecordSetTest, RowsCountWhenTheyAreCommitted) {
+    RecordSet table(kFields);
+    EXPECT_TRUE(table.EndOfFile());
+    EXPECT_THROW(table.Set(0, "x"), Error);
+    table.AddNew();
+    table.Set(table.ColumnOf("TIMEVAL"), "too long");
+    EXPECT_EQ(table.RecordCount(), 0U);
+    table.AddNew();
+    EXPECT_THROW(table.Set(1, true), Error);
+    table.Update();
+    EXPECT_EQ(table.RecordCount(), 1U);
+    EXPECT_TRUE(table.Field("timeval").IsNull());
+    EXPECT_THROW(table.Field("none"), Error);
+    table.AddNew();
+    table.Set(0, "too long");
+    table.Update();
+    table.MoveNext();
+    EXPECT_EQ(table.Field(0), Variant("too"));
+    table.MoveNext();
+    EXPECT_THROW(table.Field(0), Error);
+}
+
+/// Rows as the cursor walks them.
+std::vector<VariantList> Walk(RecordSet& table) {
+    std::vector<VariantList> rows;
+    for (table.MoveFirst(); !table.EndOfFile(); table.MoveNext()) {
+        rows.push_back({table.Field(0), table.Field(1), table.Field(2)});
+    }
+    return rows;
+}
+
+TEST(RecordSetTest, SortIsStableWithNullsFirstAndCanBeCleared) {
+    RecordSet table = SampleTable(2000);  // several blocks
+    const auto unsorted = Walk(table);
+    const auto key = [](const VariantList& row) {
+        const auto* money = row[1].As<Currency>();
+        return money == nullptr ? std::int64_t{-1000} : money->Scaled;
+    };
+    auto expected = unsorted;
+    std::stable_sort(expected.begin(), expected.end(), [&](const auto& a, const auto& b) { return key(a) < key(b); });
+    table.Sort("temp ASC");
+    EXPECT_EQ(Walk(table), expected);
+    table.Sort("Temp desc");
+    EXPECT_TRUE(table.Field("Temp").IsNull());
+    const auto descending = Walk(table);
+    EXPECT_EQ(descending[400][1], Variant(Currency{1}));
+    EXPECT_EQ(descending.back()[1], Variant(Currency{-1}));
+    table.Sort("timeval");
+    EXPECT_EQ(Walk(table)[1][0], Variant("0"));
+    table.Sort("");
+    EXPECT_EQ(Walk(table), unsorted);
+    EXPECT_THROW(table.Sort("temp sideways"), Error);
+    EXPECT_THROW(table.Sort("none"), Error);
+}
+
+TEST(RecordSetTest, SavedTablesComeBackAndBrokenOnesAreRefused) {
+    for (const std::size_t rows : {0U, 1U, 8U, 5000U}) {
+        RecordSet table = SampleTable(rows);
+        RecordSet loaded = RecordSet::Load(table.Save());
+        EXPECT_EQ(loaded.Fields(), table.Fields());
+        EXPECT_EQ(Walk(loaded), Walk(table));
+    }
+    ExpectOnlyInvalidContents(SampleTable(40).Save(), [](const ByteArray& bytes) { RecordSet::Load(bytes); });
+    const std::string noColumns("NB1R\x01\x00\x00\xFF\xFF\xFF\xFF", 11);
+    EXPECT_THROW(RecordSet::Load(TextToBytes(noColumns)), Error);
+}
+
+TEST(VariableTest, StateRoundTripsAndEveryWriteOfValidNotifies) {
+    VariableRecord record;
+    int notified = 0;
+    record.OnValid([&](VariableRecord&) { ++notified; });
+    record.Tag(VariableTag(2, "3", 104, "12", 6));
+    record.Value(Variant(21.5F));
+    record.MonitorInterval(4000);
+    record.Valid(true);
+    record.Valid(true);
+    EXPECT_EQ(notified, 2);
+    VariableRecord copy;
+    copy.SetSuperState(record.GetSuperState());
+    EXPECT_EQ(copy.GetSuperState(), record.GetSuperState());
+    EXPECT_EQ(copy.Tag(), "NB1/2x3/104/12/6");
+    EXPECT_THROW(copy.SetSuperState(ByteArray{1, 2}), Error);
+
+    VariableCollection all;
+    all.Add("b")->VarID(2);
+    all.Add("a");
+    EXPECT_THROW(all.Add("a"), Error);
+    EXPECT_EQ(all.Item("b")->VarID(), 2);
+    all.Remove("b");
+    EXPECT_FALSE(all.Exists("b"));
+    EXPECT_THROW(all.Item("b"), Error);
+}
+
+}  // namespace
+}  // namespace orvix

@@ -1,0 +1,135 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "host/date.h"
+#include "host/error.h"
+#include "host/text.h"
+#include "host/variant.h"
+
+namespace orvix {
+namespace {
+
+/// Number of the error that a step raises; None when it raises none.
+template <class Step>
+ErrorNumber Raised(Step step) {
+    try {
+        step();
+    } catch (const Error& error) {
+        return error.Number;
+    }
+    return errors::None;
+}
+
+TEST(ErrorTest, AHandlerSeesEveryExceptionAsAnError) {
+    EXPECT_EQ(CurrentError().Number, errors::None);
+    try {
+        throw std::runtime_error("inside");
+    } catch (...) {
+        EXPECT_EQ(CurrentError().Number, errors::General);
+        EXPECT_EQ(CurrentError().Description, "inside");
+    }
+    EXPECT_EQ(SystemError("port", ENOENT).Description, "port: No such file or directory");
+    EXPECT_EQ(SystemError("port", ENOENT).SystemCode, ENOENT);
+}
+
+TEST(VariantTest, NumbersRoundHalvesToEvenAndAreBounded) {
+    EXPECT_EQ(Variant(2.5).ToLong(), 2);
+    EXPECT_EQ(Variant(" +3.5 ").ToLong(), 4);
+    EXPECT_EQ(Variant(-32768.5).ToInteger(), -32768);
+    EXPECT_EQ(Raised([] { Variant(32767.5).ToInteger(); }), errors::Overflow);
+    EXPECT_EQ(Raised([] { Variant(2147483648.0).ToLong(); }), errors::Overflow);
+    EXPECT_EQ(Raised([] { Variant(std::nan("")).ToLong(); }), errors::Overflow);
+    EXPECT_EQ(Raised([] { Variant(1e39).ToSingle(); }), errors::Overflow);
+    EXPECT_EQ(Currency::FromDouble(0.00025).Scaled, 2);
+    EXPECT_EQ(Raised([] { Currency::FromDouble(1e15); }), errors::Overflow);
+}
+
+TEST(VariantTest, WhatIsNoNumberIsATypeMismatch) {
+    for (const Variant& value : {Variant(""), Variant("3x"), Variant("+-3"), Variant("nan"), Variant("inf"),
+                                 Variant("1,5"), Variant(Null{}), Variant(ByteArray{1})}) {
+        EXPECT_EQ(Raised([&] { value.ToDouble(); }), errors::TypeMismatch);
+    }
+    EXPECT_EQ(Variant().ToDouble(), 0);
+    EXPECT_EQ(Variant(true).ToLong(), -1);
+    EXPECT_TRUE(Variant("true").ToBoolean());
+    EXPECT_FALSE(Variant("0").ToBoolean());
+}
+
+TEST(VariantTest, TextsOfValues) {
+    const std::pair<Variant, const char*> cases[] = {
+        {21.5F, "21.5"},
+        {0.1F, "0.1"},
+        {-0.0F, "0"},
+        {16777216.0F, "1.677722E+07"},
+        {1234567.0F, "1234567"},
+        {0.1 + 0.2, "0.3"},
+        {Currency{-5}, "-0.0005"},
+        {Currency{215000}, "21.5"},
+        {Currency{std::numeric_limits<std::int64_t>::min()}, "-922337203685477.5808"},
+        {true, "True"},
+        {ByteArray{65, 66}, "AB"},
+    };
+    for (const auto& [value, text] : cases)
+        EXPECT_EQ(value.ToText(), text);
+    EXPECT_EQ(HexText(errors::TimeOut), "80041589");
+}
+
+TEST(TextTest, LeadingNumbers) {
+    const std::tuple<const char*, std::int32_t, double> cases[] = {
+        {"3x", 3, 3},
+        {" -40.0C", -40, -40},
+        {"x9", 0, 0},
+        {"", 0, 0},
+        {"1.5e1", 1, 15},
+        {"inf", 0, 0},
+        {"99999999999", 0, 99999999999.0},
+        {"-", 0, 0},
+    };
+    for (const auto& [text, number, real] : cases) {
+        EXPECT_EQ(LeadingNumber(text), number) << text;
+        EXPECT_EQ(LeadingReal(text), real) << text;
+    }
+}
+
+TEST(TextTest, FieldsSplitAsTheyWereJoined) {
+    const std::vector<std::string> fields = {"", "a", "", "b", ""};
+    EXPECT_EQ(SplitFields(JoinFields({"", "a", "", "b", ""})), fields);
+    EXPECT_EQ(ReplaceAll("||a|||", "||", "\r\n"), "\r\na\r\n|");
+}
+
+TEST(DateTest, EveryDayOfTheCalendarGoesThereAndBack) {
+    CivilTime previous;
+    for (double day = -657434; day <= 2958465; ++day) {
+        const CivilTime time = ToCivilTime({day});
+        ASSERT_EQ(FromCivilTime(time).Days, day);
+        ASSERT_TRUE(time.Day == previous.Day + 1 || time.Day == 1);
+        previous = time;
+    }
+    EXPECT_EQ(Format({-657434}, "yyyy-mm-dd"), "0100-01-01");
+    EXPECT_EQ(Format({2958465}, "yyyy-mm-dd"), "9999-12-31");
+    for (const double outside : {-657435.0, 2958466.0, 2958465.9999999, std::nan(""), HUGE_VAL}) {
+        EXPECT_EQ(Raised([&] { ToCivilTime({outside}); }), errors::Overflow) << outside;
+    }
+}
+
+TEST(DateTest, SampleTimesRoundTripToTheSecond) {
+    const Date start = DeviceTimeToDate("1709164800");  // 2024-02-29
+    for (int minutes = 0; minutes < 100000; minutes += 7) {
+        const std::string text = Format(AddMinutes(start, minutes), "dd/mm/yy Hh:Nn:Ss");
+        ASSERT_EQ(Format(ParseSampleTime(text), "dd/mm/yy hh:nn:ss"), text);
+    }
+    EXPECT_EQ(DateToChartTime(ParseSampleTime("29/02/24 23:59:59")), "20240229235959");
+    EXPECT_EQ(DateToChartTime(ParseSampleTime("01/01/30 00:00:00")), "19300101000000");
+    EXPECT_EQ(DateToChartTime(FromUnixMilliseconds(999999999600)), "20010909014640");
+    for (const char* text : {"29/02/23 00:00:00", "01/13/24 00:00:00", "01/01/24 24:00:00", "1/01/24 00:00:00",
+                             "01/01/24T00:00:00", "01/01/24 00:00:0x", ""}) {
+        EXPECT_EQ(Raised([&] { ParseSampleTime(text); }), errors::TypeMismatch) << text;
+    }
+    EXPECT_EQ(Raised([] { DeviceTimeToDate("1e15"); }), errors::Overflow);
+    EXPECT_EQ(Raised([] { DeviceTimeToDate("soon"); }), errors::TypeMismatch);
+}
+
+}  // namespace
+}  // namespace orvix
