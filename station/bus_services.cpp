@@ -3,13 +3,14 @@
 namespace orvix::station {
 
 BusServices::BusServices(platform::Directory& directory, const StationFolders& folders, const DatabaseAccount& account,
-                         std::int16_t portNumber, const std::string& portPath, std::int32_t netTimeoutInterval)
+                         TraceViewer& viewer, std::int16_t portNumber, const std::string& portPath,
+                         std::int32_t netTimeoutInterval)
     : m_Messaging(directory, m_Apartment),
       m_Line({{portNumber, portPath}}),
       m_Stores(folders.Configuration, folders.Library),
       m_Database(account),
       m_NetTimeoutInterval(netTimeoutInterval),
-      m_Services{m_Apartment, m_Messaging, m_Line, m_Stores, m_Database, *this, m_State} {}
+      m_Services{m_Apartment, m_Messaging, m_Line, m_Stores, m_Database, *this, viewer, m_State} {}
 
 void BusServices::Report(const std::string& report) {
     if (OnReport) OnReport(report);

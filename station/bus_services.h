@@ -25,7 +25,8 @@ struct StationFolders {
 class BusServices : private Reports {
 public:
     BusServices(platform::Directory& directory, const StationFolders& folders, const DatabaseAccount& account,
-                std::int16_t portNumber, const std::string& portPath, std::int32_t netTimeoutInterval);
+                TraceViewer& viewer, std::int16_t portNumber, const std::string& portPath,
+                std::int32_t netTimeoutInterval);
 
     const orvix::Services& Get() const { return m_Services; }
     platform::RealApartment& Apartment() { return m_Apartment; }

@@ -45,8 +45,8 @@ void BusThread::Live(Station& station, const BusSetup& setup, const BusEvents& e
     std::unique_ptr<BusServices> services;
     std::unique_ptr<Bus> bus;
     try {
-        services = std::make_unique<BusServices>(station.Directory, station.Folders, station.Account, setup.PortNumber,
-                                                 setup.PortPath, setup.TimeoutFactor);
+        services = std::make_unique<BusServices>(station.Directory, station.Folders, station.Account, station.Viewer,
+                                                 setup.PortNumber, setup.PortPath, setup.TimeoutFactor);
         bus = std::make_unique<Bus>(station.Library, *services, station.Folders, setup, events);
         m_Apartment = &services->Apartment();
         m_Bus = bus.get();

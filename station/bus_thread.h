@@ -4,6 +4,7 @@
 #include <future>
 #include <thread>
 
+#include "platform/trace_socket.h"
 #include "station/bus.h"
 
 namespace orvix::station {
@@ -14,6 +15,7 @@ struct Station {
     DatabaseAccount Account;
     orvix::station::Library Library;
     platform::Directory Directory;
+    platform::SocketTraceViewer Viewer{Library.Handle()};
 };
 
 /// A bus on a thread of its own, from construction to destruction. Its events come on the listener's apartment.
