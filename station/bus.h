@@ -33,6 +33,7 @@ struct BusSetup {
     std::int32_t Retries = 3;
     std::int32_t TimeoutFactor = 10;  ///< per-character time factor of an exchange, milliseconds
     bool Debug = false;
+    bool Trace = false;  ///< write a trace into the folder Log of the data folder
 };
 
 /// What a bus tells; called on the bus's own thread.

@@ -27,6 +27,7 @@ struct BusOptions {
     bool Json = false;
     bool Verbose = false;
     bool Debug = false;
+    bool Trace = false;
 };
 
 struct RunOptions {
@@ -46,11 +47,16 @@ struct SimulateOptions {
     int Baud = 0;  ///< 0: no pacing
 };
 
+struct TraceOptions {
+    bool Json = false;
+};
+
 /// What the command line asks for: one command, or a text to show instead (help, version).
 struct CommandLine {
     std::optional<RunOptions> Run;
     std::optional<ReadOptions> Read;
     std::optional<SimulateOptions> Simulate;
+    std::optional<TraceOptions> Trace;
     std::string Text;
 };
 
