@@ -7,6 +7,7 @@
 
 #include "diagnostics/printable.h"
 #include "diagnostics/trace_file.h"
+#include "diagnostics/viewer_output.h"
 #include "host/text.h"
 
 namespace orvix {
@@ -41,8 +42,11 @@ public:
     bool On = false;
     std::string Folder;
     TraceFile File;
+    ViewerOutput Viewer;  ///< attached while tracing is on
 
 private:
+    /// A piece of an entry, which ends its line or leaves it open.
+    void Put(const std::string& piece, bool endsLine);
     void EmptyLines(int count);
     void CloseRun();
 
@@ -77,31 +81,37 @@ void TracerState::Trace(const std::string& text, const TraceLayout& layout) {
     CloseRun();
 
     EmptyLines(linesBefore);
-    File.Write(std::string(static_cast<std::size_t>(std::max<int>(layout.Indent, 0)), ' ') + text);
+    const bool continued = layout.Continue && !repeatable;
+    const std::string blanks(static_cast<std::size_t>(std::max<int>(layout.Indent, 0)), ' ');
+    Put(blanks + text + (continued ? ", " : ""), !continued && !repeatable);
     m_Last = {text, layout.LinesAfter};
     if (repeatable) {
         m_RunCount = 1;
-        return;
-    }
-    if (layout.Continue) {
-        File.Write(", ");
     } else {
-        File.EndLine();
+        EmptyLines(layout.LinesAfter);
     }
-    EmptyLines(layout.LinesAfter);
+}
+
+void TracerState::Put(const std::string& piece, bool endsLine) {
+    Viewer.Send({piece});
+    File.Write(piece);
+    if (endsLine) File.EndLine();
 }
 
 void TracerState::CloseRun() {
     if (m_RunCount == 0) return;
-    if (m_RunCount >= 2) File.Write(std::to_string(m_RunCount) + "  * ");
-    File.EndLine();
+    if (m_RunCount >= 2) {
+        Put(std::to_string(m_RunCount) + "  * ", true);
+    } else {
+        File.EndLine();
+    }
     EmptyLines(m_Last.LinesAfter);
     m_RunCount = 0;
 }
 
 void TracerState::EmptyLines(int count) {
     for (int i = 0; i < count; ++i)
-        File.EndLine();
+        Put("", true);
 }
 
 TracerState& StateOf(const Services& services) {
@@ -112,7 +122,10 @@ TracerState& StateOf(const Services& services) {
 
 void cEventTracer::LogMode(bool rhs) {
     TracerState& state = StateOf(m_Services);
-    if (rhs) state.On = true;
+    if (rhs) {
+        state.On = true;
+        state.Viewer.Attach(m_Services);
+    }
     TraceEvent(rhs ? kOpenCommand : kCloseCommand);
     state.On = rhs;
 }
@@ -140,6 +153,11 @@ void cEventTracer::TraceEvent(const std::string& Text, const TraceLayout& layout
 
 void cEventTracer::PLXTrcV(const std::string& VarName, const Variant& Value, const TraceLayout& layout) {
     TraceEvent(VarName + "=" + PrintableText(Value), layout);
+}
+
+void cEventTracer::TraceToViewer(const VariantList& values) {
+    TracerState& state = StateOf(m_Services);
+    if (state.On) state.Viewer.Send(values);
 }
 
 }  // namespace orvix

@@ -17,8 +17,8 @@ struct TraceLayout {
     std::int16_t LinesAfter = 0;
 };
 
-/// The event tracer of an apartment: a readable trace in a daily file. Tracing never raises. All instances of an
-/// apartment share its state.
+/// The event tracer of an apartment: a readable trace in a daily file and, piece by piece, in the trace viewer if one
+/// was found. Tracing never raises. All instances of an apartment share its state.
 class cEventTracer {
 public:
     explicit cEventTracer(const Services& services) : m_Services(services) {}
@@ -34,6 +34,11 @@ public:
     void TraceEvent(const std::string& Text, const TraceLayout& layout = {});
     /// Traces "VarName=Value".
     void PLXTrcV(const std::string& VarName, const Variant& Value, const TraceLayout& layout = {});
+    /// Sends the values as one line to the trace viewer, if one was found and tracing is on; a byte array contributes
+    /// its elements. The line is "program: module: thread: yyyymmdd hhnnss: values", where the module's handle and the
+    /// thread's number are decimal, tabs separate the values and a ":" in them is replaced by " - ". The viewer may
+    /// block the caller for 5000 ms a line.
+    void TraceToViewer(const VariantList& values);
 
 private:
     const Services& m_Services;

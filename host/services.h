@@ -10,6 +10,7 @@
 #include "host/messaging.h"
 #include "host/reports.h"
 #include "host/stores.h"
+#include "host/trace_viewer.h"
 
 namespace orvix {
 
@@ -42,6 +43,7 @@ struct Services {
     orvix::Stores& Stores;
     orvix::Database& Database;
     orvix::Reports& Reports;
+    orvix::TraceViewer& TraceViewer;
     ApartmentState& State;
 };
 

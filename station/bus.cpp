@@ -91,6 +91,8 @@ void Bus::Configure() {
     m_Adapter->NetRetry(m_Setup.Retries);
     m_Adapter->PollingMSecs(static_cast<std::int32_t>(m_Setup.Every.count()));
     m_Adapter->DebugMode(m_Setup.Debug);
+    m_Adapter->LogPath(folders.Data + "Log");
+    m_Adapter->LogMode(m_Setup.Trace ? 1 : 0);
     m_Adapter->Driver(CreateDriver());
     m_Adapter->Init();
 }

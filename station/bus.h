@@ -35,6 +35,7 @@ struct BusSetup {
     std::int32_t TimeoutFactor = 10;  ///< per-character time factor of an exchange, milliseconds
     bool Debug = false;
     bool DriverThread = false;  ///< the driver runs on a thread of its own, not on the bus's
+    bool Trace = false;  ///< write a trace into the folder Log of the data folder
 };
 
 /// What a bus tells; called on the bus's own thread.

@@ -10,7 +10,7 @@ BusServices::BusServices(ServicesSetup setup)
       m_Line({{m_Setup.PortNumber, m_Setup.PortPath}}),
       m_Stores(m_Setup.Folders.Configuration, m_Setup.Folders.Library),
       m_Database(m_Setup.Account),
-      m_Services{m_Apartment, m_Messaging, m_Line, m_Stores, m_Database, *this, m_State} {}
+      m_Services{m_Apartment, m_Messaging, m_Line, m_Stores, m_Database, *this, m_Setup.Viewer, m_State} {}
 
 void BusServices::Report(const std::string& report) {
     if (OnReport) OnReport(report);

@@ -26,6 +26,7 @@ struct ServicesSetup {
     platform::Directory& Directory;
     const StationFolders& Folders;
     const DatabaseAccount& Account;
+    TraceViewer& Viewer;
     std::int16_t PortNumber;
     std::string PortPath;
     std::int32_t NetTimeoutInterval;

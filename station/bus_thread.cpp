@@ -12,6 +12,7 @@ BusThread::BusThread(Station& station, Apartment& listener, const BusSetup& setu
     : m_Thread({.Directory = station.Directory,
                 .Folders = station.Folders,
                 .Account = station.Account,
+                .Viewer = station.Viewer,
                 .PortNumber = setup.PortNumber,
                 .PortPath = setup.PortPath,
                 .NetTimeoutInterval = setup.TimeoutFactor},

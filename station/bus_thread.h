@@ -3,6 +3,7 @@
 #include <functional>
 #include <string>
 
+#include "platform/trace_socket.h"
 #include "station/bus.h"
 #include "station/services_thread.h"
 
@@ -17,6 +18,7 @@ struct Station {
     const DatabaseAccount Account;
     const orvix::station::Library Library;
     platform::Directory Directory;
+    platform::SocketTraceViewer Viewer{Library.Handle()};
 };
 
 /// A bus on a thread of its own, from construction to destruction. Its events come on the listener's apartment.

@@ -11,9 +11,13 @@
 namespace orvix::station {
 namespace {
 
-constexpr const char* kCommands[] = {"run", "read", "simulate"};
+constexpr const char* kCommands[] = {"run", "read", "simulate", "trace"};
 
 constexpr std::chrono::milliseconds kShortestPeriod{100};
+
+constexpr char kTraceHelp[] =
+    "show the trace lines of all your stations as they are made, until Ctrl-C. A station that runs with --trace looks "
+    "for this viewer once, with its first line: start the viewer before the stations";
 
 // What the parser leaves as texts, to be read and checked after it.
 struct RawBusOptions {
@@ -21,6 +25,10 @@ struct RawBusOptions {
     std::vector<std::string> Devices;
     BusOptions Parsed;
 };
+
+void AddJsonFlag(CLI::App& command, bool& json) {
+    command.add_flag("--json", json, "one JSON object a line on standard output");
+}
 
 void AddBusOptions(CLI::App& command, RawBusOptions& raw) {
     command.add_option("--port", raw.Port, "serial device; without it a simulated bus")->type_name("PATH");
@@ -40,7 +48,10 @@ void AddBusOptions(CLI::App& command, RawBusOptions& raw) {
         ->check(CLI::Range(1, 10000))
         ->capture_default_str();
     command.add_flag("--driver-thread", raw.Parsed.DriverThread, "run the driver on a thread of its own");
-    command.add_flag("--json", raw.Parsed.Json, "one JSON object a line on standard output");
+    AddJsonFlag(command, raw.Parsed.Json);
+    command.add_flag("--trace", raw.Parsed.Trace,
+                     "write a trace into the folder Log of the data folder, in the file of the day of its start, and "
+                     "to nimbo1 trace");
     command.add_flag("-v,--verbose", raw.Parsed.Verbose, "also show the library's messages and progress");
     command.add_flag("--debug", raw.Parsed.Debug, "show the driver's debug lines; implies --verbose");
 }
@@ -68,6 +79,7 @@ struct RawOptions {
     std::string Variable;
     SimulateOptions Simulate;
     std::vector<std::string> SimulatedDevices;
+    TraceOptions Trace;
 };
 
 RunOptions ReadRun(const RawOptions& raw) {
@@ -139,6 +151,9 @@ CommandLine ParseCommandLine(std::vector<std::string> arguments) {
     simulate->add_option("--baud", raw.Simulate.Baud, "pace bytes as a line of this speed does")
         ->check(CLI::Range(50, 4'000'000));
 
+    auto* trace = app.add_subcommand("trace", kTraceHelp);
+    AddJsonFlag(*trace, raw.Trace.Json);
+
     CommandLine result;
     try {
         std::reverse(arguments.begin(), arguments.end());
@@ -146,6 +161,7 @@ CommandLine ParseCommandLine(std::vector<std::string> arguments) {
         if (run->parsed()) result.Run = ReadRun(raw);
         if (read->parsed()) result.Read = ReadRead(raw);
         if (simulate->parsed()) result.Simulate = ReadSimulate(raw);
+        if (trace->parsed()) result.Trace = raw.Trace;
     } catch (const CLI::CallForHelp&) {
         result.Text = app.help();
     } catch (const CLI::CallForVersion&) {

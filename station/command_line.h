@@ -28,6 +28,7 @@ struct BusOptions {
     bool Verbose = false;
     bool Debug = false;
     bool DriverThread = false;
+    bool Trace = false;
 };
 
 struct RunOptions {
@@ -47,11 +48,16 @@ struct SimulateOptions {
     int Baud = 0;  ///< 0: no pacing
 };
 
+struct TraceOptions {
+    bool Json = false;
+};
+
 /// What the command line asks for: one command, or a text to show instead (help, version).
 struct CommandLine {
     std::optional<RunOptions> Run;
     std::optional<ReadOptions> Read;
     std::optional<SimulateOptions> Simulate;
+    std::optional<TraceOptions> Trace;
     std::string Text;
 };
 

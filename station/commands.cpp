@@ -26,11 +26,12 @@ BusSetup SetupOf(const BusOptions& options, Station& station) {
     setup.TimeoutFactor = options.TimeoutFactor;
     setup.Debug = options.Debug;
     setup.DriverThread = options.DriverThread;
+    setup.Trace = options.Trace;
     return setup;
 }
 
-std::unique_ptr<Output> OutputOf(const BusOptions& options) {
-    return options.Json ? MakeJsonOutput(std::cout, std::cerr) : MakePlainOutput(std::cout, std::cerr);
+std::unique_ptr<Output> OutputOf(bool json) {
+    return json ? MakeJsonOutput(std::cout, std::cerr) : MakePlainOutput(std::cout, std::cerr);
 }
 
 std::vector<simulator::SimulatedDevice> DemonstrationDevices() {

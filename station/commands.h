@@ -24,12 +24,13 @@ inline constexpr int kWrongUsage = 2;
 int RunCommand(const RunOptions& options, MainLoop& loop);
 int ReadCommand(const ReadOptions& options, MainLoop& loop);
 int SimulateCommand(const SimulateOptions& options, MainLoop& loop);
+int TraceCommand(const TraceOptions& options, MainLoop& loop);
 
 /// What run and read need before their bus: folders, database, library.
 std::unique_ptr<Station> OpenStation(const BusOptions& options);
 /// The setup of the bus that the options name.
 BusSetup SetupOf(const BusOptions& options, Station& station);
-std::unique_ptr<Output> OutputOf(const BusOptions& options);
+std::unique_ptr<Output> OutputOf(bool json);
 
 /// The bus for those who have none: two sensors and a digital module.
 std::vector<simulator::SimulatedDevice> DemonstrationDevices();

@@ -26,6 +26,7 @@ std::string FindLibrary() {
 Library::Library(const std::string& file) {
     void* handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
     if (handle == nullptr) throw Error(errors::General, dlerror());
+    m_Handle = reinterpret_cast<std::intptr_t>(handle);
     m_Create = reinterpret_cast<CreateObjectFunction*>(dlsym(handle, kCreateObjectSymbol));
     if (m_Create == nullptr) throw Error(errors::General, dlerror());
 }

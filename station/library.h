@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -22,9 +23,13 @@ public:
         return object;
     }
 
+    /// The system's handle of the loaded library, as a number.
+    std::int64_t Handle() const { return m_Handle; }
+
 private:
     std::shared_ptr<Object> CreateObject(const char* className, const Services& services) const;
 
+    std::int64_t m_Handle = 0;
     CreateObjectFunction* m_Create = nullptr;
 };
 

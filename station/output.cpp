@@ -1,5 +1,6 @@
 #include "station/output.h"
 
+#include <algorithm>
 #include <bitset>
 #include <nlohmann/json.hpp>
 #include <ostream>
@@ -34,6 +35,14 @@ std::string Padded(std::string text, std::size_t width) {
     return text;
 }
 
+// A text on one line, without the control characters that would steer a terminal.
+std::string Printable(std::string text) {
+    text = ReplaceAll(ReplaceAll(std::move(text), kLineBreak, " | "), std::string(1, kFieldSeparator), " | ");
+    const auto steers = [](unsigned char c) { return (c < ' ' && c != '\t') || c == 0x7F; };
+    std::replace_if(text.begin(), text.end(), steers, ' ');
+    return text;
+}
+
 class PlainOutput final : public Output {
 public:
     PlainOutput(std::ostream& out, std::ostream& err) : m_Out(out), m_Err(err) {}
@@ -42,6 +51,9 @@ public:
         m_Out << ClockText(reading.UnixMilliseconds) << "  " << Padded(NumberText(std::int32_t{reading.Address}), 3)
               << "  " << Padded(reading.Name, 26) << "  " << Padded(reading.Variable, 11) << "  " << Shown(reading)
               << std::endl;
+    }
+    void Show(const TraceLine& line) override {
+        m_Out << line.Clock << "  " << line.Program << " " << line.Thread << "  " << Printable(line.Text) << std::endl;
     }
     void Trouble(const std::string& port, const Failure& failure) override {
         m_Err << "nimbo1: " << port << ": " << failure.Text << std::endl;
@@ -83,6 +95,13 @@ public:
                     {"valid", reading.Valid()}};
         if (!reading.Valid()) object["error"] = ToJson(reading.Error);
         Write(object);
+    }
+    void Show(const TraceLine& line) override {
+        Write({{"time", line.Day + "T" + line.Clock + "Z"},
+               {"event", "trace"},
+               {"program", line.Program},
+               {"thread", line.Thread},
+               {"text", line.Text}});
     }
     void Trouble(const std::string& port, const Failure& failure) override {
         Write({{"time", IsoText(NowMilliseconds())},

@@ -8,7 +8,7 @@ namespace orvix::station {
 int ReadCommand(const ReadOptions& options, MainLoop& loop) {
     auto station = OpenStation(options.Bus);
     auto setup = SetupOf(options.Bus, *station);
-    const auto output = OutputOf(options.Bus);
+    const auto output = OutputOf(options.Bus.Json);
 
     std::optional<simulator::BusServer> simulated;
     if (!options.Bus.Port) {

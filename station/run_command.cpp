@@ -9,7 +9,7 @@ int RunCommand(const RunOptions& options, MainLoop& loop) {
     auto station = OpenStation(options.Bus);
     auto setup = SetupOf(options.Bus, *station);
     setup.Every = options.Every;
-    const auto output = OutputOf(options.Bus);
+    const auto output = OutputOf(options.Bus.Json);
 
     std::optional<simulator::BusServer> simulated;
     if (!options.Bus.Port) {

@@ -58,7 +58,9 @@ TEST_F(TracerTest, LaysOutEntries) {
 TEST_F(TracerTest, SwitchedOffItTouchesNothing) {
     m_Tracer.TraceEvent("DebugForOutput Open");
     m_Tracer.TraceEvent("lost");
+    m_Tracer.TraceToViewer({"lost"});
     m_Tracer.LogMode(false);
+    EXPECT_EQ(m_Host.Viewer.Searches, 0);
     EXPECT_TRUE(m_Files.empty());
     EXPECT_TRUE(m_Host.Stores.Folders.empty());
 }
@@ -66,8 +68,10 @@ TEST_F(TracerTest, SwitchedOffItTouchesNothing) {
 TEST_F(TracerTest, FileIsCreatedWithItsFirstLineAndKeptOverMidnight) {
     m_Tracer.LogMode(true);
     EXPECT_TRUE(m_Files.empty());
+    m_Host.Viewer.IsThere = true;
     m_Host.Run(13 * 3600 * 1000);
     m_Tracer.TraceEvent("after midnight");
+    EXPECT_EQ(m_Host.Viewer.Lines.back(), "host: 4096: 1: 20261123 010000: after midnight");
     m_Tracer.TraceEvent("DebugForOutput Close");
     m_Tracer.TraceEvent("in no file");
     m_Tracer.TraceEvent("DebugForOutput Open");
@@ -97,6 +101,39 @@ TEST_F(TracerTest, VariablesAndFailures) {
     m_Host.Stores.FoldersCannotBeCreated = true;
     EXPECT_NO_THROW(m_Tracer.LogPath("/forbidden"));
     EXPECT_NO_THROW(m_Tracer.TraceEvent("skipped or written, never raised"));
+    m_Host.Viewer.IsThere = true;
+    m_Host.Stores.FilesCannotBeWritten = true;
+    EXPECT_NO_THROW(m_Tracer.TraceEvent("seen all the same"));
+    EXPECT_EQ(m_Host.Viewer.Lines.size(), 1U);
+}
+
+TEST_F(TracerTest, ViewerGetsEachPieceAndEveryKindOfValue) {
+    const TraceLayout run{.Repeatable = true};
+    m_Host.Viewer.IsThere = true;
+    m_Tracer.LogMode(true);
+    m_Tracer.TraceEvent("a", {.Continue = true, .Indent = 2, .LinesBefore = 1});
+    for (const char* text : {"e", "E", "f"})
+        m_Tracer.TraceEvent(text, run);
+    m_Tracer.TraceEvent("DebugForOutput Close");
+    m_Tracer.TraceToViewer({"C:\\x: y", 21.5, ByteArray{1, 255}, Null{}, ByteArray{}, true});
+    m_Tracer.TraceToViewer({});
+    const std::string start = "host: 4096: 1: 20261122 120000: ";
+    std::vector<std::string> expected{"", "  a, ", "e", "2  * ", "f"};
+    expected.emplace_back("C - \\x -  y\t21.5\t1\t255\t(unprintable value)\tTrue");
+    expected.emplace_back("");
+    for (std::string& line : expected)
+        line.insert(0, start);
+    EXPECT_EQ(m_Host.Viewer.Lines, expected);
+}
+
+TEST_F(TracerTest, AViewerThatHangsCostsFiveSecondsALineAndNothingElse) {
+    m_Host.Viewer.IsThere = m_Host.Viewer.Hangs = true;
+    m_Tracer.LogMode(true);
+    const auto start = m_Host.Apartment.Now();
+    EXPECT_NO_THROW(m_Tracer.TraceEvent("one"));
+    EXPECT_NO_THROW(m_Tracer.TraceEvent("two"));
+    EXPECT_EQ(m_Host.Apartment.Now() - start, std::chrono::seconds(10));
+    EXPECT_EQ(m_Files[kToday], "one\ntwo\n");
 }
 
 }  // namespace

@@ -152,7 +152,8 @@ struct FailingLinkTimers : platform::ProcessMessaging {
 
 TEST_F(DriverTest, WorkThatCannotBeScheduledIsCancelledAndAnswered) {
     FailingLinkTimers messaging(World.Directory, Host.Apartment);
-    Services services{Host.Apartment, messaging, Host.Line, Host.Stores, Host.Database, Host.Reports, Host.State};
+    Services services{Host.Apartment, messaging,    Host.Line,   Host.Stores,
+                      Host.Database,  Host.Reports, Host.Viewer, Host.State};
     cOrvixDriverNB1 driver(services);
     driver.SubscriberIPCName("adapter");
     Adapter.Endpoint().PeerName(driver.ServerIPCName());

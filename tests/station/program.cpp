@@ -42,7 +42,7 @@ Program::Program(std::vector<std::string> arguments) {
         argv.push_back(argument.data());
     argv.push_back(nullptr);
     std::vector<std::string> environment{"HOME=" + m_Folder.Path, "PATH=/usr/bin:/bin"};
-    for (const char* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS", "LSAN_OPTIONS"}) {
+    for (const char* name : {"XDG_RUNTIME_DIR", "ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS", "LSAN_OPTIONS"}) {
         if (const char* value = getenv(name)) environment.push_back(std::string(name) + "=" + value);
     }
     std::vector<char*> envp;
@@ -87,6 +87,13 @@ bool Program::AwaitOutput(const std::string& text) {
         }
         if (!ReadSome()) return false;
     }
+}
+
+bool Program::AwaitError(const std::string& text) {
+    while (m_Result.Err.find(text) == std::string::npos) {
+        if (!ReadSome()) return false;
+    }
+    return true;
 }
 
 ProgramResult Program::Finish() {

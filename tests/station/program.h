@@ -26,6 +26,8 @@ public:
     void Signal(int number) const;
     /// Waits for standard output to hold the text, behind the one awaited before; false when the program ends first.
     bool AwaitOutput(const std::string& text);
+    /// Waits for standard error to hold the text; false when the program ends first.
+    bool AwaitError(const std::string& text);
     /// Waits for its end.
     ProgramResult Finish();
 

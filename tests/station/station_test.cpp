@@ -4,9 +4,12 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <sstream>
 
+#include "tests/platform/test_folder.h"
 #include "tests/station/faulty_bus.h"
 #include "tests/station/program.h"
 #include "tests/support/scripted_line.h"
@@ -181,6 +184,41 @@ TEST(Run, ShowsASimulatedBusWithoutArguments) {
     EXPECT_EQ(result.Status, 0);
     EXPECT_NE(result.Out.find("21.5 °C"), std::string::npos) << result.Out;
     EXPECT_NE(result.Err.find("simulated"), std::string::npos) << result.Err;
+}
+
+TEST(Trace, ShowsTheLinesOfAllStationsAndOneViewerRunsAtATime) {
+    const platform::TestFolder runtime;
+    setenv("XDG_RUNTIME_DIR", runtime.Path.c_str(), 1);
+    Program viewer({"trace", "--json"});
+    ASSERT_TRUE(viewer.AwaitError("waiting"));
+    const auto second = RunProgram({"trace"});
+    EXPECT_EQ(second.Status, 1);
+    EXPECT_EQ(second.Err, "nimbo1: a trace viewer is running already\n");
+
+    const auto data = runtime.Path + "/data";
+    EXPECT_EQ(RunProgram({"read", "--trace", "--data", data, "--device", "5:sensor", "temperature"}).Status, 0);
+    std::filesystem::create_directory(runtime.Path + "/other");
+    std::ofstream(runtime.Path + "/other/Log") << "no folder";
+    EXPECT_EQ(RunProgram({"read", "--trace", "--data", runtime.Path + "/other", "--device", "6:sensor", "temperature"})
+                  .Status,
+              0);
+    for (int station = 0; station < 2; ++station)
+        ASSERT_TRUE(viewer.AwaitOutput("cOrvixDriverNB1.Connect Port "));
+    viewer.Signal(SIGINT);
+    const auto result = viewer.Finish();
+    unsetenv("XDG_RUNTIME_DIR");
+    EXPECT_EQ(result.Status, 0);
+
+    std::set<int> threads;
+    for (const auto& line : Objects(result.Out)) {
+        EXPECT_EQ(line["event"], "trace");
+        EXPECT_EQ(line["program"], "nimbo1");
+        EXPECT_EQ(line["time"].get<std::string>().size(), sizeof("2026-11-22T19:12:03Z") - 1);
+        threads.insert(line["thread"].get<int>());
+    }
+    EXPECT_EQ(threads.size(), 2U);
+    EXPECT_FALSE(std::filesystem::is_empty(data + "/Log"));
+    EXPECT_TRUE(std::filesystem::is_empty(runtime.Path + "/nimbo1"));
 }
 
 TEST(CommandLine, WrongUsageIsOneClearLine) {

@@ -57,6 +57,7 @@ void MemoryStores::CreateFolder(const std::string& path) {
 }
 
 std::unique_ptr<AppendFile> MemoryStores::OpenAppend(const std::string& path) {
+    if (FilesCannotBeWritten) throw SystemError(path, EACCES);
     return std::make_unique<MemoryFile>(FileContents[path]);
 }
 

@@ -1,5 +1,8 @@
 #include "tests/support/test_host.h"
 
+#include <cerrno>
+
+#include "host/error.h"
 #include "host/text.h"
 
 namespace orvix::tests {
@@ -9,7 +12,21 @@ TestHost::TestHost(World& world, std::int32_t threadID)
       Apartment(world.Scheduler, threadID),
       Messaging(world.Directory, Apartment),
       Line(Apartment),
-      Services{Apartment, Messaging, Line, Stores, Database, Reports, State} {}
+      Services{Apartment, Messaging, Line, Stores, Database, Reports, Viewer, State} {}
+
+bool RecordingViewer::Found() {
+    ++Searches;
+    return IsThere;
+}
+
+bool RecordingViewer::Send(const std::string& line, Duration limit) {
+    if (Hangs) {
+        m_Apartment.Block(limit);
+        throw SystemError("viewer", ETIMEDOUT);
+    }
+    Lines.push_back(line);
+    return true;
+}
 
 RecordingEndpoint::RecordingEndpoint(orvix::Messaging& messaging, const std::string& name, const std::string& peer)
     : m_Channel(messaging.CreateChannel()) {

@@ -26,6 +26,7 @@ public:
     std::map<std::string, std::string> FileContents;   ///< path -> contents
     std::vector<std::string> Folders;
     bool FoldersCannotBeCreated = false;
+    bool FilesCannotBeWritten = false;
     std::string CurrentFolder;
 
 private:
@@ -71,6 +72,24 @@ public:
     DebugWindow* Window = nullptr;
 };
 
+/// A viewer that writes down its lines while it is there, and can hang.
+class RecordingViewer : public TraceViewer {
+public:
+    explicit RecordingViewer(Apartment& apartment) : m_Apartment(apartment) {}
+    bool Found() override;
+    bool Send(const std::string& line, Duration limit) override;
+    std::string ProgramName() override { return "host"; }
+    std::int64_t ModuleHandle() override { return 4096; }
+
+    bool IsThere = false;
+    bool Hangs = false;  ///< takes nothing, and fails when its sender has waited
+    int Searches = 0;
+    std::vector<std::string> Lines;
+
+private:
+    Apartment& m_Apartment;
+};
+
 /// One apartment in virtual time with everything that the library asks of its host. Several share a world.
 struct World {
     platform::VirtualScheduler Scheduler{FromCivilTime({2026, 11, 22, 12, 0, 0})};
@@ -88,6 +107,7 @@ public:
     MemoryStores Stores;
     MemoryDatabase Database;
     RecordingReports Reports;
+    RecordingViewer Viewer{Apartment};
     ApartmentState State;
     orvix::Services Services;
 
