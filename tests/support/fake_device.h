@@ -78,6 +78,7 @@ private:
     ByteArray iOrvixDevice_GetSuperState() override { return State; }
     void iOrvixDevice_SetSuperState(ByteView arState) override { State.assign(arState.begin(), arState.end()); }
     void iOrvixDevice_Destroy() override {}
+    void iOrvixDevice_SaveAs(const std::string&, std::int32_t) override {}
 };
 
 }  // namespace orvix::tests
