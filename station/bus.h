@@ -12,6 +12,7 @@
 #include "host/iOrvixDevices.h"
 #include "host/iOrvixDriver.h"
 #include "station/bus_services.h"
+#include "station/device_export.h"
 #include "station/library.h"
 #include "station/reading.h"
 
@@ -55,6 +56,9 @@ public:
     void Poll();
     /// Goes online and reads one variable of one device.
     Reading Read(int address, ORVIXCNB1_VARS variable);
+    /// Goes online, reads the device, gives it what a file of a mission has, and writes the file. Returns why there is
+    /// none.
+    std::optional<Failure> Export(int address, const ExportTarget& target);
     /// Takes the library down in order, then calls `closed`.
     void Close(std::function<void()> closed);
 
@@ -69,6 +73,7 @@ private:
     void m_Endpoint_OnProgress(const std::string& text, std::int32_t value);
 
     bool ExecuteTask(int address, std::int32_t model, ORVIXCNB1_VARS variable, Failure& failure);
+    void SupplyRecord(iOrvixDevice& device, ORVIXCNB1_VARS variable, Variant value) const;
     Reading MakeReading(iOrvixDevice& device, std::int32_t varID) const;
     Failure Explain(ErrorNumber number, const std::string& report) const;
     void Trouble(const Failure& failure);

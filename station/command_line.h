@@ -40,6 +40,12 @@ struct ReadOptions {
     ORVIXCNB1_VARS Variable = ORVIXCNB1_VAR_NONE;
 };
 
+struct ExportOptions {
+    BusOptions Bus;
+    std::string From;  ///< absolute path of a saved device file; empty: a device on the bus
+    ExportTarget Target;
+};
+
 struct SimulateOptions {
     std::string Link;  ///< empty: none
     std::vector<simulator::SimulatedDevice> Devices;
@@ -50,6 +56,7 @@ struct SimulateOptions {
 struct CommandLine {
     std::optional<RunOptions> Run;
     std::optional<ReadOptions> Read;
+    std::optional<ExportOptions> Export;
     std::optional<SimulateOptions> Simulate;
     std::string Text;
 };

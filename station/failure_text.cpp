@@ -22,6 +22,8 @@ std::string WithoutPlace(const std::string& report) {
 
 Failure ExplainFailure(MessageProvider& messages, ErrorNumber number, const std::string& report) {
     Failure failure{number, WithoutPlace(report), report};
+    // What the library reports before an adapter gave it the messages is a key.
+    if (report.starts_with('#')) failure.Text = messages.GetMessage(failure.Text).value_or(failure.Text);
     for (const auto cause : kCauses) {
         const auto sentence = messages.GetMessage("#" + NumberText(cause));
         if (!sentence) continue;
