@@ -117,11 +117,15 @@ void cOrvixNB1Device::SafeVarMonRemove(std::int32_t VarID) {
 }
 
 ByteArray cOrvixNB1Device::iOrvixDevice_Rec() const {
+    PropertyBag bag;
+    bag.WriteProperty("Log", MissionLog().Save());
+    return bag.Contents();
+}
+
+RecordSet& cOrvixNB1Device::MissionLog() const {
     const RecordSetRef log = LiveMission().LogEx();
     if (!log) throw Error(errors::MissingItem, "The mission holds no temperature log");
-    PropertyBag bag;
-    bag.WriteProperty("Log", log->Save());
-    return bag.Contents();
+    return *log;
 }
 
 const Variant& cOrvixNB1Device::SerialNumberValue() const {

@@ -99,6 +99,13 @@ private:
     const Variant* RestoredValue(ORVIXCNB1_VARS VarID) const;
     void ReleaseOwn();
 
+    // Export
+    class OriginGuard;
+    void CheckMissionData();
+    std::string TextListing(const std::string& exportAddress);
+    void WriteReport(const std::string& FileName, const std::string& exportAddress);
+    RecordSet& MissionLog() const;
+
     // iOrvixDevice
     ByteArray iOrvixDevice_Rec() const override;
     std::int32_t iOrvixDevice_ThreadID() const override { return m_Services.Apartment.ThreadID(); }
@@ -149,6 +156,7 @@ private:
     ByteArray iOrvixDevice_GetSuperState() override;
     void iOrvixDevice_SetSuperState(ByteView arState) override;
     void iOrvixDevice_Destroy() override { ReleaseOwn(); }
+    void iOrvixDevice_SaveAs(const std::string& FileName, std::int32_t FileFormat) override;
 
     // iOrvixNB1Device
     iOrvixNB1Mission& iOrvixNB1Device_Mission() override { return LiveMission(); }

@@ -14,6 +14,12 @@ namespace orvix {
 class iOrvixAdapter;
 class iOrvixTask;
 
+/// Forms of a saved device: a text listing, a report document, and the state from which it can be restored, which any
+/// other number stands for too.
+inline constexpr std::int32_t kFileFormatText = 1;
+inline constexpr std::int32_t kFileFormatReport = 2;
+inline constexpr std::int32_t kFileFormatDevice = 3;
+
 /// A device as the host sees it.
 class iOrvixDevice {
 public:
@@ -93,6 +99,9 @@ public:
     void SetSuperState(ByteView arState) { iOrvixDevice_SetSuperState(arState); }
     /// Drops everything the device refers to.
     void Destroy() { iOrvixDevice_Destroy(); }
+    /// Writes what the device knows of its mission to a file, in place of one of that name, which is gone also after a
+    /// failure. The status and log variables must be valid. Never raises: failures are reported.
+    void SaveAs(const std::string& FileName, std::int32_t FileFormat) { iOrvixDevice_SaveAs(FileName, FileFormat); }
 
 private:
     virtual ByteArray iOrvixDevice_Rec() const = 0;
@@ -144,6 +153,7 @@ private:
     virtual ByteArray iOrvixDevice_GetSuperState() = 0;
     virtual void iOrvixDevice_SetSuperState(ByteView arState) = 0;
     virtual void iOrvixDevice_Destroy() = 0;
+    virtual void iOrvixDevice_SaveAs(const std::string& FileName, std::int32_t FileFormat) = 0;
 };
 
 }  // namespace orvix

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "host/report_writer.h"
 #include "host/variant.h"
 
 namespace orvix {
@@ -34,6 +35,9 @@ public:
     virtual bool FolderExists(const std::string& path) = 0;
     virtual void CreateFolder(const std::string& path) = 0;
     virtual std::unique_ptr<AppendFile> OpenAppend(const std::string& path) = 0;
+    /// Gives a file these contents, in place of what it held. Whatever interrupts this, it has the old ones or the new.
+    virtual void WriteWhole(const std::string& path, ByteView contents) = 0;
+    virtual void Delete(const std::string& path) = 0;
 };
 
 class Paths {
@@ -57,6 +61,8 @@ public:
     virtual orvix::Settings& Settings() = 0;
     virtual orvix::Files& Files() = 0;
     virtual orvix::Paths& Paths() = 0;
+    /// For one document. Raises General on a host that makes none.
+    virtual std::unique_ptr<ReportWriter> CreateReportWriter() = 0;
 };
 
 }  // namespace orvix

@@ -34,8 +34,8 @@ public:
         if (::fsync(m_File.Get()) != 0) throw SystemError(description, errno);
     }
 
-    void MoveTo(const std::string& path, const std::string& description) {
-        if (::rename(m_Path.c_str(), path.c_str()) != 0) throw SystemError(description, errno);
+    void MoveTo(const std::string& path) {
+        ReplaceFile(m_Path, path);
         m_Kept = true;
     }
 
@@ -44,6 +44,15 @@ private:
     FileDescriptor m_File;
     bool m_Kept = false;
 };
+
+std::string Description(const std::string& path) {
+    return "file " + path + " cannot be written";
+}
+
+std::string FolderOf(const std::string& path) {
+    const std::string parent = std::filesystem::path(path).parent_path().string();
+    return parent.empty() ? "." : parent;
+}
 
 /// Makes a rename in the folder last through a loss of power.
 void FlushFolder(const std::string& folder, const std::string& description) {
@@ -56,13 +65,16 @@ void FlushFolder(const std::string& folder, const std::string& description) {
 }  // namespace
 
 void WriteFileAtomically(const std::string& path, ByteView bytes, mode_t mode) {
-    const std::string description = "file " + path + " cannot be written";
-    const std::string parent = std::filesystem::path(path).parent_path().string();
-    const std::string folder = parent.empty() ? "." : parent;
-    TemporaryFile temporary(folder, mode, description);
+    const std::string description = Description(path);
+    TemporaryFile temporary(FolderOf(path), mode, description);
     temporary.Fill(bytes, description);
-    temporary.MoveTo(path, description);
-    FlushFolder(folder, description);
+    temporary.MoveTo(path);
+}
+
+void ReplaceFile(const std::string& replacement, const std::string& path) {
+    const std::string description = Description(path);
+    if (::rename(replacement.c_str(), path.c_str()) != 0) throw SystemError(description, errno);
+    FlushFolder(FolderOf(path), description);
 }
 
 }  // namespace orvix::platform

@@ -19,6 +19,7 @@ namespace {
 
 constexpr std::size_t kLargestFile = std::size_t{64} * 1024 * 1024;
 constexpr mode_t kOwnerOnly = 0600;
+constexpr mode_t kDocument = 0666;
 
 class DescriptorAppendFile : public AppendFile {
 public:
@@ -45,8 +46,15 @@ std::string NormalisedFolder(const std::string& folder) {
 
 }  // namespace
 
-FileStores::FileStores(const std::string& configFolder, const std::string& libraryFolder)
-    : m_ConfigFolder(NormalisedFolder(configFolder)), m_LibraryFolder(NormalisedFolder(libraryFolder)) {}
+FileStores::FileStores(const std::string& configFolder, const std::string& libraryFolder, ReportWriters reportWriters)
+    : m_ConfigFolder(NormalisedFolder(configFolder)),
+      m_LibraryFolder(NormalisedFolder(libraryFolder)),
+      m_ReportWriters(std::move(reportWriters)) {}
+
+std::unique_ptr<ReportWriter> FileStores::CreateReportWriter() {
+    if (!m_ReportWriters) throw Error(errors::General, "there is no report writer here");
+    return m_ReportWriters();
+}
 
 std::string FileStores::SettingsFile(const std::string& application) const {
     if (application.empty() || application.find_first_of(std::string("/\0", 2)) != std::string::npos) {
@@ -92,6 +100,14 @@ void FileStores::CreateFolder(const std::string& path) {
 
 std::unique_ptr<AppendFile> FileStores::OpenAppend(const std::string& path) {
     return std::make_unique<DescriptorAppendFile>(path);
+}
+
+void FileStores::WriteWhole(const std::string& path, ByteView contents) {
+    WriteFileAtomically(path, contents, kDocument);
+}
+
+void FileStores::Delete(const std::string& path) {
+    if (::unlink(path.c_str()) != 0) throw SystemError("file " + path + " cannot be deleted", errno);
 }
 
 std::string FileStores::Normalise(const std::string& folder) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+#include <memory>
 #include <string>
 
 #include "host/stores.h"
@@ -12,12 +14,16 @@ namespace orvix::platform {
 /// raises SystemError when the file cannot be read or written, and General for an application without a usable name.
 class FileStores : public Stores, private Settings, private Files, private Paths {
 public:
-    /// The folders may be relative to the current one of this moment.
-    FileStores(const std::string& configFolder, const std::string& libraryFolder);
+    using ReportWriters = std::function<std::unique_ptr<ReportWriter>()>;
+
+    /// The folders may be relative to the current one of this moment. `reportWriters` makes the report writers, from
+    /// any thread; without it there are none.
+    FileStores(const std::string& configFolder, const std::string& libraryFolder, ReportWriters reportWriters = {});
 
     orvix::Settings& Settings() override { return *this; }
     orvix::Files& Files() override { return *this; }
     orvix::Paths& Paths() override { return *this; }
+    std::unique_ptr<ReportWriter> CreateReportWriter() override;
 
 private:
     std::string GetSetting(const std::string& application, const std::string& section, const std::string& key,
@@ -29,6 +35,8 @@ private:
     bool FolderExists(const std::string& path) override;
     void CreateFolder(const std::string& path) override;
     std::unique_ptr<AppendFile> OpenAppend(const std::string& path) override;
+    void WriteWhole(const std::string& path, ByteView contents) override;
+    void Delete(const std::string& path) override;
 
     std::string LibraryFolder() override { return m_LibraryFolder; }
     std::string Normalise(const std::string& folder) override;
@@ -41,6 +49,7 @@ private:
 
     std::string m_ConfigFolder;
     std::string m_LibraryFolder;
+    ReportWriters m_ReportWriters;
 };
 
 }  // namespace orvix::platform

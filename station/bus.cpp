@@ -21,7 +21,7 @@ constexpr std::int32_t kLinkLimitMs = 5000;
 constexpr std::int32_t kClosePeriodMs = 20;
 constexpr int kMostCloseAttempts = 500;
 
-std::int32_t MeasuredVariable(std::int32_t model) {
+ORVIXCNB1_VARS MeasuredVariable(std::int32_t model) {
     return model == kDigitalModule ? ORVIXCNB1_VAR_INPUTBYTE : ORVIXCNB1_VAR_TEMPERATURE;
 }
 
@@ -180,6 +180,34 @@ Reading Bus::Read(int address, ORVIXCNB1_VARS variable) {
         reading.Error = failure;
     }
     return reading;
+}
+
+std::optional<Failure> Bus::Export(int address, const ExportTarget& target) {
+    const auto device = m_Adapter->Devices()->Item(NumberText(std::int32_t{address}));
+    std::vector<ORVIXCNB1_VARS> variables{MeasuredVariable(device->DeviceModel())};
+    // A digital module is never asked for a serial number.
+    if (device->DeviceModel() != kDigitalModule) variables.push_back(ORVIXCNB1_VAR_SERIAL_NUMBER);
+    for (const auto variable : variables) {
+        auto reading = Read(address, variable);
+        if (!reading.Valid()) return std::move(reading.Error);
+    }
+    SupplyRecord(*device, ORVIXCNB1_VAR_STATUS, device->DefaultVar()->Value().ToText());
+    // The bus carries no log: that of a live device is empty.
+    SupplyRecord(*device, ORVIXCNB1_VAR_TEMP_LOG, ByteArray{});
+    m_LinkTrouble.clear();
+    if (SaveDevice(*device, target)) return std::nullopt;
+    return Failure{errors::General, m_LinkTrouble, m_LastTrouble};
+}
+
+/// The device makes the record, with its name and tag, when it is asked for the command that reads it.
+void Bus::SupplyRecord(iOrvixDevice& device, ORVIXCNB1_VARS variable, Variant value) const {
+    const auto task = m_Library.Create<iOrvixTaskNB1>("cOrvixTaskNB1", m_Host.Get());
+    task->GetVar(variable);
+    device.TaskCommand(*task);
+    const auto record = device.VarsEx().Item(NumberText(std::int32_t{variable}));
+    record->Value(std::move(value));
+    record->Pending(false);
+    record->Valid(true);
 }
 
 bool Bus::ExecuteTask(int address, std::int32_t model, ORVIXCNB1_VARS variable, Failure& failure) {

@@ -12,6 +12,7 @@
 #include "host/iOrvixDevices.h"
 #include "host/iOrvixDriver.h"
 #include "station/bus_services.h"
+#include "station/device_export.h"
 #include "station/driver_thread.h"
 #include "station/library.h"
 #include "station/reading.h"
@@ -35,7 +36,7 @@ struct BusSetup {
     std::int32_t TimeoutFactor = 10;  ///< per-character time factor of an exchange, milliseconds
     bool Debug = false;
     bool DriverThread = false;  ///< the driver runs on a thread of its own, not on the bus's
-    bool Trace = false;  ///< write a trace into the folder Log of the data folder
+    bool Trace = false;         ///< write a trace into the folder Log of the data folder
 };
 
 /// What a bus tells; called on the bus's own thread.
@@ -58,6 +59,9 @@ public:
     void Poll();
     /// Goes online and reads one variable of one device.
     Reading Read(int address, ORVIXCNB1_VARS variable);
+    /// Goes online, reads the device, gives it what a file of a mission has, and writes the file. Returns why there is
+    /// none.
+    std::optional<Failure> Export(int address, const ExportTarget& target);
     /// Takes the library down in order, then calls `closed`.
     void Close(std::function<void()> closed);
 
@@ -73,6 +77,7 @@ private:
     void m_Endpoint_OnProgress(const std::string& text, std::int32_t value);
 
     bool ExecuteTask(int address, std::int32_t model, ORVIXCNB1_VARS variable, Failure& failure);
+    void SupplyRecord(iOrvixDevice& device, ORVIXCNB1_VARS variable, Variant value) const;
     Reading MakeReading(iOrvixDevice& device, std::int32_t varID) const;
     Failure Explain(ErrorNumber number, const std::string& report) const;
     void Trouble(const Failure& failure);

@@ -2,13 +2,16 @@
 
 #include <utility>
 
+#include "station/pdf_report.h"
+
 namespace orvix::station {
 
 BusServices::BusServices(ServicesSetup setup)
     : m_Setup(std::move(setup)),
       m_Messaging(m_Setup.Directory, m_Apartment),
       m_Line({{m_Setup.PortNumber, m_Setup.PortPath}}),
-      m_Stores(m_Setup.Folders.Configuration, m_Setup.Folders.Library),
+      m_Stores(m_Setup.Folders.Configuration, m_Setup.Folders.Library,
+               [this] { return std::make_unique<PdfReport>(m_Apartment.DateNow()); }),
       m_Database(m_Setup.Account),
       m_Services{m_Apartment, m_Messaging, m_Line, m_Stores, m_Database, *this, m_Setup.Viewer, m_State} {}
 

@@ -8,22 +8,25 @@ namespace orvix::station {
 Station::Station(StationFolders folders, const std::string& libraryFile)
     : Folders(std::move(folders)), Account(platform::PrepareHostDatabase(Folders.Data)), Library(libraryFile) {}
 
+ServicesSetup Station::ServicesFor(const BusSetup& setup) {
+    return {.Directory = Directory,
+            .Folders = Folders,
+            .Account = Account,
+            .Viewer = Viewer,
+            .PortNumber = setup.PortNumber,
+            .PortPath = setup.PortPath,
+            .NetTimeoutInterval = setup.TimeoutFactor};
+}
+
 BusThread::BusThread(Station& station, Apartment& listener, const BusSetup& setup, BusEvents events)
-    : m_Thread({.Directory = station.Directory,
-                .Folders = station.Folders,
-                .Account = station.Account,
-                .Viewer = station.Viewer,
-                .PortNumber = setup.PortNumber,
-                .PortPath = setup.PortPath,
-                .NetTimeoutInterval = setup.TimeoutFactor},
-               [&](BusServices& services) {
-                   const BusEvents posted{PostedTo(listener, std::move(events.OnReading)),
-                                          PostedTo(listener, std::move(events.OnTrouble)),
-                                          PostedTo(listener, std::move(events.OnMessage))};
-                   auto bus = std::make_shared<Bus>(station.Library, services, setup, posted);
-                   m_Bus = bus.get();
-                   return bus;
-               }) {}
+    : m_Thread(station.ServicesFor(setup), [&](BusServices& services) {
+          const BusEvents posted{PostedTo(listener, std::move(events.OnReading)),
+                                 PostedTo(listener, std::move(events.OnTrouble)),
+                                 PostedTo(listener, std::move(events.OnMessage))};
+          auto bus = std::make_shared<Bus>(station.Library, services, setup, posted);
+          m_Bus = bus.get();
+          return bus;
+      }) {}
 
 BusThread::~BusThread() {
     Post([this](Bus& bus) { bus.Close([this] { m_Thread.Apartment().Quit(); }); });

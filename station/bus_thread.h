@@ -14,6 +14,9 @@ struct Station {
     /// Makes the data folder ready and loads the library. Raises what stands in the way.
     Station(StationFolders folders, const std::string& libraryFile);
 
+    /// What the services of a bus are made of.
+    ServicesSetup ServicesFor(const BusSetup& setup);
+
     const StationFolders Folders;
     const DatabaseAccount Account;
     const orvix::station::Library Library;

@@ -11,7 +11,7 @@
 namespace orvix::station {
 namespace {
 
-constexpr const char* kCommands[] = {"run", "read", "simulate", "trace"};
+constexpr const char* kCommands[] = {"run", "read", "export", "simulate", "trace"};
 
 constexpr std::chrono::milliseconds kShortestPeriod{100};
 
@@ -56,6 +56,10 @@ void AddBusOptions(CLI::App& command, RawBusOptions& raw) {
     command.add_flag("--debug", raw.Parsed.Debug, "show the driver's debug lines; implies --verbose");
 }
 
+std::string AbsolutePath(const std::string& path) {
+    return std::filesystem::absolute(path).lexically_normal().string();
+}
+
 BusOptions Read(RawBusOptions raw) {
     std::set<int> addresses;
     for (const auto& text : raw.Devices) {
@@ -67,16 +71,27 @@ BusOptions Read(RawBusOptions raw) {
         raw.Parsed.Devices.push_back(
             {argument.Address, argument.Model, argument.Rest.empty() ? "" : argument.Rest.substr(1)});
     }
-    if (!raw.Port.empty()) raw.Parsed.Port = std::filesystem::absolute(raw.Port).lexically_normal();
+    if (!raw.Port.empty()) raw.Parsed.Port = AbsolutePath(raw.Port);
     raw.Parsed.Verbose = raw.Parsed.Verbose || raw.Parsed.Debug;
     return raw.Parsed;
 }
+
+struct FormatName {
+    const char* Name;
+    std::int32_t Format;
+};
+
+constexpr FormatName kFormatNames[] = {
+    {"text", kFileFormatText}, {"report", kFileFormatReport}, {"device", kFileFormatDevice}};
 
 struct RawOptions {
     RawBusOptions Bus;
     std::string Every = "1s";
     std::string For;
     std::string Variable;
+    std::string From;
+    std::string Format;
+    std::string Out;
     SimulateOptions Simulate;
     std::vector<std::string> SimulatedDevices;
     TraceOptions Trace;
@@ -101,6 +116,18 @@ ReadOptions ReadRead(const RawOptions& raw) {
     return options;
 }
 
+ExportOptions ReadExport(const RawOptions& raw) {
+    ExportOptions options{.Bus = Read(raw.Bus), .From = {}, .Target = {.File = AbsolutePath(raw.Out), .Format = {}}};
+    if (!raw.From.empty()) options.From = AbsolutePath(raw.From);
+    if (options.From.empty() && options.Bus.Devices.size() != 1) {
+        throw UsageError("name the one device to export: --device ADDRESS:MODEL, or a saved one: --from FILE");
+    }
+    for (const auto& known : kFormatNames) {
+        if (raw.Format == known.Name) options.Target.Format = known.Format;
+    }
+    return options;
+}
+
 SimulateOptions ReadSimulate(RawOptions raw) {
     for (const auto& text : raw.SimulatedDevices) {
         raw.Simulate.Devices.push_back(simulator::ParseSimulatedDevice(text));
@@ -108,11 +135,26 @@ SimulateOptions ReadSimulate(RawOptions raw) {
     return raw.Simulate;
 }
 
-std::vector<std::string> NamesOfVariables() {
+template <class Table>
+std::vector<std::string> NamesOf(const Table& table) {
     std::vector<std::string> names;
-    for (const auto& known : kVariableNames)
+    for (const auto& known : table)
         names.emplace_back(known.Name);
     return names;
+}
+
+CLI::App* AddExport(CLI::App& app, RawOptions& raw) {
+    auto* command = app.add_subcommand("export", "write a device's log and state to a file");
+    AddBusOptions(*command, raw.Bus);
+    command->add_option("--from", raw.From, "a saved device file in place of a device on the bus")
+        ->type_name("FILE")
+        ->excludes("--port")
+        ->excludes("--device");
+    command->add_option("--format", raw.Format, "text: a listing; report: PDF; device: for --from")
+        ->required()
+        ->check(CLI::IsMember(NamesOf(kFormatNames)));
+    command->add_option("--out", raw.Out, "the file, replaced when it is there")->type_name("FILE")->required();
+    return command;
 }
 
 }  // namespace
@@ -137,7 +179,11 @@ CommandLine ParseCommandLine(std::vector<std::string> arguments) {
 
     auto* read = app.add_subcommand("read", "read one variable of one device, then exit");
     AddBusOptions(*read, raw.Bus);
-    read->add_option("variable", raw.Variable, "what to read")->required()->check(CLI::IsMember(NamesOfVariables()));
+    read->add_option("variable", raw.Variable, "what to read")
+        ->required()
+        ->check(CLI::IsMember(NamesOf(kVariableNames)));
+
+    auto* exporting = AddExport(app, raw);
 
     auto* simulate = app.add_subcommand("simulate", "a simulated bus on a pseudo-terminal");
     simulate->add_option("--link", raw.Simulate.Link, "give the port this name as well")->type_name("PATH");
@@ -160,6 +206,7 @@ CommandLine ParseCommandLine(std::vector<std::string> arguments) {
         app.parse(arguments);
         if (run->parsed()) result.Run = ReadRun(raw);
         if (read->parsed()) result.Read = ReadRead(raw);
+        if (exporting->parsed()) result.Export = ReadExport(raw);
         if (simulate->parsed()) result.Simulate = ReadSimulate(raw);
         if (trace->parsed()) result.Trace = raw.Trace;
     } catch (const CLI::CallForHelp&) {

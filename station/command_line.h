@@ -42,6 +42,12 @@ struct ReadOptions {
     ORVIXCNB1_VARS Variable = ORVIXCNB1_VAR_NONE;
 };
 
+struct ExportOptions {
+    BusOptions Bus;
+    std::string From;  ///< absolute path of a saved device file; empty: a device on the bus
+    ExportTarget Target;
+};
+
 struct SimulateOptions {
     std::string Link;  ///< empty: none
     std::vector<simulator::SimulatedDevice> Devices;
@@ -56,6 +62,7 @@ struct TraceOptions {
 struct CommandLine {
     std::optional<RunOptions> Run;
     std::optional<ReadOptions> Read;
+    std::optional<ExportOptions> Export;
     std::optional<SimulateOptions> Simulate;
     std::optional<TraceOptions> Trace;
     std::string Text;

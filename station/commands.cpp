@@ -2,6 +2,7 @@
 
 #include <iostream>
 
+#include "simulator/bus_server.h"
 #include "station/folders.h"
 
 namespace orvix::station {
@@ -34,9 +35,28 @@ std::unique_ptr<Output> OutputOf(bool json) {
     return json ? MakeJsonOutput(std::cout, std::cerr) : MakePlainOutput(std::cout, std::cerr);
 }
 
+BusEvents EventsOfOneTask(const BusOptions& options, Output& output) {
+    return {
+        .OnReading = [](const Reading&) {},
+        .OnTrouble = [](const Failure&) {},
+        .OnMessage =
+            [verbose = options.Verbose, &output](const std::string& text) {
+                if (verbose) output.Note(text);
+            },
+    };
+}
+
 std::vector<simulator::SimulatedDevice> DemonstrationDevices() {
     return {simulator::ParseSimulatedDevice("5:sensor=21.5"),
             simulator::ParseSimulatedDevice("6:sensor=ramp:18:24:60s"), simulator::ParseSimulatedDevice("7:digital=5")};
+}
+
+std::unique_ptr<simulator::BusServer> SimulatedUnlessPort(const BusOptions& options, BusSetup& setup, Output& output) {
+    if (options.Port) return nullptr;
+    auto server = std::make_unique<simulator::BusServer>(simulator::SimulatedBus(DemonstrationDevices()), 0);
+    setup.PortPath = server->Terminal().Path();
+    output.Note("this bus is simulated; name a real one with --port PATH");
+    return server;
 }
 
 }  // namespace orvix::station

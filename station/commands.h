@@ -23,6 +23,7 @@ inline constexpr int kWrongUsage = 2;
 /// keeps them from starting.
 int RunCommand(const RunOptions& options, MainLoop& loop);
 int ReadCommand(const ReadOptions& options, MainLoop& loop);
+int ExportCommand(const ExportOptions& options, MainLoop& loop);
 int SimulateCommand(const SimulateOptions& options, MainLoop& loop);
 int TraceCommand(const TraceOptions& options, MainLoop& loop);
 
@@ -31,8 +32,13 @@ std::unique_ptr<Station> OpenStation(const BusOptions& options);
 /// The setup of the bus that the options name.
 BusSetup SetupOf(const BusOptions& options, Station& station);
 std::unique_ptr<Output> OutputOf(bool json);
+/// For commands that have a bus do one thing and tell its outcome themselves: only the library's messages, when asked
+/// for.
+BusEvents EventsOfOneTask(const BusOptions& options, Output& output);
 
 /// The bus for those who have none: two sensors and a digital module.
 std::vector<simulator::SimulatedDevice> DemonstrationDevices();
+/// Gives a setup without a port that bus, and says so. Null when there is a port.
+std::unique_ptr<simulator::BusServer> SimulatedUnlessPort(const BusOptions& options, BusSetup& setup, Output& output);
 
 }  // namespace orvix::station

@@ -24,6 +24,8 @@ Failure ExplainFailure(MessageProvider& messages, ErrorNumber number, const std:
     // The error-check routine raises everything under its own number, which tells nothing of the cause.
     const auto known = number == errors::Validation ? errors::General : number;
     Failure failure{known, WithoutPlace(report), report};
+    // What the library reports before an adapter gave it the messages is a key.
+    if (report.starts_with('#')) failure.Text = messages.GetMessage(failure.Text).value_or(failure.Text);
     for (const auto cause : kCauses) {
         const auto sentence = messages.GetMessage("#" + NumberText(cause));
         if (!sentence) continue;

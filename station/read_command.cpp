@@ -10,23 +10,10 @@ int ReadCommand(const ReadOptions& options, MainLoop& loop) {
     auto setup = SetupOf(options.Bus, *station);
     const auto output = OutputOf(options.Bus.Json);
 
-    std::optional<simulator::BusServer> simulated;
-    if (!options.Bus.Port) {
-        simulated.emplace(simulator::SimulatedBus(DemonstrationDevices()), 0);
-        setup.PortPath = simulated->Terminal().Path();
-        output->Note("this bus is simulated; name a real one with --port PATH");
-    }
+    const auto simulated = SimulatedUnlessPort(options.Bus, setup, *output);
 
     std::optional<Reading> result;
-    BusEvents events{
-        .OnReading = [](const Reading&) {},
-        .OnTrouble = [](const Failure&) {},
-        .OnMessage =
-            [&](const std::string& text) {
-                if (options.Bus.Verbose) output->Note(text);
-            },
-    };
-    BusThread bus(*station, loop.Apartment(), setup, std::move(events));
+    BusThread bus(*station, loop.Apartment(), setup, EventsOfOneTask(options.Bus, *output));
     const auto address = setup.Devices[0].Address;
     bus.Post([&](Bus& b) {
         loop.Apartment().Post([&, reading = b.Read(address, options.Variable)] {

@@ -13,6 +13,7 @@ int Execute(const CommandLine& commandLine) {
     }
     MainLoop loop;
     if (commandLine.Read) return ReadCommand(*commandLine.Read, loop);
+    if (commandLine.Export) return ExportCommand(*commandLine.Export, loop);
     if (commandLine.Simulate) return SimulateCommand(*commandLine.Simulate, loop);
     if (commandLine.Trace) return TraceCommand(*commandLine.Trace, loop);
     return RunCommand(*commandLine.Run, loop);

@@ -29,8 +29,9 @@ struct RealHost {
     MemoryStores Stores;
     MemoryDatabase Database;
     RecordingReports Reports;
+    RecordingViewer Viewer{Apartment};
     ApartmentState State;
-    orvix::Services Services{Apartment, Messaging, Line, Stores, Database, Reports, State};
+    orvix::Services Services{Apartment, Messaging, Line, Stores, Database, Reports, Viewer, State};
 };
 
 /// A driver on a thread of its own.

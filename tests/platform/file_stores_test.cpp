@@ -91,6 +91,13 @@ TEST(FileStores, FilesAreReadAppendedAndReplacedWhole) {
     WriteFileAtomically(file, TextToBytes("new"), 0600);
     EXPECT_EQ(BytesToText(stored.Files.ReadAll(file)), "new");
     EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms{0600});
+    stored.Files.WriteWhole(file, TextToBytes("newer"));
+    EXPECT_EQ(BytesToText(stored.Files.ReadAll(file)), "newer");
+    stored.Files.Delete(file);
+    EXPECT_THROW(stored.Files.Delete(file), Error);
+    EXPECT_THROW(stored.Files.WriteWhole(stored.Path + "/none/file", TextToBytes("x")), Error);
+    EXPECT_THROW(static_cast<orvix::Stores&>(stored.Stores).CreateReportWriter(), Error);
+    WriteFileAtomically(file, TextToBytes("new"), 0600);
     std::filesystem::create_directories(stored.Path + "/full/inside");
     EXPECT_THROW(WriteFileAtomically(stored.Path + "/full", TextToBytes("x"), 0600), Error);
     EXPECT_EQ(FilesIn(stored.Path), 2U);

@@ -71,6 +71,7 @@ private:
     ByteArray iOrvixDevice_GetSuperState() override { return {}; }
     void iOrvixDevice_SetSuperState(ByteView) override {}
     void iOrvixDevice_Destroy() override {}
+    void iOrvixDevice_SaveAs(const std::string&, std::int32_t) override {}
 };
 
 }  // namespace orvix::tests

@@ -15,17 +15,19 @@
 
 namespace orvix::tests {
 
-/// Stores in memory: settings, files and folders by name.
+/// Stores in memory: settings, files and folders by name. A report document is a line of text for each thing written.
 class MemoryStores : public Stores, private Settings, private Files, private Paths {
 public:
     orvix::Settings& Settings() override { return *this; }
     orvix::Files& Files() override { return *this; }
     orvix::Paths& Paths() override { return *this; }
+    std::unique_ptr<ReportWriter> CreateReportWriter() override;
 
     std::map<std::string, std::string> SettingValues;  ///< "application/section/key" -> value
     std::map<std::string, std::string> FileContents;   ///< path -> contents
     std::vector<std::string> Folders;
     bool FoldersCannotBeCreated = false;
+    std::string ReportRefusal;  ///< what a report writer says when it opens a file
     bool FilesCannotBeWritten = false;
     std::string CurrentFolder;
 
@@ -36,6 +38,8 @@ private:
     bool FolderExists(const std::string& path) override;
     void CreateFolder(const std::string& path) override;
     std::unique_ptr<AppendFile> OpenAppend(const std::string& path) override;
+    void WriteWhole(const std::string& path, ByteView contents) override;
+    void Delete(const std::string& path) override;
     std::string LibraryFolder() override { return "/lib/"; }
     std::string Normalise(const std::string& folder) override;
     void MakeCurrent(const std::string& folder) override { CurrentFolder = folder; }

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/variant.h"
+
+struct _cairo;
+struct _cairo_surface;
+
+namespace orvix::station {
+
+struct Color {
+    double Red, Green, Blue;
+};
+
+struct Point {
+    double X, Y;
+};
+
+struct Box {
+    double Left, Top, Width, Height;
+    double Right() const { return Left + Width; }
+    double Bottom() const { return Top + Height; }
+};
+
+enum class Align { Left, Center, Right };
+
+struct TextFont {
+    std::string Family;
+    double Points = 10;
+    bool Bold = false;
+};
+
+/// The pages of a PDF in the making. Lengths are points, from the left and the top of the page.
+class PdfCanvas {
+public:
+    PdfCanvas(double width, double height);
+
+    /// Title in the document's properties.
+    void DocumentTitle(const std::string& title);
+    void Font(const TextFont& font);
+    double TextWidth(const std::string& text);
+    /// `at` is where the text's baseline begins, is in its middle or ends. Characters that cannot be shown, also bytes
+    /// that are no UTF-8, become "?".
+    void Text(Point at, const std::string& text, Color color, Align align = Align::Left);
+    /// The same, shortened to a width.
+    void TextWithin(Point at, const std::string& text, Color color, double width);
+    /// A line through the points.
+    void Curve(const std::vector<Point>& points, double width, Color color, bool dashed = false);
+    void Dot(Point at, double radius, Color color);
+    void Fill(const Box& box, Color color);
+    void NextPage();
+    /// The document; nothing can be drawn any more. Raises General when drawing has failed.
+    ByteArray Finish();
+
+private:
+    std::string Printable(std::string text) const;
+    void Use(Color color);
+
+    ByteArray m_Bytes;
+    std::shared_ptr<_cairo_surface> m_Surface;
+    std::shared_ptr<_cairo> m_Cairo;
+};
+
+}  // namespace orvix::station

@@ -1,0 +1,206 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "devices/cOrvixDevicesNB1.h"
+#include "devices/cOrvixNB1TP.h"
+#include "host/property_bag.h"
+#include "host/text.h"
+#include "tests/support/fake_adapter.h"
+#include "tests/support/mission_status_seam.h"
+#include "tests/support/test_host.h"
+
+namespace orvix::tests {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+
+constexpr char kFile[] = "/data/Oven.file";
+
+struct ExportTest : testing::Test {
+    ExportTest() {
+        Devices.Adapter(&Adapter);
+        Sensor = Devices.Add("12", 106);
+        Sensor->SerialNumber("S1");
+        Sensor->Name("Oven");
+        auto& device = dynamic_cast<cOrvixNB1Device&>(*Sensor);
+        Mission().Name("Batch 7");
+        MissionStatusSeam::CommitName(Mission());
+        for (const auto& [varID, value] : {std::pair<int, Variant>{3, "20.5"}, {4, ByteArray{}}}) {
+            const VariableRef record = device.VarsEx().Add(std::to_string(varID));
+            record->VarID(varID);
+            record->Value(value);
+            record->Valid(true);
+        }
+    }
+
+    cOrvixNB1TPMission& Mission() {
+        return dynamic_cast<cOrvixNB1TPMission&>(dynamic_cast<cOrvixNB1Device&>(*Sensor).Mission());
+    }
+
+    void Log(const std::vector<float>& samples) {
+        auto& status = MissionStatusSeam::Status(Mission());
+        status.StartValue = 1'795'000'000;  // 2026-11-18 11:06:40
+        status.MissionSamples = static_cast<std::int32_t>(samples.size());
+        status.Rate = 90;
+        MissionStatusSeam::SetTempLog(Mission(), samples);
+    }
+
+    std::string Saved(iOrvixDevice& device, std::int32_t format) {
+        device.SaveAs(kFile, format);
+        return Host.Stores.FileContents.at(kFile);
+    }
+
+    World Shared;
+    TestHost Host{Shared};
+    FakeAdapter Adapter;
+    cOrvixDevicesNB1 Devices{Host.Services};
+    std::shared_ptr<iOrvixDevice> Sensor;
+};
+
+TEST_F(ExportTest, TextListing) {
+    const std::string head = "\t\t\r\nDevice: Oven\r\nSerial Number: S1\r\nAddress: 12\r\nMission: Batch 7\t\t\r\n";
+    const std::string columns = "\t\t\r\nDate\tTime\tTemp\r\n";
+    EXPECT_EQ(Saved(*Sensor, kFileFormatText), head + "Rate: 0\t\t\r\n" + columns);
+    Log({20.0F, -0.5F, 31.25F});
+    EXPECT_EQ(Saved(*Sensor, kFileFormatText), head + "Rate: 90\t\t\r\n" + columns +
+                                                   "18/11/26 11:06:40\t18/11/26 11:06:40\t20\r\n"
+                                                   "18/11/26 12:36:40\t18/11/26 12:36:40\t-0.5\r\n"
+                                                   "18/11/26 14:06:40\t18/11/26 14:06:40\t31.2\r\n");
+    EXPECT_EQ(Sensor->DeviceOrigin(), 1);
+}
+
+TEST_F(ExportTest, ReportDocument) {
+    const std::string head =
+        "1.5 1.5 1.5 1.5 20 14 \nArial 10\nArial 10\nArial 10\ntitle Courier 14\ntitle Batch 7\n"
+        "Device: Oven\nDevice: 12\nMission: Batch 7\nDate|Time|Temp|\n";
+    EXPECT_EQ(Saved(*Sensor, kFileFormatReport), head + "limits none none\n");
+    Log({20.5F});
+    EXPECT_EQ(Saved(*Sensor, kFileFormatReport), head + "limits none none\n18/11/2026 11:06:40|11:06|20.5|\n");
+    MissionStatusSeam::Temperature(Mission()).HighAlarm = 30;
+    Log({});
+    EXPECT_EQ(Saved(*Sensor, kFileFormatReport), head + "limits none none\n") << "no row tells a limit";
+    Log({20.5F});
+    EXPECT_THAT(Saved(*Sensor, kFileFormatReport), HasSubstr("limits 30 0\n")) << "a limit may be 0";
+}
+
+TEST_F(ExportTest, ADeviceFileGoesRound) {
+    Saved(*Sensor, kFileFormatDevice);
+    const auto offline = Devices.AddFromFile(kFile);
+    ASSERT_TRUE(offline) << Host.Reports.All.back();
+    EXPECT_EQ(offline->DeviceOrigin(), 2);
+    EXPECT_EQ(Devices.Item("12"), Sensor);
+    ASSERT_EQ(offline->VarsEx().Count(), Sensor->VarsEx().Count());
+    for (const auto& [key, record] : Sensor->VarsEx()) {
+        EXPECT_EQ(offline->VarsEx().Item(key)->Value(), record->Value()) << key;
+        EXPECT_EQ(offline->VarsEx().Item(key)->Valid(), record->Valid()) << key;
+    }
+    EXPECT_THAT(Saved(*offline, kFileFormatText),
+                HasSubstr("Device: Oven\r\nSerial Number: S1\r\nAddress: 12-2-2\r\n"));
+
+    Saved(*offline, 99);
+    EXPECT_EQ(Host.Stores.FileContents.at(kFile), BytesToText(offline->GetSuperState()));
+    const auto again = Devices.AddFromFile(kFile);
+    ASSERT_TRUE(again) << Host.Reports.All.back();
+    EXPECT_EQ(again->Address(), "12-2-2");
+    EXPECT_EQ(again->SerialNumber(), "S1");
+    EXPECT_EQ(again->VarsEx().Item("3")->Value(), Sensor->VarsEx().Item("3")->Value());
+    EXPECT_EQ(Host.Reports.All.size(), 0U);
+}
+
+TEST_F(ExportTest, FailuresAreReportedAndLeaveTheDeviceAsItWas) {
+    const auto fails = [&](std::int32_t format, const std::string& why) {
+        SCOPED_TRACE(why);
+        Host.Stores.FileContents[kFile] = "old";
+        Host.Reports.All.clear();
+        EXPECT_NO_THROW(Sensor->SaveAs(kFile, format));
+        ASSERT_EQ(Host.Reports.All.size(), 1U);
+        EXPECT_THAT(Host.Reports.All[0],
+                    AllOf(HasSubstr(why), HasSubstr("cOrvixNB1Q27.iOrvixDevice_SaveAs(FileName,FileFormat)")));
+        EXPECT_FALSE(Host.Stores.FileContents.contains(kFile)) << "the old file goes first";
+        EXPECT_EQ(Sensor->DeviceOrigin(), 1);
+    };
+    Host.Stores.ReportRefusal = "no room for 100%1 ||";
+    fails(kFileFormatReport, "no room for 100%1 ||");
+    Host.Stores.FilesCannotBeWritten = true;
+    fails(kFileFormatText, "No space");
+    fails(kFileFormatDevice, "No space");
+    Host.Stores.FilesCannotBeWritten = false;
+    Mission().SetSuperState(Mission().GetSuperState());
+    fails(kFileFormatText, "no temperature log");
+    for (const char* key : {"3", "4"}) {
+        Sensor->VarsEx().Item(key)->Valid(false);
+        fails(kFileFormatDevice, "#-2147219988");
+        EXPECT_THAT(Host.Reports.All[0], HasSubstr("&H80041068"));
+        Sensor->VarsEx().Item(key)->Valid(true);
+    }
+    Sensor->VarsEx().Remove("3");
+    fails(kFileFormatDevice, "#-2147219988");
+}
+
+/// Bytes with a few of them changed, cut out, doubled or made huge.
+std::string Mutated(std::string bytes, std::mt19937& random) {
+    const auto any = [&](std::size_t limit) { return random() % limit; };
+    for (std::size_t changes = 1 + any(4); changes > 0 && !bytes.empty(); --changes) {
+        const std::size_t at = any(bytes.size());
+        switch (any(6)) {
+            case 0:
+                bytes.resize(at);
+                break;
+            case 1:
+                bytes.erase(at, 1 + any(20));
+                break;
+            case 2:
+                bytes.insert(at, bytes.substr(any(bytes.size()), any(200)));
+                break;
+            case 3:  // a length of four gigabytes
+                bytes.replace(at, 1, "\xFF\xFF\xFF\xFF\x0F");
+                break;
+            default:
+                bytes[at] = static_cast<char>(any(256));
+        }
+    }
+    return bytes;
+}
+
+// What is still a device or a mission may be loaded; anything else is an error of the system's own.
+TEST_F(ExportTest, CorruptedFilesAndStatesAreErrorsAndNothingElse) {
+    Sensor->VarsEx().Item("4")->Value(TextToBytes(Bytes("00 00 A0 41 00 00 B0 41")));
+    const std::string device = Saved(*Sensor, kFileFormatDevice);
+    const std::string mission = BytesToText(Mission().GetSuperState());
+    std::mt19937 random(20261122);
+    int refusedDevices = 0;
+    int refusedMissions = 0;
+    for (int i = 0; i < 10000; ++i) {
+        SCOPED_TRACE(i);
+        Host.Stores.FileContents[kFile] = Mutated(device, random);
+        Host.Reports.All.clear();
+        const std::shared_ptr<iOrvixDevice> restored = Devices.AddFromFile(kFile);
+        ASSERT_EQ(restored == nullptr, Host.Reports.All.size() == 1);
+        refusedDevices += restored ? 0 : 1;
+        if (restored && restored != Sensor) Devices.Remove(restored->Address());
+        try {
+            Mission().SetSuperState(TextToBytes(Mutated(mission, random)));
+        } catch (const Error&) {
+            ++refusedMissions;
+        }
+    }
+    EXPECT_GT(refusedDevices, 5000);
+    EXPECT_GT(refusedMissions, 5000);
+    EXPECT_EQ(Devices.Count(), 1);
+
+    std::string nested = device;
+    for (int depth = 0; depth < 2000; ++depth) {
+        PropertyBag bag;
+        bag.WriteProperty("State", TextToBytes(nested));
+        nested = BytesToText(bag.Contents());
+    }
+    Host.Stores.FileContents[kFile] = nested;
+    EXPECT_EQ(Devices.AddFromFile(kFile), nullptr);
+    EXPECT_THROW(Mission().SetSuperState(TextToBytes(nested)), Error);
+}
+
+}  // namespace
+}  // namespace orvix::tests
