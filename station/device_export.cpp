@@ -34,7 +34,7 @@ private:
 /// Where a link leads to: the link stays.
 std::filesystem::path FileBehind(const std::string& file) {
     std::error_code error;
-    const auto target = std::filesystem::weakly_canonical(file, error);
+    auto target = std::filesystem::weakly_canonical(file, error);
     int reason = error.value();
     if (reason == 0 && ::access(target.parent_path().c_str(), W_OK | X_OK) != 0) reason = errno;
     if (reason != 0) throw SystemError("file " + file + " cannot be written", reason);
