@@ -17,7 +17,7 @@ namespace {
 class FileBeside {
 public:
     explicit FileBeside(const std::filesystem::path& target)
-        : m_Path(target.parent_path() / ("." + platform::RandomText(16) + ".tmp")) {}
+        : m_Path(target.parent_path() / std::string(".").append(platform::RandomText(16)).append(".tmp")) {}
     FileBeside(const FileBeside&) = delete;
     FileBeside& operator=(const FileBeside&) = delete;
     ~FileBeside() {
