@@ -17,7 +17,7 @@ namespace {
 class FileBeside {
 public:
     explicit FileBeside(const std::filesystem::path& target)
-        : m_Path(target.parent_path() / ("." + platform::RandomText(16) + ".tmp")) {}
+        : m_Path(target.parent_path() / std::string(".").append(platform::RandomText(16)).append(".tmp")) {}
     FileBeside(const FileBeside&) = delete;
     FileBeside& operator=(const FileBeside&) = delete;
     ~FileBeside() {
@@ -34,7 +34,7 @@ private:
 /// Where a link leads to: the link stays.
 std::filesystem::path FileBehind(const std::string& file) {
     std::error_code error;
-    const auto target = std::filesystem::weakly_canonical(file, error);
+    auto target = std::filesystem::weakly_canonical(file, error);
     int reason = error.value();
     if (reason == 0 && ::access(target.parent_path().c_str(), W_OK | X_OK) != 0) reason = errno;
     if (reason != 0) throw SystemError("file " + file + " cannot be written", reason);

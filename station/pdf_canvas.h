@@ -1,14 +1,12 @@
 #pragma once
 
+#include <cairo.h>
+
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "host/variant.h"
-
-struct _cairo;
-struct _cairo_surface;
 
 namespace orvix::station {
 
@@ -61,8 +59,8 @@ private:
     void Use(Color color);
 
     ByteArray m_Bytes;
-    std::shared_ptr<_cairo_surface> m_Surface;
-    std::shared_ptr<_cairo> m_Cairo;
+    std::shared_ptr<cairo_surface_t> m_Surface;
+    std::shared_ptr<cairo_t> m_Cairo;
 };
 
 }  // namespace orvix::station

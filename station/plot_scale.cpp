@@ -11,7 +11,7 @@
 namespace orvix::station {
 namespace {
 
-constexpr std::int64_t kDay = 24 * 60;  // minutes
+constexpr std::int64_t kDay = 1440;  // minutes
 constexpr std::int64_t kTimeSteps[] = {1,   2,   5,    10,       15,       30,        60,        120,       180,
                                        360, 720, kDay, 2 * kDay, 7 * kDay, 14 * kDay, 30 * kDay, 90 * kDay, 365 * kDay};
 
@@ -53,10 +53,12 @@ std::vector<Tick> NumberTicks(double low, double high, int most) {
     const double step = NiceStep(high - low, most);
     const int decimals = std::max(0, static_cast<int>(std::ceil(-std::log10(step) - 1e-9)));
     const double first = std::floor(low / step + 1e-9);
-    const double last = std::ceil(high / step - 1e-9);
+    const auto steps = std::lround(std::ceil(high / step - 1e-9) - first);
     std::vector<Tick> ticks;
-    for (double i = first; i <= last; ++i)
-        ticks.push_back({i * step, FixedText(i * step + 0.0, decimals), {}});
+    for (long i = 0; i <= steps; ++i) {
+        const double value = (first + static_cast<double>(i)) * step + 0.0;  // adding zero takes the sign off -0
+        ticks.push_back({value, FixedText(value, decimals), {}});
+    }
     return ticks;
 }
 

@@ -106,7 +106,7 @@ TEST_F(ExportCommandTest, ReportsOfAnySize) {
         report.ColumnHeadings({"Date", "Time", "Temp"});
         report.Plot({0, 2, "C", 30.0, 10.0});
         for (int i = 0; i < rows; ++i)
-            report.Row({Date{46000.0 + i}, "05:46", Currency{10000 * (i % 40)}});
+            report.Row({Date{46000.0 + i}, "05:46", Currency{10000 * std::int64_t{i % 40}}});
         report.Close();
         std::size_t pages = 0;
         const std::string document = Contents(std::to_string(rows) + ".pdf");
