@@ -152,7 +152,7 @@ void cEventTracer::TraceEvent(const std::string& Text, const TraceLayout& layout
 }
 
 void cEventTracer::PLXTrcV(const std::string& VarName, const Variant& Value, const TraceLayout& layout) {
-    TraceEvent(VarName + "=" + PrintableText(Value), layout);
+    if (StateOf(m_Services).On) TraceEvent(VarName + "=" + PrintableText(Value), layout);
 }
 
 void cEventTracer::TraceToViewer(const VariantList& values) {

@@ -131,7 +131,7 @@ cPlexaERR::cPlexaERR(const Services& services) : m_Services(services) {
     SetStepMode(false);
 }
 
-void cPlexaERR::Check(bool condition, ErrorNumber number, const std::string& message, const VariantList& params,
+void cPlexaERR::Check(bool condition, ErrorNumber number, std::string_view message, const VariantList& params,
                       const std::string& helpFile, std::int32_t helpContext) {
     if (condition) return;
     const std::string text = MessageText(message, params);
@@ -148,19 +148,23 @@ void cPlexaERR::Check(bool condition, ErrorNumber number, const std::string& mes
 }
 
 std::string cPlexaERR::GetMessageText(ErrorNumber number, const VariantList& params) {
-    return MessageText("#" + NumberText(number), params);
+    return MessageText(MessageKey(number), params);
 }
 
-std::string cPlexaERR::MessageText(const std::string& message, const VariantList& params) const {
-    if (!message.starts_with('#')) return FillParameters(ReplaceAll(message, "||", kLineBreak), params);
+std::string cPlexaERR::MessageKey(ErrorNumber number) {
+    return "#" + NumberText(number);
+}
 
+std::string cPlexaERR::MessageText(std::string_view message, const VariantList& params) const {
     std::optional<std::string> text;
-    if (const auto provider = StateOf(m_Services).Provider) {
-        Attempt([&] { text = provider->GetMessage(message); });
+    if (!message.starts_with('#')) {
+        text = message;
+    } else if (const auto provider = StateOf(m_Services).Provider) {
+        Attempt([&] { text = provider->GetMessage(std::string(message)); });
     }
     if (text) return FillParameters(ReplaceAll(*text, "||", kLineBreak), params);
 
-    std::string keyAndParams = message;
+    std::string keyAndParams(message);
     for (const Variant& param : params)
         keyAndParams += " " + PrintableText(param);
     return keyAndParams;

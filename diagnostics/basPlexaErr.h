@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "host/error.h"
 #include "host/services.h"
@@ -23,8 +24,14 @@ public:
     /// text itself; "||" breaks the line, "%1", "%2" ... are the parameters, "%%" is a "%") and raises it as error
     /// `number` from "PlexaERR.Check"; with number 0 it is only collected. A key without a text in the catalogue gives
     /// the key followed by its parameters.
-    void Check(bool condition, ErrorNumber number, const std::string& message, const VariantList& params = {},
+    void Check(bool condition, ErrorNumber number, std::string_view message, const VariantList& params = {},
                const std::string& helpFile = {}, std::int32_t helpContext = 0);
+
+    /// The same for a numbered message. Nothing is built of the number and the parameters while the condition holds.
+    template <class... Params>
+    void Check(bool condition, ErrorNumber number, ErrorNumber message, const Params&... params) {
+        if (!condition) Check(false, number, MessageKey(message), VariantList{Variant(params)...});
+    }
 
     /// Text of a numbered message, formed as by Check. Never raises.
     std::string GetMessageText(ErrorNumber number, const VariantList& params = {});
@@ -60,7 +67,8 @@ public:
     void ReportIn(const std::string& label);
 
 private:
-    std::string MessageText(const std::string& message, const VariantList& params) const;
+    static std::string MessageKey(ErrorNumber number);
+    std::string MessageText(std::string_view message, const VariantList& params) const;
     Error TakePreserved();
     Error Reported(const std::string& label);
 

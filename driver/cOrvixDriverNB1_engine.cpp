@@ -125,7 +125,7 @@ void cOrvixDriverNB1::RunRow(std::span<const DispatchRow> rows, std::int32_t val
 }
 
 void cOrvixDriverNB1::Require(bool condition, const char* failure) {
-    PlexaERR.Check(condition, errors::Validation, "#" + NumberText(errors::NotExecuted), {failure});
+    PlexaERR.Check(condition, errors::Validation, errors::NotExecuted, failure);
 }
 
 void cOrvixDriverNB1::Dispatch() {
@@ -155,7 +155,8 @@ void cOrvixDriverNB1::CheckMissionBytes() {
 }
 
 void cOrvixDriverNB1::ExchangeWithRetries() {
-    ExchangeRequest request{m_Task->DeviceAddress(), m_Task->Cmd().ToText(), m_Task->NetTimeoutInterval(), {}};
+    ExchangeRequest request{
+        Variant(m_Task->DeviceAddress()).ToInteger(), m_Task->Cmd().ToText(), m_Task->NetTimeoutInterval(), {}};
     if (m_Task->Params().size() >= 2) request.Payload = Param(*m_Task, 2).ToText();
     ExchangeResult result;
     int attempt = 0;

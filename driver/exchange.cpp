@@ -5,8 +5,6 @@
 #include <utility>
 
 #include "devices/protocol/frame.h"
-#include "host/text.h"
-#include "host/variant.h"
 
 namespace orvix {
 
@@ -14,7 +12,7 @@ namespace {
 
 /// Raises the validation error with the host's text for `error`, unless that is 0.
 void CheckNone(cPlexaERR& plexaErr, ErrorNumber error) {
-    plexaErr.Check(error == errors::None, errors::Validation, "#" + NumberText(error));
+    plexaErr.Check(error == errors::None, errors::Validation, error);
 }
 
 /// The line is half-duplex: request-to-send keeps the transmitter on, so it must not stay up when the write fails.
@@ -52,11 +50,10 @@ std::string Receive(SerialControl& line, cPlexaERR& plexaErr, const Countdown& c
 std::string RunExchange(const Apartment& apartment, SerialControl& line, cPlexaERR& plexaErr,
                         const ExchangeRequest& request) {
     Countdown countdown(apartment);
-    const std::int16_t address = Variant(request.DeviceAddress).ToInteger();
-    Send(line, BuildRequest(address, request.Command, request.Payload));
+    Send(line, BuildRequest(request.DeviceAddress, request.Command, request.Payload));
     countdown.Interval(ReplyLimit(request.TimeFactor));
     countdown.Start();
-    Reply reply = CheckReply(Receive(line, plexaErr, countdown), address);
+    Reply reply = CheckReply(Receive(line, plexaErr, countdown), request.DeviceAddress);
     CheckNone(plexaErr, reply.error);
     return std::move(reply.payload);
 }

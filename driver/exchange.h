@@ -12,10 +12,10 @@ namespace orvix {
 
 /// One request to a device.
 struct ExchangeRequest {
-    std::string DeviceAddress;  ///< bus address as text, 0 to 255
-    std::string Command;        ///< command code, one character a byte
-    std::int32_t TimeFactor =
-        0;                ///< milliseconds; the whole reply must come within five times this, below 0 counts as 0
+    std::int16_t DeviceAddress = 0;  ///< 0 to 255
+    std::string Command;             ///< command code, one character a byte
+    /// Milliseconds; the whole reply must come within five times this. Below 0 counts as 0.
+    std::int32_t TimeFactor = 0;
     std::string Payload;  ///< at most 251 bytes, one character a byte
 };
 

@@ -15,6 +15,7 @@ namespace {
 constexpr std::uint8_t kHeader[] = {'N', 'B', '1', 1};
 constexpr std::size_t kHeaderLength = sizeof(kHeader);
 constexpr std::size_t kUsualLength = 512;  // a task's state fits, so that writing one allocates once
+constexpr std::size_t kUsualSlots = 64;    // the same for its index
 constexpr std::size_t kMaxVarintLength = 10;
 
 enum EntryType : std::uint8_t {
@@ -181,25 +182,13 @@ Variant Decode(std::uint8_t type, ByteView value) {
 
 }  // namespace
 
-bool PropertyBag::NameFilter::MayHold(std::string_view name) const {
-    const Mask mask = MaskOf(name);
-    return (m_Bits[mask.Word] & mask.Bits) == mask.Bits;
-}
-
-void PropertyBag::NameFilter::Add(std::string_view name) {
-    const Mask mask = MaskOf(name);
-    m_Bits[mask.Word] |= mask.Bits;
-}
-
-PropertyBag::NameFilter::Mask PropertyBag::NameFilter::MaskOf(std::string_view name) {
-    const std::uint64_t hash = std::hash<std::string_view>{}(name);
-    const auto bit = [hash](unsigned from) { return std::uint64_t{1} << (hash >> from & 63); };
-    return {hash % kWords, bit(8) | bit(16) | bit(24)};
-}
-
-PropertyBag::PropertyBag() : m_Next(kHeaderLength) {
+PropertyBag::PropertyBag() : m_Slots(kUsualSlots), m_Next(kHeaderLength) {
     m_Bytes.reserve(kUsualLength);
     m_Bytes.assign(std::begin(kHeader), std::end(kHeader));
+}
+
+PropertyBag::PropertyBag(ByteArray contents) : m_Bytes(std::move(contents)), m_Next(kHeaderLength) {
+    Index(kUsualSlots);
 }
 
 PropertyBag::Entry PropertyBag::Parse(ByteView bytes, std::size_t at) {
@@ -213,14 +202,12 @@ PropertyBag::Entry PropertyBag::Parse(ByteView bytes, std::size_t at) {
     return entry;
 }
 
-std::optional<PropertyBag::Entry> PropertyBag::FindBetween(std::size_t begin, std::size_t end,
-                                                           std::string_view name) const {
-    while (begin < end) {
-        const Entry entry = Parse(m_Bytes, begin);
-        if (entry.Name == name) return entry;
-        begin = entry.End;
-    }
-    return std::nullopt;
+std::size_t PropertyBag::SlotOf(std::string_view name) const {
+    const std::size_t mask = m_Slots.size() - 1;  // their number is a power of two
+    std::size_t slot = mask & std::hash<std::string_view>{}(name);
+    while (m_Slots[slot] != 0 && Parse(m_Bytes, m_Slots[slot]).Name != name)
+        slot = (slot + 1) & mask;
+    return slot;
 }
 
 std::optional<PropertyBag::Entry> PropertyBag::Find(std::string_view name) const {
@@ -228,9 +215,23 @@ std::optional<PropertyBag::Entry> PropertyBag::Find(std::string_view name) const
         const Entry next = Parse(m_Bytes, m_Next);
         if (next.Name == name) return next;
     }
-    if (!m_Names.MayHold(name)) return std::nullopt;
-    const auto ahead = FindBetween(m_Next, m_Bytes.size(), name);
-    return ahead ? ahead : FindBetween(kHeaderLength, m_Next, name);
+    const std::size_t begin = m_Slots[SlotOf(name)];
+    if (begin == 0) return std::nullopt;
+    return Parse(m_Bytes, begin);
+}
+
+void PropertyBag::Index(std::size_t slots) {
+    m_Slots.assign(slots, 0);
+    m_Count = 0;
+    for (std::size_t at = kHeaderLength; at < m_Bytes.size();) {
+        const Entry entry = Parse(m_Bytes, at);
+        if (2 * (m_Count + 1) > m_Slots.size()) return Index(2 * slots);
+        std::size_t& slot = m_Slots[SlotOf(entry.Name)];
+        if (slot != 0) Reader(m_Bytes, 0).RaiseInvalid("name \"" + std::string(entry.Name) + "\" again", at);
+        slot = at;
+        ++m_Count;
+        at = entry.End;
+    }
 }
 
 void PropertyBag::Append(std::string_view name, const Variant& value) {
@@ -245,17 +246,22 @@ void PropertyBag::Append(std::string_view name, const Variant& value) {
 }
 
 void PropertyBag::WriteProperty(std::string_view name, const Variant& value) {
-    const auto old = m_Names.MayHold(name) ? Find(name) : std::nullopt;
+    const std::size_t slot = SlotOf(name);
+    if (m_Slots[slot] != 0) return Replace(Parse(m_Bytes, m_Slots[slot]), name, value);
+    const std::size_t begin = m_Bytes.size();
+    Append(name, value);
+    m_Slots[slot] = begin;
+    if (2 * ++m_Count > m_Slots.size()) Index(2 * m_Slots.size());
+}
+
+void PropertyBag::Replace(Entry old, std::string_view name, const Variant& value) {
     const std::size_t added = m_Bytes.size();
     Append(name, value);
-    if (!old) {
-        m_Names.Add(name);
-        return;
-    }
     const auto at = [this](std::size_t offset) { return m_Bytes.begin() + static_cast<std::ptrdiff_t>(offset); };
     const std::size_t length = m_Bytes.size() - added;
-    std::rotate(at(old->Begin), at(added), m_Bytes.end());
-    m_Bytes.erase(at(old->Begin + length), at(old->End + length));
+    std::rotate(at(old.Begin), at(added), m_Bytes.end());
+    m_Bytes.erase(at(old.Begin + length), at(old.End + length));
+    Index(m_Slots.size());
     m_Next = kHeaderLength;
 }
 
@@ -277,36 +283,11 @@ Variant PropertyBag::ReadProperty(std::string_view name, const Variant& defaultV
     return Decode(entry->Type, entry->Value);
 }
 
-void PropertyBag::RefuseDuplicates(ByteView bytes) {
-    std::vector<std::string_view> names;
-    for (std::size_t at = kHeaderLength; at < bytes.size();) {
-        const Entry entry = Parse(bytes, at);
-        names.push_back(entry.Name);
-        at = entry.End;
-    }
-    std::sort(names.begin(), names.end());
-    const auto twin = std::adjacent_find(names.begin(), names.end());
-    if (twin == names.end()) return;
-    const auto at = std::max(twin->data(), std::next(twin)->data()) - AsText(bytes).data();
-    Reader(bytes, 0).RaiseInvalid("name \"" + std::string(*twin) + "\" again", static_cast<std::size_t>(at));
-}
-
 void PropertyBag::Contents(ByteArray bytes) {
     if (bytes.size() < kHeaderLength || !std::equal(std::begin(kHeader), std::end(kHeader), bytes.begin())) {
         Reader(bytes, 0).RaiseInvalid("no header", 0);
     }
-    NameFilter names;
-    bool perhapsDuplicates = false;
-    for (std::size_t at = kHeaderLength; at < bytes.size();) {
-        const Entry entry = Parse(bytes, at);
-        perhapsDuplicates = perhapsDuplicates || names.MayHold(entry.Name);
-        names.Add(entry.Name);
-        at = entry.End;
-    }
-    if (perhapsDuplicates) RefuseDuplicates(bytes);
-    m_Bytes = std::move(bytes);
-    m_Names = names;
-    m_Next = kHeaderLength;
+    *this = PropertyBag(std::move(bytes));
 }
 
 }  // namespace orvix

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <optional>
 #include <string_view>
+#include <vector>
 
 #include "host/variant.h"
 
@@ -46,22 +46,7 @@ public:
     void Contents(ByteArray bytes);
 
 private:
-    /// Some bits for the hash of each name: a name whose bits are not all set is not in the bag.
-    class NameFilter {
-    public:
-        bool MayHold(std::string_view name) const;
-        void Add(std::string_view name);
-
-    private:
-        static constexpr std::size_t kWords = 16;
-        struct Mask {
-            std::size_t Word;
-            std::uint64_t Bits;
-        };
-        static Mask MaskOf(std::string_view name);
-
-        std::array<std::uint64_t, kWords> m_Bits{};
-    };
+    explicit PropertyBag(ByteArray contents);
 
     /// One entry as it lies in the bytes.
     struct Entry {
@@ -73,14 +58,19 @@ private:
     };
 
     static Entry Parse(ByteView bytes, std::size_t at);
-    static void RefuseDuplicates(ByteView bytes);
-    /// The entry of that name, looked for from m_Next on and around.
+    /// The place in the index of the entry of that name, or the free one where it would stand.
+    std::size_t SlotOf(std::string_view name) const;
     std::optional<Entry> Find(std::string_view name) const;
-    std::optional<Entry> FindBetween(std::size_t begin, std::size_t end, std::string_view name) const;
+    /// Enters all that is in the bytes into an index of that many slots.
+    void Index(std::size_t slots);
     void Append(std::string_view name, const Variant& value);
+    void Replace(Entry old, std::string_view name, const Variant& value);
 
     ByteArray m_Bytes;
-    NameFilter m_Names;
+    /// Offsets of the entries by the hash of their names, 0 where free: open addressing, never more than half full, so
+    /// that no number of entries makes a look-up long.
+    std::vector<std::size_t> m_Slots;
+    std::size_t m_Count = 0;
     /// Where the entry after the last one read begins: reading in writing order finds each entry at once.
     mutable std::size_t m_Next;
 };

@@ -18,6 +18,7 @@ namespace orvix::platform {
 
 namespace {
 
+constexpr char kInUse[] = "is in use by another program";
 constexpr Duration kStallLimit = std::chrono::seconds(2);
 constexpr char kTakesNothing[] = "does not take output";
 
@@ -71,10 +72,12 @@ void SerialDevice::OpenExclusively(const std::string& path) {
     if (::stat(path.c_str(), &status) != 0) Fail("cannot be opened");
     if (!S_ISCHR(status.st_mode)) throw Error(errors::General, m_Name + " is not a serial device");
     m_File = FileDescriptor(::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
-    if (!m_File.IsOpen()) Fail(errno == EBUSY ? "is in use" : "cannot be opened");
+    if (!m_File.IsOpen()) Fail(errno == EBUSY ? kInUse : "cannot be opened");
     if (::isatty(m_File.Get()) == 0) throw Error(errors::General, m_Name + " is not a serial device");
     // The terminal's own exclusive mode does not hold against root.
-    if (::flock(m_File.Get(), LOCK_EX | LOCK_NB) != 0) Fail(errno == EWOULDBLOCK ? "is in use" : "cannot be locked");
+    if (::flock(m_File.Get(), LOCK_EX | LOCK_NB) == 0) return;
+    if (errno == EWOULDBLOCK) Fail(kInUse, EBUSY);
+    Fail("cannot be locked");
 }
 
 void SerialDevice::Format(const SerialFormat& format) {

@@ -72,10 +72,7 @@ void cOrvixTaskNB1::iOrvixTask_Device(std::shared_ptr<iOrvixDevice> rhs) {
 }
 
 void cOrvixTaskNB1::iOrvixTaskNB1_GetVar(ORVIXCNB1_VARS VarID) {
-    Attempt([&] {
-        m_Name =
-            ActionDescription(ORVIXCNB1_TA_GET_VAR) + " " + VariableDescription(VarID) + " Device " + m_DeviceAddress;
-    });
+    m_Name = ActionDescription(ORVIXCNB1_TA_GET_VAR) + " " + VariableDescription(VarID) + " Device " + m_DeviceAddress;
     m_CmdType = ORVIXCNB1_TA_GET_VAR;
     m_Params.emplace_back(std::int32_t{VarID});
 }

@@ -57,7 +57,7 @@ TEST_F(TracerTest, LaysOutEntries) {
 
 TEST_F(TracerTest, SwitchedOffItTouchesNothing) {
     m_Tracer.TraceEvent("DebugForOutput Open");
-    m_Tracer.TraceEvent("lost");
+    m_Tracer.PLXTrcV("lost", 1);
     m_Tracer.TraceToViewer({"lost"});
     m_Tracer.LogMode(false);
     EXPECT_EQ(m_Host.Viewer.Searches, 0);

@@ -62,6 +62,9 @@ TEST_F(ErrorModuleTest, CheckFormsTheText) {
         EXPECT_EQ(error.HelpContext, 4);
         EXPECT_NO_THROW(PlexaERR.Check(true, 77, each.Message, each.Params));
     }
+    EXPECT_EQ(Raised([&] { PlexaERR.Check(false, 77, errors::OutOfRange, "Rate", 9); }).Description,
+              "Rate must be\r\n9");
+    EXPECT_NO_THROW(PlexaERR.Check(true, 77, errors::OutOfRange, "Rate", 9));
 }
 
 TEST_F(ErrorModuleTest, NumberZeroCollects) {

@@ -7,10 +7,12 @@
 #include <gtest/gtest.h>
 
 #include "host/error.h"
-#include "tests/platform/test_folder.h"
+#include "tests/support/test_folder.h"
 
 namespace orvix::platform {
 namespace {
+
+using tests::TestFolder;
 
 constexpr auto kNoTime = Duration::zero();
 

@@ -9,7 +9,7 @@
 #include <set>
 #include <sstream>
 
-#include "tests/platform/test_folder.h"
+#include "tests/support/test_folder.h"
 #include "tests/station/faulty_bus.h"
 #include "tests/station/program.h"
 #include "tests/support/scripted_line.h"
@@ -187,7 +187,7 @@ TEST(Run, ShowsASimulatedBusWithoutArguments) {
 }
 
 TEST(Trace, ShowsTheLinesOfAllStationsAndOneViewerRunsAtATime) {
-    const platform::TestFolder runtime;
+    const TestFolder runtime;
     setenv("XDG_RUNTIME_DIR", runtime.Path.c_str(), 1);
     Program viewer({"trace", "--json"});
     ASSERT_TRUE(viewer.AwaitError("waiting"));
