@@ -181,12 +181,12 @@ private:
     void FailTask(const std::string& key, iOrvixTaskNB1& task, ErrorNumber code, const std::string& description);
     /// Gives every queued task the error; those of live devices end with it.
     void FailPendingTasks(ErrorNumber ErrorCode);
-    /// The first other task that asks for the same thing, or null.
-    TaskRef LinkedTaskExists(const iOrvixTaskNB1& Task);
+    /// The first task of another ID that has the tag, so asks for the same thing, or null.
+    TaskRef LinkedTaskExists(const std::string& ID, const std::string& Tag);
     /// Answers all tasks that ask for the same thing.
     void PullLinkedTasks(iOrvixTaskNB1& Task);
     /// Loads a task that still stands in its shared memory entry, and gives one that the library made its intervals.
-    void ReadTask(iOrvixTaskNB1& task);
+    void ReadTask(const std::string& key, iOrvixTaskNB1& task);
     void GiveIntervals(iOrvixTaskNB1& task) const;
     /// Makes a task the one whose answer is awaited; a request still unanswered is given up.
     void SetCurrentTask(TaskRef task);

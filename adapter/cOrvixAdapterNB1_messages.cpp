@@ -1,7 +1,6 @@
 #include "adapter/cOrvixAdapterNB1.h"
 #include "host/database.h"
 #include "host/text.h"
-#include "tasks/cOrvixTaskNB1.h"
 
 namespace orvix {
 
@@ -59,9 +58,13 @@ void cOrvixAdapterNB1::TaskComplete(const std::vector<std::string>& fields) {
     const bool busyAnswer = fields.size() > 1 && fields[1] == NumberText(errors::Busy);
     if (!m_TrackDriver->Completed(busyAnswer) || !m_CurrentTask) return;
     const auto& results = m_TrackDriver->Results();
-    if (!results.empty()) return LoadAnswer(results.front());
-    Attempt([&] { m_CurrentTask->e(Variant(fields.at(1)).ToLong()); });
-    Attempt([&] { m_CurrentTask->eDescr(fields.at(2)); });
+    if (results.empty()) {
+        Attempt([&] { m_CurrentTask->e(Variant(fields.at(1)).ToLong()); });
+        Attempt([&] { m_CurrentTask->eDescr(fields.at(2)); });
+    } else {
+        LoadAnswer(results.front());
+    }
+    // Whatever the answer says of itself, there will be no other.
     m_CurrentTask->CmdExecuted(true);
 }
 
@@ -69,17 +72,16 @@ void cOrvixAdapterNB1::LoadAnswer(const ByteArray& state) {
     const std::string id = m_CurrentTask->ID();
     const std::string memoryMapKey = m_CurrentTask->MemoryMapKey();
     try {
-        // Loading clears a task first: an answer that is none must not cost the task what it was.
-        cOrvixTaskNB1(m_Services).SetSuperState(state);
         m_CurrentTask->SetSuperState(state);
-        m_CurrentTask->ID(id);
-        m_CurrentTask->MemoryMapKey(memoryMapKey);
     } catch (...) {
         const Error error = CurrentError();
+        // Loading clears a task first: it becomes what was sent again, so that its device learns of the failure.
+        Attempt([&] { m_CurrentTask->SetSuperState(m_TrackDriver->Arguments().at(0)); });
         m_CurrentTask->e(error.Number);
         m_CurrentTask->eDescr(error.Description);
-        m_CurrentTask->CmdExecuted(true);
     }
+    m_CurrentTask->ID(id);
+    m_CurrentTask->MemoryMapKey(memoryMapKey);
     if (m_Tasks) m_Tasks->TagChanged(id);
 }
 

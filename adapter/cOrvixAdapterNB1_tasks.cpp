@@ -110,8 +110,7 @@ void cOrvixAdapterNB1::ProcessNextTask() {
 }
 
 void cOrvixAdapterNB1::SendTask(const std::string& key, const TaskRef& task) {
-    ReadTask(*task);
-    m_Tasks->TagChanged(key);
+    ReadTask(key, *task);
     SendTaskProgress(*task, kSubmitted);
     SendDebugInfo("Processing " + task->Name() + " of " + std::to_string(m_Tasks->Count()) + " ...",
                   "PROCESS NEW TASK");
@@ -187,9 +186,10 @@ void cOrvixAdapterNB1::FailPendingTasks(ErrorNumber ErrorCode) {
     if (!m_Tasks) return;
     const std::string text = PlexaERR.GetMessageText(ErrorCode);
     SetCurrentTask(NewEmptyTask());
-    m_Tasks->ForEach([&](iOrvixTaskNB1& task) {
+    m_Tasks->ForEach([&](const TaskQueue::Entry& entry) {
+        iOrvixTaskNB1& task = *entry.Task;
         if (task.Executed()) return;
-        ReadTask(task);
+        ReadTask(entry.Key, task);
         task.e(ErrorCode);
         task.eDescr(text);
         if (task.DeviceOrigin() == kDeviceOriginLive) task.Executed(true);
@@ -197,9 +197,9 @@ void cOrvixAdapterNB1::FailPendingTasks(ErrorNumber ErrorCode) {
     m_Tasks->RemoveExecutedHeads();
 }
 
-TaskRef cOrvixAdapterNB1::LinkedTaskExists(const iOrvixTaskNB1& Task) {
+TaskRef cOrvixAdapterNB1::LinkedTaskExists(const std::string& ID, const std::string& Tag) {
     try {
-        return m_Tasks->FindLinked(Task);
+        return m_Tasks->FindLinked(ID, Tag);
     } catch (...) {
         TraceAndRaise("OrvixNimbo1Lib.cOrvixAdapterNB1.LinkedTaskExists - Err.Description,",
                       "cOrvixAdapterNB1.LinkedTaskExists(Task)");
@@ -208,7 +208,9 @@ TaskRef cOrvixAdapterNB1::LinkedTaskExists(const iOrvixTaskNB1& Task) {
 
 void cOrvixAdapterNB1::PullLinkedTasks(iOrvixTaskNB1& Task) {
     try {
-        while (const TaskRef linked = LinkedTaskExists(Task))
+        const std::string id = Task.ID();
+        const std::string tag = Task.Tag();
+        while (const TaskRef linked = LinkedTaskExists(id, tag))
             linked->ReadLinkedResult(Task);
     } catch (...) {
         TraceAndRaise("OrvixNimbo1Lib.cOrvixAdapterNB1.PullLinkedTasks - Err.Description,",
@@ -221,10 +223,11 @@ void cOrvixAdapterNB1::TraceAndRaise(const char* traceName, const char* label) {
     PlexaERR.ErrorIn(label);
 }
 
-void cOrvixAdapterNB1::ReadTask(iOrvixTaskNB1& task) {
+void cOrvixAdapterNB1::ReadTask(const std::string& key, iOrvixTaskNB1& task) {
     if (task.MemoryReaded()) return;
     task.ReadMemory();
     GiveIntervals(task);
+    m_Tasks->TagChanged(key);
 }
 
 void cOrvixAdapterNB1::GiveIntervals(iOrvixTaskNB1& task) const {

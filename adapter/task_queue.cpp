@@ -36,8 +36,8 @@ TaskQueue::Entry TaskQueue::NewEntry(TaskRef task) const {
 
 void TaskQueue::Place(Position position, Entry entry) {
     m_ByKey[entry.Key] = position;
-    m_ByTag[entry.Tag].insert(position);
-    m_Entries.emplace(position, std::move(entry));
+    const Entry& placed = m_Entries.emplace(position, std::move(entry)).first->second;
+    m_ByTag[placed.Tag].emplace(position, &placed);
 }
 
 void TaskQueue::Remove(const std::string& key) {
@@ -54,18 +54,18 @@ void TaskQueue::RemoveExecutedHeads() {
         Remove(std::string(Head().Key));
 }
 
-TaskRef TaskQueue::FindLinked(const iOrvixTaskNB1& task) {
-    const auto sameWork = m_ByTag.find(task.Tag());
+TaskRef TaskQueue::FindLinked(const std::string& id, const std::string& tag) {
+    const auto sameWork = m_ByTag.find(tag);
     if (sameWork == m_ByTag.end()) return nullptr;
-    auto& positions = sameWork->second;
-    for (auto position = positions.begin(); position != positions.end();) {
-        const TaskRef& candidate = m_Entries.at(*position).Task;
-        if (candidate->Executed()) {
-            position = positions.erase(position);
-        } else if (candidate->ID() == task.ID()) {
-            ++position;
+    auto& tasks = sameWork->second;
+    for (auto candidate = tasks.begin(); candidate != tasks.end();) {
+        const Entry& entry = *candidate->second;
+        if (entry.Task->Executed()) {
+            candidate = tasks.erase(candidate);
+        } else if (entry.Key == id) {
+            ++candidate;
         } else {
-            return candidate;
+            return entry.Task;
         }
     }
     return nullptr;
@@ -73,20 +73,17 @@ TaskRef TaskQueue::FindLinked(const iOrvixTaskNB1& task) {
 
 void TaskQueue::TagChanged(const std::string& key) {
     const auto found = m_ByKey.find(key);
-    if (found != m_ByKey.end()) Reindex(found->second, m_Entries.at(found->second));
-}
-
-void TaskQueue::ForEach(const std::function<void(iOrvixTaskNB1&)>& action) {
-    for (auto& [position, entry] : m_Entries) {
-        action(*entry.Task);
-        Reindex(position, entry);
-    }
-}
-
-void TaskQueue::Reindex(Position position, Entry& entry) {
+    if (found == m_ByKey.end()) return;
+    const Position position = found->second;
+    Entry& entry = m_Entries.at(position);
     Unindex(position, entry);
     entry.Tag = entry.Task->Tag();
-    m_ByTag[entry.Tag].insert(position);
+    m_ByTag[entry.Tag].emplace(position, &entry);
+}
+
+void TaskQueue::ForEach(const std::function<void(const Entry&)>& action) const {
+    for (const auto& [position, entry] : m_Entries)
+        action(entry);
 }
 
 void TaskQueue::Unindex(Position position, const Entry& entry) {

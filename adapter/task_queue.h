@@ -5,7 +5,6 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <set>
 #include <string>
 #include <unordered_map>
 
@@ -43,12 +42,12 @@ public:
     /// Removes tasks from the head up to the first that is not executed.
     void RemoveExecutedHeads();
 
-    /// The first task that is not executed, has another ID than `task` and does the same work; null when there is none.
-    TaskRef FindLinked(const iOrvixTaskNB1& task);
+    /// The first task that is not executed, has another ID and the same tag; null when there is none.
+    TaskRef FindLinked(const std::string& id, const std::string& tag);
     /// Takes notice that the task of that key may do other work than when it was added.
     void TagChanged(const std::string& key);
-    /// Runs an action on every task in order; the action may change what the task does, and not the queue.
-    void ForEach(const std::function<void(iOrvixTaskNB1&)>& action);
+    /// Runs an action on every task in order; the action may not add or remove any.
+    void ForEach(const std::function<void(const Entry&)>& action) const;
 
 private:
     /// Place in the order: less is nearer to the head.
@@ -56,13 +55,12 @@ private:
 
     Entry NewEntry(TaskRef task) const;
     void Place(Position position, Entry entry);
-    void Reindex(Position position, Entry& entry);
     void Unindex(Position position, const Entry& entry);
 
     std::map<Position, Entry> m_Entries;
     std::unordered_map<std::string, Position> m_ByKey;
     /// By tag, the tasks that are not executed; executed ones are dropped when they are met.
-    std::unordered_map<std::string, std::set<Position>> m_ByTag;
+    std::unordered_map<std::string, std::map<Position, const Entry*>> m_ByTag;
     Position m_First = 0;
     Position m_Last = 0;
 };

@@ -17,7 +17,7 @@ void ProcessCallTracker::ExecuteAsync() {
     Request request{m_Messaging.CreateSharedEntry()};
     request.Entry->Create(m_Name + "_" + std::to_string(++m_Sequence));
     request.Entry->Lock();
-    request.Entry->Data().ArgumentList = std::exchange(m_Arguments, {});
+    request.Entry->Data().ArgumentList = m_Arguments;
     request.Entry->Unlock();
     request.Entry->Published(true);
 

@@ -19,11 +19,6 @@ void Directory::Endpoints::Leave(const std::string& name) {
     m_ByName.erase(name);
 }
 
-bool Directory::Endpoints::Exists(const std::string& name) {
-    const std::lock_guard lock(m_Mutex);
-    return m_ByName.contains(name);
-}
-
 void Directory::Endpoints::Entry::Post(Delivery delivery) const {
     Owner->Post([target = Target, delivery = std::move(delivery)] {
         if (const auto endpoint = target.lock()) delivery(*endpoint);
@@ -45,6 +40,12 @@ void Directory::Endpoints::Post(const std::weak_ptr<Endpoint>& endpoint, Deliver
         return !target.owner_before(endpoint) && !endpoint.owner_before(target);
     });
     if (found != m_ByName.end()) found->second.Post(std::move(delivery));
+}
+
+DestroyQuestion::~DestroyQuestion() {
+    Attempt([this] {
+        m_Directory->Post(m_Asker, [refused = m_Refused](Endpoint& asker) { asker.ReceiveDestroyAnswer(refused); });
+    });
 }
 
 void Endpoint::Name(const std::string& rhs) {
@@ -83,15 +84,16 @@ void Endpoint::ReceiveProgress(const std::string& text, std::int32_t value, std:
     if (handlers && handlers->OnProgress) handlers->OnProgress(text, value, minimum, maximum, handled);
 }
 
-void Endpoint::ReceiveDestroyQuestion(const std::weak_ptr<Endpoint>& asker) {
+void Endpoint::ReceiveDestroyQuestion(DestroyQuestion& question) {
+    if (!m_Active) return;
+    question.Refused(true);
+    const auto handlers = Handlers();
+    if (!handlers) return;
     bool refused = false;
-    if (m_Active) {
-        const auto handlers = Handlers();
-        if (!handlers) return;
-        if (handlers->QueryDestroy) handlers->QueryDestroy(refused);
-        if (!refused) Activate(false);
-    }
-    m_Directory->Post(asker, [refused](Endpoint& endpoint) { endpoint.ReceiveDestroyAnswer(refused); });
+    if (handlers->QueryDestroy) handlers->QueryDestroy(refused);
+    if (refused) return;
+    Activate(false);
+    question.Refused(false);
 }
 
 void Endpoint::ReceiveDestroyAnswer(bool refused) {
@@ -146,7 +148,7 @@ public:
         Send([=](Endpoint& peer) { peer.ReceiveProgress(text, value, minimum, maximum); });
     }
 
-    bool PeerIsClosing() const override { return m_Endpoint->AskedPeer() || !m_Directory->Exists(m_PeerName); }
+    bool PeerIsClosing() const override { return m_Endpoint->AskedPeer(); }
     void ClosePeer() override;
 
 private:
@@ -164,10 +166,8 @@ private:
 void ProcessChannel::ClosePeer() {
     if (m_Endpoint->AskedPeer()) return;
     m_Endpoint->AskedPeer(true);
-    const std::weak_ptr<Endpoint> asker = m_Endpoint;
-    const bool posted = m_Directory->Post(m_PeerName, [asker](Endpoint& peer) { peer.ReceiveDestroyQuestion(asker); });
-    // A peer that is gone already has nobody to answer for it.
-    if (!posted) m_Directory->Post(asker, [](Endpoint& self) { self.ReceiveDestroyAnswer(false); });
+    const auto question = std::make_shared<DestroyQuestion>(m_Directory, m_Endpoint);
+    m_Directory->Post(m_PeerName, [question](Endpoint& peer) { peer.ReceiveDestroyQuestion(*question); });
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 
 #include "host/apartment.h"
 #include "host/messaging.h"
@@ -24,7 +25,6 @@ public:
     void Enter(const std::string& name, const std::shared_ptr<Endpoint>& endpoint, Apartment& apartment);
     void Leave(const std::string& name);
 
-    bool Exists(const std::string& name);
     /// Posts the delivery to the apartment of the endpoint; it runs there unless the endpoint is gone by then.
     /// Returns false when nobody bears the name.
     bool Post(const std::string& name, Delivery delivery);
@@ -39,6 +39,23 @@ private:
     };
     std::mutex m_Mutex;
     std::map<std::string, Entry> m_ByName;
+};
+
+/// The question whether an endpoint may be closed. Its end answers the asker: unless somebody has refused, the endpoint
+/// has gone, be it by consent or before it could answer.
+class DestroyQuestion {
+public:
+    DestroyQuestion(std::shared_ptr<Directory::Endpoints> directory, std::weak_ptr<Endpoint> asker)
+        : m_Directory(std::move(directory)), m_Asker(std::move(asker)) {}
+    DestroyQuestion(const DestroyQuestion&) = delete;
+    DestroyQuestion& operator=(const DestroyQuestion&) = delete;
+    ~DestroyQuestion();
+    void Refused(bool rhs) { m_Refused = rhs; }
+
+private:
+    std::shared_ptr<Directory::Endpoints> m_Directory;
+    std::weak_ptr<Endpoint> m_Asker;
+    bool m_Refused = false;
 };
 
 /// What stands in the directory for a channel. All of it runs in the apartment of the channel's owner.
@@ -57,8 +74,8 @@ public:
     void ReceiveCustomMessage(const std::string& message);
     void ReceiveNewWork(const std::string& memoryMapKey);
     void ReceiveProgress(const std::string& text, std::int32_t value, std::int32_t minimum, std::int32_t maximum);
-    /// Answers the asker; one that has left the directory is as good as gone.
-    void ReceiveDestroyQuestion(const std::weak_ptr<Endpoint>& asker);
+    /// An endpoint that is inactive is as good as gone; one that delivers no events refuses.
+    void ReceiveDestroyQuestion(DestroyQuestion& question);
     void ReceiveDestroyAnswer(bool refused);
 
     void AskedPeer(bool rhs) { m_AskedPeer = rhs; }

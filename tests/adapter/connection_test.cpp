@@ -60,19 +60,14 @@ TEST_F(ConnectionTest, LostAnswerPausesAndStartsAfresh) {
            "DEBUGINFO | Comm 301 TIMEOUT ON DEVICE CONNECTION - DISCONNECT! | True | WAIT_AFTER_CONNECTION_FAIL; "
            "DISCONNECT",
            "1; 1"},
-          {"CONNECTED", 490, "", ""},
-          {"", 10, "DEBUGINFO | Comm 302 WAIT CONNECTION FAILED TIMEOUT  - RESTART | True | DISCONNECTED", "0"},
-          {"", 10, "CONNECT", "2"},
-          {"", 10, "DEBUGINFO | Comm 304 WAITING FOR CONNECTION | True | CONNECTING", ""}});
-}
-
-TEST_F(ConnectionTest, WorkDuringThePauseOnlyMakesTheLoopTick) {
-    Init();
-    Adapter.OnLine(true);
-    Host.Run(3010);
-    Forget();
-    Queue(Reading("5"));
+          {"CONNECTED", 400, "", ""}});
+    Queue(Reading("5"));  // makes the loop tick, and no more
     Play({{"", 10, "DEBUGINFO | Comm 302 WAIT AFTER CONNECTION FAILED... | True | WAIT_AFTER_CONNECTION_FAIL", ""}});
+    Host.Run(80);
+    Forget();
+    Play({{"", 10, "DEBUGINFO | Comm 311 WAIT CONNECTION FAILED TIMEOUT  - RESTART | True | DISCONNECTED", "0"},
+          {"", 10, "CONNECT", "2"},
+          {"", 10, "DEBUGINFO | Comm 313 WAITING FOR CONNECTION | True | CONNECTING", ""}});
     EXPECT_TRUE(Object.Busy());
 }
 

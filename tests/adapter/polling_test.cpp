@@ -84,22 +84,15 @@ TEST_F(PollingTest, DiscoveryRunsOncePerPeriodAndMountsWhatItFinds) {
 }
 
 TEST_F(PollingTest, ChangedVariablesAreTold) {
-    const std::pair<std::int32_t, std::vector<std::string>> cases[] = {
-        {1, {}},
-        {2, {"DEVICE_TEMPERATURE_CHANGED | 5"}},
-        {3, {"DEVICE_STATUS_CHANGED | 5"}},
-        {4, {"DEVICE_TEMPLOG_CHANGED | 5"}},
-        {5, {"DEVICE_ALARM_CHANGED | 5"}},
-        {6, {}},
-    };
     Connect();
-    for (const auto& [varID, messages] : cases) {
+    for (const std::int32_t varID : {1, 2, 3, 4, 5, 6}) {
         VariableRecord record;
         record.VarID(varID);
         ToAdapter.DeviceVarChanged(*Adapter.Devices()->Item("5"), record);
-        Host.Run(0);
-        EXPECT_EQ(Subscriber.Take(), messages);
     }
+    Host.Run(0);
+    EXPECT_THAT(Subscriber.Take(), ElementsAre("DEVICE_TEMPERATURE_CHANGED | 5", "DEVICE_STATUS_CHANGED | 5",
+                                               "DEVICE_TEMPLOG_CHANGED | 5", "DEVICE_ALARM_CHANGED | 5"));
 }
 
 }  // namespace orvix::tests

@@ -46,12 +46,11 @@ TEST_F(TasksTest, EqualRequestsAreAnsweredOnce) {
     Driver->Answer(NextWork(), {kReply24});
     Host.Run(10);
     EXPECT_TRUE(entry->Succeeded());
-    EXPECT_EQ(entry->Data().ResultList.size(), 1U);
-    Subscriber.Take();
+    EXPECT_TRUE(first->Executed());
     Host.Run(30);
     EXPECT_THAT(Driver->TakeWork(), IsEmpty());
-    EXPECT_THAT(Subscriber.Take(), Contains("progress:Reading Temp Device 5:100:0:100"));
-    EXPECT_EQ(entry->Data().ResultList.size(), 1U);
+    EXPECT_EQ(Subscriber.Take().back(), "progress:Reading Temp Device 5:100:0:100");
+    EXPECT_EQ(entry->Data().ResultList.size(), 1U) << "published once";
     EXPECT_FALSE(Object.Busy());
 }
 
@@ -60,9 +59,8 @@ TEST_F(TasksTest, LateAnswerNeverReachesAnotherTask) {
     Adapter.NetRetry(0);
     Queue(Reading("5"));
     const std::string late = NextWork();
-    const auto timedOut = Adapter.Devices()->Item("5")->DefaultVar();
     Host.Run(900);
-    EXPECT_FALSE(timedOut->Valid());
+    EXPECT_FALSE(Adapter.Devices()->Item("5")->DefaultVar()->Valid());
     const auto second = Queue(Reading("5", ORVIXCNB1_VAR_SERIAL_NUMBER));
     const std::string key = NextWork();
     Driver->Answer(late, {kReply24});
@@ -74,41 +72,61 @@ TEST_F(TasksTest, LateAnswerNeverReachesAnotherTask) {
     EXPECT_FALSE(Object.Busy());
 }
 
-TEST_F(TasksTest, AnswersWithoutAResult) {
+TEST_F(TasksTest, AnswersThatAreNoReading) {
     struct Case {
         std::string Answer;
+        std::vector<ByteArray> Result;
         ErrorNumber e;
         std::string eDescr;
     };
     // The device reports a failed exchange with its own number.
     const Case cases[] = {
-        {JoinFields({"TASKCOMPLETE", "-2147215986", "busy"}), errors::Validation, "busy"},
-        {JoinFields({"TASKCOMPLETE", "x", "no number"}), errors::MissingItem, ""},
+        {JoinFields({"TASKCOMPLETE", "-2147215986", "busy"}), {}, errors::Validation, "busy"},
+        {JoinFields({"TASKCOMPLETE", "x", "no number"}), {}, errors::MissingItem, ""},
+        {JoinFields({"TASKCOMPLETE", "0", ""}), {{1, 2, 3}}, errors::Validation, ""},
+        {JoinFields({"TASKCOMPLETE", "0", ""}), {Reading("5")->GetSuperState()}, errors::Validation, ""},
     };
     for (const Case& c : cases) {
         Connect();
         const auto task = Queue(Reading("5"));
-        NextWork();
+        const auto request = Host.Messaging.CreateSharedEntry();
+        request->Open(NextWork());
+        request->Data().ResultList = c.Result;
         FromDriver(c.Answer);
         Host.Run(10);
         EXPECT_TRUE(task->Executed());
         EXPECT_EQ(task->e(), c.e);
         EXPECT_THAT(task->eDescr(), testing::StartsWith(c.eDescr));
+        EXPECT_FALSE(Adapter.Devices()->Item("5")->DefaultVar()->Valid());
     }
 }
 
-TEST_F(TasksTest, BrokenAnswerFailsTheTaskAtOnce) {
-    Connect();
-    const auto entry = Entry(*Reading("5"));
-    Adapter.NewWork(entry->Name(), 0);
-    const std::string key = NextWork();
-    const auto request = Host.Messaging.CreateSharedEntry();
-    request->Open(key);
-    request->Data().ResultList.push_back({1, 2, 3});
-    FromDriver(JoinFields({"TASKCOMPLETE", "0", ""}));
-    Host.Run(10);
-    EXPECT_TRUE(entry->WaitForCompletion(0));
-    EXPECT_FALSE(entry->Succeeded());
+TEST_F(TasksTest, PriorityGoesFirstButBehindAHeadInFlight) {
+    TaskQueue queue;
+    const auto task = [&](const std::string& id) {
+        TaskRef made = Reading(id);
+        made->ID(id);
+        return made;
+    };
+    const auto order = [&] {
+        std::string keys;
+        queue.ForEach([&](const TaskQueue::Entry& entry) { keys += entry.Key; });
+        return keys;
+    };
+    queue.AddFirst(task("a"));
+    queue.AddFirst(task("b"));
+    queue.Append(task("c"));
+    EXPECT_EQ(order(), "bac");
+    queue.Head().Task->CmdSended(true);
+    queue.AddFirst(task("d"));
+    queue.AddFirst(task("e"));
+    EXPECT_EQ(order(), "bedac");
+    queue.Head().Task->CmdExecuted(true);
+    queue.AddFirst(task("f"));
+    EXPECT_THROW(queue.Append(task("e")), Error);
+    queue.Remove("b");
+    queue.Remove("unknown");
+    EXPECT_EQ(order(), "fedac");
 }
 
 TEST_F(TasksTest, TasksThatCannotBeSent) {

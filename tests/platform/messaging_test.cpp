@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <future>
-#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -84,23 +83,27 @@ TEST_F(MessagingTest, AHandlerMayReleaseItsChannel) {
     RecordingEndpoint sender(m_Other.Messaging, "sender", "short-lived");
     sender.Endpoint().SendCustomMessage("one");
     sender.Endpoint().SendCustomMessage("two");
+    sender.Endpoint().ClosePeer();
     m_Host.Run(0);
     EXPECT_EQ(received, 1);
-    EXPECT_TRUE(sender.Endpoint().PeerIsClosing());
+    EXPECT_TRUE(sender.ServerDestroyed) << "the peer went before it could answer";
 }
 
 TEST_F(MessagingTest, ClosingAPeerAsksItAndTellsWhenItHasGone) {
     RecordingEndpoint asker(m_Host.Messaging, "asker", "driver");
     RecordingEndpoint driver(m_Other.Messaging, "driver", "asker");
     EXPECT_FALSE(asker.Endpoint().PeerIsClosing());
-    driver.RefuseDestroy = true;
-    asker.Endpoint().ClosePeer();
-    EXPECT_TRUE(asker.Endpoint().PeerIsClosing());
-    m_Host.Run(0);
-    EXPECT_FALSE(asker.Endpoint().PeerIsClosing()) << "a refusal makes the peer askable again";
-    EXPECT_FALSE(asker.ServerDestroyed);
+    for (const bool takesEvents : {true, false}) {
+        driver.RefuseDestroy = takesEvents;
+        driver.Endpoint().DeliverEvents(takesEvents);
+        asker.Endpoint().ClosePeer();
+        EXPECT_TRUE(asker.Endpoint().PeerIsClosing());
+        m_Host.Run(0);
+        EXPECT_FALSE(asker.Endpoint().PeerIsClosing()) << "a refusal makes the peer askable again";
+        EXPECT_FALSE(asker.ServerDestroyed);
+    }
 
-    driver.RefuseDestroy = false;
+    driver.Endpoint().DeliverEvents(true);
     asker.Endpoint().ClosePeer();
     asker.Endpoint().SendCustomMessage("behind the question");
     m_Host.Run(0);
@@ -119,8 +122,9 @@ TEST_F(MessagingTest, SharedEntriesLiveAsLongAsAHandle) {
     EXPECT_THROW(creator->Data(), Error);
     creator->Create("");
     const std::string name = creator->Name();
-    EXPECT_FALSE(name.empty());
     auto reader = m_Other.Messaging.CreateSharedEntry();
+    reader->Create("");
+    EXPECT_NE(reader->Name(), name) << "identifiers are unique across apartments";
     EXPECT_THROW(reader->Create(name), Error);
     reader->Open(name);
 
@@ -134,19 +138,13 @@ TEST_F(MessagingTest, SharedEntriesLiveAsLongAsAHandle) {
     reader->Unlock();
     EXPECT_TRUE(reader->Succeeded());
     reader->Create("another");
-    EXPECT_FALSE(reader->Succeeded());
-    EXPECT_THROW(m_Host.Messaging.CreateSharedEntry()->Open(name), Error);
-}
-
-TEST_F(MessagingTest, WaitingPumpsMessages) {
-    auto entry = m_Host.Messaging.CreateSharedEntry();
-    entry->Create("work");
-    EXPECT_FALSE(entry->WaitForCompletion(20));
-    auto timer = m_Other.Apartment.CreateTimer([&] { entry->Complete(false); });
+    EXPECT_FALSE(reader->WaitForCompletion(20));
+    auto timer = m_Other.Apartment.CreateTimer([&] { reader->Complete(false); });
     timer->Rearm(50, true);
-    EXPECT_TRUE(entry->WaitForCompletion(1000));
-    EXPECT_FALSE(entry->Succeeded());
-    EXPECT_EQ(m_World.Scheduler.Now(), 70ms);
+    EXPECT_TRUE(reader->WaitForCompletion(1000));
+    EXPECT_FALSE(reader->Succeeded());
+    EXPECT_EQ(m_World.Scheduler.Now(), 70ms) << "a wait delivers ticks, and ends with them";
+    EXPECT_THROW(m_Host.Messaging.CreateSharedEntry()->Open(name), Error);
 }
 
 TEST_F(MessagingTest, TheTrackerKnowsWhoseAnswerHasCome) {
@@ -217,64 +215,46 @@ TEST_F(MessagingTest, LinkTimersFireOnceAndNeverAfterTheirEnd) {
     EXPECT_EQ(target.Fired.size(), 3u);
 }
 
-TEST_F(MessagingTest, IdentifiersAreUnique) {
-    std::set<std::string> identifiers;
-    for (int i = 0; i < 100; ++i)
-        identifiers.insert({m_Host.Messaging.NewIdentifier(), m_Other.Messaging.NewIdentifier()});
-    EXPECT_EQ(identifiers.size(), 200u);
-}
-
-/// A server on a thread of its own, as a driver is: answers each work item in its shared entry and with a message.
-void Serve(platform::Directory& directory, std::promise<platform::RealApartment*>& ready) {
-    platform::RealApartment apartment;
-    platform::ProcessMessaging messaging(directory, apartment);
-    auto channel = messaging.CreateChannel();
-    ChannelEvents events;
-    events.NewWork = [&](const std::string& key, bool&) {
-        auto entry = messaging.CreateSharedEntry();
-        entry->Open(key);
-        entry->Lock();
-        entry->Data().ResultList = entry->Data().ArgumentList;
-        entry->Unlock();
-        entry->Complete(true);
-        channel->SendCustomMessage("TASKCOMPLETE");
-    };
-    channel->Events(std::move(events));
-    channel->DeliverEvents(true);
-    channel->Name("server");
-    channel->PeerName("client");
-    channel->Activate(true);
-    ready.set_value(&apartment);
-    apartment.Run();
-}
-
-TEST(MessagingAcrossThreads, RequestsAndWaitsAreAnsweredFromAnotherThread) {
+TEST(MessagingAcrossThreads, WaitsEndWhenAnotherThreadCompletesTheEntry) {
     platform::Directory directory;
     std::promise<platform::RealApartment*> ready;
-    std::thread thread([&] { Serve(directory, ready); });
+    std::thread thread([&] {
+        platform::RealApartment apartment;
+        platform::ProcessMessaging messaging(directory, apartment);
+        auto channel = messaging.CreateChannel();
+        ChannelEvents events;
+        events.NewWork = [&](const std::string& key, bool&) {
+            auto entry = messaging.CreateSharedEntry();
+            entry->Open(key);
+            entry->Lock();
+            entry->Data().ResultList = entry->Data().ArgumentList;
+            entry->Unlock();
+            entry->Complete(true);
+        };
+        channel->Events(std::move(events));
+        channel->DeliverEvents(true);
+        channel->Name("server");
+        channel->Activate(true);
+        ready.set_value(&apartment);
+        apartment.Run();
+    });
     platform::RealApartment* server = ready.get_future().get();
-
     platform::RealApartment apartment;
     platform::ProcessMessaging messaging(directory, apartment);
     RecordingEndpoint client(messaging, "client", "server");
-    auto tracker = messaging.CreateCallTracker();
-    tracker->Start("tracker", "server");
     for (std::uint8_t i = 0; i < 100; ++i) {
-        tracker->Arguments() = {{i}};
-        tracker->ExecuteAsync();
-        ASSERT_TRUE(apartment.PumpUntil([&] { return !client.Take().empty(); }, 10s));
-        ASSERT_TRUE(tracker->Completed(false));
-        EXPECT_EQ(tracker->Results(), (std::vector<ByteArray>{{i}}));
-
         auto entry = messaging.CreateSharedEntry();
         entry->Create("");
+        entry->Data().ArgumentList = {{i}};
         client.Endpoint().SendNewWork(entry->Name());
         ASSERT_TRUE(entry->WaitForCompletion(10000));
-        ASSERT_TRUE(apartment.PumpUntil([&] { return !client.Take().empty(); }, 10s));
+        entry->Lock();
+        EXPECT_EQ(entry->Data().ResultList, (std::vector<ByteArray>{{i}}));
     }
     server->Quit();
     thread.join();
-    EXPECT_TRUE(client.Endpoint().PeerIsClosing());
+    client.Endpoint().ClosePeer();
+    EXPECT_TRUE(apartment.PumpUntil([&] { return client.ServerDestroyed; }, 10s));
 }
 
 TEST(MessagingAcrossThreads, AnApartmentMayGoWhileOthersSendToIt) {
