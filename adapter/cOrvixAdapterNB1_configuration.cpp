@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "adapter/cOrvixAdapterNB1.h"
-#include "host/text.h"
 
 namespace orvix {
 
@@ -109,7 +108,7 @@ void cOrvixAdapterNB1::iOrvixAdapter_PortSettings(std::string rhs) {
 }
 
 void cOrvixAdapterNB1::CheckPortIsFree() {
-    PlexaERR.Check(!m_Networking, errors::Validation, "#" + NumberText(errors::Busy));
+    PlexaERR.Check(!m_Networking, errors::Validation, errors::Busy);
 }
 
 void cOrvixAdapterNB1::RebuildAddress() {

@@ -1,6 +1,5 @@
 #include "devices/cOrvixNB1Device.h"
 #include "devices/list_item.h"
-#include "host/text.h"
 
 namespace orvix {
 
@@ -21,7 +20,7 @@ void cOrvixNB1Device::iOrvixDevice_ResponseInterpreter(iOrvixTask& Task) {
 
 /// Adds a part to the answer and applies the answer once all its bytes are there.
 void cOrvixNB1Device::TakePart(iOrvixTaskNB1& task) {
-    PlexaERR.Check(!task.Timeout(), errors::Validation, "#" + NumberText(errors::TimeOut));
+    PlexaERR.Check(!task.Timeout(), errors::Validation, errors::TimeOut);
     if (task.WaitingMultiPart()) {
         std::int32_t total = 0;
         if (__builtin_add_overflow(task.ArrivalBytes(), task.ResponseBytes(), &total)) {

@@ -50,7 +50,7 @@ void cOrvixNB1Mission::iOrvixNB1Mission_Terminate(SharedEntry& Track) {
         iOrvixDevice& device = ParentDevice();
         const bool connected = device.ConnectedEx();
         const std::string name = device.Name();
-        Validate(connected, errors::NotConnected, {name});
+        PlexaERR.Check(connected, errors::Validation, errors::NotConnected, name);
 
         Track.Create("");
         const auto task = std::make_shared<cOrvixTaskNB1>(m_Services);

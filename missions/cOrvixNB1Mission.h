@@ -119,9 +119,6 @@ private:
     ByteArray iOrvixNB1Mission_GetSuperState() const override;
     void iOrvixNB1Mission_SetSuperState(ByteView arState) override;
 
-    /// Raises Validation with the text of a host message when the condition does not hold.
-    void Validate(bool condition, ErrorNumber message, const VariantList& params);
-
     /// Time of a sample after the start of the mission, in minutes. Raises Overflow beyond 32 bits.
     std::int32_t MinutesToSample(std::int32_t index) const;
     /// Clears the results of a log build; the tables become new empty ones or are released.

@@ -9,13 +9,9 @@ constexpr SettingRange kDelayRange{"Start Delay", 0, 65535};
 
 }  // namespace
 
-void cOrvixNB1Mission::Validate(bool condition, ErrorNumber message, const VariantList& params) {
-    PlexaERR.Check(condition, errors::Validation, "#" + NumberText(message), params);
-}
-
 void cOrvixNB1Mission::CheckRange(double value, const SettingRange& range) {
-    Validate(value >= range.Lowest && value <= range.Highest, errors::OutOfRange,
-             {range.Label, NumberText(range.Lowest) + " to " + NumberText(range.Highest)});
+    PlexaERR.Check(value >= range.Lowest && value <= range.Highest, errors::Validation, errors::OutOfRange, range.Label,
+                   NumberText(range.Lowest) + " to " + NumberText(range.Highest));
 }
 
 void cOrvixNB1Mission::iOrvixNB1Mission_Rate(std::int16_t rhs) {

@@ -19,12 +19,12 @@ install_packages() {
     } >&2
 }
 
-# build PRESET TARGET...: configures once, then builds what has changed; its output is shown only when it takes work.
+# build PRESET TARGET...: configures once, then builds what has changed; nothing is said when nothing has.
 build() {
     local preset=$1
     shift
     if [[ ! -f build/$preset/build.ninja ]]; then
         cmake --preset "$preset" >&2
     fi
-    cmake --build --preset "$preset" --target "$@" >&2
+    cmake --build --preset "$preset" --target "$@" | sed -u '/Re-checking globbed/d; /no work to do/d' >&2
 }

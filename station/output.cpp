@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bitset>
+#include <cmath>
 #include <nlohmann/json.hpp>
 #include <ostream>
 
@@ -66,7 +67,10 @@ public:
 private:
     static std::string Shown(const Reading& reading) {
         if (!reading.Valid()) return "-- " + reading.Error.Text + " (" + CodeText(reading.Error.Code) + ")";
-        if (std::holds_alternative<double>(reading.Value)) return ValueText(reading) + " °C";
+        if (const auto* degrees = std::get_if<double>(&reading.Value)) {
+            // More decimals than a sensor of this kind is worth only disturb the column.
+            return NumberText(std::round(*degrees * 100) / 100) + " °C";
+        }
         if (const auto* inputs = std::get_if<std::int32_t>(&reading.Value)) {
             return Padded(ValueText(reading), 4) + std::bitset<8>(static_cast<unsigned>(*inputs)).to_string();
         }
