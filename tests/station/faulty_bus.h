@@ -2,38 +2,42 @@
 
 #include <atomic>
 #include <functional>
-#include <optional>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "simulator/pseudo_terminal.h"
 
 namespace orvix::tests {
 
-/// What a line delivers for a request, piece by piece; a pause stands before each piece.
-struct Piece {
-    std::string Bytes;
-    std::chrono::milliseconds Before{0};
-};
-
-/// A line on a real pseudo-terminal that answers as a test says, well or badly. It knows nothing of frames but where a
-/// request ends.
+/// A line on a real pseudo-terminal that answers as a test says, well or badly, in two pieces. It knows nothing of
+/// frames but where a request ends.
 class FaultyBus {
 public:
-    /// `answer` gets each request and its number, from 0.
-    using Answer = std::function<std::vector<Piece>(const std::string& request, int number)>;
-    explicit FaultyBus(Answer answer);
-    ~FaultyBus();
+    using Answer = std::function<std::string(const std::string& request)>;
+    explicit FaultyBus(Answer answer) : m_Answer(std::move(answer)), m_Thread([this] { Serve(); }) {}
+    ~FaultyBus() {
+        m_Stop = true;
+        m_Thread.join();
+    }
 
-    const std::string& Path() const { return m_Terminal->Path(); }
-    simulator::PseudoTerminal& Terminal() { return *m_Terminal; }
+    simulator::PseudoTerminal Terminal;
 
 private:
-    void Serve();
+    void Serve() {
+        for (std::string received; !m_Stop; std::this_thread::sleep_for(std::chrono::milliseconds(2))) {
+            received += Terminal.Read();
+            if (received.size() < 2) continue;
+            const auto length = static_cast<unsigned char>(received[1]) + std::size_t{5};
+            if (received.size() < length) continue;
+            const auto answer = m_Answer(received.substr(0, length));
+            Terminal.Write(answer.substr(0, answer.size() / 2));
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            Terminal.Write(answer.substr(answer.size() / 2));
+            received.erase(0, length);
+        }
+    }
 
     Answer m_Answer;
-    std::optional<simulator::PseudoTerminal> m_Terminal{std::in_place};
     std::atomic<bool> m_Stop{false};
     std::thread m_Thread;
 };

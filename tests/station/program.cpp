@@ -1,6 +1,7 @@
 #include "tests/station/program.h"
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
@@ -8,54 +9,33 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
+#include <algorithm>
+#include <fstream>
 #include <utility>
 
 namespace orvix::tests {
-namespace {
 
-// Takes what a pipe holds; closes it at its end.
-void Drain(int& pipe, std::string& into) {
-    std::array<char, 4096> bytes;
-    const auto count = read(pipe, bytes.data(), bytes.size());
-    if (count > 0) {
-        into.append(bytes.data(), static_cast<std::size_t>(count));
-    } else {
-        close(std::exchange(pipe, -1));
-    }
+std::string ContentsOf(const std::string& file) {
+    std::ifstream in(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
 }
 
-}  // namespace
-
 Program::Program(std::vector<std::string> arguments) {
-    std::array<int, 2> out{};
-    std::array<int, 2> err{};
-    if (pipe2(out.data(), O_CLOEXEC) != 0 || pipe2(err.data(), O_CLOEXEC) != 0) abort();
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, err[1], STDERR_FILENO);
+    for (const auto& [descriptor, file] : {std::pair(STDOUT_FILENO, m_Out), {STDERR_FILENO, m_Err}})
+        posix_spawn_file_actions_addopen(&actions, descriptor, file.c_str(), O_WRONLY | O_CREAT, 0600);
 
     arguments.insert(arguments.begin(), NIMBO1_PROGRAM);
     std::vector<char*> argv;
     for (auto& argument : arguments)
         argv.push_back(argument.data());
     argv.push_back(nullptr);
-    std::vector<std::string> environment{"HOME=" + m_Folder.Path, "PATH=/usr/bin:/bin"};
-    for (const char* name : {"XDG_RUNTIME_DIR", "ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS", "LSAN_OPTIONS"}) {
-        if (const char* value = getenv(name)) environment.push_back(std::string(name) + "=" + value);
-    }
-    std::vector<char*> envp;
-    for (auto& variable : environment)
-        envp.push_back(variable.data());
-    envp.push_back(nullptr);
-
-    if (posix_spawn(&m_Process, NIMBO1_PROGRAM, &actions, nullptr, argv.data(), envp.data()) != 0) abort();
+    setenv("HOME", m_Folder.Path.c_str(), 1);
+    for (const char* name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME"})
+        unsetenv(name);
+    if (posix_spawn(&m_Process, NIMBO1_PROGRAM, &actions, nullptr, argv.data(), environ) != 0) abort();
     posix_spawn_file_actions_destroy(&actions);
-    close(out[1]);
-    close(err[1]);
-    m_OutPipe = out[0];
-    m_ErrPipe = err[0];
 }
 
 Program::~Program() {
@@ -69,40 +49,33 @@ void Program::Signal(int number) const {
     kill(m_Process, number);
 }
 
-bool Program::ReadSome() {
-    std::array<pollfd, 2> pipes{pollfd{m_OutPipe, POLLIN, 0}, pollfd{m_ErrPipe, POLLIN, 0}};
-    if (m_OutPipe < 0 && m_ErrPipe < 0) return false;
-    poll(pipes.data(), pipes.size(), -1);
-    if (m_OutPipe >= 0 && pipes[0].revents != 0) Drain(m_OutPipe, m_Result.Out);
-    if (m_ErrPipe >= 0 && pipes[1].revents != 0) Drain(m_ErrPipe, m_Result.Err);
-    return true;
-}
-
-bool Program::AwaitOutput(const std::string& text) {
-    for (;;) {
-        const auto at = m_Result.Out.find(text, m_Awaited);
+bool Program::Await(const std::string& text, const std::string& file, std::size_t& begin) {
+    for (bool ended = false;; poll(nullptr, 0, 5)) {
+        const auto at = ContentsOf(file).find(text, begin);
         if (at != std::string::npos) {
-            m_Awaited = at + text.size();
+            begin = at + text.size();
             return true;
         }
-        if (!ReadSome()) return false;
+        if (ended) return false;
+        siginfo_t info{};
+        waitid(P_PID, static_cast<id_t>(m_Process), &info, WEXITED | WNOHANG | WNOWAIT);
+        ended = info.si_pid != 0;
     }
-}
-
-bool Program::AwaitError(const std::string& text) {
-    while (m_Result.Err.find(text) == std::string::npos) {
-        if (!ReadSome()) return false;
-    }
-    return true;
 }
 
 ProgramResult Program::Finish() {
-    while (ReadSome()) {
-    }
     int status = 0;
     waitpid(std::exchange(m_Process, -1), &status, 0);
-    m_Result.Status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    return m_Result;
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), ContentsOf(m_Out), ContentsOf(m_Err)};
+}
+
+void ExpectOneLine(const std::vector<std::string>& arguments, int status, const std::string& says) {
+    SCOPED_TRACE(testing::PrintToString(arguments));
+    const auto result = RunProgram(arguments);
+    EXPECT_EQ(result.Status, status);
+    EXPECT_EQ(result.Out, "");
+    EXPECT_EQ(std::count(result.Err.begin(), result.Err.end(), '\n'), 1) << result.Err;
+    EXPECT_NE(result.Err.find(says), std::string::npos) << result.Err;
 }
 
 }  // namespace orvix::tests

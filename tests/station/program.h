@@ -25,25 +25,30 @@ public:
 
     void Signal(int number) const;
     /// Waits for standard output to hold the text, behind the one awaited before; false when the program ends first.
-    bool AwaitOutput(const std::string& text);
-    /// Waits for standard error to hold the text; false when the program ends first.
-    bool AwaitError(const std::string& text);
+    bool AwaitOutput(const std::string& text) { return Await(text, m_Out, m_Awaited); }
+    /// The same of standard error.
+    bool AwaitError(const std::string& text) { return Await(text, m_Err, m_AwaitedError); }
     /// Waits for its end.
     ProgramResult Finish();
 
 private:
-    bool ReadSome();
+    bool Await(const std::string& text, const std::string& file, std::size_t& begin);
 
     TestFolder m_Folder;
+    std::string m_Out = m_Folder.Path + "/out";
+    std::string m_Err = m_Folder.Path + "/err";
     pid_t m_Process = -1;
     std::size_t m_Awaited = 0;
-    int m_OutPipe = -1;
-    int m_ErrPipe = -1;
-    ProgramResult m_Result;
+    std::size_t m_AwaitedError = 0;
 };
 
 inline ProgramResult RunProgram(std::vector<std::string> arguments) {
     return Program(std::move(arguments)).Finish();
 }
+
+/// Runs the program, which must end with the status, nothing on standard output and one line on standard error.
+void ExpectOneLine(const std::vector<std::string>& arguments, int status, const std::string& says);
+
+std::string ContentsOf(const std::string& file);
 
 }  // namespace orvix::tests

@@ -2,13 +2,13 @@
 
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "host/iOrvixAdapter.h"
 #include "host/iOrvixDevToAdapt.h"
 #include "host/iOrvixDevice.h"
 #include "host/iOrvixTask.h"
+#include "tests/support/fake_property.h"
 
 namespace orvix::tests {
 
@@ -16,8 +16,6 @@ namespace orvix::tests {
 /// adapter does beyond that it does not do.
 class FakeAdapter : public iOrvixAdapter, public iOrvixDevToAdapt {
 public:
-    std::int32_t Type = 2;
-    std::string Port = "3";
     orvix::SQLPlantDevices* Plant = nullptr;
 
     std::vector<std::shared_ptr<iOrvixTask>> Tasks;
@@ -38,55 +36,34 @@ private:
         Events.push_back("changed:" + std::to_string(Var.VarID()));
     }
 
-    std::string iOrvixAdapter_Path() const override { return {}; }
-    void iOrvixAdapter_Path(std::string) override {}
+    NB1_FAKE_PROPERTY(iOrvixAdapter, std::string, Path);
     std::string iOrvixAdapter_Address() const override { return {}; }
     std::int32_t iOrvixAdapter_AdapterType() const override { return 2; }
-    std::shared_ptr<iOrvixDriver> iOrvixAdapter_Driver() const override { return nullptr; }
-    void iOrvixAdapter_Driver(std::shared_ptr<iOrvixDriver>) override {}
+    NB1_FAKE_PROPERTY(iOrvixAdapter, std::shared_ptr<iOrvixDriver>, Driver) = nullptr;
     iOrvixDevices* iOrvixAdapter_Devices() const override { return nullptr; }
     iOrvixDevices* iOrvixAdapter_UnregisteredDevices() const override { return nullptr; }
     orvix::SQLDevices* iOrvixAdapter_SQLDevices() const override { return nullptr; }
     orvix::SQLPlantDevices* iOrvixAdapter_SQLPlantDevices() const override { return Plant; }
-    bool iOrvixAdapter_MonitorNet() const override { return false; }
-    void iOrvixAdapter_MonitorNet(bool) override {}
-    bool iOrvixAdapter_MonitorVars() const override { return false; }
-    void iOrvixAdapter_MonitorVars(bool) override {}
+    NB1_FAKE_PROPERTY(iOrvixAdapter, bool, MonitorNet) = false;
+    NB1_FAKE_PROPERTY(iOrvixAdapter, bool, MonitorVars) = false;
     bool iOrvixAdapter_Networking() const override { return false; }
-    std::int32_t iOrvixAdapter_NetTimeoutShortInterval() const override { return 0; }
-    void iOrvixAdapter_NetTimeoutShortInterval(std::int32_t) override {}
-    std::int32_t iOrvixAdapter_NetTimeoutLongInterval() const override { return 0; }
-    void iOrvixAdapter_NetTimeoutLongInterval(std::int32_t) override {}
-    std::int32_t iOrvixAdapter_NetRetry() const override { return 0; }
-    void iOrvixAdapter_NetRetry(std::int32_t) override {}
-    std::int32_t iOrvixAdapter_PortType() const override { return Type; }
-    void iOrvixAdapter_PortType(std::int32_t rhs) override { Type = rhs; }
-    std::string iOrvixAdapter_PortAddress() const override { return Port; }
-    void iOrvixAdapter_PortAddress(std::string rhs) override { Port = std::move(rhs); }
-    std::string iOrvixAdapter_PortSettings() const override { return {}; }
-    void iOrvixAdapter_PortSettings(std::string) override {}
-    bool iOrvixAdapter_IdleAllowed() const override { return false; }
-    void iOrvixAdapter_IdleAllowed(bool) override {}
-    std::int32_t iOrvixAdapter_IdleMsecs() const override { return 0; }
-    void iOrvixAdapter_IdleMsecs(std::int32_t) override {}
-    std::int32_t iOrvixAdapter_IdleAfterErrorMsecs() const override { return 0; }
-    void iOrvixAdapter_IdleAfterErrorMsecs(std::int32_t) override {}
-    std::int32_t iOrvixAdapter_PollingMSecs() const override { return 0; }
-    void iOrvixAdapter_PollingMSecs(std::int32_t) override {}
-    bool iOrvixAdapter_OnLine() const override { return false; }
-    void iOrvixAdapter_OnLine(bool) override {}
-    std::string iOrvixAdapter_ServerIPCName() const override { return {}; }
-    void iOrvixAdapter_ServerIPCName(std::string) override {}
-    std::string iOrvixAdapter_SubscriberIPCName() const override { return {}; }
-    void iOrvixAdapter_SubscriberIPCName(std::string) override {}
-    bool iOrvixAdapter_DebugMode() const override { return false; }
-    void iOrvixAdapter_DebugMode(bool) override {}
-    std::int16_t iOrvixAdapter_LogMode() const override { return 0; }
-    void iOrvixAdapter_LogMode(std::int16_t) override {}
-    std::string iOrvixAdapter_LogPath() const override { return {}; }
-    void iOrvixAdapter_LogPath(std::string) override {}
-    bool iOrvixAdapter_Simulation() const override { return false; }
-    void iOrvixAdapter_Simulation(bool) override {}
+    NB1_FAKE_PROPERTY(iOrvixAdapter, std::int32_t, NetTimeoutShortInterval) = 0;
+    NB1_FAKE_PROPERTY(iOrvixAdapter, std::int32_t, NetTimeoutLongInterval) = 0;
+    NB1_FAKE_PROPERTY(iOrvixAdapter, std::int32_t, NetRetry) = 0;
+    NB1_FAKE_PROPERTY(iOrvixAdapter, std::int32_t, PortType) = 2;
+    NB1_FAKE_PROPERTY(iOrvixAdapter, std::string, PortAddress) = "3";
+    NB1_FAKE_PROPERTY(iOrvixAdapter, std::string, PortSettings);
+    NB1_FAKE_PROPERTY(iOrvixAdapter, bool, IdleAllowed) = false;
+    NB1_FAKE_PROPERTY(iOrvixAdapter, std::int32_t, IdleMsecs) = 0;
+    NB1_FAKE_PROPERTY(iOrvixAdapter, std::int32_t, IdleAfterErrorMsecs) = 0;
+    NB1_FAKE_PROPERTY(iOrvixAdapter, std::int32_t, PollingMSecs) = 0;
+    NB1_FAKE_PROPERTY(iOrvixAdapter, bool, OnLine) = false;
+    NB1_FAKE_PROPERTY(iOrvixAdapter, std::string, ServerIPCName);
+    NB1_FAKE_PROPERTY(iOrvixAdapter, std::string, SubscriberIPCName);
+    NB1_FAKE_PROPERTY(iOrvixAdapter, bool, DebugMode) = false;
+    NB1_FAKE_PROPERTY(iOrvixAdapter, std::int16_t, LogMode) = 0;
+    NB1_FAKE_PROPERTY(iOrvixAdapter, std::string, LogPath);
+    NB1_FAKE_PROPERTY(iOrvixAdapter, bool, Simulation) = false;
     std::int32_t iOrvixAdapter_ThreadID() const override { return 1; }
     void iOrvixAdapter_Init() override {}
     std::shared_ptr<iOrvixDevice> iOrvixAdapter_DeviceAdd(const std::string&, std::int32_t) override { return nullptr; }

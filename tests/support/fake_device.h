@@ -1,9 +1,9 @@
 #pragma once
 
 #include <string>
-#include <utility>
 
 #include "host/iOrvixDevice.h"
+#include "tests/support/fake_property.h"
 
 namespace orvix::tests {
 
@@ -33,39 +33,27 @@ private:
     std::int32_t iOrvixDevice_DeviceOrigin() const override { return 1; }
     std::string iOrvixDevice_DeviceDescription() const override { return "Fake"; }
     Object& iOrvixDevice_MostSpecificComponent() override { return *this; }
-    std::string iOrvixDevice_SerialNumber() const override { return {}; }
-    void iOrvixDevice_SerialNumber(std::string) override {}
-    std::string iOrvixDevice_Address() const override { return "5"; }
-    void iOrvixDevice_Address(std::string) override {}
-    std::string iOrvixDevice_Name() const override { return "Oven"; }
-    void iOrvixDevice_Name(std::string) override {}
+    NB1_FAKE_PROPERTY(iOrvixDevice, std::string, SerialNumber);
+    NB1_FAKE_PROPERTY(iOrvixDevice, std::string, Address) = "5";
+    NB1_FAKE_PROPERTY(iOrvixDevice, std::string, Name) = "Oven";
     double iOrvixDevice_ScaleMin() const override { return 0; }
     double iOrvixDevice_ScaleMax() const override { return 0; }
-    bool iOrvixDevice_CalScaleEnabled() const override { return false; }
-    double iOrvixDevice_CalScaleMax() const override { return 0; }
-    double iOrvixDevice_CalScaleMin() const override { return 0; }
-    void iOrvixDevice_CalScaleEnabled(bool) override {}
-    void iOrvixDevice_CalScaleMax(double) override {}
-    void iOrvixDevice_CalScaleMin(double) override {}
+    NB1_FAKE_PROPERTY(iOrvixDevice, bool, CalScaleEnabled) = false;
+    NB1_FAKE_PROPERTY(iOrvixDevice, double, CalScaleMax) = 0;
+    NB1_FAKE_PROPERTY(iOrvixDevice, double, CalScaleMin) = 0;
     bool iOrvixDevice_CheckCalScale() override { return false; }
-    std::string iOrvixDevice_PwdR() const override { return {}; }
-    void iOrvixDevice_PwdR(std::string) override {}
-    std::string iOrvixDevice_PwdRW() const override { return {}; }
-    void iOrvixDevice_PwdRW(std::string) override {}
+    NB1_FAKE_PROPERTY(iOrvixDevice, std::string, PwdR);
+    NB1_FAKE_PROPERTY(iOrvixDevice, std::string, PwdRW);
     void iOrvixDevice_SaveDirtySettings() override {}
     void iOrvixDevice_UndoDirtySettings() override {}
     std::int32_t iOrvixDevice_TimeFormat() const override { return 1; }
     bool iOrvixDevice_ConnectedEx() const override { return Connected; }
     void iOrvixDevice_ConnectedEx(bool rhs) override { Connected = rhs; }
-    bool iOrvixDevice_Monitor() const override { return false; }
-    void iOrvixDevice_Monitor(bool) override {}
+    NB1_FAKE_PROPERTY(iOrvixDevice, bool, Monitor) = false;
     bool iOrvixDevice_Registered() const override { return false; }
-    bool iOrvixDevice_DebugMode() const override { return false; }
-    void iOrvixDevice_DebugMode(bool) override {}
-    bool iOrvixDevice_LogMode() const override { return false; }
-    void iOrvixDevice_LogMode(bool) override {}
-    std::string iOrvixDevice_LogPath() const override { return {}; }
-    void iOrvixDevice_LogPath(std::string) override {}
+    NB1_FAKE_PROPERTY(iOrvixDevice, bool, DebugMode) = false;
+    NB1_FAKE_PROPERTY(iOrvixDevice, bool, LogMode) = false;
+    NB1_FAKE_PROPERTY(iOrvixDevice, std::string, LogPath);
     void iOrvixDevice_TaskCommand(iOrvixTask&) override {}
     void iOrvixDevice_ResponseInterpreter(iOrvixTask&) override {}
     ByteArray iOrvixDevice_GetSuperState() override { return {}; }

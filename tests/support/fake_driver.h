@@ -37,17 +37,16 @@ public:
         return task;
     }
 
-    /// Finishes a work item with these return arguments, or as failed.
-    void Answer(const std::string& key, VariantList rtnArgs, ErrorNumber e = errors::None, std::string eDescr = {}) {
+    /// Finishes a work item with these return arguments.
+    void Answer(const std::string& key, VariantList rtnArgs) {
         const auto task = Load(key);
         task->RtnArgs() = std::move(rtnArgs);
-        task->e(e);
-        task->eDescr(eDescr);
+        task->e(errors::None);
         task->CmdExecuted(true);
         const auto entry = m_Host.Messaging.CreateSharedEntry();
         entry->Open(key);
         entry->Data().ResultList.push_back(task->GetSuperState());
-        Send(JoinFields({"TASKCOMPLETE", NumberText(e), eDescr}));
+        Send(JoinFields({"TASKCOMPLETE", "0", ""}));
     }
 
     RecordingEndpoint Peer;

@@ -6,8 +6,7 @@ namespace orvix::tests {
 
 namespace {
 
-class MemoryConnection : public HostDatabase {
-public:
+struct MemoryConnection : HostDatabase {
     explicit MemoryConnection(MemoryDatabase& database) : m_Database(database) {}
 
     void Reset() override { m_Open = false; }
@@ -22,55 +21,42 @@ public:
         return found->second;
     }
 
-private:
     MemoryDatabase& m_Database;
     bool m_Open = false;
 };
 
-std::optional<RegisteredDevice> FindDevice(const std::vector<RegisteredDevice>& devices, const std::string& address) {
-    const auto found = std::find_if(devices.begin(), devices.end(),
-                                    [&](const RegisteredDevice& device) { return device.Address == address; });
-    if (found == devices.end()) return std::nullopt;
-    return *found;
-}
-
-class MemoryDevices : public SQLDevices {
-public:
+struct MemoryDevices : SQLDevices {
     explicit MemoryDevices(MemoryDatabase& database) : m_Database(database) {}
 
     void Path(const std::string&) override {}
-    void Load() override { m_Loaded = m_Database.Registered; }
+    void Load() override {}
     std::optional<RegisteredDevice> Find(const std::string& address) const override {
-        return FindDevice(m_Loaded, address);
+        const auto found = std::ranges::find(m_Database.Registered, address, &RegisteredDevice::Address);
+        return found == m_Database.Registered.end() ? std::nullopt : std::optional(*found);
     }
     std::vector<std::string> Addresses() const override {
         std::vector<std::string> addresses;
-        for (const auto& device : m_Loaded)
+        for (const auto& device : m_Database.Registered)
             addresses.push_back(device.Address);
         return addresses;
     }
 
-private:
     MemoryDatabase& m_Database;
-    std::vector<RegisteredDevice> m_Loaded;
 };
 
-class MemoryPlantDevices : public SQLPlantDevices {
-public:
+struct MemoryPlantDevices : SQLPlantDevices {
     explicit MemoryPlantDevices(MemoryDatabase& database) : m_Database(database) {}
 
     void Path(const std::string&) override {}
     void Load() override {}
     std::string Name(const std::string& address) const override {
-        const auto device = FindDevice(m_Database.Registered, address);
-        const auto name = device ? m_Database.PlantNames.find(device->SerialNumber) : m_Database.PlantNames.end();
-        return name == m_Database.PlantNames.end() ? "" : name->second;
+        const auto device = MemoryDevices(m_Database).Find(address);
+        return device ? m_Database.PlantNames[device->SerialNumber] : "";
     }
     void SetName(const std::string& serialNumber, const std::string& name) override {
         if (!serialNumber.starts_with("NB1/")) m_Database.PlantNames[serialNumber] = name;
     }
 
-private:
     MemoryDatabase& m_Database;
 };
 
@@ -88,7 +74,7 @@ std::unique_ptr<SQLPlantDevices> MemoryDatabase::CreatePlantDevices(std::shared_
     return std::make_unique<MemoryPlantDevices>(*this);
 }
 
-std::map<std::string, std::string> MemoryDatabase::ShortMessages() {
+MemoryDatabase::MemoryDatabase() {
     static constexpr std::pair<ErrorNumber, const char*> kTexts[] = {
         {errors::TimeOut, "No answer in time"},
         {errors::NotExecuted, "Task not executed: %1"},
@@ -100,10 +86,8 @@ std::map<std::string, std::string> MemoryDatabase::ShortMessages() {
         {errors::NotConnected, "The device is not connected"},
         {errors::NoMissionData, "There is no status or log"},
     };
-    std::map<std::string, std::string> messages;
     for (const auto& [number, text] : kTexts)
-        messages["#" + std::to_string(number)] = text;
-    return messages;
+        Messages["#" + std::to_string(number)] = text;
 }
 
 }  // namespace orvix::tests

@@ -10,12 +10,9 @@ namespace orvix::tests {
 
 namespace {
 
-class MemoryFile : public AppendFile {
-public:
+struct MemoryFile : AppendFile {
     explicit MemoryFile(std::string& contents) : m_Contents(contents) {}
     void Append(const std::string& text) override { m_Contents += text; }
-
-private:
     std::string& m_Contents;
 };
 
@@ -23,8 +20,7 @@ std::string OrNone(const std::optional<double>& limit) {
     return limit ? NumberText(*limit) : "none";
 }
 
-class MemoryReport : public ReportWriter {
-public:
+struct MemoryReport : ReportWriter {
     MemoryReport(std::map<std::string, std::string>& files, std::string refusal)
         : m_Files(files), m_Refusal(std::move(refusal)) {}
 
@@ -32,16 +28,8 @@ public:
         m_Path = path;
         return m_Refusal;
     }
-    void PageSetup(const ReportPageSetup& setup) override {
-        for (const double measure :
-             {setup.LeftCm, setup.RightCm, setup.TopCm, setup.BottomCm, setup.HeadingHeight, setup.RowHeight}) {
-            m_Text += NumberText(measure) + ' ';
-        }
-        m_Text += '\n';
-    }
-    void Font(ReportFont use, const std::string& family, double points) override {
-        m_Text += (use == ReportFont::Title ? "title " : "") + family + ' ' + NumberText(points) + '\n';
-    }
+    void PageSetup(const ReportPageSetup&) override {}
+    void Font(ReportFont, const std::string&, double) override {}
     void Title(const std::string& title) override { m_Text += "title " + title + '\n'; }
     void HeaderLine(const std::string& text) override { m_Text += text + '\n'; }
     void ColumnHeadings(const std::vector<std::string>& headings) override { Row({headings.begin(), headings.end()}); }
@@ -55,16 +43,11 @@ public:
     }
     void Close() override { m_Files[m_Path] = m_Text; }
 
-private:
     std::map<std::string, std::string>& m_Files;
     std::string m_Refusal;
     std::string m_Path;
     std::string m_Text;
 };
-
-std::string SettingName(const std::string& application, const std::string& section, const std::string& key) {
-    return application + "/" + section + "/" + key;
-}
 
 std::string WithoutSlash(const std::string& folder) {
     return folder.substr(0, folder.find_last_not_of('/') + 1);
@@ -74,13 +57,13 @@ std::string WithoutSlash(const std::string& folder) {
 
 std::string MemoryStores::GetSetting(const std::string& application, const std::string& section, const std::string& key,
                                      const std::string& defaultValue) {
-    const auto found = SettingValues.find(SettingName(application, section, key));
+    const auto found = SettingValues.find(application + "/" + section + "/" + key);
     return found == SettingValues.end() ? defaultValue : found->second;
 }
 
 void MemoryStores::SaveSetting(const std::string& application, const std::string& section, const std::string& key,
                                const std::string& value) {
-    SettingValues[SettingName(application, section, key)] = value;
+    SettingValues[application + "/" + section + "/" + key] = value;
 }
 
 ByteArray MemoryStores::ReadAll(const std::string& path) {
@@ -90,8 +73,7 @@ ByteArray MemoryStores::ReadAll(const std::string& path) {
 }
 
 bool MemoryStores::FolderExists(const std::string& path) {
-    return std::any_of(Folders.begin(), Folders.end(),
-                       [&](const std::string& folder) { return WithoutSlash(folder) == WithoutSlash(path); });
+    return std::ranges::count(Folders, WithoutSlash(path), WithoutSlash) > 0;
 }
 
 void MemoryStores::CreateFolder(const std::string& path) {
@@ -119,14 +101,6 @@ void MemoryStores::Delete(const std::string& path) {
 
 std::string MemoryStores::Normalise(const std::string& folder) {
     return WithoutSlash((std::filesystem::path("/") / folder).lexically_normal().string()) + "/";
-}
-
-std::string MemoryStores::DisplayName(const std::string& file) {
-    return std::filesystem::path(file).stem().string();
-}
-
-std::string MemoryStores::PortAddressText(std::int32_t portType, const std::string& portAddress) {
-    return std::to_string(portType) + "x" + portAddress;
 }
 
 }  // namespace orvix::tests

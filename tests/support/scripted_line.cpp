@@ -3,8 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cerrno>
+#include <cstdio>
+#include <sstream>
 #include <utility>
 
 #include "host/error.h"
@@ -12,21 +13,19 @@
 namespace orvix::tests {
 
 std::string Bytes(const std::string& hex) {
-    std::string digits;
-    std::copy_if(hex.begin(), hex.end(), std::back_inserter(digits), [](unsigned char c) { return !std::isspace(c); });
+    std::istringstream in(hex);
     std::string bytes;
-    for (std::size_t i = 0; i + 1 < digits.size(); i += 2)
-        bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
+    for (std::string byte; in >> byte;)
+        bytes += static_cast<char>(std::stoi(byte, nullptr, 16));
     return bytes;
 }
 
 std::string Hex(const std::string& bytes) {
-    static constexpr char kDigits[] = "0123456789ABCDEF";
     std::string hex;
+    char text[4];
     for (const unsigned char byte : bytes) {
-        if (!hex.empty()) hex += ' ';
-        hex += kDigits[byte >> 4];
-        hex += kDigits[byte & 0x0F];
+        std::snprintf(text, sizeof(text), " %02X", byte);
+        hex += hex.empty() ? text + 1 : text;
     }
     return hex;
 }
@@ -59,10 +58,15 @@ public:
 
     void InBufferCount(std::int32_t rhs) override {
         Log("InBufferCount", rhs);
-        TakeArrived();
+        Input();
     }
     void Output(const std::string& bytes) override;
-    std::string Input() override { return TakeArrived(); }
+    std::string Input() override {
+        std::string bytes;
+        for (; !m_Incoming.empty() && m_Incoming.front().first <= m_Line.m_Apartment.Now(); m_Incoming.pop_front())
+            bytes += m_Incoming.front().second;
+        return bytes;
+    }
     void WaitForInput(Duration limit) override {
         const Duration now = m_Line.m_Apartment.Now();
         const Duration arrival = m_Incoming.empty() ? now + limit : m_Incoming.front().first;
@@ -73,15 +77,6 @@ private:
     void Log(const std::string& property, const std::string& value) { m_Line.Log.push_back(property + "=" + value); }
     void Log(const std::string& property, std::int32_t value) { Log(property, std::to_string(value)); }
     void Log(const std::string& property, bool value) { Log(property, std::string(value ? "True" : "False")); }
-
-    std::string TakeArrived() {
-        std::string bytes;
-        while (!m_Incoming.empty() && m_Incoming.front().first <= m_Line.m_Apartment.Now()) {
-            bytes += m_Incoming.front().second;
-            m_Incoming.pop_front();
-        }
-        return bytes;
-    }
 
     ScriptedLine& m_Line;
     bool m_Open = false;
@@ -95,10 +90,7 @@ void ScriptedControl::Output(const std::string& bytes) {
     const auto exchange = std::move(m_Line.m_Script.front());
     m_Line.m_Script.pop_front();
     if (exchange.Vanished) throw SystemError("The line has vanished", EIO);
-    if (exchange.Request != bytes) {
-        ADD_FAILURE() << "request " << Hex(bytes) << " instead of " << Hex(exchange.Request);
-        return;
-    }
+    EXPECT_EQ(Hex(bytes), Hex(exchange.Request));
     Duration arrival = m_Line.m_Apartment.Now();
     for (const auto& chunk : exchange.Reply) {
         arrival += chunk.After;
@@ -108,10 +100,6 @@ void ScriptedControl::Output(const std::string& bytes) {
 
 void ScriptedLine::Expect(const std::string& requestHex, std::vector<Chunk> reply) {
     m_Script.push_back({orvix::tests::Bytes(requestHex), std::move(reply)});
-}
-
-void ScriptedLine::ExpectVanished() {
-    m_Script.push_back({"", {}, true});
 }
 
 std::unique_ptr<SerialControl> ScriptedLine::CreateSerialControl() {

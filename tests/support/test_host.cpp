@@ -1,6 +1,7 @@
 #include "tests/support/test_host.h"
 
 #include <cerrno>
+#include <sstream>
 
 #include "host/error.h"
 #include "host/text.h"
@@ -14,11 +15,6 @@ TestHost::TestHost(World& world, std::int32_t threadID)
       Line(Apartment),
       Services{Apartment, Messaging, Line, Stores, Database, Reports, Viewer, State} {}
 
-bool RecordingViewer::Found() {
-    ++Searches;
-    return IsThere;
-}
-
 bool RecordingViewer::Send(const std::string& line, Duration limit) {
     if (Hangs) {
         m_Apartment.Block(limit);
@@ -30,23 +26,18 @@ bool RecordingViewer::Send(const std::string& line, Duration limit) {
 
 RecordingEndpoint::RecordingEndpoint(orvix::Messaging& messaging, const std::string& name, const std::string& peer)
     : m_Channel(messaging.CreateChannel()) {
-    const auto record = [this](const std::string& event) {
+    const auto record = [this](const std::string& event, bool& handled) {
         m_Received.push_back(ReplaceAll(event, std::string(1, kFieldSeparator), " | "));
+        handled = true;
     };
     ChannelEvents events;
-    events.CustomMessage = [record](const std::string& message, bool& handled) {
-        record(message);
-        handled = true;
-    };
-    events.NewWork = [record](const std::string& key, bool& handled) {
-        record("work:" + key);
-        handled = true;
-    };
+    events.CustomMessage = record;
+    events.NewWork = [record](const std::string& key, bool& handled) { record("work:" + key, handled); };
     events.OnProgress = [record](const std::string& text, std::int32_t value, std::int32_t minimum,
                                  std::int32_t maximum, bool& handled) {
-        record("progress:" + text + ":" + std::to_string(value) + ":" + std::to_string(minimum) + ":" +
-               std::to_string(maximum));
-        handled = true;
+        std::ostringstream event;
+        event << "progress:" << text << ':' << value << ':' << minimum << ':' << maximum;
+        record(event.str(), handled);
     };
     events.ServerDestroyed = [this](bool& handled) { handled = ServerDestroyed = true; };
     events.QueryDestroy = [this](bool& cancel) { cancel = RefuseDestroy; };

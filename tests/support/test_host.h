@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <optional>
@@ -29,7 +30,6 @@ public:
     bool FoldersCannotBeCreated = false;
     std::string ReportRefusal;  ///< what a report writer says when it opens a file
     bool FilesCannotBeWritten = false;
-    std::string CurrentFolder;
 
 private:
     std::string GetSetting(const std::string&, const std::string&, const std::string&, const std::string&) override;
@@ -42,27 +42,27 @@ private:
     void Delete(const std::string& path) override;
     std::string LibraryFolder() override { return "/lib/"; }
     std::string Normalise(const std::string& folder) override;
-    void MakeCurrent(const std::string& folder) override { CurrentFolder = folder; }
-    std::string DisplayName(const std::string& file) override;
-    std::string PortAddressText(std::int32_t portType, const std::string& portAddress) override;
+    void MakeCurrent(const std::string&) override {}
+    std::string DisplayName(const std::string& file) override { return std::filesystem::path(file).stem().string(); }
+    std::string PortAddressText(std::int32_t portType, const std::string& portAddress) override {
+        return std::to_string(portType) + "x" + portAddress;
+    }
 };
 
 /// A host database in memory.
 class MemoryDatabase : public Database {
 public:
+    MemoryDatabase();
     std::shared_ptr<HostDatabase> CreateConnection() override;
     std::unique_ptr<SQLDevices> CreateDevices(std::shared_ptr<HostDatabase> connection) override;
     std::unique_ptr<SQLPlantDevices> CreatePlantDevices(std::shared_ptr<HostDatabase> connection) override;
     DatabaseAccount Account() override { return {"NineChars", "Secret123"}; }
 
-    std::map<std::string, std::string> Messages = ShortMessages();  ///< "#-2147215991" -> text
+    std::map<std::string, std::string> Messages;  ///< "#-2147215991" -> text
     std::vector<RegisteredDevice> Registered;
     std::map<std::string, std::string> PlantNames;  ///< serial number -> name
     bool OpenFails = false;
     std::vector<std::string> Opened;  ///< "file|workgroup|user|password" of each Open
-
-private:
-    static std::map<std::string, std::string> ShortMessages();
 };
 
 class RecordingReports : public Reports {
@@ -80,7 +80,7 @@ public:
 class RecordingViewer : public TraceViewer {
 public:
     explicit RecordingViewer(Apartment& apartment) : m_Apartment(apartment) {}
-    bool Found() override;
+    bool Found() override { return ++Searches > 0 && IsThere; }
     bool Send(const std::string& line, Duration limit) override;
     std::string ProgramName() override { return "host"; }
     std::int64_t ModuleHandle() override { return 4096; }
