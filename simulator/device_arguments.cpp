@@ -22,7 +22,8 @@ struct Unit {
 // "ms" stands before "m" and "s", which end it.
 constexpr Unit kUnits[] = {{"ms", 1}, {"s", 1000}, {"m", 60'000}, {"h", 3'600'000}};
 
-constexpr double kLongestMilliseconds = 366.0 * 24 * 3'600'000;
+// Timers count milliseconds in 32 bits.
+constexpr double kLongestMilliseconds = 24.0 * 24 * 3'600'000;
 
 struct ModelName {
     std::string_view Name;
@@ -45,7 +46,7 @@ std::chrono::milliseconds ParseDuration(std::string_view text) {
         if (!(milliseconds >= 1 && milliseconds <= kLongestMilliseconds)) break;
         return std::chrono::milliseconds(static_cast<std::int64_t>(milliseconds));
     }
-    throw ArgumentError("'" + std::string(text) + "' is no duration: write 500ms, 2s, 5m or 1h");
+    throw ArgumentError("'" + std::string(text) + "' is no duration: write 500ms, 2s, 5m or 1h, up to 576h");
 }
 
 double ParseReal(std::string_view text, std::string_view what) {

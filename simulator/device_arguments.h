@@ -14,7 +14,7 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// "250ms", "2s", "1.5m", "1h"; at least 1 ms, at most 366 days. Raises ArgumentError.
+/// "250ms", "2s", "1.5m", "1h"; at least 1 ms, at most 24 days. Raises ArgumentError.
 std::chrono::milliseconds ParseDuration(std::string_view text);
 
 /// Decimal number with optional sign and decimals. Raises ArgumentError naming `what`.

@@ -108,6 +108,10 @@ void Bus::AddDevice(const DeviceSetup& setup) {
     auto& devices = *m_Adapter->Devices();
     const auto device = devices.Exists(address) ? devices.Item(address) : m_Adapter->DeviceAdd(address, setup.Model);
     if (!device) throw Error(errors::General, "the library does not take device " + address);
+    if (device->DeviceModel() != setup.Model) {
+        throw Error(errors::General,
+                    "device " + address + " is registered as model " + NumberText(device->DeviceModel()));
+    }
     if (!setup.Name.empty()) device->Name(setup.Name);
     const auto varID = MeasuredVariable(setup.Model);
     device->MonitorVar(varID, kPolled, static_cast<std::int32_t>(m_Setup.Every.count()));
