@@ -1,8 +1,9 @@
 // A whole bus in virtual time: host, adapter, driver, devices and a line with faults, and what must hold after every
 // step whatever the order of events.
 //
-// Input: 'A' for a driver in an apartment of its own, anything else for one in the host's; then steps of two characters,
-// a letter from the table at the end and an argument, '0' to 'o' for 0 to 63. Other letters are passed over.
+// Input: 'A' for a driver in an apartment of its own, anything else for one in the host's; then steps of two
+// characters, a letter from the table at the end and an argument, '0' to 'o' for 0 to 63. Other letters are passed
+// over.
 
 #include <algorithm>
 #include <optional>
@@ -78,7 +79,7 @@ private:
     void Retries(int argument) { m_Adapter.NetRetry(argument % 4); }
     void Port(int argument) { m_Adapter.PortAddress(std::to_string(argument % 3)); }
     void Debug(int argument) { m_Adapter.DebugMode(argument % 2 != 0); }
-    void Close(int);
+    void Close(int) { m_Subscriber.Endpoint().ClosePeer(); }
 
     static std::string Address(int argument) { return std::to_string(argument % kAddresses + 1); }
     iOrvixDevice* Device(const std::string& address);
@@ -157,11 +158,6 @@ void Bus::MonitorDevice(int argument) {
     device->ConnectedEx(true);
     device->Monitor(argument / kAddresses % 2 == 0);
     device->MonitorVar(device->DefaultVar()->VarID(), 1, argument * 10);
-}
-
-void Bus::Close(int) {
-    auto& channel = m_Subscriber.Endpoint();
-    if (!channel.PeerIsClosing()) channel.ClosePeer();
 }
 
 iOrvixDevice* Bus::Device(const std::string& address) {
@@ -243,9 +239,7 @@ void Bus::End() {
     Run(kLongestExchange + seconds(1));
     m_OfflineSince = Duration(0);
     Check();
-    const auto asking = m_Host.Apartment.CreateTimer([this] { Close(0); });
-    asking->Rearm(100, true);
-    Require(RunUntil([&] { return m_Subscriber.ServerDestroyed; }), "a bus closes when asked");
+    Require(m_Subscriber.ClosePeer(m_Host, kForEver), "a bus closes when asked");
     Require(m_Adapter.Driver() == nullptr, "a closed bus has released its driver");
     Check();
 }

@@ -2,9 +2,9 @@
 //
 // Input: one argument a line.
 
+#include "station/command_line.h"
 #include "fuzz/support/input.h"
 #include "fuzz/support/require.h"
-#include "station/command_line.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace orvix::station;

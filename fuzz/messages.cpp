@@ -23,6 +23,7 @@ using std::chrono::minutes;
 
 constexpr char kEntry[] = "E";
 constexpr std::size_t kMostSteps = 100;
+constexpr minutes kForEver{5};
 
 /// An adapter whose driver, and a driver whose adapter, says whatever the input has them say.
 class Strangers {
@@ -55,7 +56,7 @@ private:
 
     std::unique_ptr<SharedEntry> NewReading();
     void Run(Duration time) { m_World.Scheduler.RunFor(time); }
-    bool RunUntil(const std::function<bool()>& done) { return m_World.Scheduler.RunUntil(done, minutes(5)); }
+    bool RunUntil(const std::function<bool()>& done) { return m_World.Scheduler.RunUntil(done, kForEver); }
 
     tests::World m_World;
     tests::TestHost m_Home{m_World};
@@ -124,14 +125,12 @@ void Strangers::End() {
     Require(RunUntil([&] { return std::ranges::all_of(m_Tasks, answered); }), "every task is answered");
     for (const auto& entry : m_Tasks)
         Require(entry->Data().ResultList.size() == 1, "a task is answered once");
-    m_Host.Endpoint().ClosePeer();
-    Require(RunUntil([&] { return m_Host.ServerDestroyed; }), "the adapter closes when asked");
+    Require(m_Host.ClosePeer(m_Home, kForEver), "the adapter closes when asked");
 
     const auto work = NewReading();
     m_Stranger.Endpoint().SendNewWork(work->Name());
     Require(RunUntil([&] { return work->Data().Processed; }), "the driver does its work");
-    m_Stranger.Endpoint().ClosePeer();
-    Require(RunUntil([&] { return m_Stranger.ServerDestroyed; }), "the driver closes when asked");
+    Require(m_Stranger.ClosePeer(m_Home, kForEver), "the driver closes when asked");
 }
 
 struct Strangers::StepRow {
@@ -140,10 +139,12 @@ struct Strangers::StepRow {
 };
 
 const Strangers::StepRow Strangers::kSteps[] = {
-    {'A', &Strangers::AdapterHears},     {'P', &Strangers::AdapterHearsProgress}, {'H', &Strangers::AdapterHearsHost},
-    {'N', &Strangers::AdapterGetsWork},  {'D', &Strangers::DriverHears},          {'W', &Strangers::DriverGetsWork},
-    {'E', &Strangers::FillEntry},        {'S', &Strangers::FillEntryWrapped},     {'C', &Strangers::ClearEntry},
-    {'R', &Strangers::FillResult},       {'T', &Strangers::Submit},               {'w', &Strangers::Wait},
+    {'A', &Strangers::AdapterHears},     {'P', &Strangers::AdapterHearsProgress},
+    {'H', &Strangers::AdapterHearsHost}, {'N', &Strangers::AdapterGetsWork},
+    {'D', &Strangers::DriverHears},      {'W', &Strangers::DriverGetsWork},
+    {'E', &Strangers::FillEntry},        {'S', &Strangers::FillEntryWrapped},
+    {'C', &Strangers::ClearEntry},       {'R', &Strangers::FillResult},
+    {'T', &Strangers::Submit},           {'w', &Strangers::Wait},
 };
 
 bool Strangers::Step(Input& input) {

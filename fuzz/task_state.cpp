@@ -1,7 +1,7 @@
 // Stored states: of tasks, missions and variable records, and the property bags and record sets they are made of.
 //
-// Input: a letter from the table at the end, then the bytes of the state. The small letters wrap them into the outer bag
-// of a state first, so that what lies inside is reached without its length being right.
+// Input: a letter from the table at the end, then the bytes of the state. The small letters wrap them into the outer
+// bag of a state first, so that what lies inside is reached without its length being right.
 
 #include <algorithm>
 

@@ -21,8 +21,8 @@ struct Chunk {
     Duration After = std::chrono::milliseconds(1);
 };
 
-/// A serial line that states exact bytes out and in. A request without a scripted exchange is left to OnRequest, or gets
-/// no answer, and is logged all the same; one that differs from what was expected is a failure of the test.
+/// A serial line that states exact bytes out and in. A request without a scripted exchange is left to OnRequest, or
+/// gets no answer, and is logged all the same; one that differs from what was expected is a failure of the test.
 class ScriptedLine : public Line {
 public:
     explicit ScriptedLine(Apartment& apartment) : m_Apartment(apartment) {}
