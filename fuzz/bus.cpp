@@ -1,19 +1,22 @@
 // A whole bus in virtual time: host, adapter, driver, devices and a line with faults, and what must hold after every
 // step whatever the order of events.
 //
-// Input: 'A' for a driver in an apartment of its own, anything else for one in the host's; then steps of two
-// characters, a letter from the table at the end and an argument, '0' to 'o' for 0 to 63. Other letters are passed
-// over.
+// Input: 'A' or 'a' for a driver in an apartment of its own, anything else for one in the host's; 'a' and ',' for a
+// host that lets go of the adapter in the end without having it closed. Then steps of two characters, a letter from the
+// table at the end and an argument, '0' to 'o' for 0 to 63. Other letters are passed over. Steps between two waits are
+// done at once, by a timer of the host: so they may come in the middle of an exchange.
 
 #include <algorithm>
 #include <optional>
 
 #include "adapter/cOrvixAdapterNB1.h"
+#include "devices/iOrvixNB1Device.h"
 #include "devices/protocol/basOrvixNB1.h"
 #include "driver/cOrvixDriverNB1.h"
 #include "fuzz/support/faulty_bus.h"
 #include "fuzz/support/input.h"
 #include "fuzz/support/require.h"
+#include "missions/iOrvixNB1Mission.h"
 #include "platform/driver_proxy.h"
 #include "tasks/cOrvixTaskNB1.h"
 #include "tests/support/test_host.h"
@@ -27,8 +30,7 @@ using std::chrono::seconds;
 
 constexpr int kArguments = 64;
 constexpr int kAddresses = 4;
-constexpr std::size_t kMostSteps = 200;
-constexpr std::int32_t kTaskLimitMs = 2000;
+constexpr int kMostSteps = 200;
 
 /// Far beyond what any task may wait, with the longest pause after an error, a full queue and a dead line.
 constexpr minutes kForEver{5};
@@ -42,9 +44,12 @@ public:
     Bus(const Bus&) = delete;
     Bus& operator=(const Bus&) = delete;
 
-    void Step(char letter, int argument);
+    /// The host does all steps.
+    void Play(Input& input);
     /// The line is fine and time passes: everything is answered, the bus goes offline and closes.
     void End();
+    /// The host lets go of the adapter as it is: everything is answered.
+    void Abandon();
 
 private:
     struct Request {
@@ -56,6 +61,17 @@ private:
     struct StepRow;
     static const StepRow kSteps[];
 
+    /// Patience of a task: how long it may take, and how long a character may.
+    struct Times {
+        std::int32_t Limit;
+        std::int32_t Factor;
+    };
+    static constexpr Times kPatient{.Limit = 2000, .Factor = 10};
+    static constexpr Times kImpatient{.Limit = 20, .Factor = 40};
+
+    void Tick(Input& input, Timer& timer);
+    void Step(const StepRow& row, int argument);
+
     // Steps; the argument is 0 to 63.
     template <FaultyBus::Fault Kind>
     void NextReply(int argument) {
@@ -63,9 +79,14 @@ private:
     }
     void HangUp(int) { m_Line.HungUp(true); }
     void Return(int) { m_Line.HungUp(false); }
-    void Wait(int argument) { Run(milliseconds(argument * argument)); }
+    void Wait(int argument) { m_Pause = std::max(argument * argument, 1); }
     void OnLine(int argument) { m_Adapter.OnLine(argument % 2 != 0); }
-    void Submit(int argument);
+    template <const Times& Patience>
+    void Submit(int argument) {
+        Submit(argument, Patience);
+    }
+    void Submit(int argument, const Times& times);
+    void StopMission(int argument);
     void GiveUp(int argument);
     void AddDevice(int argument);
     void RemoveDevice(int argument) { m_Adapter.DeviceRemove(Address(argument)); }
@@ -78,7 +99,7 @@ private:
     void PollingTime(int argument) { m_Adapter.PollingMSecs(argument * 50); }
     void Retries(int argument) { m_Adapter.NetRetry(argument % 4); }
     void Port(int argument) { m_Adapter.PortAddress(std::to_string(argument % 3)); }
-    void Debug(int argument) { m_Adapter.DebugMode(argument % 2 != 0); }
+    void DebugMode(int argument) { m_Adapter.DebugMode(argument % 2 != 0); }
     void Close(int) { m_Subscriber.Endpoint().ClosePeer(); }
 
     static std::string Address(int argument) { return std::to_string(argument % kAddresses + 1); }
@@ -104,6 +125,9 @@ private:
     iOrvixAdapter& m_Adapter{*m_Object};
     std::vector<Request> m_Requests;
     std::optional<Duration> m_OfflineSince{Duration(0)};
+    int m_Steps = 0;
+    std::int32_t m_Pause = 0;  ///< until the next steps, in milliseconds
+    bool m_Done = false;
 };
 
 Bus::Bus(bool apart) : m_DriverHost(apart ? m_Other : m_Host) {
@@ -123,7 +147,7 @@ Bus::~Bus() {
     Run(Duration(0));
 }
 
-void Bus::Submit(int argument) {
+void Bus::Submit(int argument, const Times& times) {
     static constexpr ORVIXCNB1_VARS kVariables[] = {ORVIXCNB1_VAR_TEMPERATURE, ORVIXCNB1_VAR_SERIAL_NUMBER,
                                                     ORVIXCNB1_VAR_INPUTBYTE, ORVIXCNB1_VAR_STATUS};
     Request request{m_Host.Messaging.CreateSharedEntry(), Address(argument), m_World.Scheduler.Now(), {}};
@@ -132,11 +156,20 @@ void Bus::Submit(int argument) {
     iOrvixTaskNB1& task = object;
     task.DeviceAddress(request.Address);
     task.DeviceModel(device != nullptr ? device->DeviceModel() : kTemperatureSensorModel);
-    task.TimeoutInterval(kTaskLimitMs);
+    task.TimeoutInterval(times.Limit);
+    task.NetTimeoutInterval(times.Factor);
     task.GetVar(kVariables[argument / kAddresses % 4]);
     request.Entry->Create("");
     request.Entry->Data().ArgumentList.push_back(task.GetSuperState());
     m_Adapter.NewWork(request.Entry->Name(), argument / (kArguments / 2));
+    m_Requests.push_back(std::move(request));
+}
+
+void Bus::StopMission(int argument) {
+    auto* const device = dynamic_cast<iOrvixNB1Device*>(Device(Address(argument)));
+    if (device == nullptr) return;
+    Request request{m_Host.Messaging.CreateSharedEntry(), Address(argument), m_World.Scheduler.Now(), {}};
+    device->Mission().Terminate(*request.Entry);
     m_Requests.push_back(std::move(request));
 }
 
@@ -244,9 +277,17 @@ void Bus::End() {
     Check();
 }
 
+void Bus::Abandon() {
+    m_Object.reset();
+    Require(AllAnswered(), "an adapter that goes answers every task");
+    for (Request& request : m_Requests)
+        CheckRequest(request);
+}
+
 struct Bus::StepRow {
     char Letter;
     void (Bus::*Run)(int argument);
+    bool WaitsForDriver = false;  ///< the host's thread stands until the driver's has done it
 };
 
 const Bus::StepRow Bus::kSteps[] = {
@@ -264,7 +305,9 @@ const Bus::StepRow Bus::kSteps[] = {
     {'t', &Bus::Wait},
     // Of the host.
     {'O', &Bus::OnLine},
-    {'T', &Bus::Submit},
+    {'T', &Bus::Submit<Bus::kPatient>},
+    {'U', &Bus::Submit<Bus::kImpatient>},
+    {'S', &Bus::StopMission},
     {'X', &Bus::GiveUp},
     {'D', &Bus::AddDevice},
     {'R', &Bus::RemoveDevice},
@@ -275,16 +318,38 @@ const Bus::StepRow Bus::kSteps[] = {
     {'J', &Bus::IdleTime},
     {'E', &Bus::PauseAfterError},
     {'Y', &Bus::PollingTime},
-    {'Z', &Bus::Retries},
-    {'P', &Bus::Port},
-    {'B', &Bus::Debug},
+    {'Z', &Bus::Retries, true},
+    {'P', &Bus::Port, true},
+    {'B', &Bus::DebugMode, true},
     {'Q', &Bus::Close},
 };
 
-void Bus::Step(char letter, int argument) {
-    const auto* const row = std::ranges::find(kSteps, letter, &StepRow::Letter);
-    if (row == std::end(kSteps)) return;
-    Accepts([&] { (this->*row->Run)(argument); });
+void Bus::Play(Input& input) {
+    std::unique_ptr<Timer> timer;
+    timer = m_Host.Apartment.CreateTimer([&] { Tick(input, *timer); });
+    timer->Rearm(1, true);
+    Require(m_World.Scheduler.RunUntil([this] { return m_Done; }, std::chrono::hours(24)), "the host gets its turn");
+}
+
+void Bus::Tick(Input& input, Timer& timer) {
+    // What a step waits for must not bring the next steps.
+    timer.Enabled(false);
+    m_Pause = 0;
+    while (m_Pause == 0 && m_Steps < kMostSteps && !input.Empty()) {
+        const char letter = static_cast<char>(input.Byte());
+        const int argument = (input.Byte() - '0') & (kArguments - 1);
+        const auto* const row = std::ranges::find(kSteps, letter, &StepRow::Letter);
+        if (row != std::end(kSteps)) Step(*row, argument);
+        ++m_Steps;
+    }
+    m_Done = m_Pause == 0;
+    if (!m_Done) timer.Rearm(m_Pause, true);
+}
+
+void Bus::Step(const StepRow& row, int argument) {
+    // In virtual time nobody can wait for a thread that waits for its line.
+    if (row.WaitsForDriver && m_DriverHost.Line.Waiting) return;
+    Accepts([&] { (this->*row.Run)(argument); });
     Check();
 }
 
@@ -294,11 +359,13 @@ void Bus::Step(char letter, int argument) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace orvix::fuzz;
     Input input(data, size);
-    Bus bus(input.Byte() == 'A');
-    for (std::size_t step = 0; step < kMostSteps && !input.Empty(); ++step) {
-        const char letter = static_cast<char>(input.Byte());
-        bus.Step(letter, (input.Byte() - '0') & (kArguments - 1));
+    const char setting = static_cast<char>(input.Byte());
+    Bus bus(setting == 'A' || setting == 'a');
+    bus.Play(input);
+    if (setting == 'a' || setting == ',') {
+        bus.Abandon();
+    } else {
+        bus.End();
     }
-    bus.End();
     return 0;
 }

@@ -17,12 +17,14 @@ const std::string kTemperatureCode("\x0B\0", 2);
 const std::string kInputsCode("\x05\0", 2);
 
 constexpr int kBitsOfAByte = 8;
+/// So that few numbers reach every byte of a frame.
+constexpr int kBitsBetweenNumbers = 5;
 constexpr int kPayloadsOfAnAddress = 4096;
 constexpr int kInputsOfAnAddress = 16;
 constexpr int kMillisecondsLateByNumber = 10;
 
 std::string Flipped(std::string frame, int number) {
-    const auto bit = static_cast<std::size_t>(number) % (frame.size() * kBitsOfAByte);
+    const auto bit = static_cast<std::size_t>(number) * kBitsBetweenNumbers % (frame.size() * kBitsOfAByte);
     frame[bit / kBitsOfAByte] = static_cast<char>(frame[bit / kBitsOfAByte] ^ 1 << bit % kBitsOfAByte);
     return frame;
 }

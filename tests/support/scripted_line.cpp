@@ -70,7 +70,9 @@ public:
     void WaitForInput(Duration limit) override {
         const Duration now = m_Line.m_Apartment.Now();
         const Duration arrival = m_Incoming.empty() ? now + limit : m_Incoming.front().first;
+        m_Line.Waiting = true;
         m_Line.m_Apartment.Block(std::clamp(arrival - now, Duration::zero(), std::max(limit, Duration::zero())));
+        m_Line.Waiting = false;
     }
 
 private:

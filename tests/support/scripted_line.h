@@ -41,6 +41,8 @@ public:
     bool PortMissing = false;
     /// The control holds the port open.
     bool Open = false;
+    /// The control waits for input, and its thread with it.
+    bool Waiting = false;
     /// Answers a request that was not scripted; it may raise what a line does.
     std::function<std::vector<Chunk>(const std::string& request)> OnRequest;
 
