@@ -6,7 +6,7 @@
 #include <stdexcept>
 
 #include "simulator/device_arguments.h"
-#include "station/commands.h"
+#include "station/commands/commands.h"
 
 namespace {
 
