@@ -45,7 +45,7 @@ std::unique_ptr<simulator::BusServer> SimulateBus(BusSetup& setup) {
 
 }  // namespace
 
-int RunCommand(const RunOptions& options, MainLoop& loop) {
+int Execute(const RunOptions& options, MainLoop& loop) {
     auto station = OpenStation(options.Bus);
     const auto output = OutputOf(options.Bus.Json);
     OutputListener listener(*output, loop, options.Bus.Verbose);
