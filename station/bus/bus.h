@@ -1,7 +1,6 @@
 #pragma once
 
 #include <functional>
-#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -24,9 +23,9 @@ namespace orvix::station {
 struct AlarmLimits {
     std::optional<double> Low;   ///< degrees Celsius; below it is an alarm
     std::optional<double> High;  ///< degrees Celsius; above it is an alarm
-    /// Inputs that are an alarm, by bit number 0 to 7, in the state given.
-    std::map<int, bool> Inputs;
-    int HoldOff = 1;  ///< readings in a row that start or end an alarm; at least 1
+    unsigned InputsOn = 0;       ///< bit mask of the inputs that are an alarm when they are on
+    unsigned InputsOff = 0;      ///< bit mask of those that are an alarm when they are off
+    int HoldOff = 1;             ///< readings in a row that start or end an alarm; at least 1
 
     bool operator==(const AlarmLimits&) const = default;
 };

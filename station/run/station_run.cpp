@@ -10,6 +10,8 @@ StationRun::~StationRun() {
 }
 
 void StationRun::Start(const BusSetup& setup) {
+    for (const auto& device : setup.Devices)
+        m_Alarms.Limits(setup.PortLabel, device.Address, device.Limits);
     RunningBus bus{setup, nullptr};
     bus.Thread = std::make_unique<BusThread>(m_Station, m_Home, setup, EventsOf(bus));
     bus.Thread->Post([](Bus& b) { b.Poll(); });
@@ -29,6 +31,8 @@ BusEvents StationRun::EventsOf(const RunningBus& bus) {
 void StationRun::TakeReading(Reading reading, std::chrono::milliseconds every) {
     m_Values.Take(reading, every);
     Tell(&Listener::OnReading, reading);
+    for (const auto& event : m_Alarms.Take(reading))
+        Tell(&Listener::OnAlarm, event);
 }
 
 std::vector<Reading> StationRun::Values() const {

@@ -30,6 +30,7 @@ public:
 
     /// The latest reading of each device, with the quality that it has now.
     std::vector<Reading> Values() const;
+    const AlarmBook& Alarms() const { return m_Alarms; }
 
 private:
     struct RunningBus {
@@ -50,6 +51,7 @@ private:
     Apartment& m_Home;
     std::vector<Listener*> m_Listeners;
     LatestValues m_Values;
+    AlarmBook m_Alarms;
     std::list<RunningBus> m_Buses;
 };
 
