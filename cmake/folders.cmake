@@ -4,6 +4,7 @@ find_package(CLI11 REQUIRED)
 find_package(nlohmann_json REQUIRED)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo cairo-pdf)
+pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd)
 
 # Every target is built with the same warnings, all of them errors. GCC 12 takes the standard library's own string
 # concatenation for overlapping memory, hence -Wno-restrict.
@@ -13,11 +14,17 @@ target_compile_options(nb1_warnings INTERFACE
     $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict> -Werror)
 target_include_directories(nb1_warnings INTERFACE ${PROJECT_SOURCE_DIR})
 
-# nb1_folder(PATH LINKS folder... PACKAGES target...): the sources of a folder as the static target nb1_<last part of PATH>.
+# nb1_folder(PATH LINKS folder... PACKAGES target... SUBFOLDERS name...): the sources of a folder, and of those subfolders
+# that are named, as the static target nb1_<last part of PATH>.
 function(nb1_folder PATH)
-    cmake_parse_arguments(ARG "" "" "LINKS;PACKAGES" ${ARGN})
+    cmake_parse_arguments(ARG "" "" "LINKS;PACKAGES;SUBFOLDERS" ${ARGN})
     get_filename_component(name ${PATH} NAME)
-    file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${PATH}/*.cpp)
+    set(patterns ${PATH}/*.cpp)
+    foreach(subfolder ${ARG_SUBFOLDERS})
+        list(APPEND patterns ${PATH}/${subfolder}/*.cpp)
+    endforeach()
+    list(TRANSFORM patterns PREPEND ${PROJECT_SOURCE_DIR}/)
+    file(GLOB sources CONFIGURE_DEPENDS ${patterns})
     list(TRANSFORM ARG_LINKS PREPEND nb1_)
     add_library(nb1_${name} STATIC ${sources})
     target_link_libraries(nb1_${name} PUBLIC nb1_warnings ${ARG_LINKS} ${ARG_PACKAGES})
