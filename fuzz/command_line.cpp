@@ -28,7 +28,8 @@ struct Check {
     void operator()(const station::SimulateOptions& options) const {
         Require(!options.Devices.empty(), "a simulated bus has a device");
     }
-    void operator()(const station::TraceOptions&) const {}
+    template <class Options>
+    void operator()(const Options&) const {}
 
 private:
     static void CheckBus(const station::BusOptions& bus) {
