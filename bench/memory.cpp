@@ -1,0 +1,46 @@
+#include "bench/memory.h"
+
+#include <malloc.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+
+namespace orvix::bench {
+
+double MemoryOf(pid_t process, const char* line) {
+    std::ifstream status("/proc/" + std::to_string(process) + "/status");
+    for (std::string text; std::getline(status, text);) {
+        if (text.starts_with(std::string(line) + ":"))
+            return std::stod(text.substr(std::string(line).size() + 1)) / 1024;
+    }
+    throw std::runtime_error("no memory figures of process " + std::to_string(process));
+}
+
+double PeakMemory(const std::function<void()>& action) {
+    int ends[2];
+    if (pipe(ends) != 0) throw std::runtime_error("no pipe");
+    const pid_t child = fork();
+    if (child == 0) {
+        // What the parent has freed and kept would hide what the action takes.
+        malloc_trim(0);
+        std::ofstream("/proc/self/clear_refs") << "5";
+        const double before = MemoryOf(getpid(), "VmRSS");
+        action();
+        const double added = MemoryOf(getpid(), "VmHWM") - before;
+        [[maybe_unused]] const auto count = write(ends[1], &added, sizeof(added));
+        _exit(0);
+    }
+    close(ends[1]);
+    double added = 0;
+    const bool told = read(ends[0], &added, sizeof(added)) == static_cast<ssize_t>(sizeof(added));
+    close(ends[0]);
+    waitpid(child, nullptr, 0);
+    if (!told) throw std::runtime_error("the child that measures memory has failed");
+    return added;
+}
+
+}  // namespace orvix::bench
