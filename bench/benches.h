@@ -10,6 +10,6 @@ void AddTaskStateComparisons();
 void AddLogComparisons();
 void AddExchangeComparisons(TestStation& station);
 void AddQueueComparisons();
-void AddStationComparisons();
+void AddStationComparisons(TestStation& station);
 
 }  // namespace orvix::bench

@@ -14,6 +14,7 @@ int main(int argc, char** argv) {
         AddLogComparisons();
         AddExchangeComparisons(station);
         AddQueueComparisons();
+        AddStationComparisons(station);
         return RunComparisons(argc, argv);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "nb1_bench: %s\n", error.what());
