@@ -22,7 +22,7 @@ constexpr char kInUse[] = "is in use by another program";
 constexpr Duration kStallLimit = std::chrono::seconds(2);
 constexpr char kTakesNothing[] = "does not take output";
 
-/// Answers of a device that has no such control; a pseudo-terminal has no modem lines.
+/// Answers of a device that has no such control.
 bool IsUnsupported(int systemCode) {
     return systemCode == ENOTTY || systemCode == EINVAL;
 }
@@ -87,6 +87,7 @@ void SerialDevice::Format(const SerialFormat& format) {
 }
 
 void SerialDevice::ModemLine(int line, bool on) {
+    if (!m_HasModemLines) return;
     if (::ioctl(m_File.Get(), on ? TIOCMBIS : TIOCMBIC, &line) != 0 && !IsUnsupported(errno)) {
         Fail("does not take its modem lines");
     }
