@@ -14,7 +14,6 @@ namespace {
 struct Comparison {
     std::string Subject;
     std::vector<Metric> Metrics;
-    int Rounds = 0;
     std::vector<std::vector<Pair>> Measured;  ///< by round, then by metric
 };
 
@@ -29,12 +28,15 @@ public:
     bool ReportContext(const Context&) override { return true; }
     void ReportRuns(const std::vector<Run>& runs) override {
         for (const Run& run : runs) {
-            if (run.error_occurred)
-                std::fprintf(stderr, "%s: %s\n", run.run_name.function_name.c_str(), run.error_message.c_str());
+            if (!run.error_occurred) continue;
+            Failed = true;
+            std::fprintf(stderr, "%s: %s\n", run.run_name.function_name.c_str(), run.error_message.c_str());
         }
         if (!runs.empty() && runs.front().run_type == Run::RT_Iteration)
             std::fprintf(stderr, "measured: %s\n", runs.front().run_name.function_name.c_str());
     }
+
+    bool Failed = false;
 };
 
 std::string AimText(const Aim& aim) {
@@ -100,7 +102,7 @@ void RunRound(benchmark::State& state, Comparison& comparison, const Round& roun
 }  // namespace
 
 void AddComparison(const std::string& subject, std::vector<Metric> metrics, int rounds, Round round) {
-    const auto comparison = std::make_shared<Comparison>(Comparison{subject, std::move(metrics), rounds, {}});
+    const auto comparison = std::make_shared<Comparison>(Comparison{subject, std::move(metrics), {}});
     Comparisons().push_back(comparison);
     benchmark::RegisterBenchmark(subject.c_str(), [comparison, round = std::move(round)](
                                                       benchmark::State& state) { RunRound(state, *comparison, round); })
@@ -126,7 +128,7 @@ int RunComparisons(int argc, char** argv) {
     ProgressReporter progress;
     benchmark::RunSpecifiedBenchmarks(&progress);
     PrintTable();
-    return 0;
+    return progress.Failed ? 1 : 0;
 }
 
 double Quantile(std::vector<double> values, double part) {

@@ -44,7 +44,8 @@ void AddComparison(const std::string& subject, std::vector<Metric> metrics, int 
 void AddComparison(const std::string& subject, const Metric& metric, int rounds, std::function<double()> own,
                    std::function<double()> peer);
 
-/// Runs what has been registered and prints the table. Takes Google Benchmark's own arguments (--benchmark_filter ...).
+/// Runs what has been registered and prints the table; returns the exit status, 1 when a round has failed. Takes Google
+/// Benchmark's own arguments (--benchmark_filter ...).
 int RunComparisons(int argc, char** argv);
 
 /// Middle value; 0 of none.

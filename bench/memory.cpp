@@ -9,6 +9,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "host/error.h"
+
 namespace orvix::bench {
 
 double MemoryOf(pid_t process, const char* line) {
@@ -20,20 +22,25 @@ double MemoryOf(pid_t process, const char* line) {
     throw std::runtime_error("no memory figures of process " + std::to_string(process));
 }
 
+namespace {
+
+void TellPeak(const std::function<void()>& action, int target) {
+    // What the parent has freed and kept would hide what the action takes.
+    malloc_trim(0);
+    std::ofstream("/proc/self/clear_refs") << "5";
+    const double before = MemoryOf(getpid(), "VmRSS");
+    action();
+    const double added = MemoryOf(getpid(), "VmHWM") - before;
+    [[maybe_unused]] const auto count = write(target, &added, sizeof(added));
+}
+
+}  // namespace
+
 double PeakMemory(const std::function<void()>& action) {
     int ends[2];
     if (pipe(ends) != 0) throw std::runtime_error("no pipe");
     const pid_t child = fork();
-    if (child == 0) {
-        // What the parent has freed and kept would hide what the action takes.
-        malloc_trim(0);
-        std::ofstream("/proc/self/clear_refs") << "5";
-        const double before = MemoryOf(getpid(), "VmRSS");
-        action();
-        const double added = MemoryOf(getpid(), "VmHWM") - before;
-        [[maybe_unused]] const auto count = write(ends[1], &added, sizeof(added));
-        _exit(0);
-    }
+    if (child == 0) _exit(Attempt([&] { TellPeak(action, ends[1]); }) ? 0 : 1);
     close(ends[1]);
     double added = 0;
     const bool told = read(ends[0], &added, sizeof(added)) == static_cast<ssize_t>(sizeof(added));
