@@ -91,11 +91,10 @@ void cOrvixNB1Device::iOrvixDevice_SaveAs(const std::string& FileName, std::int3
 }
 
 void cOrvixNB1Device::CheckMissionData() {
-    const std::string message = NumberText(errors::NoMissionData);
     for (const ORVIXCNB1_VARS varID : {ORVIXCNB1_VAR_STATUS, ORVIXCNB1_VAR_TEMP_LOG}) {
         const std::string key = NumberText(varID);
         const bool isValid = m_VarsEx.Exists(key) && m_VarsEx.Item(key)->Valid();
-        PlexaERR.Check(isValid, errors::Validation, "#" + message);
+        PlexaERR.Check(isValid, errors::Validation, errors::NoMissionData);
     }
 }
 

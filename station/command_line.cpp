@@ -26,19 +26,26 @@ struct RawBusOptions {
     BusOptions Parsed;
 };
 
+/// An empty name, as of an unset variable in a script, must not pass for an option that is not there.
+CLI::Option* AddPath(CLI::App& command, const char* option, std::string& path, const char* type, const char* help) {
+    return command.add_option(option, path, help)->type_name(type)->check([](const std::string& text) {
+        return std::string(text.empty() ? "the name is empty" : "");
+    });
+}
+
 void AddJsonFlag(CLI::App& command, bool& json) {
     command.add_flag("--json", json, "one JSON object a line on standard output");
 }
 
 void AddBusOptions(CLI::App& command, RawBusOptions& raw) {
-    command.add_option("--port", raw.Port, "serial device; without it a simulated bus")->type_name("PATH");
+    AddPath(command, "--port", raw.Port, "PATH", "serial device; without it a simulated bus");
     command
         .add_option("--device", raw.Devices,
                     "address and model (sensor or digital), with a name if you like; repeatable")
         ->type_name("A:M[:NAME]")
         ->allow_extra_args(false)
         ->take_all();
-    command.add_option("--data", raw.Parsed.Data, "folder of the database and of what is recorded")->type_name("DIR");
+    AddPath(command, "--data", raw.Parsed.Data, "DIR", "folder of the database and of what is recorded");
     command.add_option("--retries", raw.Parsed.Retries, "extra attempts of a failed exchange")
         ->check(CLI::Range(0, 100))
         ->capture_default_str();
@@ -146,14 +153,13 @@ std::vector<std::string> NamesOf(const Table& table) {
 CLI::App* AddExport(CLI::App& app, RawOptions& raw) {
     auto* command = app.add_subcommand("export", "write a device's log and state to a file");
     AddBusOptions(*command, raw.Bus);
-    command->add_option("--from", raw.From, "a saved device file in place of a device on the bus")
-        ->type_name("FILE")
+    AddPath(*command, "--from", raw.From, "FILE", "a saved device file in place of a device on the bus")
         ->excludes("--port")
         ->excludes("--device");
     command->add_option("--format", raw.Format, "text: a listing; report: PDF; device: for --from")
         ->required()
         ->check(CLI::IsMember(NamesOf(kFormatNames)));
-    command->add_option("--out", raw.Out, "the file, replaced when it is there")->type_name("FILE")->required();
+    AddPath(*command, "--out", raw.Out, "FILE", "the file, replaced when it is there")->required();
     return command;
 }
 
@@ -186,7 +192,7 @@ CommandLine ParseCommandLine(std::vector<std::string> arguments) {
     auto* exporting = AddExport(app, raw);
 
     auto* simulate = app.add_subcommand("simulate", "a simulated bus on a pseudo-terminal");
-    simulate->add_option("--link", raw.Simulate.Link, "give the port this name as well")->type_name("PATH");
+    AddPath(*simulate, "--link", raw.Simulate.Link, "PATH", "give the port this name as well");
     simulate
         ->add_option("--device", raw.SimulatedDevices,
                      "5:sensor=21.5, 6:sensor=ramp:20:30:60s or 7:digital=5; repeatable")

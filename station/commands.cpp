@@ -2,6 +2,7 @@
 
 #include <iostream>
 
+#include "platform/file_descriptor.h"
 #include "simulator/bus_server.h"
 #include "station/folders.h"
 
@@ -9,6 +10,15 @@ namespace orvix::station {
 namespace {
 
 constexpr char kSimulatedPort[] = "simulated";
+
+/// Stations that start at once must not give two ports one number: the devices of both would be taken for one bus's.
+std::int16_t PortNumberIn(const StationFolders& folders, const std::string& port) {
+    platform::CreateFolders(folders.Configuration);
+    // The folder above, since each save of a setting locks the folder itself.
+    const auto lock = platform::LockFolder(folders.Configuration + "..");
+    platform::FileStores stores(folders.Configuration, folders.Library);
+    return PortNumberOf(stores.Settings(), port);
+}
 
 }  // namespace
 
@@ -20,8 +30,7 @@ BusSetup SetupOf(const BusOptions& options, Station& station) {
     BusSetup setup;
     setup.PortLabel = options.Port.value_or(kSimulatedPort);
     setup.PortPath = setup.PortLabel;
-    platform::FileStores stores(station.Folders.Configuration, station.Folders.Library);
-    setup.PortNumber = PortNumberOf(stores.Settings(), setup.PortLabel);
+    setup.PortNumber = PortNumberIn(station.Folders, setup.PortLabel);
     setup.Devices = options.Devices;
     setup.Retries = options.Retries;
     setup.TimeoutFactor = options.TimeoutFactor;

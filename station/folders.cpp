@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <limits>
 
 #include "host/text.h"
 #include "station/library.h"
@@ -36,11 +37,16 @@ StationFolders FindFolders(const std::string& dataOption) {
 }
 
 std::int16_t PortNumberOf(Settings& settings, const std::string& path) {
-    auto number = LeadingNumber(settings.GetSetting(kApplication, kPortSection, path, ""));
-    if (number < 1) {
-        number = LeadingNumber(settings.GetSetting(kApplication, kPortSection, kPortCount, "0")) + 1;
-        settings.SaveSetting(kApplication, kPortSection, kPortCount, NumberText(number));
-        settings.SaveSetting(kApplication, kPortSection, path, NumberText(number));
+    std::int64_t number = LeadingNumber(settings.GetSetting(kApplication, kPortSection, path, ""));
+    const bool isNew = number < 1;
+    if (isNew)
+        number = LeadingNumber(settings.GetSetting(kApplication, kPortSection, kPortCount, "0")) + std::int64_t{1};
+    if (number < 1 || number > std::numeric_limits<std::int16_t>::max()) {
+        throw Error(errors::General, "the settings give port " + path + " the number " + std::to_string(number));
+    }
+    if (isNew) {
+        settings.SaveSetting(kApplication, kPortSection, kPortCount, std::to_string(number));
+        settings.SaveSetting(kApplication, kPortSection, path, std::to_string(number));
     }
     return static_cast<std::int16_t>(number);
 }

@@ -3,6 +3,7 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 
 namespace orvix::station {
@@ -12,6 +13,9 @@ namespace {
 constexpr int kEndOfProgram = SIGUSR1;
 
 constexpr int kInterruptedStatus = 130;
+
+// An exchange cannot be broken off; one with long time-outs and many attempts must not keep the program.
+constexpr timespec kLongestStop{12, 0};
 
 sigset_t AwaitedSignals() {
     sigset_t signals;
@@ -39,12 +43,14 @@ MainLoop::~MainLoop() {
 
 void MainLoop::AwaitSignals() {
     const auto signals = AwaitedSignals();
-    bool asked = false;
-    for (int signal = 0; sigwait(&signals, &signal) == 0 && signal != kEndOfProgram;) {
-        if (asked) _exit(kInterruptedStatus);
-        asked = true;
-        Stop();
-    }
+    int signal = 0;
+    sigwait(&signals, &signal);
+    if (signal == kEndOfProgram) return;
+    Stop();
+    do {
+        signal = sigtimedwait(&signals, nullptr, &kLongestStop);
+    } while (signal < 0 && errno == EINTR);
+    if (signal != kEndOfProgram) _exit(kInterruptedStatus);
 }
 
 }  // namespace orvix::station

@@ -7,7 +7,7 @@
 namespace orvix::station {
 
 /// The program's main thread: an apartment where the buses' events arrive, so that one thread writes the output. SIGINT
-/// and SIGTERM end it in order; a second one ends the program at once.
+/// and SIGTERM end it in order; a second one, or twelve seconds, end the program at once.
 ///
 /// Construct it before any other thread: threads inherit that the signals are blocked.
 class MainLoop {

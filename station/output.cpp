@@ -50,8 +50,8 @@ public:
 
     void Show(const Reading& reading) override {
         m_Out << ClockText(reading.UnixMilliseconds) << "  " << Padded(NumberText(std::int32_t{reading.Address}), 3)
-              << "  " << Padded(reading.Name, 26) << "  " << Padded(reading.Variable, 11) << "  " << Shown(reading)
-              << std::endl;
+              << "  " << Padded(Printable(reading.Name), 26) << "  " << Padded(reading.Variable, 11) << "  "
+              << Shown(reading) << std::endl;
     }
     void Show(const TraceLine& line) override {
         m_Out << line.Clock << "  " << line.Program << " " << line.Thread << "  " << Printable(line.Text) << std::endl;

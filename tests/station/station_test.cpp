@@ -182,6 +182,9 @@ TEST(CommandLine, WrongUsageIsOneClearLine) {
         {{"read", "--port", folder, "--device", "5:sensor", "temperature"}, 1, folder.c_str()},
         {{"read", "--port", "/no/such/port", "--device", "5:sensor", "temperature"}, 1, "/no/such/port"},
         {{"run", "--data", "/proc/no", "--for", "1s"}, 1, "/proc/no"},
+        {{"read", "--port", "", "--device", "5:sensor", "temperature"}, 2, "--port"},
+        {{"export", "--device", "5:sensor", "--format", "text", "--out", ""}, 2, "--out"},
+        {{"simulate", "--device", "5:sensor", "--device", "5:digital"}, 2, "twice"},
     };
     for (const auto& c : cases)
         ExpectOneLine(c.Arguments, c.Status, c.Says);
