@@ -49,8 +49,9 @@ private:
 class SqliteLog {
 public:
     explicit SqliteLog(int samples) : m_Samples(samples) {
+        LogRowMaker maker(AlarmLimits{100, -100});
         for (int i = 0; i < kDistinct; ++i)
-            m_Rows.push_back(MakeLogRow(FromCivilTime({2026, 11, 22, 12, i % 60, 0}), 20.5F, AlarmLimits{100, -100}));
+            m_Rows.push_back(maker.Make(FromCivilTime({2026, 11, 22, 12, i % 60, 0}), 20.5F));
     }
 
     void Build() const {

@@ -45,8 +45,7 @@ std::string BuildFrame(std::int32_t address, std::string_view code, std::string_
     frame.push_back(Byte(payload.size()));
     frame.append(code).append(payload);
     frame.push_back(Byte(XorOf(std::string_view(frame).substr(kInnerOffset))));
-    // The inner packet with its checksum comes to zero, which leaves length and address.
-    frame.push_back(Byte(innerLength ^ static_cast<std::size_t>(address)));
+    frame.push_back(Byte(XorOf(std::string_view(frame).substr(kLengthOffset))));
     frame.push_back(kEndByte);
     return frame;
 }
