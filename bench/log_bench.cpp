@@ -1,5 +1,7 @@
 #include <sqlite3.h>
 
+#include <cmath>
+#include <ctime>
 #include <memory>
 #include <stdexcept>
 #include <vector>
@@ -18,15 +20,24 @@ namespace {
 
 using Seam = MissionStatusSeam;
 
-/// A sensor's mission of so many samples, one a minute, none of which alarms: a log and a chart table of a row each.
+constexpr std::int64_t kStart = 1795345923;
+constexpr AlarmLimits kLimits{100, -100};
+
+/// One a minute from kStart on; none of them alarms.
+std::vector<float> MakeSamples(int count) {
+    std::vector<float> samples;
+    for (int i = 0; i < count; ++i)
+        samples.push_back(20.0F + static_cast<float>(i % 97) / 10);
+    return samples;
+}
+
+/// A sensor's mission: a sample is a row of the log and a row of the chart.
 class OwnLog {
 public:
-    explicit OwnLog(int samples) {
-        for (int i = 0; i < samples; ++i)
-            m_Samples.push_back(20.0F + static_cast<float>(i % 97) / 10);
+    explicit OwnLog(int samples) : m_Samples(MakeSamples(samples)) {
         Seam::SetParent(m_Mission, &m_Device);
-        Seam::Status(m_Mission) = {.StartValue = 1795345923, .MissionSamples = samples, .Rate = 1};
-        Seam::Temperature(m_Mission) = {.HighAlarm = 100, .LowAlarm = -100};
+        Seam::Status(m_Mission) = {.StartValue = kStart, .MissionSamples = samples, .Rate = 1};
+        Seam::Temperature(m_Mission) = {.HighAlarm = kLimits.High, .LowAlarm = kLimits.Low};
     }
 
     void Build() {
@@ -44,28 +55,26 @@ private:
     cOrvixNB1TPMission m_Mission{m_Host.Services};
 };
 
-/// The same rows, ready made, through one prepared insert in one transaction into a table in memory. Those of the chart
-/// have no alarm flags.
+/// The same rows from the same samples, through one prepared insert in one transaction into a table in memory that no
+/// other thread may use. Rows of the chart have no alarm flags. Texts of times come from the C library.
 class SqliteLog {
 public:
-    explicit SqliteLog(int samples) : m_Samples(samples) {
-        LogRowMaker maker(AlarmLimits{100, -100});
-        for (int i = 0; i < kDistinct; ++i)
-            m_Rows.push_back(maker.Make(FromCivilTime({2026, 11, 22, 12, i % 60, 0}), 20.5F));
-    }
+    explicit SqliteLog(int samples) : m_Samples(MakeSamples(samples)) {}
 
     void Build() const {
         sqlite3* database = nullptr;
         sqlite3_stmt* insert = nullptr;
-        Check(sqlite3_open(":memory:", &database));
+        Check(sqlite3_open_v2(":memory:", &database, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,
+                              nullptr));
         Check(sqlite3_exec(database,
                            "CREATE TABLE log(time TEXT, chart TEXT, temp INTEGER, high INTEGER, low INTEGER, "
                            "is_high INTEGER, is_low INTEGER); BEGIN",
                            nullptr, nullptr, nullptr));
         Check(sqlite3_prepare_v2(database, "INSERT INTO log VALUES(?,?,?,?,?,?,?)", -1, &insert, nullptr));
-        for (const bool isGraph : {false, true}) {
-            for (int i = 0; i < m_Samples; ++i)
-                Insert(insert, m_Rows[static_cast<std::size_t>(i % kDistinct)], isGraph);
+        time_t time = kStart;
+        for (const float sample : m_Samples) {
+            InsertSample(insert, time, sample);
+            time += 60;
         }
         Check(sqlite3_exec(database, "COMMIT", nullptr, nullptr, nullptr));
         sqlite3_finalize(insert);
@@ -73,39 +82,50 @@ public:
     }
 
 private:
-    static constexpr int kDistinct = 1000;
-
     static void Check(int result) {
         if (result != SQLITE_OK && result != SQLITE_DONE) throw std::runtime_error(sqlite3_errstr(result));
     }
-    static void BindText(sqlite3_stmt* insert, int position, const std::string& text) {
-        sqlite3_bind_text(insert, position, text.data(), static_cast<int>(text.size()), SQLITE_STATIC);
+    static void BindTime(sqlite3_stmt* insert, int position, char (&text)[18], const char* pattern, const tm& time) {
+        const auto length = static_cast<int>(std::strftime(text, sizeof(text), pattern, &time));
+        sqlite3_bind_text(insert, position, text, length, SQLITE_STATIC);
     }
-    static void Insert(sqlite3_stmt* insert, const LogRow& row, bool isGraph) {
-        BindText(insert, 1, row.TimeVal);
-        BindText(insert, 2, row.ChartTime);
-        sqlite3_bind_int64(insert, 3, static_cast<std::int64_t>(row.Temp * 10000));
-        sqlite3_bind_int64(insert, 4, 1000000);
-        sqlite3_bind_int64(insert, 5, -1000000);
-        if (isGraph) {
-            sqlite3_bind_null(insert, 6);
-            sqlite3_bind_null(insert, 7);
-        } else {
-            sqlite3_bind_int(insert, 6, row.IsHigh);
-            sqlite3_bind_int(insert, 7, row.IsLow);
-        }
+    static void InsertSample(sqlite3_stmt* insert, time_t time, float sample) {
+        const double temp = std::nearbyint(sample * 10.0) / 10;
+        tm parts{};
+        gmtime_r(&time, &parts);
+        char text[18];
+        char chart[18];
+        BindTime(insert, 1, text, "%d/%m/%y %H:%M:%S", parts);
+        BindTime(insert, 2, chart, "%Y%m%d%H%M%S", parts);
+        sqlite3_bind_int64(insert, 3, std::llround(temp * 10000));
+        sqlite3_bind_int64(insert, 4, std::llround(kLimits.High * 10000));
+        sqlite3_bind_int64(insert, 5, std::llround(kLimits.Low * 10000));
+        sqlite3_bind_int(insert, 6, temp >= kLimits.High);
+        sqlite3_bind_int(insert, 7, temp <= kLimits.Low);
+        Run(insert);
+        sqlite3_bind_null(insert, 6);
+        sqlite3_bind_null(insert, 7);
+        Run(insert);
+    }
+    static void Run(sqlite3_stmt* insert) {
         Check(sqlite3_step(insert));
         sqlite3_reset(insert);
     }
 
-    int m_Samples;
-    std::vector<LogRow> m_Rows;
+    std::vector<float> m_Samples;
 };
 
 /// Nanoseconds a row; small logs are built often enough to be measured.
 template <class Log>
 double TimePerRow(Log& log, int samples) {
     return TimePerCall(std::max(1, 30000 / samples), [&] { log.Build(); }) / (2.0 * samples);
+}
+
+/// The same for the first build of a program, which pays for fresh pages of memory too.
+template <class Log>
+double FirstTimePerRow(int samples) {
+    Log log(samples);
+    return InFreshMemory([&] { return TimePerCall(1, [&] { log.Build(); }) / (2.0 * samples); });
 }
 
 template <class Log>
@@ -126,6 +146,10 @@ void AddLogComparisons() {
             [samples = samples, log = std::make_shared<SqliteLog>(samples)] { return TimePerRow(*log, samples); });
     }
     for (const int samples : {100000, 1000000}) {
+        AddComparison(
+            "log of " + std::to_string(samples), {"first, time a row", "ns", AtMost(1.0 / 15)}, 5,
+            [samples] { return FirstTimePerRow<OwnLog>(samples); },
+            [samples] { return FirstTimePerRow<SqliteLog>(samples); });
         AddComparison(
             "log of " + std::to_string(samples), {"peak memory", "MB", AtMost(1)}, 3,
             [samples] { return PeakMemoryOf<OwnLog>(samples); },

@@ -1,3 +1,7 @@
+#include <malloc.h>
+
+#include <limits>
+
 #include <cstdio>
 #include <exception>
 
@@ -6,6 +10,10 @@
 #include "bench/test_station.h"
 
 int main(int argc, char** argv) {
+    // Whoever is measured keeps the memory that it has freed; otherwise fresh pages would cost more than what is done.
+    mallopt(M_TRIM_THRESHOLD, std::numeric_limits<int>::max());
+    mallopt(M_MMAP_MAX, 0);
+
     using namespace orvix::bench;
     try {
         TestStation station;

@@ -6,6 +6,9 @@
 
 namespace orvix::bench {
 
+/// What is measured in a child process that keeps no freed memory.
+double InFreshMemory(const std::function<double()>& measure);
+
 /// Megabytes that an action adds to the memory of this program at its peak. It runs in a child process.
 double PeakMemory(const std::function<void()>& action);
 

@@ -75,7 +75,8 @@ RecordSet::RecordSet(std::vector<FieldDefinition> fields) : m_Fields(std::move(f
         CheckField(field);
         const std::size_t position = m_Layout.size();
         const std::size_t width = WidthOf(field);
-        m_Layout.push_back({field.Type, width, m_RowLength, position / 8, static_cast<std::uint8_t>(1U << position % 8)});
+        m_Layout.push_back(
+            {field.Type, width, m_RowLength, position / 8, static_cast<std::uint8_t>(1U << position % 8)});
         m_RowLength += width;
     }
     const std::size_t rows = std::max<std::size_t>(kUsualBlockLength / std::max<std::size_t>(m_RowLength, 1), 1);
@@ -111,15 +112,10 @@ const std::uint8_t* RecordSet::Value(std::size_t row, const ColumnLayout& column
     return RowAt(row) + column.Offset;
 }
 
-std::uint8_t* RecordSet::Place(Column column, FieldType type) {
-    const ColumnLayout& layout = LayoutOf(column);
-    if (layout.Type != type) {
-        throw Error(errors::TypeMismatch,
-                    "record set: value of another type for column \"" + m_Fields[column].Name + '"');
-    }
+void RecordSet::RaiseCannotSet(Column column) const {
+    LayoutOf(column);
     if (!m_Adding) throw Error(errors::General, "record set: no row is being added");
-    m_NewRow[layout.SetByte] |= layout.SetBit;
-    return m_NewRow.data() + layout.Offset;
+    throw Error(errors::TypeMismatch, "record set: value of another type for column \"" + m_Fields[column].Name + '"');
 }
 
 void RecordSet::AppendRow() {
@@ -136,21 +132,6 @@ void RecordSet::AddNew() {
 
 void RecordSet::AddNewAlike() {
     m_Adding = true;
-}
-
-void RecordSet::Set(Column column, std::string_view text) {
-    std::uint8_t* const place = Place(column, FieldType::Char);
-    const std::size_t width = m_Layout[column].Width;
-    const std::size_t length = std::min(text.size(), width);
-    std::memset(std::copy_n(text.begin(), length, place), ' ', width - length);
-}
-
-void RecordSet::Set(Column column, Currency value) {
-    std::memcpy(Place(column, FieldType::Currency), &value.Scaled, sizeof(value.Scaled));
-}
-
-void RecordSet::Set(Column column, bool value) {
-    *Place(column, FieldType::Boolean) = value ? 1 : 0;
 }
 
 void RecordSet::Update() {

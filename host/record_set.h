@@ -1,7 +1,9 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -87,8 +89,8 @@ public:
     static RecordSet Load(ByteView stream);
 
 private:
-    /// Where a column's value lies in a row. A row begins with a bit for each column, which is set where the field is not
-    /// null.
+    /// Where a column's value lies in a row. A row begins with a bit for each column, which is set where the field is
+    /// not null.
     struct ColumnLayout {
         FieldType Type = FieldType::Char;
         std::size_t Width = 0;  // bytes of a value
@@ -108,6 +110,7 @@ private:
     /// Puts the row being added behind the last one.
     void AppendRow();
     const ColumnLayout& LayoutOf(Column column) const;
+    [[noreturn]] void RaiseCannotSet(Column column) const;
     std::vector<std::uint32_t> SortedRows(const ColumnLayout& column, bool descending) const;
     void AppendColumn(ByteArray& stream, const ColumnLayout& column) const;
     void LoadColumn(StreamReader& stream, const ColumnLayout& column);
@@ -123,6 +126,31 @@ private:
     std::size_t m_Cursor = 0;
     bool m_Adding = false;
 };
+
+// Setting fields is what filling a table costs, so it is inline.
+
+inline std::uint8_t* RecordSet::Place(Column column, FieldType type) {
+    if (!m_Adding || column >= m_Layout.size() || m_Layout[column].Type != type) RaiseCannotSet(column);
+    const ColumnLayout& layout = m_Layout[column];
+    m_NewRow[layout.SetByte] |= layout.SetBit;
+    return m_NewRow.data() + layout.Offset;
+}
+
+inline void RecordSet::Set(Column column, std::string_view text) {
+    std::uint8_t* const place = Place(column, FieldType::Char);
+    const std::size_t width = m_Layout[column].Width;
+    const std::size_t length = std::min(text.size(), width);
+    std::memcpy(place, text.data(), length);
+    if (length < width) std::memset(place + length, ' ', width - length);
+}
+
+inline void RecordSet::Set(Column column, Currency value) {
+    std::memcpy(Place(column, FieldType::Currency), &value.Scaled, sizeof(value.Scaled));
+}
+
+inline void RecordSet::Set(Column column, bool value) {
+    *Place(column, FieldType::Boolean) = value ? 1 : 0;
+}
 
 /// Readers that hold a table keep it when a mission builds the next one.
 using RecordSetRef = std::shared_ptr<RecordSet>;

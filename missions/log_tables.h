@@ -32,8 +32,8 @@ RecordSetRef CreateLogRecordset(bool isGraph);
 /// that, gives 20.5.
 float RoundToDecimal(float sample);
 
-/// Makes the rows of a log. The dates in the texts are put in words once a day; within a day only the digits of the time
-/// change.
+/// Makes the rows of a log. The dates in the texts are put in words once a day; within a day only the digits of the
+/// time change.
 class LogRowMaker {
 public:
     /// Without limits no sample alarms.
