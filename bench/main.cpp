@@ -1,9 +1,8 @@
 #include <malloc.h>
 
-#include <limits>
-
 #include <cstdio>
 #include <exception>
+#include <limits>
 
 #include "bench/benches.h"
 #include "bench/comparison.h"
