@@ -4,7 +4,6 @@
 #include <poll.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -73,6 +72,7 @@ void SerialDevice::OpenExclusively(const std::string& path) {
     if (!S_ISCHR(status.st_mode)) throw Error(errors::General, m_Name + " is not a serial device");
     m_File = FileDescriptor(::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
     if (!m_File.IsOpen()) Fail(errno == EBUSY ? kInUse : "cannot be opened");
+    if (::fstat(m_File.Get(), &m_Identity) != 0) Fail("cannot be opened");
     if (::isatty(m_File.Get()) == 0) throw Error(errors::General, m_Name + " is not a serial device");
     // The terminal's own exclusive mode does not hold against root.
     if (::flock(m_File.Get(), LOCK_EX | LOCK_NB) == 0) return;
@@ -93,20 +93,18 @@ void SerialDevice::ModemLine(int line, bool on) {
     }
 }
 
-bool SerialDevice::IsStill(const std::string& path) const {
-    struct stat mine {};
+bool SerialDevice::IsReplaced(const std::string& path) const {
     struct stat named {};
-    const bool known = ::fstat(m_File.Get(), &mine) == 0 && ::stat(path.c_str(), &named) == 0;
-    const bool replaced = known && (mine.st_dev != named.st_dev || mine.st_ino != named.st_ino);
-    return !replaced && !HungUp();
+    if (::stat(path.c_str(), &named) != 0) return false;
+    return m_Identity.st_dev != named.st_dev || m_Identity.st_ino != named.st_ino;
 }
 
 bool SerialDevice::HungUp() const {
     return (PollOnce(m_File.Get(), POLLIN, Duration::zero()) & (POLLHUP | POLLERR | POLLNVAL)) != 0;
 }
 
-void SerialDevice::DiscardInput() {
-    if (::tcflush(m_File.Get(), TCIFLUSH) != 0) Fail("has failed");
+bool SerialDevice::DiscardInput() {
+    return ::tcflush(m_File.Get(), TCIFLUSH) == 0;
 }
 
 void SerialDevice::Write(const std::string& bytes) {
