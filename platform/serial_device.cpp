@@ -52,6 +52,8 @@ SerialDevice::SerialDevice(std::string name, const std::string& path, const Seri
     if (::tcgetattr(m_File.Get(), &m_Before) != 0) Fail("cannot be read for its settings");
     int lines = 0;
     m_HasModemLines = ::ioctl(m_File.Get(), TIOCMGET, &lines) == 0;
+    // Taking a passing failure for a device without them would leave a half-duplex transmitter off for good.
+    if (!m_HasModemLines && !IsUnsupported(errno)) Fail("cannot be read for its modem lines");
     unsigned transmitter = 0;
     m_KnowsTransmitter = ::ioctl(m_File.Get(), TIOCSERGETLSR, &transmitter) == 0;
     Format(format);
