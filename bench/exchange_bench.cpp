@@ -10,6 +10,7 @@
 #include "bench/benches.h"
 #include "bench/clocks.h"
 #include "bench/comparison.h"
+#include "bench/one_processor.h"
 #include "bench/responder.h"
 #include "bench/test_station.h"
 #include "devices/protocol/frame.h"
@@ -226,6 +227,7 @@ Figures Measure(Exchanger& exchanger) {
 template <class Own, class Peer>
 void Compare(const std::string& subject, std::vector<Metric> metrics, Own& own, Peer& peer) {
     AddComparison(subject, std::move(metrics), kRounds, [&own, &peer](int number) {
+        const OneProcessor here;
         Figures ownFigures{}, peerFigures{};
         if (number % 2 != 0) peerFigures = Measure(peer);
         ownFigures = Measure(own);
@@ -240,6 +242,9 @@ void Compare(const std::string& subject, std::vector<Metric> metrics, Own& own, 
 }  // namespace
 
 void AddExchangeComparisons(TestStation& station) {
+    // Askers and responders share a processor. Waking another one costs more than an exchange, and whether it is needed
+    // is up to where the system puts the threads.
+    const OneProcessor here;
     // All of them stay open to the end; only the one that is measured has anything to do.
     static ExchangeOnly exchange(station);
     static WorkItem workItem(station);
