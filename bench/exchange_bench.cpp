@@ -17,6 +17,7 @@
 #include "driver/cOrvixDriverNB1.h"
 #include "driver/exchange.h"
 #include "host/text.h"
+#include "platform/serial_line.h"
 #include "tasks/cOrvixTaskNB1.h"
 #include "tests/support/test_host.h"
 
@@ -48,7 +49,8 @@ public:
         : m_Responder(OwnRequest().size(), OwnReply()),
           m_Host(station.ServicesFor(kPort, m_Responder.Path())),
           m_Errors(m_Host.Get()),
-          m_Control(m_Host.Get().Line.CreateSerialControl()) {
+          m_Line({{kPort, m_Responder.Path()}}),
+          m_Control(m_Line.CreateSerialControl()) {
         m_Control->CommPort(kPort);
         m_Control->PortOpen(true);
     }
@@ -62,11 +64,13 @@ private:
     Responder m_Responder;
     station::BusServices m_Host;
     cPlexaERR m_Errors;
+    platform::SerialLine m_Line;
     std::unique_ptr<SerialControl> m_Control;
     ExchangeRequest m_Request{kAddress, kCommand, 100, {}};
 };
 
-/// A whole work item: the driver is sent a task, loads it, exchanges, and sends the task back with its result.
+/// A whole work item on a line that the program listens to: the driver is sent a task, loads it, exchanges, and sends
+/// the task back with its result.
 class WorkItem {
 public:
     explicit WorkItem(TestStation& station)

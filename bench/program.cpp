@@ -44,8 +44,11 @@ Program::~Program() {
 double Program::FirstReading() {
     pollfd output{m_Output, POLLIN, 0};
     std::array<char, 4096> buffer{};
-    if (poll(&output, 1, 10000) != 1 || read(m_Output, buffer.data(), buffer.size()) <= 0) {
-        throw std::runtime_error("nimbo1 says nothing");
+    std::string said;
+    while (said.find("\"event\":\"reading\"") == std::string::npos) {
+        const ssize_t count = poll(&output, 1, 10000) == 1 ? read(m_Output, buffer.data(), buffer.size()) : 0;
+        if (count <= 0) throw std::runtime_error("nimbo1 reads nothing");
+        said.append(buffer.data(), static_cast<std::size_t>(count));
     }
     return (WallTime() - m_Started) / 1e6;
 }

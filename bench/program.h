@@ -20,7 +20,7 @@ public:
     Program(const Program&) = delete;
     Program& operator=(const Program&) = delete;
 
-    /// Milliseconds from the start of the program to its first output.
+    /// Milliseconds from the start of the program to its first reading.
     double FirstReading();
     /// What all its threads have used so far.
     Usage Used() const;

@@ -38,7 +38,7 @@ std::vector<double> PollRounds(TestStation& station, int rounds) {
     constexpr int kSensors = 8;
     BusServer line(Sensors(kSensors), 9600);
     const auto setup = SetupOf(line, kSensors);
-    station::BusServices services(station.Shared().ServicesFor(setup));
+    station::BusServices services(station.Shared().ServicesFor(setup, [](const station::LineEvent&) {}));
     std::vector<double> measured;
     double start = 0;
     int completed = 0;
@@ -53,7 +53,8 @@ std::vector<double> PollRounds(TestStation& station, int rounds) {
     Bus bus(station.Shared().Library, services, setup,
             {.OnReading = [&](const station::Reading& reading) { failed += reading.Valid() ? 0 : 1; },
              .OnTrouble = [](const station::Failure&) {},
-             .OnMessage = onMessage});
+             .OnMessage = onMessage,
+             .OnLine = [](const station::LineEvent&) {}});
     bus.Poll();
     const auto enough = [&] { return static_cast<int>(measured.size()) >= rounds; };
     services.Apartment().PumpUntil(enough, std::chrono::seconds(5 + rounds));
@@ -123,7 +124,8 @@ double MemoryOfBuses(int count) {
             const BusEvents events{
                 .OnReading = [&](const station::Reading& reading) { readings += reading.Valid() ? 1 : 0; },
                 .OnTrouble = [](const station::Failure&) {},
-                .OnMessage = [](const std::string&) {}};
+                .OnMessage = [](const std::string&) {},
+                .OnLine = [](const station::LineEvent&) {}};
             buses.push_back(std::make_unique<station::BusThread>(station.Shared(), apartment, setup, events));
             buses.back()->Post([](Bus& bus) { bus.Poll(); });
         }

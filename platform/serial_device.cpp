@@ -38,7 +38,8 @@ termios RawTerminal(termios terminal, const SerialFormat& format) {
     terminal.c_iflag &= ~static_cast<tcflag_t>(IXOFF | IXANY | INPCK);
     terminal.c_cflag &= ~static_cast<tcflag_t>(CSIZE | PARENB | PARODD | CSTOPB | CRTSCTS);
     terminal.c_cflag |= format.CharacterFlags | CLOCAL | CREAD;
-    terminal.c_cc[VMIN] = 0;
+    // With 0, a read that finds nothing would look like one on a line that is gone.
+    terminal.c_cc[VMIN] = 1;
     terminal.c_cc[VTIME] = 0;
     ::cfsetspeed(&terminal, format.Speed);
     return terminal;
@@ -101,10 +102,6 @@ bool SerialDevice::IsReplaced(const std::string& path) const {
     return m_Identity.st_dev != named.st_dev || m_Identity.st_ino != named.st_ino;
 }
 
-bool SerialDevice::HungUp() const {
-    return (PollOnce(m_File.Get(), POLLIN, Duration::zero()) & (POLLHUP | POLLERR | POLLNVAL)) != 0;
-}
-
 bool SerialDevice::DiscardInput() {
     return ::tcflush(m_File.Get(), TCIFLUSH) == 0;
 }
@@ -164,7 +161,7 @@ std::string SerialDevice::Read(std::size_t limit) {
     std::string bytes(limit, '\0');
     const ssize_t count = ::read(m_File.Get(), bytes.data(), bytes.size());
     if (count < 0 && errno != EAGAIN && errno != EINTR) Fail("is gone");
-    if (count <= 0 && HungUp()) Fail("is gone", EIO);
+    if (count == 0) Fail("is gone", EIO);
     bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
     return bytes;
 }

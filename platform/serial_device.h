@@ -54,7 +54,6 @@ private:
     using Clock = std::chrono::steady_clock;
 
     void OpenExclusively(const std::string& path);
-    bool HungUp() const;
     void Queue(const std::string& bytes);
     void WaitUntilSent(Clock::time_point started, std::size_t count);
     /// Bytes that the system still holds for output.
