@@ -29,7 +29,7 @@ BusSetup SetupOf(BusServer& line, int sensors) {
     BusSetup setup;
     setup.PortLabel = setup.PortPath = line.Terminal().Path();
     for (int address = 1; address <= sensors; ++address)
-        setup.Devices.push_back({address, 106, {}});
+        setup.Devices.push_back({address, 106, {}, {}});
     return setup;
 }
 
