@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "station/history/history_reader.h"
+
+namespace orvix::station {
+
+enum class HistoryFormat { Table, Csv, Json };
+
+/// What stands above the rows; may be empty.
+std::string HeadingOf(HistoryFormat format);
+/// One line, with its end.
+std::string LineOf(const HistoryRow& row, HistoryFormat format);
+
+/// One line a series under a heading; as JSON, one object a line.
+std::string SummaryText(const std::vector<SeriesSummary>& summaries, HistoryFormat format);
+
+/// The mean of inputs says nothing.
+bool HasMean(const SeriesKey& key);
+
+}  // namespace orvix::station
