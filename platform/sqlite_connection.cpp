@@ -22,10 +22,14 @@ namespace {
 std::string ImmutableUri(const std::string& file) {
     std::string uri = "file:";
     for (const char c : file) {
-        if (c == '%') uri += "%25";
-        else if (c == '?') uri += "%3f";
-        else if (c == '#') uri += "%23";
-        else uri += c;
+        if (c == '%')
+            uri += "%25";
+        else if (c == '?')
+            uri += "%3f";
+        else if (c == '#')
+            uri += "%23";
+        else
+            uri += c;
     }
     return uri + "?immutable=1";
 }
@@ -38,8 +42,7 @@ SqliteConnection::SqliteConnection(const std::string& file, Access access) : m_F
     const int flags = (access == Access::ReadWrite ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY) |
                       (isImmutable ? SQLITE_OPEN_URI : 0);
     sqlite3* handle = nullptr;
-    const int result =
-        sqlite3_open_v2((isImmutable ? ImmutableUri(file) : file).c_str(), &handle, flags, nullptr);
+    const int result = sqlite3_open_v2((isImmutable ? ImmutableUri(file) : file).c_str(), &handle, flags, nullptr);
     m_Handle.reset(handle);
     if (result != SQLITE_OK) Fail();
     sqlite3_busy_timeout(handle, kBusyMilliseconds);

@@ -46,7 +46,8 @@ private:
     std::unique_ptr<sqlite3, SqliteCloser> m_Handle;
 };
 
-/// One statement; to be run again after Reset, with the same parameters but those that are bound anew. Parameters count from 1, columns from 0. Texts may hold any byte.
+/// One statement; to be run again after Reset, with the same parameters but those that are bound anew. Parameters count
+/// from 1, columns from 0. Texts may hold any byte.
 class SqliteStatement {
 public:
     /// The connection outlives the statement.

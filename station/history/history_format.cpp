@@ -96,21 +96,20 @@ double Seconds(std::chrono::milliseconds time) {
 
 std::string CsvLine(const SeriesSummary& summary) {
     std::string line = CsvKey(summary.Series.Key) + std::to_string(summary.Count) + ",";
-    line += summary.Count == 0 ? "," : NumberText(summary.Lowest) + ",";
-    line += summary.Count == 0 || !HasMean(summary.Series.Key) ? "," : NumberText(summary.Mean) + ",";
-    line += summary.Count == 0 ? "," : NumberText(summary.Highest) + ",";
-    return line + std::to_string(summary.Gaps) + "," + std::to_string(summary.Failed) + "," +
+    const auto& range = summary.Range;
+    line += range ? NumberText(range->Lowest) + "," + NumberText(range->Mean) + "," + NumberText(range->Highest) : ",,";
+    return line + "," + std::to_string(summary.Gaps) + "," + std::to_string(summary.Failed) + "," +
            NumberText(Seconds(summary.GapTime)) + "," + NumberText(Seconds(summary.NotRunning)) + "\n";
 }
 
 std::string JsonLine(const SeriesSummary& summary) {
     Json object{{"event", "summary"}};
     object.update(ToJson(summary.Series.Key));
-    const bool isEmpty = summary.Count == 0;
+    const auto& range = summary.Range;
     object["readings"] = summary.Count;
-    object["lowest"] = isEmpty ? Json() : Json(summary.Lowest);
-    object["mean"] = isEmpty || !HasMean(summary.Series.Key) ? Json() : Json(summary.Mean);
-    object["highest"] = isEmpty ? Json() : Json(summary.Highest);
+    object["lowest"] = range ? Json(range->Lowest) : Json();
+    object["mean"] = range ? Json(range->Mean) : Json();
+    object["highest"] = range ? Json(range->Highest) : Json();
     object["gaps"] = summary.Gaps;
     object["failed"] = summary.Failed;
     object["gap_seconds"] = Seconds(summary.GapTime);
@@ -120,24 +119,17 @@ std::string JsonLine(const SeriesSummary& summary) {
 
 std::string TableLine(const SeriesSummary& summary) {
     std::string line = TableKey(summary.Series.Key) + Padded(std::to_string(summary.Count), 9);
-    const auto shown = [&](double value, bool isThere) {
-        return Padded(isThere && summary.Count > 0 ? ValueWithUnit(value) : "--", 10);
-    };
-    const bool isReal = HasMean(summary.Series.Key);
-    if (isReal) {
-        line += shown(summary.Lowest, true) + shown(summary.Mean, true) + shown(summary.Highest, true);
-    } else {
-        line += Padded("--", 10) + Padded("--", 10) + Padded("--", 10);
-    }
+    const auto& range = summary.Range;
+    for (const auto value : {&ValueRange::Lowest, &ValueRange::Mean, &ValueRange::Highest})
+        line += Padded(ValueWithUnit(range ? ReadingValue(*range.*value) : ReadingValue()), 10);
     line += Padded(std::to_string(summary.Gaps), 6) + Padded(std::to_string(summary.Failed), 8);
-    line += Padded(DurationText(summary.GapTime), 14) + DurationText(summary.NotRunning);
-    return line + "\n";
+    return line + Padded(DurationText(summary.GapTime), 14) + DurationText(summary.NotRunning) + "\n";
 }
 
 std::string TableHeading() {
     return Padded("port", 16) + Padded("", 5) + Padded("name", 28) + Padded("variable", 13) + Padded("readings", 9) +
-           Padded("lowest", 10) + Padded("mean", 10) + Padded("highest", 10) + Padded("gaps", 6) +
-           Padded("failed", 8) + Padded("gap time", 14) + "not running\n";
+           Padded("lowest", 10) + Padded("mean", 10) + Padded("highest", 10) + Padded("gaps", 6) + Padded("failed", 8) +
+           Padded("gap time", 14) + "not running\n";
 }
 
 }  // namespace
@@ -167,10 +159,6 @@ std::string SummaryText(const std::vector<SeriesSummary>& summaries, HistoryForm
         if (format == HistoryFormat::Json) text += JsonLine(summary);
     }
     return text;
-}
-
-bool HasMean(const SeriesKey& key) {
-    return key.Variable != NameOf(ORVIXCNB1_VAR_INPUTBYTE);
 }
 
 }  // namespace orvix::station

@@ -17,7 +17,4 @@ std::string LineOf(const HistoryRow& row, HistoryFormat format);
 /// One line a series under a heading; as JSON, one object a line.
 std::string SummaryText(const std::vector<SeriesSummary>& summaries, HistoryFormat format);
 
-/// The mean of inputs says nothing.
-bool HasMean(const SeriesKey& key);
-
 }  // namespace orvix::station

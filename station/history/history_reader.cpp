@@ -14,9 +14,6 @@ namespace {
 
 using platform::SqliteStatement;
 
-// A running station says so more often than this.
-constexpr std::int64_t kAliveMilliseconds = 3000;
-
 bool IsOf(const SeriesKey& key, const HistoryQuery& query) {
     if (!query.Port.empty() && key.Port != query.Port) return false;
     return query.Device.empty() || std::to_string(key.Address) == query.Device ||
@@ -38,6 +35,10 @@ std::int64_t Overlap(const HistoryRow& row, const Period& period) {
 }
 
 }  // namespace
+
+bool StoredSeries::IsInputs() const {
+    return Key.Variable == NameOf(ORVIXCNB1_VAR_INPUTBYTE);
+}
 
 HistoryReader::HistoryReader(const std::string& file, std::int64_t now)
     : m_Connection(OpenHistoryReadOnly(file)), m_Now(now) {}
@@ -85,7 +86,9 @@ std::vector<HistoryRow> HistoryReader::TimesNotRunning(const StoredSeries& serie
 
 void HistoryReader::Read(const std::vector<StoredSeries>& series, const Period& period,
                          const std::function<bool(const HistoryRow&)>& take) {
-    const auto isLater = [](const SeriesCursor* a, const SeriesCursor* b) { return a->Current()->Time > b->Current()->Time; };
+    const auto isLater = [](const SeriesCursor* a, const SeriesCursor* b) {
+        return a->Current()->Time > b->Current()->Time;
+    };
     std::priority_queue<SeriesCursor*, std::vector<SeriesCursor*>, decltype(isLater)> next(isLater);
     std::list<SeriesCursor> cursors;
     for (const auto& one : series) {
@@ -102,15 +105,16 @@ void HistoryReader::Read(const std::vector<StoredSeries>& series, const Period& 
 }
 
 SeriesSummary HistoryReader::Summarize(const StoredSeries& series, const Period& period) {
-    SeriesSummary summary{.Series = series};
+    SeriesSummary summary;
+    summary.Series = series;
     SqliteStatement readings(m_Connection,
                              "SELECT count(*), min(value), avg(value), max(value) FROM readings "
                              "WHERE series = ? AND time_ms >= ? AND time_ms < ?");
     readings.Bind(1, series.Row).Bind(2, period.Since).Bind(3, period.Until).Step();
     summary.Count = readings.LongNumber(0);
-    summary.Lowest = readings.Real(1);
-    summary.Mean = readings.Real(2);
-    summary.Highest = readings.Real(3);
+    if (summary.Count > 0 && !series.IsInputs()) {
+        summary.Range = {readings.Real(1), readings.Real(2), readings.Real(3)};
+    }
     SqliteStatement gaps(m_Connection,
                          "SELECT count(*), total(count), total(min(to_ms, ?3) - max(from_ms, ?2)) FROM gaps "
                          "WHERE series = ?1 AND from_ms < ?3 AND to_ms >= ?2");

@@ -28,6 +28,9 @@ struct HistoryQuery {
 struct StoredSeries {
     std::int64_t Row = 0;
     SeriesKey Key;
+
+    /// Inputs, as opposed to a temperature.
+    bool IsInputs() const;
 };
 
 /// A reading, or a time without readings.
@@ -40,15 +43,19 @@ struct HistoryRow {
     Failure Reason;          ///< of a gap
 };
 
-struct SeriesSummary {
-    StoredSeries Series;
-    std::int64_t Count = 0;  ///< good readings; without any, the three numbers mean nothing
+struct ValueRange {
     double Lowest = 0;
     double Mean = 0;
     double Highest = 0;
+};
+
+struct SeriesSummary {
+    StoredSeries Series;
+    std::int64_t Count = 0;           ///< good readings
+    std::optional<ValueRange> Range;  ///< of temperatures, when there are any
     std::int64_t Gaps = 0;
-    std::int64_t Failed = 0;                ///< readings
-    std::chrono::milliseconds GapTime{0};   ///< from the first to the last failure of each gap
+    std::int64_t Failed = 0;               ///< readings
+    std::chrono::milliseconds GapTime{0};  ///< from the first to the last failure of each gap
     std::chrono::milliseconds NotRunning{0};
 };
 
@@ -60,8 +67,8 @@ public:
 
     /// The series that the query asks for, by port and address. Raises General with what there is when nothing fits.
     std::vector<StoredSeries> Find(const HistoryQuery& query);
-    /// Calls `take` with each row of these series in order of time, until it returns false. A gap that has begun earlier
-    /// comes first.
+    /// Calls `take` with each row of these series in order of time, until it returns false. A gap that has begun
+    /// earlier comes first.
     void Read(const std::vector<StoredSeries>& series, const Period& period,
               const std::function<bool(const HistoryRow&)>& take);
     SeriesSummary Summarize(const StoredSeries& series, const Period& period);

@@ -12,6 +12,9 @@ inline constexpr char kHistoryFile[] = "history.db";
 /// Layout of the file (docs/history.md); its user_version.
 inline constexpr std::int32_t kHistoryVersion = 1;
 
+/// A running station says more often than this that it is alive.
+inline constexpr std::int64_t kAliveMilliseconds = 3000;
+
 /// Opens a history for writing; the file, readable by its owner only, and its tables are made when missing. Several
 /// processes may do this at once. Raises Error naming the file.
 platform::SqliteConnection OpenHistory(const std::string& file);

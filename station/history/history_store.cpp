@@ -2,6 +2,8 @@
 
 #include <signal.h>
 
+#include <cerrno>
+
 #include "station/history/history_schema.h"
 
 namespace orvix::station {
@@ -14,8 +16,6 @@ constexpr std::int64_t kRowsPerStep = 5000;
 constexpr std::int64_t kPagesPerStep = 512;
 // New rows soon use what is free; only more than this is given back.
 constexpr std::int64_t kSparePages = 64;
-
-constexpr std::int64_t kAliveMilliseconds = 3000;
 
 bool IsRunning(std::int64_t process) {
     return ::kill(static_cast<pid_t>(process), 0) == 0 || errno == EPERM;
@@ -32,7 +32,8 @@ HistoryStore::HistoryStore(const std::string& file, const HistorySession& sessio
       m_PutGap(m_Connection,
                "INSERT INTO gaps(series, from_ms, to_ms, count, code, text) VALUES(?, ?, ?, ?, ?, ?) "
                "ON CONFLICT DO UPDATE SET to_ms = max(to_ms, excluded.to_ms), count = max(count, excluded.count)") {
-    SqliteStatement(m_Connection, "INSERT INTO sessions(start_ms, pid, alive_ms) VALUES(?, ?, ?) ON CONFLICT DO NOTHING")
+    SqliteStatement(m_Connection,
+                    "INSERT INTO sessions(start_ms, pid, alive_ms) VALUES(?, ?, ?) ON CONFLICT DO NOTHING")
         .Bind(1, session.Start)
         .Bind(2, session.Process)
         .Bind(3, now)
@@ -60,7 +61,10 @@ void HistoryStore::Write(const HistoryBatch& batch, std::int64_t now) {
         WriteGap(RowOf(batch, key.first), key.second, gap);
     for (const auto& [number, event] : batch.Events)
         WriteEvent(number, event);
-    SqliteStatement(m_Connection, "UPDATE sessions SET alive_ms = ? WHERE id = ?").Bind(1, now).Bind(2, m_Session).Run();
+    SqliteStatement(m_Connection, "UPDATE sessions SET alive_ms = ? WHERE id = ?")
+        .Bind(1, now)
+        .Bind(2, m_Session)
+        .Run();
     m_Connection.Execute("COMMIT");
 }
 
@@ -70,18 +74,23 @@ std::int64_t HistoryStore::RowOf(const HistoryBatch& batch, std::size_t series) 
     if (row != 0) return row;
     const auto& [key, first] = batch.Series[series];
     const auto bindKey = [&key = key](SqliteStatement& statement) -> SqliteStatement& {
-        return statement.Bind(1, key.Port).Bind(2, key.Address).Bind(3, key.Model).Bind(4, key.Name).Bind(5,
-                                                                                                         key.Variable);
+        return statement.Bind(1, key.Port)
+            .Bind(2, key.Address)
+            .Bind(3, key.Model)
+            .Bind(4, key.Name)
+            .Bind(5, key.Variable);
     };
     SqliteStatement insert(m_Connection,
                            "INSERT INTO series(port, address, model, name, variable) VALUES(?, ?, ?, ?, ?) "
                            "ON CONFLICT DO NOTHING");
     bindKey(insert).Run();
     SqliteStatement select(
-        m_Connection, "SELECT id FROM series WHERE port = ? AND address = ? AND model = ? AND name = ? AND variable = ?");
+        m_Connection,
+        "SELECT id FROM series WHERE port = ? AND address = ? AND model = ? AND name = ? AND variable = ?");
     bindKey(select).Step();
     row = select.LongNumber(0);
-    SqliteStatement(m_Connection, "INSERT INTO watches(series, session, from_ms) VALUES(?, ?, ?) ON CONFLICT DO NOTHING")
+    SqliteStatement(m_Connection,
+                    "INSERT INTO watches(series, session, from_ms) VALUES(?, ?, ?) ON CONFLICT DO NOTHING")
         .Bind(1, row)
         .Bind(2, m_Session)
         .Bind(3, first)
@@ -128,9 +137,10 @@ bool HistoryStore::Remove(std::int64_t cutoff) {
 
 std::int64_t HistoryStore::RemoveRows(std::int64_t cutoff) {
     std::int64_t removed = 0;
-    SqliteStatement readings(m_Connection,
-                             "DELETE FROM readings WHERE series = ?1 AND time_ms < ?2 AND time_ms <= (SELECT max(time_ms) "
-                             "FROM (SELECT time_ms FROM readings WHERE series = ?1 ORDER BY time_ms LIMIT ?3))");
+    SqliteStatement readings(
+        m_Connection,
+        "DELETE FROM readings WHERE series = ?1 AND time_ms < ?2 AND time_ms <= (SELECT max(time_ms) "
+        "FROM (SELECT time_ms FROM readings WHERE series = ?1 ORDER BY time_ms LIMIT ?3))");
     SqliteStatement gaps(m_Connection, "DELETE FROM gaps WHERE series = ?1 AND from_ms < ?2 AND to_ms < ?2");
     SqliteStatement series(m_Connection, "SELECT id FROM series");
     while (removed < kRowsPerStep && series.Step()) {

@@ -72,7 +72,8 @@ std::optional<std::int64_t> When(std::string text) {
 std::int64_t ParseHistoryTime(const std::string& text, std::int64_t now) {
     if (const auto ago = Ago(text)) return now - *ago;
     if (const auto when = When(text)) return *when;
-    throw Error(errors::General, "'" + text + "' is no time: write how long ago, such as 15m, 2h or 30d, or when in UTC, "
+    throw Error(errors::General, "'" + text +
+                                     "' is no time: write how long ago, such as 15m, 2h or 30d, or when in UTC, "
                                      "such as 2026-11-22T10:00");
 }
 

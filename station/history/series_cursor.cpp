@@ -53,7 +53,7 @@ HistoryRow SeriesCursor::RowOf(platform::SqliteStatement& statement) const {
         row.Until = statement.LongNumber(2);
         row.Count = statement.LongNumber(3);
         row.Reason = {statement.Number(4), statement.Text(5), {}};
-    } else if (m_Series.Key.Variable == NameOf(ORVIXCNB1_VAR_INPUTBYTE)) {
+    } else if (m_Series.IsInputs()) {
         row.Value = static_cast<std::int32_t>(statement.Real(1));
     } else {
         row.Value = statement.Real(1);
