@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 
+#include <system_error>
 #include <utility>
 
 #include "host/error.h"
@@ -53,7 +54,14 @@ void SqliteConnection::Fail(const std::string& reason) const {
 }
 
 void SqliteConnection::Fail() const {
-    Fail(sqlite3_errmsg(m_Handle.get()));
+    std::string reason = sqlite3_errmsg(m_Handle.get());
+    // Of these, SQLite's own words do not say why.
+    const int result = sqlite3_errcode(m_Handle.get());
+    const int system = sqlite3_system_errno(m_Handle.get());
+    if ((result == SQLITE_IOERR || result == SQLITE_CANTOPEN) && system != 0) {
+        reason += " (" + std::system_category().message(system) + ")";
+    }
+    Fail(reason);
 }
 
 void SqliteConnection::Execute(const std::string& sql) {

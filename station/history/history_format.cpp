@@ -123,7 +123,7 @@ std::string TableLine(const SeriesSummary& summary) {
     for (const auto value : {&ValueRange::Lowest, &ValueRange::Mean, &ValueRange::Highest})
         line += Padded(ValueWithUnit(range ? ReadingValue(*range.*value) : ReadingValue()), 10);
     line += Padded(std::to_string(summary.Gaps), 6) + Padded(std::to_string(summary.Failed), 8);
-    return line + Padded(DurationText(summary.GapTime), 14) + DurationText(summary.NotRunning) + "\n";
+    return line + Padded(GapTimeText(summary.GapTime), 14) + GapTimeText(summary.NotRunning) + "\n";
 }
 
 std::string TableHeading() {
@@ -147,6 +147,10 @@ std::string LineOf(const HistoryRow& row, HistoryFormat format) {
         default:
             return TableLine(row);
     }
+}
+
+std::string GapTimeText(std::chrono::milliseconds time) {
+    return time.count() == 0 ? "--" : DurationText(time);
 }
 
 std::string SummaryText(const std::vector<SeriesSummary>& summaries, HistoryFormat format) {

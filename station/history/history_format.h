@@ -17,4 +17,7 @@ std::string LineOf(const HistoryRow& row, HistoryFormat format);
 /// One line a series under a heading; as JSON, one object a line.
 std::string SummaryText(const std::vector<SeriesSummary>& summaries, HistoryFormat format);
 
+/// "49 min 59 s"; "--" for no time at all.
+std::string GapTimeText(std::chrono::milliseconds time);
+
 }  // namespace orvix::station

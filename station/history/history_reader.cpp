@@ -87,7 +87,8 @@ std::vector<HistoryRow> HistoryReader::TimesNotRunning(const StoredSeries& serie
 void HistoryReader::Read(const std::vector<StoredSeries>& series, const Period& period,
                          const std::function<bool(const HistoryRow&)>& take) {
     const auto isLater = [](const SeriesCursor* a, const SeriesCursor* b) {
-        return a->Current()->Time > b->Current()->Time;
+        const auto& [rowA, rowB] = std::pair(a->Current(), b->Current());
+        return std::pair(rowA->Time, rowA->Series) > std::pair(rowB->Time, rowB->Series);
     };
     std::priority_queue<SeriesCursor*, std::vector<SeriesCursor*>, decltype(isLater)> next(isLater);
     std::list<SeriesCursor> cursors;

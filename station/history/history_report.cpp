@@ -3,6 +3,7 @@
 #include <chrono>
 #include <string>
 
+#include "station/history/history_format.h"
 #include "station/output/text.h"
 #include "station/report/page.h"
 
@@ -109,7 +110,7 @@ private:
                                      value(&ValueRange::Mean),
                                      value(&ValueRange::Highest),
                                      std::to_string(summary.Gaps),
-                                     DurationText(summary.GapTime)};
+                                     GapTimeText(summary.GapTime)};
         m_Canvas.Font(kTextFont);
         m_Y += kRowHeight;
         for (std::size_t i = 0; i < std::size(kColumns); ++i)

@@ -126,7 +126,7 @@ private:
         // A sample between two gaps is no line.
         if (m_Data.Samples.size() <= kMostDots || points.size() == 1) {
             for (const auto& point : points)
-                m_Canvas.Dot(point, points.size() == 1 ? kCurveWidth / 2 : kDotRadius, kCurveColor);
+                m_Canvas.Dot(point, points.size() == 1 ? kCurveWidth : kDotRadius, kCurveColor);
         }
         points.clear();
     }
