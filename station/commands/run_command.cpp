@@ -1,7 +1,9 @@
 #include <iostream>
 
 #include "simulator/bus_server.h"
+#include "station/commands/bus_starter.h"
 #include "station/commands/commands.h"
+#include "station/commands/run_setup.h"
 #include "station/run/station_run.h"
 
 namespace orvix::station {
@@ -31,37 +33,19 @@ private:
     bool m_AnyGood = false;
 };
 
-/// Gives a bus that names no port the simulated one, and its devices when none are named.
-std::unique_ptr<simulator::BusServer> SimulateBus(BusSetup& setup) {
-    const auto devices = DemonstrationDevices();
-    auto server = std::make_unique<simulator::BusServer>(simulator::SimulatedBus(devices), 0);
-    setup.PortPath = server->Terminal().Path();
-    if (setup.Devices.empty()) {
-        for (const auto& device : devices)
-            setup.Devices.push_back({device.Address, device.Model, {}, {}});
-    }
-    return server;
-}
-
 }  // namespace
 
 int Execute(const RunOptions& options, MainLoop& loop) {
-    auto station = OpenStation(options.Bus);
+    const auto setup = SetupOf(options);
+    auto station = OpenStation(setup.Data);
     const auto output = OutputOf(options.Bus.Json);
     OutputListener listener(*output, loop, options.Bus.Verbose);
 
-    std::unique_ptr<simulator::BusServer> simulated;
+    BusStarter::SimulatedBuses simulated;
     StationRun run(*station, loop.Apartment());
     run.Add(listener);
-    for (const auto& port : options.Bus.Ports) {
-        auto setup = SetupOf(options.Bus, port, *station);
-        setup.Every = options.Every;
-        if (!port.Path) {
-            simulated = SimulateBus(setup);
-            output->Note("this bus is simulated; name a real one with --port PATH --device ADDRESS:MODEL");
-        }
-        run.Start(setup);
-    }
+    BusStarter starter(*station, run, simulated, loop, *output);
+    starter.Start(setup.Buses);
 
     const auto end = loop.Apartment().CreateTimer([&] { loop.Stop(); });
     if (options.For) end->Rearm(static_cast<std::int32_t>(options.For->count()), true);
