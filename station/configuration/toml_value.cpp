@@ -69,13 +69,17 @@ std::vector<std::string> Complaints::Lines() const {
 }
 
 std::string NearestName(const std::string& key, const std::vector<std::string>& names) {
+    // With more than half of its letters to be changed, a key means something else.
+    const auto most = (key.size() + 1) / 2;
     std::string nearest;
-    // A key that has less than half of its letters in common with a name means something else.
-    std::size_t best = key.size() / 2 + 1;
+    // Of names as near as each other, the one that begins like the key is meant.
+    auto best = std::pair(most + 1, std::size_t{0});
     for (const auto& name : names) {
-        const auto distance = Distance(key, name);
-        if (distance >= best) continue;
-        best = distance;
+        const auto likeness = std::mismatch(key.begin(), key.end(), name.begin(), name.end());
+        const auto unlike = static_cast<std::size_t>(key.end() - likeness.first);
+        const auto rank = std::pair(Distance(key, name), unlike);
+        if (rank >= best) continue;
+        best = rank;
         nearest = name;
     }
     return nearest;

@@ -24,7 +24,7 @@ constexpr milliseconds kTick{10};
 nanoseconds ExchangeTime(const DeviceSetup& device) {
     const std::size_t payload = device.Model == kDigitalModuleModel ? 1 : 4;
     const auto bytes = 2 * (kFrameOverhead + kInnerOverhead) + payload;
-    return std::chrono::seconds(1) * kBitsPerByte * static_cast<std::int64_t>(bytes) / kBaud;
+    return nanoseconds(std::chrono::seconds(1)) * kBitsPerByte * static_cast<std::int64_t>(bytes) / kBaud;
 }
 
 /// A tick sends a task, another completes it. A driver on the bus's own thread holds the second one up until it is due

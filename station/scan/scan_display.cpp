@@ -1,6 +1,7 @@
 #include "station/scan/scan_display.h"
 
 #include <algorithm>
+#include <cmath>
 #include <ostream>
 
 #include "host/text.h"
@@ -15,7 +16,8 @@ constexpr Duration kLinePeriod = std::chrono::seconds(3);
 constexpr char kClearLine[] = "\r\x1B[K";
 
 std::string ValueShown(const FoundDevice& device) {
-    if (const auto* degrees = std::get_if<double>(&device.Value)) return NumberText(*degrees) + " °C";
+    if (const auto* degrees = std::get_if<double>(&device.Value))
+        return NumberText(std::round(*degrees * 100) / 100) + " °C";
     if (const auto* inputs = std::get_if<std::int32_t>(&device.Value)) return "inputs " + NumberText(*inputs);
     return "no value";
 }

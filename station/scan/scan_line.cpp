@@ -109,12 +109,17 @@ std::vector<std::string> ScanLine::Await(const std::string& message) {
 
 ScanLine::Answer ScanLine::Execute(const ScanRequest& request) {
     const auto model = ModelThatOffers(request.Variable);
+    const auto address = NumberText(std::int32_t{request.Address});
     const auto task = m_Library.Create<iOrvixTaskNB1>("cOrvixTaskNB1", m_Host.Get());
-    task->DeviceAddress(NumberText(std::int32_t{request.Address}));
+    task->DeviceAddress(address);
     task->DeviceModel(model);
     task->NetTimeoutInterval(m_TimeoutFactor);
     task->GetVar(request.Variable);
-    m_Library.Create<iOrvixDevice>(ClassOf(model), m_Host.Get())->TaskCommand(*task);
+    // The device knows the command for a variable; its address gives it its variables.
+    const auto device = m_Library.Create<iOrvixDevice>(ClassOf(model), m_Host.Get());
+    device->Address(address);
+    device->TaskCommand(*task);
+    if (task->e() != errors::None) throw Error(task->e(), task->eDescr());
 
     const auto entry = m_Host.Get().Messaging.CreateSharedEntry();
     entry->Create({});
