@@ -3,8 +3,6 @@
 #include <fcntl.h>
 
 #include <algorithm>
-#include <map>
-#include <numeric>
 
 #include "devices/protocol/basOrvixNB1.h"
 #include "host/error.h"
@@ -16,9 +14,8 @@
 namespace orvix::station {
 namespace {
 
+// A station has hundreds of devices at most; what is larger is no configuration.
 constexpr std::size_t kLargestFile = 1024 * 1024;
-
-using Limits = AlarmLimits;
 
 std::int32_t ModelOf(const TomlValue& value) {
     const auto number = value.Node.value_exact<std::int64_t>();
@@ -36,7 +33,7 @@ void ReadInputs(const TomlValue& inputs, DeviceSetup& device) {
         if (bit.size() != 1 || bit[0] < '0' || bit[0] > '7' || !state) {
             throw BadValue("write the inputs that are an alarm by bit, such as { 0 = true, 7 = false }");
         }
-        device.Limits.Inputs[bit[0] - '0'] = *state;
+        (*state ? device.Limits.InputsOn : device.Limits.InputsOff) |= 1U << (bit[0] - '0');
     }
 }
 
@@ -67,7 +64,7 @@ void CheckDevice(const TomlValue& table, const DeviceSetup& device) {
     if (device.Model == kDigitalModuleModel && (limits.Low || limits.High)) {
         complain(limits.Low ? "low" : "high", "a digital module has inputs, not temperatures");
     }
-    if (device.Model == kTemperatureSensorModel && !limits.Inputs.empty()) {
+    if (device.Model == kTemperatureSensorModel && (limits.InputsOn | limits.InputsOff) != 0) {
         complain("inputs", "a sensor has a temperature, not inputs");
     }
 }

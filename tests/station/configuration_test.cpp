@@ -63,8 +63,8 @@ on_alarm = ["say", "it"]
     EXPECT_EQ(bus.Retries, 0);
     EXPECT_EQ(bus.TimeoutFactor, 20);
     EXPECT_TRUE(bus.DriverThread);
-    EXPECT_THAT(bus.Devices, ElementsAre(station::DeviceSetup{5, 106, "Oven", {-1.0, 30.5, {}, 3}},
-                                         station::DeviceSetup{7, 104, "", {{}, {}, {{0, true}, {7, false}}, 1}}));
+    EXPECT_THAT(bus.Devices, ElementsAre(station::DeviceSetup{5, 106, "Oven", {-1.0, 30.5, 0, 0, 3}},
+                                         station::DeviceSetup{7, 104, "", {{}, {}, 0x01, 0x80, 1}}));
     EXPECT_EQ(setup.Buses[1].PortPath, "");
     EXPECT_FALSE(setup.History.On);
     EXPECT_EQ(setup.History.Keep, 14 * 24h);
