@@ -27,8 +27,8 @@ std::vector<simulator::SimulatedDevice> SimulatedDevices(const std::vector<Devic
 
 std::string NothingFound(const BusSetup& bus) {
     return bus.PortLabel +
-           ": no device answers; look at power and wiring, give slow devices more time with --timeout-factor, or name "
-           "devices with --device ADDRESS:MODEL";
+           ": no device answers at the addresses 1 to 255; look at power and wiring, or try nimbo1 scan with a longer "
+           "--timeout-factor";
 }
 
 }  // namespace
@@ -68,7 +68,7 @@ void BusStarter::Simulate(BusSetup& bus) {
         for (const auto& device : devices)
             bus.Devices.push_back({device.Address, device.Model, {}, {}});
     }
-    m_Output.Note("this bus is simulated; name a real one with --port PATH");
+    if (m_Simulated.size() == 1) m_Output.Note("this bus is simulated; name a real one with --port PATH");
 }
 
 std::vector<DeviceSetup> BusStarter::KnownDevices(const std::string& port) {

@@ -47,7 +47,9 @@ void WriteSummary(const ScanOptions& options, const PortScan& scan, bool isWhole
 void SaySummary(const PortScan& scan, bool isWhole) {
     const auto& progress = scan.Progress();
     std::cerr << "nimbo1: " << (isWhole ? "" : "interrupted: ") << progress.Done << " of " << progress.Total
-              << " addresses asked, " << scan.Found().size() << " found" << std::endl;
+              << " addresses asked, " << scan.Found().size() << " found";
+    if (isWhole && scan.Found().empty()) std::cerr << "; look at power and wiring, or try a longer --timeout-factor";
+    std::cerr << std::endl;
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 namespace orvix::station {
 namespace {
 
+// Bar and text fit into eighty columns.
 constexpr int kBarWidth = 30;
 constexpr Duration kLinePeriod = std::chrono::seconds(3);
 
@@ -47,7 +48,7 @@ std::string DescriptionOf(const FoundDevice& device) {
 }
 
 void ScanDisplay::Show(const ScanProgress& progress, std::size_t found) {
-    const auto text = m_Port + ": " + ProgressText(progress, found);
+    const auto text = ProgressText(progress, found);
     if (m_IsTerminal) {
         const int filled = progress.Done * kBarWidth / progress.Total;
         const auto bar = std::string(static_cast<std::size_t>(filled), '#') +
@@ -55,7 +56,7 @@ void ScanDisplay::Show(const ScanProgress& progress, std::size_t found) {
         m_Err << kClearLine << "[" << bar << "] " << text << std::flush;
     } else if (progress.Elapsed - m_ShownAt >= kLinePeriod) {
         m_ShownAt = progress.Elapsed;
-        m_Err << "nimbo1: " << text << std::endl;
+        m_Err << "nimbo1: " << m_Port << ": " << text << std::endl;
     }
 }
 
