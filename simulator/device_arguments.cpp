@@ -25,15 +25,16 @@ constexpr Unit kUnits[] = {{"ms", 1}, {"s", 1000}, {"m", 60'000}, {"h", 3'600'00
 // Timers count milliseconds in 32 bits.
 constexpr double kLongestMilliseconds = 24.0 * 24 * 3'600'000;
 
-struct ModelName {
-    std::string_view Name;
+struct NamedModel {
+    const char* Name;
     std::int32_t Model;
 };
 
-constexpr ModelName kModelNames[] = {{"sensor", kTemperatureSensorModel},
-                                     {"106", kTemperatureSensorModel},
-                                     {"digital", kDigitalModuleModel},
-                                     {"104", kDigitalModuleModel}};
+// The name that is shown stands before the others of a model.
+constexpr NamedModel kModelNames[] = {{"sensor", kTemperatureSensorModel},
+                                      {"106", kTemperatureSensorModel},
+                                      {"digital", kDigitalModuleModel},
+                                      {"104", kDigitalModuleModel}};
 
 }  // namespace
 
@@ -57,6 +58,20 @@ double ParseReal(std::string_view text, std::string_view what) {
     return value;
 }
 
+std::int32_t ParseModel(std::string_view text) {
+    for (const auto& known : kModelNames) {
+        if (text == known.Name) return known.Model;
+    }
+    throw ArgumentError("'" + std::string(text) + "' is no model: write sensor (106) or digital (104)");
+}
+
+const char* ModelName(std::int32_t model) {
+    for (const auto& known : kModelNames) {
+        if (known.Model == model) return known.Name;
+    }
+    return "unknown";
+}
+
 DeviceArgument ParseDeviceArgument(const std::string& text, std::string_view ends) {
     const auto fail = [&](const std::string& why) -> ArgumentError {
         return ArgumentError("device '" + text + "': " + why);
@@ -70,10 +85,11 @@ DeviceArgument ParseDeviceArgument(const std::string& text, std::string_view end
     }
     const auto end = text.find_first_of(ends, colon + 1);
     const auto model = text.substr(colon + 1, end == std::string::npos ? end : end - colon - 1);
-    for (const auto& known : kModelNames) {
-        if (known.Name == model) argument.Model = known.Model;
+    try {
+        argument.Model = ParseModel(model);
+    } catch (const ArgumentError& error) {
+        throw fail(error.what());
     }
-    if (argument.Model == 0) throw fail("the model must be sensor (106) or digital (104)");
     if (end != std::string::npos) argument.Rest = text.substr(end);
     return argument;
 }

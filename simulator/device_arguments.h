@@ -20,6 +20,12 @@ std::chrono::milliseconds ParseDuration(std::string_view text);
 /// Decimal number with optional sign and decimals. Raises ArgumentError naming `what`.
 double ParseReal(std::string_view text, std::string_view what);
 
+/// "sensor", "106", "digital" or "104". Raises ArgumentError.
+std::int32_t ParseModel(std::string_view text);
+
+/// "sensor" or "digital"; "unknown" for any other number.
+const char* ModelName(std::int32_t model);
+
 /// Where a device stands on the bus and what it is: the start of every --device argument.
 struct DeviceArgument {
     int Address = 0;         ///< 1 to 255

@@ -20,10 +20,15 @@
 
 namespace orvix::station {
 
+// Bounds of what people may choose for a bus.
+inline constexpr std::chrono::milliseconds kShortestPeriod{100};
+inline constexpr std::int32_t kMostRetries = 100;
+inline constexpr std::int32_t kLongestTimeoutFactor = 10000;
+
 /// What a bus is and how it is to be used.
 struct BusSetup {
     std::string PortLabel;        ///< what people call the port
-    std::string PortPath;         ///< its device file
+    std::string PortPath;         ///< its device file; empty: a simulated bus
     std::int16_t PortNumber = 1;  ///< its number in variable tags
     std::vector<DeviceSetup> Devices;
     std::chrono::milliseconds Every{1000};

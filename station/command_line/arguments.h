@@ -17,6 +17,9 @@ void AddHistory(CLI::App& app, CommandLine& result);
 void AddExport(CLI::App& app, CommandLine& result);
 void AddSimulate(CLI::App& app, CommandLine& result);
 void AddTrace(CLI::App& app, CommandLine& result);
+void AddScan(CLI::App& app, CommandLine& result);
+void AddDevices(CLI::App& app, CommandLine& result);
+void AddConfig(CLI::App& app, CommandLine& result);
 
 // What commands have in common.
 
@@ -35,8 +38,12 @@ BusOptions ReadBusOptions(RawBusOptions raw, const CLI::App& command);
 /// Whether the options name one device on one port.
 bool NamesOneDevice(const BusOptions& options);
 
-void AddJsonFlag(CLI::App& command, bool& json);
+/// "A:M" or "A:M:NAME". Raises UsageError.
+DeviceSetup ParseNamedDevice(const std::string& text);
+
 void AddDataOption(CLI::App& command, std::string& data);
+void AddTimeoutFactorOption(CLI::App& command, std::optional<std::int32_t>& factor);
+void AddJsonFlag(CLI::App& command, bool& json);
 
 /// What the options of a period leave as texts.
 struct RawPeriod {

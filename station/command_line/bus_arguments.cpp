@@ -14,13 +14,12 @@ void AddNamedPort(std::vector<PortOptions>& ports, const std::string& path) {
 }
 
 void AddNamedDevice(std::vector<DeviceSetup>& devices, const std::string& text) {
-    const auto argument = simulator::ParseDeviceArgument(text, ":");
-    const auto isNamed = [&](const DeviceSetup& device) { return device.Address == argument.Address; };
+    const auto added = ParseNamedDevice(text);
+    const auto isNamed = [&](const DeviceSetup& device) { return device.Address == added.Address; };
     if (std::any_of(devices.begin(), devices.end(), isNamed)) {
-        throw UsageError("device '" + text + "': address " + std::to_string(argument.Address) + " is named twice");
+        throw UsageError("device '" + text + "': address " + std::to_string(added.Address) + " is named twice");
     }
-    if (argument.Rest == ":") throw UsageError("device '" + text + "': the name behind the second colon is empty");
-    devices.push_back({argument.Address, argument.Model, argument.Rest.empty() ? "" : argument.Rest.substr(1), {}});
+    devices.push_back(added);
 }
 
 /// Ports and devices in the order in which they stand, each device with the port before it. A device before the only
@@ -43,6 +42,18 @@ std::vector<PortOptions> PortsOf(const RawBusOptions& raw, const CLI::App& comma
 }
 
 }  // namespace
+
+DeviceSetup ParseNamedDevice(const std::string& text) {
+    const auto argument = simulator::ParseDeviceArgument(text, ":");
+    if (argument.Rest == ":") throw UsageError("device '" + text + "': the name behind the second colon is empty");
+    return {argument.Address, argument.Model, argument.Rest.empty() ? "" : argument.Rest.substr(1), {}};
+}
+
+void AddTimeoutFactorOption(CLI::App& command, std::optional<std::int32_t>& factor) {
+    command.add_option("--timeout-factor", factor, "time-out per character (10); an answer has five of them")
+        ->type_name("MS")
+        ->check(CLI::Range(1, kLongestTimeoutFactor));
+}
 
 void AddJsonFlag(CLI::App& command, bool& json) {
     command.add_flag("--json", json, "one JSON object a line on standard output");
@@ -68,14 +79,9 @@ void AddBusOptions(CLI::App& command, RawBusOptions& raw) {
         ->allow_extra_args(false)
         ->take_all();
     AddDataOption(command, raw.Parsed.Data);
-    command.add_option("--retries", raw.Parsed.Retries, "extra attempts of a failed exchange")
-        ->check(CLI::Range(0, 100))
-        ->capture_default_str();
-    command
-        .add_option("--timeout-factor", raw.Parsed.TimeoutFactor, "time-out per character; an answer has five of them")
-        ->type_name("MS")
-        ->check(CLI::Range(1, 10000))
-        ->capture_default_str();
+    command.add_option("--retries", raw.Parsed.Retries, "extra attempts of a failed exchange (3)")
+        ->check(CLI::Range(0, kMostRetries));
+    AddTimeoutFactorOption(command, raw.Parsed.TimeoutFactor);
     command.add_flag("--driver-thread", raw.Parsed.DriverThread, "run the driver on a thread of its own");
     AddJsonFlag(command, raw.Parsed.Json);
     command.add_flag("--trace", raw.Parsed.Trace,

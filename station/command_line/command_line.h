@@ -10,7 +10,7 @@
 #include "simulator/simulated_bus.h"
 #include "station/bus/bus.h"
 #include "station/history/history_format.h"
-#include "station/run/station_setup.h"
+#include "station/scan/scan.h"
 
 namespace orvix::station {
 
@@ -33,8 +33,8 @@ struct PortOptions {
 struct BusOptions {
     std::vector<PortOptions> Ports;  ///< at least one
     std::string Data;                ///< empty: the user's data folder
-    std::int32_t Retries = 3;
-    std::int32_t TimeoutFactor = 10;
+    std::optional<std::int32_t> Retries;
+    std::optional<std::int32_t> TimeoutFactor;
     bool Json = false;
     bool Verbose = false;
     bool Debug = false;
@@ -44,8 +44,9 @@ struct BusOptions {
 
 struct RunOptions {
     BusOptions Bus;
-    HistorySetup History;
-    std::chrono::milliseconds Every{1000};
+    std::string Configuration;  ///< its file; empty: none
+    bool NoHistory = false;
+    std::optional<std::chrono::milliseconds> Every;
     std::optional<std::chrono::milliseconds> For;
 };
 
@@ -85,14 +86,35 @@ struct TraceOptions {
     bool Json = false;
 };
 
+struct ScanOptions {
+    BusOptions Bus;  ///< one port, no devices
+    ScanRange Range;
+    bool Remember = false;
+};
+
+/// What is to be done with the devices that are known.
+struct DevicesOptions {
+    enum class Action { List, Add, Rename, Remove };
+    Action What = Action::List;
+    std::string Data;                 ///< empty: the user's data folder
+    std::optional<std::string> Port;  ///< absolute; none: all, which can only be listed
+    DeviceSetup Device;               ///< of Rename the address and the name, of Remove the address
+    bool Json = false;
+};
+
+struct ConfigCheckOptions {
+    std::string File;
+};
+
 /// A text to show instead of running a command: help or version.
 struct TextOptions {
     std::string Text;
 };
 
 /// What the command line asks for: one command.
-using CommandLine = std::variant<TextOptions, RunOptions, ReadOptions, ExportOptions, HistoryOptions,
-                                 HistoryExportOptions, SimulateOptions, TraceOptions>;
+using CommandLine =
+    std::variant<TextOptions, RunOptions, ScanOptions, DevicesOptions, ReadOptions, HistoryOptions, ExportOptions,
+                 HistoryExportOptions, ConfigCheckOptions, SimulateOptions, TraceOptions>;
 
 /// Without a command the command is run. Raises UsageError.
 CommandLine ParseCommandLine(std::vector<std::string> arguments);

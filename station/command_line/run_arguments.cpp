@@ -6,29 +6,24 @@
 namespace orvix::station {
 namespace {
 
-constexpr std::chrono::milliseconds kShortestPeriod{100};
-
 struct RawRunOptions {
     RawBusOptions Bus;
-    std::string Every = "1s";
+    std::string Configuration;
+    std::optional<std::string> Every;
     std::string For;
     bool NoHistory = false;
 };
 
 RunOptions ReadRun(const RawRunOptions& raw, const CLI::App& command) {
-    RunOptions options{.Bus = ReadBusOptions(raw.Bus, command),
-                       .History = {},
-                       .Every = simulator::ParseDuration(raw.Every),
-                       .For = {}};
-    options.History.On = !raw.NoHistory;
-    if (options.Every < kShortestPeriod) throw UsageError("--every " + raw.Every + ": the shortest period is 100ms");
-    if (!raw.For.empty()) options.For = simulator::ParseDuration(raw.For);
-    for (const auto& port : options.Bus.Ports) {
-        if (port.Path && port.Devices.empty()) {
-            throw UsageError("no device named for " + *port.Path +
-                             ": add --device ADDRESS:MODEL, such as --device 5:sensor");
-        }
+    RunOptions options;
+    options.Bus = ReadBusOptions(raw.Bus, command);
+    options.Configuration = raw.Configuration;
+    options.NoHistory = raw.NoHistory;
+    if (raw.Every) options.Every = simulator::ParseDuration(*raw.Every);
+    if (options.Every && *options.Every < kShortestPeriod) {
+        throw UsageError("--every " + *raw.Every + ": the shortest period is 100ms");
     }
+    if (!raw.For.empty()) options.For = simulator::ParseDuration(raw.For);
     return options;
 }
 
@@ -38,7 +33,8 @@ void AddRun(CLI::App& app, CommandLine& result) {
     auto* command = app.add_subcommand("run", "go online and print each reading (the default command)");
     const auto raw = std::make_shared<RawRunOptions>();
     AddBusOptions(*command, raw->Bus);
-    command->add_option("--every", raw->Every, "polling period")->type_name("TIME")->capture_default_str();
+    AddPath(*command, "--config", raw->Configuration, "FILE", "buses, devices and all else; options here win over it");
+    command->add_option("--every", raw->Every, "polling period (1s)")->type_name("TIME");
     command->add_option("--for", raw->For, "stop after this time")->type_name("TIME");
     command->add_flag("--no-history", raw->NoHistory, "do not record the readings");
     command->callback([raw, command, &result] { result = ReadRun(*raw, *command); });

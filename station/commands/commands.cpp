@@ -7,9 +7,7 @@
 #include "station/bus/folders.h"
 
 namespace orvix::station {
-namespace {
 
-/// Stations that start at once must not give two ports one number: the devices of both would be taken for one bus's.
 std::int16_t PortNumberIn(const StationFolders& folders, const std::string& port) {
     platform::CreateFolders(folders.Configuration);
     // The folder above, since each save of a setting locks the folder itself.
@@ -18,15 +16,13 @@ std::int16_t PortNumberIn(const StationFolders& folders, const std::string& port
     return PortNumberOf(stores.Settings(), port);
 }
 
-}  // namespace
-
 int Execute(const TextOptions& options, MainLoop&) {
     std::cout << options.Text;
     return kDone;
 }
 
-std::unique_ptr<Station> OpenStation(const BusOptions& options) {
-    return std::make_unique<Station>(FindFolders(options.Data), FindLibrary());
+std::unique_ptr<Station> OpenStation(const std::string& data) {
+    return std::make_unique<Station>(FindFolders(data), FindLibrary());
 }
 
 BusSetup SetupOf(const BusOptions& options, const PortOptions& port, Station& station) {
@@ -35,8 +31,8 @@ BusSetup SetupOf(const BusOptions& options, const PortOptions& port, Station& st
     setup.PortPath = setup.PortLabel;
     setup.PortNumber = PortNumberIn(station.Folders, setup.PortLabel);
     setup.Devices = port.Devices;
-    setup.Retries = options.Retries;
-    setup.TimeoutFactor = options.TimeoutFactor;
+    setup.Retries = options.Retries.value_or(setup.Retries);
+    setup.TimeoutFactor = options.TimeoutFactor.value_or(setup.TimeoutFactor);
     setup.Debug = options.Debug;
     setup.DriverThread = options.DriverThread;
     setup.Trace = options.Trace;

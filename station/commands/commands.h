@@ -19,6 +19,9 @@ inline constexpr int kDone = 0;
 inline constexpr int kFailed = 1;  ///< the device or the line failed
 inline constexpr int kWrongUsage = 2;
 
+/// What people call the port of a simulated bus.
+inline constexpr char kSimulatedPort[] = "simulated";
+
 /// The commands. Each runs until it is done or the main loop is stopped, and returns the exit status. They raise what
 /// keeps them from starting.
 int Execute(const RunOptions& options, MainLoop& loop);
@@ -28,10 +31,15 @@ int Execute(const HistoryOptions& options, MainLoop& loop);
 int Execute(const HistoryExportOptions& options, MainLoop& loop);
 int Execute(const SimulateOptions& options, MainLoop& loop);
 int Execute(const TraceOptions& options, MainLoop& loop);
+int Execute(const ScanOptions& options, MainLoop& loop);
+int Execute(const DevicesOptions& options, MainLoop& loop);
+int Execute(const ConfigCheckOptions& options, MainLoop& loop);
 int Execute(const TextOptions& options, MainLoop& loop);
 
-/// What run and read need before their bus: folders, database, library.
-std::unique_ptr<Station> OpenStation(const BusOptions& options);
+/// What a command needs before its bus: folders, database, library. `data` is the data folder; empty: the user's.
+std::unique_ptr<Station> OpenStation(const std::string& data);
+/// Stations that start at once must not give two ports one number: the devices of both would be taken for one bus's.
+std::int16_t PortNumberIn(const StationFolders& folders, const std::string& port);
 /// The setup of the bus on one of the ports that the options name.
 BusSetup SetupOf(const BusOptions& options, const PortOptions& port, Station& station);
 /// The port of a command that works on one. Raises UsageError when more are named.

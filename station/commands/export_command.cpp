@@ -48,7 +48,7 @@ std::optional<Failure> ExportLive(const ExportOptions& options, Station& station
 }  // namespace
 
 int Execute(const ExportOptions& options, MainLoop& loop) {
-    auto station = OpenStation(options.Bus);
+    auto station = OpenStation(options.Bus.Data);
     const auto output = OutputOf(options.Bus.Json);
     const bool isSaved = !options.From.empty();
     const auto failure = isSaved ? ExportSaved(options, *station) : ExportLive(options, *station, loop, *output);

@@ -6,7 +6,7 @@
 namespace orvix::station {
 
 int Execute(const ReadOptions& options, MainLoop& loop) {
-    auto station = OpenStation(options.Bus);
+    auto station = OpenStation(options.Bus.Data);
     auto setup = SetupOf(options.Bus, OnlyPort(options.Bus), *station);
     const auto output = OutputOf(options.Bus.Json);
 

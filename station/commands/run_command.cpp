@@ -1,7 +1,9 @@
 #include <iostream>
 
 #include "simulator/bus_server.h"
+#include "station/commands/bus_starter.h"
 #include "station/commands/commands.h"
+#include "station/commands/run_setup.h"
 #include "station/history/history_recorder.h"
 #include "station/history/history_schema.h"
 #include "station/run/station_run.h"
@@ -33,47 +35,29 @@ private:
     bool m_AnyGood = false;
 };
 
-/// Gives a bus that names no port the simulated one, and its devices when none are named.
-std::unique_ptr<simulator::BusServer> SimulateBus(BusSetup& setup) {
-    const auto devices = DemonstrationDevices();
-    auto server = std::make_unique<simulator::BusServer>(simulator::SimulatedBus(devices), 0);
-    setup.PortPath = server->Terminal().Path();
-    if (setup.Devices.empty()) {
-        for (const auto& device : devices)
-            setup.Devices.push_back({device.Address, device.Model, {}, {}});
-    }
-    return server;
-}
-
-std::unique_ptr<HistoryRecorder> RecordHistory(const RunOptions& options, const Station& station, Output& output,
+std::unique_ptr<HistoryRecorder> RecordHistory(const HistorySetup& setup, const Station& station, Output& output,
                                                MainLoop& loop) {
-    if (!options.History.On) return nullptr;
+    if (!setup.On) return nullptr;
     const auto say = [&](const std::string& text) { loop.Apartment().Post([&output, text] { output.Note(text); }); };
-    return std::make_unique<HistoryRecorder>(station.Folders.Data + kHistoryFile, options.History, say);
+    return std::make_unique<HistoryRecorder>(station.Folders.Data + kHistoryFile, setup, say);
 }
 
 }  // namespace
 
 int Execute(const RunOptions& options, MainLoop& loop) {
-    auto station = OpenStation(options.Bus);
+    const auto setup = SetupOf(options);
+    auto station = OpenStation(setup.Data);
     const auto output = OutputOf(options.Bus.Json);
     OutputListener listener(*output, loop, options.Bus.Verbose);
 
-    const auto history = RecordHistory(options, *station, *output, loop);
+    const auto history = RecordHistory(setup.History, *station, *output, loop);
 
-    std::unique_ptr<simulator::BusServer> simulated;
+    BusStarter::SimulatedBuses simulated;
     StationRun run(*station, loop.Apartment());
     run.Add(listener);
     if (history) run.Add(*history);
-    for (const auto& port : options.Bus.Ports) {
-        auto setup = SetupOf(options.Bus, port, *station);
-        setup.Every = options.Every;
-        if (!port.Path) {
-            simulated = SimulateBus(setup);
-            output->Note("this bus is simulated; name a real one with --port PATH --device ADDRESS:MODEL");
-        }
-        run.Start(setup);
-    }
+    BusStarter starter(*station, run, simulated, loop, *output);
+    starter.Start(setup.Buses);
 
     const auto end = loop.Apartment().CreateTimer([&] { loop.Stop(); });
     if (options.For) end->Rearm(static_cast<std::int32_t>(options.For->count()), true);

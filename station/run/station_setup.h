@@ -19,6 +19,7 @@ struct HistorySetup {
 
 /// Everything that a running station is told: by its configuration file, its command line, or both.
 struct StationSetup {
+    std::string Data;  ///< folder of the database and of what is recorded; empty: the user's data folder
     std::vector<BusSetup> Buses;
     HistorySetup History;
     /// Program and arguments to run when an alarm starts or ends; empty: none.

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <list>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "station/commands/main_loop.h"
+#include "station/commands/port_scan.h"
+#include "station/output/output.h"
+#include "station/run/station_run.h"
+
+namespace orvix::simulator {
+class BusServer;
+}
+
+namespace orvix::station {
+
+/// Brings the buses of a station online, each with what it needs first: a simulated one with its simulation, one
+/// without devices with those that are known on its port, or that a scan finds there.
+class BusStarter {
+public:
+    /// Simulations that have been started; they outlive the buses that run on them.
+    using SimulatedBuses = std::vector<std::unique_ptr<simulator::BusServer>>;
+
+    /// All outlive this.
+    BusStarter(Station& station, StationRun& run, SimulatedBuses& simulated, MainLoop& loop, Output& output);
+
+    /// Several at once take no heed of each other: a port on which nothing can be done is said, and the rest go on.
+    /// Stops the main loop when nothing is left to wait for.
+    void Start(const std::vector<BusSetup>& buses);
+    /// Whether there is a bus that runs, or may yet.
+    bool AnyLeft() const { return m_Running > 0 || !m_Scans.empty(); }
+
+private:
+    struct ScannedBus {
+        BusSetup Setup;
+        std::unique_ptr<PortScan> Scan;
+    };
+
+    void StartBus(BusSetup bus, bool isAlone);
+    void Simulate(BusSetup& bus);
+    std::vector<DeviceSetup> KnownDevices(const std::string& port);
+    void StartScan(const BusSetup& bus, bool showBar);
+    void EndScan(std::list<ScannedBus>::iterator scanned, const std::optional<std::string>& failure);
+    void Poll(BusSetup bus);
+
+    Station& m_Station;
+    StationRun& m_Run;
+    SimulatedBuses& m_Simulated;
+    MainLoop& m_Loop;
+    Output& m_Output;
+    std::list<ScannedBus> m_Scans;
+    int m_Running = 0;
+};
+
+}  // namespace orvix::station

@@ -1,0 +1,74 @@
+#include <iostream>
+#include <nlohmann/json.hpp>
+
+#include "simulator/device_arguments.h"
+#include "station/bus/folders.h"
+#include "station/commands/commands.h"
+#include "station/configuration/device_registry.h"
+
+namespace orvix::station {
+namespace {
+
+using Action = DevicesOptions::Action;
+
+void ListAsJson(const std::vector<KnownDevice>& devices) {
+    for (const auto& device : devices) {
+        nlohmann::ordered_json object{{"event", "device"},         {"port", device.Port},
+                                      {"address", device.Address}, {"model", device.Model},
+                                      {"name", device.Name},       {"serial", SerialText(device.SerialNumber)}};
+        std::cout << object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << std::endl;
+    }
+}
+
+void List(const std::vector<KnownDevice>& devices) {
+    std::string port;
+    for (const auto& device : devices) {
+        if (device.Port != port) std::cout << (port = device.Port) << "\n";
+        std::cout << "  " << device.Address << "\t" << simulator::ModelName(device.Model) << "\t"
+                  << (device.SerialNumber.empty() ? "-" : SerialText(device.SerialNumber)) << "\t" << device.Name
+                  << "\n";
+    }
+    std::cout << std::flush;
+}
+
+/// Changes one device; false when there is none at the address.
+bool Change(const DevicesOptions& options, DeviceRegistry& registry) {
+    const auto& device = options.Device;
+    const auto& port = options.Port.value();
+    if (options.What == Action::Add) {
+        registry.Remember({port, device.Address, device.Model, device.Name, {}});
+        return true;
+    }
+    if (!registry.Knows(port, device.Address)) return false;
+    if (options.What == Action::Rename) {
+        registry.Rename(port, device.Address, device.Name);
+    } else {
+        registry.Remove(port, device.Address);
+    }
+    return true;
+}
+
+}  // namespace
+
+int Execute(const DevicesOptions& options, MainLoop&) {
+    const auto folders = FindFolders(options.Data);
+    platform::PrepareHostDatabase(folders.Data);
+    DeviceRegistry registry(folders.Data);
+    if (options.What != Action::List) {
+        if (Change(options, registry)) return kDone;
+        throw Error(errors::General,
+                    "no device is known at address " + std::to_string(options.Device.Address) + " of " + *options.Port);
+    }
+    const auto devices = registry.Devices(options.Port);
+    if (options.Json) {
+        ListAsJson(devices);
+    } else {
+        List(devices);
+    }
+    if (devices.empty()) {
+        std::cerr << "nimbo1: no device is known; find some with nimbo1 scan --port PATH --remember" << std::endl;
+    }
+    return kDone;
+}
+
+}  // namespace orvix::station

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "station/bus/bus_thread.h"
+#include "station/scan/scan_display.h"
+#include "station/scan/scan_thread.h"
+
+namespace orvix::station {
+
+/// A scan of a port with its progress on standard error.
+class PortScan {
+public:
+    using OnFound = std::function<void(const FoundDevice&)>;
+    /// `failure`: why the line gave up.
+    using OnEnd = std::function<void(const std::optional<std::string>& failure)>;
+
+    /// Both are called on `home`; none after the object has gone, provided `home` delivers nothing while it goes.
+    /// Raises what keeps the port from being opened.
+    PortScan(Station& station, Apartment& home, const BusSetup& setup, ScanRange range, bool showBar, OnFound onFound,
+             OnEnd onEnd);
+
+    const std::vector<FoundDevice>& Found() const { return m_Found; }
+    const ScanProgress& Progress() const { return m_Progress; }
+    /// Takes the progress bar away.
+    void ClearDisplay() { m_Display.Clear(); }
+    /// Keeps the found devices whose model is known.
+    void Remember(const std::string& dataFolder, const std::string& port) const;
+
+private:
+    ScanDisplay m_Display;
+    std::vector<FoundDevice> m_Found;
+    ScanProgress m_Progress;
+    ScanThread m_Thread;
+};
+
+}  // namespace orvix::station

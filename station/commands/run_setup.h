@@ -1,0 +1,13 @@
+#pragma once
+
+#include "station/command_line/command_line.h"
+#include "station/run/station_setup.h"
+
+namespace orvix::station {
+
+/// What configuration file and options of run ask for together. Options win: a value over that of every bus, ports over
+/// the file's buses (a port that is in the file keeps what the file says of it), devices over those of their port.
+/// There is at least one bus; each has a label of its own. Raises ConfigurationError and UsageError.
+StationSetup SetupOf(const RunOptions& options);
+
+}  // namespace orvix::station

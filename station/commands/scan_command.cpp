@@ -1,0 +1,90 @@
+#include <iostream>
+#include <nlohmann/json.hpp>
+
+#include "station/commands/commands.h"
+#include "station/commands/port_scan.h"
+
+namespace orvix::station {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+void Write(const Json& object) {
+    std::cout << object.dump(-1, ' ', false, Json::error_handler_t::replace) << std::endl;
+}
+
+Json ValueOf(const FoundDevice& device) {
+    if (const auto* degrees = std::get_if<double>(&device.Value)) return *degrees;
+    if (const auto* inputs = std::get_if<std::int32_t>(&device.Value)) return *inputs;
+    return nullptr;
+}
+
+Json ToJson(const std::string& port, const FoundDevice& device) {
+    Json object{{"event", "device"},
+                {"port", port},
+                {"address", device.Address},
+                {"model", device.Model == 0 ? Json(nullptr) : Json(device.Model)},
+                {"serial", SerialText(device.SerialNumber)},
+                {"variable", device.Variable},
+                {"value", ValueOf(device)},
+                {"suspect", device.Suspect}};
+    if (device.Suspect) object["reason"] = kSuspicion;
+    return object;
+}
+
+void WriteSummary(const ScanOptions& options, const PortScan& scan, bool isWhole) {
+    const auto& progress = scan.Progress();
+    Write({{"event", "scan"},
+           {"port", *options.Bus.Ports[0].Path},
+           {"from", options.Range.From},
+           {"to", options.Range.To},
+           {"asked", progress.Done},
+           {"found", scan.Found().size()},
+           {"seconds", std::chrono::duration<double>(progress.Elapsed).count()},
+           {"complete", isWhole}});
+}
+
+void SaySummary(const PortScan& scan, bool isWhole) {
+    const auto& progress = scan.Progress();
+    std::cerr << "nimbo1: " << (isWhole ? "" : "interrupted: ") << progress.Done << " of " << progress.Total
+              << " addresses asked, " << scan.Found().size() << " found";
+    if (isWhole && scan.Found().empty()) std::cerr << "; look at power and wiring, or try a longer --timeout-factor";
+    std::cerr << std::endl;
+}
+
+}  // namespace
+
+int Execute(const ScanOptions& options, MainLoop& loop) {
+    const auto station = OpenStation(options.Bus.Data);
+    const auto setup = SetupOf(options.Bus, options.Bus.Ports[0], *station);
+    bool isWhole = false;
+    std::optional<std::string> failure;
+    PortScan scan(
+        *station, loop.Apartment(), setup, options.Range, true,
+        [&](const FoundDevice& device) {
+            if (options.Bus.Json) {
+                Write(ToJson(setup.PortLabel, device));
+            } else {
+                std::cout << DescriptionOf(device) << std::endl;
+            }
+            if (!std::cout) loop.Stop();
+        },
+        [&](const std::optional<std::string>& reason) {
+            failure = reason;
+            isWhole = !reason;
+            loop.Stop();
+        });
+    loop.Run();
+
+    scan.ClearDisplay();
+    if (options.Remember) scan.Remember(station->Folders.Data, setup.PortPath);
+    if (options.Bus.Json) {
+        WriteSummary(options, scan, isWhole);
+    } else {
+        SaySummary(scan, isWhole);
+    }
+    if (failure) throw Error(errors::General, *failure);
+    return kDone;
+}
+
+}  // namespace orvix::station

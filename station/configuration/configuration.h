@@ -1,0 +1,40 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "station/run/station_setup.h"
+
+namespace orvix::station {
+
+/// Everything that is wrong with a configuration, in the order of its lines; its text is these lines. Each names file,
+/// line, column and key where there are any: "nimbo1.toml:7:9: bus[0].every: the shortest period is 100ms".
+class ConfigurationError : public std::runtime_error {
+public:
+    explicit ConfigurationError(std::vector<std::string> lines);
+    const std::vector<std::string>& Lines() const { return m_Lines; }
+
+private:
+    std::vector<std::string> m_Lines;
+};
+
+/// Reads a configuration:
+///
+///   data = "DIR"
+///   [[bus]]           port (none: a simulated bus), name, every, retries, timeout_factor, driver_thread
+///   [[bus.device]]    address, model, name, low, high, inputs = {BIT = true or false}, hold_off
+///   [history]         on, keep, max_size
+///   [metrics]         listen
+///   [alarms]          on_alarm
+///
+/// Only address and model must be there. Periods are written as on the command line; `keep` also in days "90d" and
+/// weeks; sizes with KB, MB or GB. Relative paths are those of the current folder. `name` is the text's name in errors.
+/// Raises ConfigurationError.
+StationSetup ParseConfiguration(std::string_view text, const std::string& name);
+
+/// The same of a file. Raises ConfigurationError also for one that cannot be read.
+StationSetup LoadConfiguration(const std::string& path);
+
+}  // namespace orvix::station

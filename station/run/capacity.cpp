@@ -1,0 +1,56 @@
+#include "station/run/capacity.h"
+
+#include <cmath>
+
+#include "devices/protocol/basOrvixNB1.h"
+#include "devices/protocol/frame.h"
+#include "host/text.h"
+
+namespace orvix::station {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::nanoseconds;
+
+// The driver's line always runs at 9600 baud with one start bit, 8 data bits, no parity and one stop bit.
+constexpr std::int64_t kBaud = 9600;
+constexpr std::int64_t kBitsPerByte = 10;
+
+// Length byte, code and checksum of an inner packet.
+constexpr std::size_t kInnerOverhead = 4;
+
+constexpr milliseconds kTick{10};
+
+nanoseconds ExchangeTime(const DeviceSetup& device) {
+    const std::size_t payload = device.Model == kDigitalModuleModel ? 1 : 4;
+    const auto bytes = 2 * (kFrameOverhead + kInnerOverhead) + payload;
+    return nanoseconds(std::chrono::seconds(1)) * kBitsPerByte * static_cast<std::int64_t>(bytes) / kBaud;
+}
+
+/// A tick sends a task, another completes it. A driver on the bus's own thread holds the second one up until it is due
+/// at once; beside a driver on another thread it comes in its own time.
+milliseconds TickTime(const BusSetup& bus) {
+    return (bus.DriverThread ? 2 : 1) * kTick;
+}
+
+}  // namespace
+
+milliseconds RoundTime(const BusSetup& bus) {
+    nanoseconds time{0};
+    for (const auto& device : bus.Devices)
+        time += ExchangeTime(device) + TickTime(bus);
+    return std::chrono::ceil<milliseconds>(time);
+}
+
+std::optional<std::string> FitPeriod(BusSetup& bus) {
+    const auto round = RoundTime(bus);
+    if (round <= bus.Every) return std::nullopt;
+    const auto asked = bus.Every;
+    bus.Every = (round + kTick - milliseconds(1)) / kTick * kTick;
+    const auto seconds = std::ceil(static_cast<double>(round.count()) / 100) / 10;
+    const auto count = static_cast<std::int32_t>(bus.Devices.size());
+    return NumberText(count) + (count == 1 ? " device needs " : " devices need ") + NumberText(seconds) +
+           " s a round at " + std::to_string(kBaud) + " baud; " + std::to_string(asked.count()) + " ms is not possible";
+}
+
+}  // namespace orvix::station

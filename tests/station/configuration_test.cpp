@@ -1,0 +1,123 @@
+#include "station/configuration/configuration.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/test_folder.h"
+
+namespace orvix::tests {
+namespace {
+
+using namespace std::chrono_literals;
+using station::ParseConfiguration;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+
+std::vector<std::string> Complaints(const std::string& text) {
+    try {
+        ParseConfiguration(text, "f");
+        return {};
+    } catch (const station::ConfigurationError& error) {
+        return error.Lines();
+    }
+}
+
+TEST(Configuration, FillsTheWholeSetup) {
+    const auto setup = ParseConfiguration(R"(
+data = "/var/d"
+[[bus]]
+port = "/dev/../dev/ttyUSB0"
+name = "hall"
+every = "1.5s"
+retries = 0
+timeout_factor = 20
+driver_thread = true
+[[bus.device]]
+address = 5
+model = "sensor"
+name = "Oven"
+low = -1
+high = 30.5
+hold_off = 3
+[[bus.device]]
+address = 7
+model = 104
+inputs = { 0 = true, 7 = false }
+[[bus]]
+[history]
+on = false
+keep = "2w"
+max_size = "500MB"
+[metrics]
+listen = "127.0.0.1:9400"
+[alarms]
+on_alarm = ["say", "it"]
+)",
+                                          "f");
+    EXPECT_EQ(setup.Data, "/var/d");
+    ASSERT_EQ(setup.Buses.size(), 2U);
+    const auto& bus = setup.Buses[0];
+    EXPECT_EQ(bus.PortPath, "/dev/ttyUSB0");
+    EXPECT_EQ(bus.PortLabel, "hall");
+    EXPECT_EQ(bus.Every, 1500ms);
+    EXPECT_EQ(bus.Retries, 0);
+    EXPECT_EQ(bus.TimeoutFactor, 20);
+    EXPECT_TRUE(bus.DriverThread);
+    EXPECT_THAT(bus.Devices, ElementsAre(station::DeviceSetup{5, 106, "Oven", {-1.0, 30.5, 0, 0, 3}},
+                                         station::DeviceSetup{7, 104, "", {{}, {}, 0x01, 0x80, 1}}));
+    EXPECT_EQ(setup.Buses[1].PortPath, "");
+    EXPECT_FALSE(setup.History.On);
+    EXPECT_EQ(setup.History.Keep, 14 * 24h);
+    EXPECT_EQ(setup.History.MostBytes, 500'000'000);
+    EXPECT_EQ(setup.Metrics, "127.0.0.1:9400");
+    EXPECT_THAT(setup.OnAlarm, ElementsAre("say", "it"));
+}
+
+TEST(Configuration, EveryErrorHasItsPlaceAndKey) {
+    const std::string device = "[[bus]]\n[[bus.device]]\naddress = 5\nmodel = \"sensor\"\n";
+    const std::string module = "[[bus]]\n[[bus.device]]\naddress = 5\nmodel = \"digital\"\n";
+    const struct {
+        std::string Text;
+        std::vector<std::string> Lines;
+    } cases[] = {
+        {"[[bus]]\nevery = \"10ms\"", {"f:2:9: bus[0].every: the shortest period is 100ms"}},
+        {"[[bus]]\nevery = 1", {"f:2:9: bus[0].every: write a text in quotes, and not an empty one"}},
+        {"[[bus]]\nport = \"\"", {"f:2:8: bus[0].port: write a text in quotes, and not an empty one"}},
+        {"[[bus]]\nevry = \"1s\"", {"f:2:1: bus[0].evry: there is no such key; did you mean every?"}},
+        {"colour = 1", {"f:1:1: colour: there is no such key"}},
+        {"[bus]", {"f:1:1: bus: write [[...]] with two brackets: there may be several"}},
+        {"history = 1", {"f:1:11: history: this must be a table: [history]"}},
+        {"[[bus]]\nretries = -1\ntimeout_factor = 0\n[history]\nkeep = \"1s\"\nmax_size = \"9EB\"\non = 1",
+         {"f:2:11: bus[0].retries: write a whole number from 0 to 100",
+          "f:3:18: bus[0].timeout_factor: write a whole number from 1 to 10000",
+          "f:5:8: history.keep: write \"36h\", \"90d\" or \"4w\", up to a hundred years",
+          "f:6:12: history.max_size: write \"500MB\" or \"2GB\", at least 1MB",
+          "f:7:6: history.on: write true or false"}},
+        {"[[bus]]\n[[bus.device]]\nname = \"x\"",
+         {"f:2:1: bus[0].device[0]: the address is missing", "f:2:1: bus[0].device[0]: the model is missing"}},
+        {device + "[[bus.device]]\naddress = 5\nmodel = 106",
+         {"f:6:11: bus[0].device[1].address: address 5 is there twice on this bus"}},
+        {"[[bus]]\n[[bus.device]]\naddress = 256\nmodel = 105",
+         {"f:3:11: bus[0].device[0].address: write a whole number from 1 to 255",
+          "f:4:9: bus[0].device[0].model: the model must be \"sensor\" (106) or \"digital\" (104)"}},
+        {device + "low = 5\nhigh = 5", {"f:5:7: bus[0].device[0].low: must be below high"}},
+        {device + "low = nan", {"f:5:7: bus[0].device[0].low: write a number"}},
+        {device + "inputs = { 0 = true }", {"f:5:10: bus[0].device[0].inputs: a sensor has a temperature, not inputs"}},
+        {module + "high = 5", {"f:5:8: bus[0].device[0].high: a digital module has inputs, not temperatures"}},
+        {module + "inputs = { 8 = true }",
+         {"f:5:10: bus[0].device[0].inputs: write the inputs that are an alarm by bit, such as { 0 = true, 7 = false "
+          "}"}},
+        {"[[bus]]\nport = \"/p\"\nname = \"a\"\n[[bus]]\nport = \"/p\"\nname = \"a\"",
+         {"f:5:8: bus[1].port: this port is there twice", "f:6:8: bus[1].name: this name is there twice"}},
+        {"[metrics]\nlisten = \":70000\"", {"f:2:10: metrics.listen: write host and port, such as \"127.0.0.1:9400\""}},
+        {"[alarms]\non_alarm = \"x\"",
+         {"f:2:12: alarms.on_alarm: write a list of texts, such as [\"program\", \"argument\"]"}},
+    };
+    for (const auto& c : cases)
+        EXPECT_THAT(Complaints(c.Text), ElementsAreArray(c.Lines)) << c.Text;
+    EXPECT_THAT(Complaints("[[bus]]\nport = "), ElementsAre(testing::StartsWith("f:2:")));
+    EXPECT_THROW(station::LoadConfiguration(TestFolder().Path + "/none"), station::ConfigurationError);
+}
+
+}  // namespace
+}  // namespace orvix::tests
