@@ -131,6 +131,7 @@ struct RawOptions {
     RawBusOptions Bus;
     std::string Every = "1s";
     std::string For;
+    bool Plain = false;
     std::string Variable;
     std::string From;
     std::string Format;
@@ -141,7 +142,8 @@ struct RawOptions {
 };
 
 RunOptions ReadRun(const RawOptions& raw, const CLI::App& command) {
-    RunOptions options{.Bus = Read(raw.Bus, command), .Every = simulator::ParseDuration(raw.Every), .For = {}};
+    RunOptions options{
+        .Bus = Read(raw.Bus, command), .Every = simulator::ParseDuration(raw.Every), .For = {}, .Plain = raw.Plain};
     if (options.Every < kShortestPeriod) throw UsageError("--every " + raw.Every + ": the shortest period is 100ms");
     if (!raw.For.empty()) options.For = simulator::ParseDuration(raw.For);
     for (const auto& port : options.Bus.Ports) {
@@ -218,10 +220,12 @@ CommandLine ParseCommandLine(std::vector<std::string> arguments) {
     app.require_subcommand(1);
     RawOptions raw;
 
-    auto* run = app.add_subcommand("run", "go online and print each reading (the default command)");
+    auto* run = app.add_subcommand(
+        "run", "go online and show the readings (the default command): live on a terminal, else one a line");
     AddBusOptions(*run, raw.Bus);
     run->add_option("--every", raw.Every, "polling period")->type_name("TIME")->capture_default_str();
     run->add_option("--for", raw.For, "stop after this time")->type_name("TIME");
+    run->add_flag("--plain", raw.Plain, "lines instead of the live screen, also on a terminal");
 
     auto* read = app.add_subcommand("read", "read one variable of one device, then exit");
     AddBusOptions(*read, raw.Bus);

@@ -40,6 +40,7 @@ struct RunOptions {
     BusOptions Bus;
     std::chrono::milliseconds Every{1000};
     std::optional<std::chrono::milliseconds> For;
+    bool Plain = false;  ///< lines, also on a terminal
 };
 
 struct ReadOptions {

@@ -14,6 +14,8 @@ void StationRun::Start(const BusSetup& setup) {
     bus.Thread = std::make_unique<BusThread>(m_Station, m_Home, setup, EventsOf(bus));
     bus.Thread->Post([](Bus& b) { b.Poll(); });
     m_Buses.push_back(std::move(bus));
+    for (const auto& device : setup.Devices)
+        m_Values.Expect(setup.PortLabel, device, setup.Every);
 }
 
 BusEvents StationRun::EventsOf(const RunningBus& bus) {

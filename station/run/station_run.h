@@ -28,7 +28,8 @@ public:
     /// Brings a bus online and has its devices read once a period. Raises what keeps it from starting.
     void Start(const BusSetup& setup);
 
-    /// The latest reading of each device, with the quality that it has now.
+    /// The latest reading of each device, with the quality that it has now. The time is 0 of one that has not been
+    /// heard of yet.
     std::vector<Reading> Values() const;
 
 private:
