@@ -11,10 +11,10 @@ using namespace std::chrono_literals;
 using Kind = EpisodeEvent::Kind;
 
 constexpr std::size_t kMostEpisodes = 3;
-constexpr Duration kWindow = 1h;
+constexpr Duration kWindow = 2h;
 constexpr Duration kFirstReport = 10min;
 constexpr Duration kReportPeriod = 1h;
-constexpr Duration kSteady = 15min;
+constexpr Duration kSteady = 1h;
 
 constexpr std::size_t kMostInSummary = 5;
 
@@ -37,7 +37,7 @@ std::string UnsteadyText(const EpisodeEvent& event) {
     const auto failed = "failed " + std::to_string(event.Count) + " times, ";
     if (event.What == Kind::Steady) return "is steady again; it " + failed + ExtentText(event);
     return "is unsteady: " + failed + ExtentText(event) + (event.FailsNow ? ", and fails now" : "") +
-           ", latest: " + FailureText(event.Error) + "; from now on said once an hour";
+           ", latest: " + FailureText(event.Error) + "; single failures are no longer said";
 }
 
 }  // namespace
@@ -162,8 +162,8 @@ std::string Episodes::Summary(Duration now) const {
         if (!subject.Failing && !subject.Unsteady) continue;
         if (++count > kMostInSummary) continue;
         const auto event = EventOf(Kind::Began, key, subject, now);
-        text += (count == 1 ? "" : "; ") + SubjectText(event) + (subject.Unsteady ? ", unsteady" : "") + ": " +
-                ExtentText(event) + ", latest: " + FailureText(subject.Error);
+        text += (count == 1 ? "" : "; ") + SubjectText(event) + (subject.Unsteady ? ", unsteady" : "") + " (" +
+                ExtentText(event) + "): " + FailureText(subject.Error);
     }
     if (count == 0) return {};
     if (count > kMostInSummary) text += "; and " + std::to_string(count - kMostInSummary) + " more";

@@ -37,9 +37,8 @@ struct EpisodeEvent {
 std::string TextOf(const EpisodeEvent& event);
 
 /// Says what fails once when it begins and once when it ends, whatever the number of readings in between. What has
-/// failed for the fourth time within an hour is unsteady: that is said once, again after ten minutes, then every hour,
-/// until it has been well for a quarter of an hour. Readings that fail because their port does count for the port
-/// alone.
+/// failed for the fourth time within two hours is unsteady: that is said once, again after ten minutes, then every
+/// hour, until it has been well for an hour. Readings that fail because their port does count for the port alone.
 ///
 /// Times are of one steady clock. All members return what is to be said, in order.
 class Episodes {
@@ -66,7 +65,7 @@ private:
         Duration Since{0};
         Duration LatestFailure{0};
         Duration NextReport{0};
-        /// The episodes that began within the hour before the latest: when, and their failed readings.
+        /// The episodes that began within the two hours before the latest: when, and their failed readings.
         std::deque<std::pair<Duration, int>> Recent;
 
         bool LineFailed = false;  ///< of a port: since its latest reading

@@ -65,7 +65,8 @@ StyledLine Title(const ScreenContent& content, int width) {
     return Spread(std::move(line), {ClockText(content.UnixMilliseconds) + " UTC ", Style::Dim}, width);
 }
 
-StyledLine Status(const ScreenContent& content, int width) {
+/// "65 devices: 64 good, 1 offline"
+StyledLine DeviceCounts(const ScreenContent& content) {
     StyledLine line{{" " + Counted(content.Values.size(), "device") + ": "}};
     constexpr std::pair<Quality, Style> kinds[] = {
         {Quality::Good, Style::Good}, {Quality::Stale, Style::Warning}, {Quality::Offline, Style::Bad}};
@@ -78,10 +79,20 @@ StyledLine Status(const ScreenContent& content, int width) {
         line.push_back({std::to_string(count) + " " + NameOf(quality), look});
         separator = ", ";
     }
-    auto counts = "   " + Counted(static_cast<std::size_t>(content.Readings), "reading");
-    if (content.FailedReadings > 0) counts += ", " + std::to_string(content.FailedReadings) + " failed";
-    line.push_back({counts + "   running " + DurationText(content.Running), Style::Dim});
-    return Spread(std::move(line), {"Ctrl-C or q ends ", Style::Dim}, width);
+    return line;
+}
+
+/// Of what there is to say, the later gives way where it does not fit beside how to end.
+StyledLine Status(const ScreenContent& content, int width) {
+    const Span ending{"Ctrl-C or q ends ", Style::Dim};
+    auto readings = Counted(static_cast<std::size_t>(content.Readings), "reading");
+    if (content.FailedReadings > 0) readings += ", " + std::to_string(content.FailedReadings) + " failed";
+    auto line = DeviceCounts(content);
+    for (const auto& text : {"   " + readings, "   up " + DurationText(content.Running)}) {
+        if (WidthOf(line) + DisplayWidth(text) + 2 + DisplayWidth(ending.Text) > width) break;
+        line.push_back({text, Style::Dim});
+    }
+    return Spread(std::move(line), ending, width);
 }
 
 /// "─── Events ─────── devices 1 to 20 of 64, arrow keys scroll ─"
@@ -127,11 +138,13 @@ std::vector<std::string> Wrapped(const std::string& text, int columns) {
 }
 
 /// The latest events that fit, the oldest of these first.
-std::vector<StyledLine> EventLines(const ScreenContent& content, int rows, int width) {
+std::vector<StyledLine> EventLines(const ScreenContent& content, std::size_t most, int width) {
     std::vector<StyledLine> lines;
     for (auto event = content.Events.rbegin(); event != content.Events.rend(); ++event) {
-        const auto pieces = Wrapped(ForTerminal(event->Text, content.IsUtf8), std::max(width - kEventIndent, 1));
-        if (static_cast<int>(lines.size() + pieces.size()) > rows) break;
+        auto pieces = Wrapped(ForTerminal(event->Text, content.IsUtf8), std::max(width - kEventIndent, 1));
+        // Of the latest there is at least the beginning.
+        if (lines.empty() && pieces.size() > most) pieces.resize(most);
+        if (lines.size() + pieces.size() > most) break;
         for (auto piece = pieces.size(); piece-- > 0;) {
             const auto clock = piece == 0 ? " " + ClockText(event->UnixMilliseconds) : "";
             lines.push_back({{Padded(clock, kEventIndent), Style::Dim}, {pieces[piece], event->Look}});
@@ -163,7 +176,7 @@ std::vector<StyledLine> LayOut(const ScreenContent& content, ScreenSize size) {
     lines.resize(lines.size() + static_cast<std::size_t>(areas.Space));
     if (areas.Events > 0) {
         lines.push_back(EventsHeading(content, areas.Devices, size.Columns));
-        append(EventLines(content, areas.Events - 1, size.Columns));
+        append(EventLines(content, static_cast<std::size_t>(areas.Events - 1), size.Columns));
     }
     lines.resize(static_cast<std::size_t>(std::max(size.Rows - 1, 0)));
     if (size.Rows > 0) lines.push_back(Status(content, size.Columns));
