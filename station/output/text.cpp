@@ -142,7 +142,7 @@ std::int64_t AgeMilliseconds(const Reading& reading) {
 }
 
 std::string FreshnessText(const Reading& reading) {
-    const std::string quality = NameOf(reading.Quality);
+    std::string quality = NameOf(reading.Quality);
     const auto age = AgeMilliseconds(reading);
     if (age < 0) return quality + ", never read";
     if (reading.Quality == Quality::Good) return quality;

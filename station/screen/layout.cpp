@@ -68,15 +68,18 @@ StyledLine Title(const ScreenContent& content, int width) {
 /// "65 devices: 64 good, 1 offline"
 StyledLine DeviceCounts(const ScreenContent& content) {
     StyledLine line{{" " + Counted(content.Values.size(), "device") + ": "}};
-    constexpr std::pair<Quality, Style> kinds[] = {
-        {Quality::Good, Style::Good}, {Quality::Stale, Style::Warning}, {Quality::Offline, Style::Bad}};
+    struct Kind {
+        Quality Value;
+        Style Look;
+    };
     const char* separator = "";
-    for (const auto& [quality, look] : kinds) {
+    for (const auto& kind :
+         {Kind{Quality::Good, Style::Good}, {Quality::Stale, Style::Warning}, {Quality::Offline, Style::Bad}}) {
         const auto count = std::count_if(content.Values.begin(), content.Values.end(),
-                                         [&](const Reading& reading) { return reading.Quality == quality; });
+                                         [&](const Reading& reading) { return reading.Quality == kind.Value; });
         if (count == 0) continue;
         line.push_back({separator});
-        line.push_back({std::to_string(count) + " " + NameOf(quality), look});
+        line.push_back({std::to_string(count) + " " + NameOf(kind.Value), kind.Look});
         separator = ", ";
     }
     return line;

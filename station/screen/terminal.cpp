@@ -4,8 +4,10 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <bit>
 #include <clocale>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
@@ -44,25 +46,28 @@ std::size_t IndexOf(Style look) {
     return static_cast<std::size_t>(look);
 }
 
-bool IsSet(const char* variable) {
+std::string Environment(const char* variable) {
     const char* value = std::getenv(variable);
-    return value != nullptr && *value != '\0';
+    return value == nullptr ? std::string() : value;
 }
 
 /// A capability of the terminal; empty when it has none of that name.
 std::string Capability(const char* name) {
     const char* text = tigetstr(name);
-    return text == nullptr || text == reinterpret_cast<const char*>(-1) ? std::string() : std::string(text);
+    // -1: the name is not one of a text.
+    const bool isText = text != nullptr && std::bit_cast<std::intptr_t>(text) != -1;
+    return isText ? std::string(text) : std::string();
 }
 
 bool CanBePaintedOn() {
     if (::isatty(STDOUT_FILENO) == 0) return false;
     // In the background, a change of the terminal's settings would stop the program.
     if (::tcgetpgrp(STDOUT_FILENO) != ::getpgrp()) return false;
-    const char* kind = std::getenv("TERM");
-    if (!IsSet("TERM") || std::strcmp(kind, "dumb") == 0) return false;
+    const auto kind = Environment("TERM");
+    if (kind.empty() || kind == "dumb") return false;
     int error = 0;
-    return setupterm(kind, STDOUT_FILENO, &error) == OK && !Capability("cup").empty() && !Capability("clear").empty();
+    return setupterm(kind.c_str(), STDOUT_FILENO, &error) == OK && !Capability("cup").empty() &&
+           !Capability("clear").empty();
 }
 
 }  // namespace
@@ -92,7 +97,7 @@ void Terminal::PrepareColours() {
     m_Attributes[IndexOf(Style::Dim)] = A_DIM;
     for (const auto look : {Style::Heading, Style::Bad})
         m_Attributes[IndexOf(look)] = A_BOLD;
-    if (IsSet("NO_COLOR") || !has_colors()) return;
+    if (!Environment("NO_COLOR").empty() || !has_colors()) return;
     start_color();
     use_default_colors();
     short pair = 1;
