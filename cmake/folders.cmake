@@ -5,6 +5,7 @@ find_package(nlohmann_json REQUIRED)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo cairo-pdf)
 pkg_check_modules(NCURSES REQUIRED IMPORTED_TARGET ncursesw)
+pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd)
 
 # Every target is built with the same warnings, all of them errors. GCC 12 takes the standard library's own string
 # concatenation for overlapping memory, hence -Wno-restrict.

@@ -4,6 +4,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "simulator/simulated_bus.h"
@@ -64,15 +65,13 @@ struct TraceOptions {
     bool Json = false;
 };
 
-/// What the command line asks for: one command, or a text to show instead (help, version).
-struct CommandLine {
-    std::optional<RunOptions> Run;
-    std::optional<ReadOptions> Read;
-    std::optional<ExportOptions> Export;
-    std::optional<SimulateOptions> Simulate;
-    std::optional<TraceOptions> Trace;
+/// A text to show instead of running a command: help or version.
+struct TextOptions {
     std::string Text;
 };
+
+/// What the command line asks for: one command.
+using CommandLine = std::variant<TextOptions, RunOptions, ReadOptions, ExportOptions, SimulateOptions, TraceOptions>;
 
 /// Without a command the command is run. Raises UsageError.
 CommandLine ParseCommandLine(std::vector<std::string> arguments);

@@ -22,6 +22,11 @@ std::int16_t PortNumberIn(const StationFolders& folders, const std::string& port
 
 }  // namespace
 
+int Execute(const TextOptions& options, MainLoop&) {
+    std::cout << options.Text;
+    return kDone;
+}
+
 std::unique_ptr<Station> OpenStation(const BusOptions& options) {
     return std::make_unique<Station>(FindFolders(options.Data), FindLibrary());
 }

@@ -21,11 +21,12 @@ inline constexpr int kWrongUsage = 2;
 
 /// The commands. Each runs until it is done or the main loop is stopped, and returns the exit status. They raise what
 /// keeps them from starting.
-int RunCommand(const RunOptions& options, MainLoop& loop);
-int ReadCommand(const ReadOptions& options, MainLoop& loop);
-int ExportCommand(const ExportOptions& options, MainLoop& loop);
-int SimulateCommand(const SimulateOptions& options, MainLoop& loop);
-int TraceCommand(const TraceOptions& options, MainLoop& loop);
+int Execute(const RunOptions& options, MainLoop& loop);
+int Execute(const ReadOptions& options, MainLoop& loop);
+int Execute(const ExportOptions& options, MainLoop& loop);
+int Execute(const SimulateOptions& options, MainLoop& loop);
+int Execute(const TraceOptions& options, MainLoop& loop);
+int Execute(const TextOptions& options, MainLoop& loop);
 
 /// What run and read need before their bus: folders, database, library.
 std::unique_ptr<Station> OpenStation(const BusOptions& options);

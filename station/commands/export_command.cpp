@@ -47,7 +47,7 @@ std::optional<Failure> ExportLive(const ExportOptions& options, Station& station
 
 }  // namespace
 
-int ExportCommand(const ExportOptions& options, MainLoop& loop) {
+int Execute(const ExportOptions& options, MainLoop& loop) {
     auto station = OpenStation(options.Bus);
     const auto output = OutputOf(options.Bus.Json);
     const bool isSaved = !options.From.empty();

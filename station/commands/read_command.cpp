@@ -6,7 +6,7 @@
 
 namespace orvix::station {
 
-int ReadCommand(const ReadOptions& options, MainLoop& loop) {
+int Execute(const ReadOptions& options, MainLoop& loop) {
     auto station = OpenStation(options.Bus);
     auto setup = SetupOf(options.Bus, OnlyPort(options.Bus), *station);
     const auto output = OutputOf(options.Bus.Json);

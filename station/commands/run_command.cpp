@@ -39,6 +39,8 @@ public:
         if (m_Verbose) m_Output.Message(port, text);
     }
     void OnLine(const LineEvent& event) override { TellAll(m_Episodes.OnLine(event, Now())); }
+    void OnDeviceGone(const std::string& port, int address) override { m_Episodes.Forget(port, address); }
+    void OnPortGone(const std::string& port) override { m_Episodes.Forget(port, 0); }
 
 private:
     Duration Now() const { return m_Loop.Apartment().Now(); }
@@ -98,7 +100,7 @@ private:
 
 }  // namespace
 
-int RunCommand(const RunOptions& options, MainLoop& loop) {
+int Execute(const RunOptions& options, MainLoop& loop) {
     auto station = OpenStation(options.Bus);
     const auto lines = OutputOf(options.Bus.Json);
     ScreenSession session(options, loop);

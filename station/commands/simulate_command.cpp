@@ -5,7 +5,7 @@
 
 namespace orvix::station {
 
-int SimulateCommand(const SimulateOptions& options, MainLoop& loop) {
+int Execute(const SimulateOptions& options, MainLoop& loop) {
     simulator::BusServer server(simulator::SimulatedBus(options.Devices), options.Baud);
     if (!options.Link.empty()) server.Terminal().Link(options.Link);
     std::cout << (options.Link.empty() ? server.Terminal().Path() : options.Link) << std::endl;

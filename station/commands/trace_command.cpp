@@ -55,7 +55,7 @@ private:
 
 }  // namespace
 
-int TraceCommand(const TraceOptions& options, MainLoop& loop) {
+int Execute(const TraceOptions& options, MainLoop& loop) {
     const auto output = OutputOf(options.Json);
     const TraceReader reader(loop, *output);
     output->Note("waiting for stations that start with --trace from now on; Ctrl-C ends");

@@ -51,6 +51,9 @@ public:
     /// What has become due by the passing of time; call it every few seconds.
     std::vector<EpisodeEvent> OnPassing(Duration now);
 
+    /// Drops what is known of a device, or of the port itself (address 0).
+    void Forget(const std::string& port, int address) { m_Subjects.erase({port, address}); }
+
     /// One sentence about what fails or is unsteady now, for the end of the program; empty when all is well.
     std::string Summary(Duration now) const;
 

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "station/alarms/alarm_book.h"
 #include "station/bus/line_tap.h"
 #include "station/bus/reading.h"
 
@@ -19,6 +20,11 @@ public:
     /// A message of the library to its host.
     virtual void OnMessage(const std::string& /*port*/, const std::string& /*text*/) {}
     virtual void OnLine(const LineEvent&) {}
+    virtual void OnAlarm(const AlarmEvent&) {}
+    /// A device belongs to the station no longer; nothing more is heard of it.
+    virtual void OnDeviceGone(const std::string& /*port*/, int /*address*/) {}
+    /// The same of a port, after its devices.
+    virtual void OnPortGone(const std::string& /*port*/) {}
 };
 
 }  // namespace orvix::station

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <set>
 
+#include "station/bus/clock.h"
 #include "station/output/text.h"
 #include "station/screen/device_table.h"
 
