@@ -2,6 +2,8 @@
 
 #include "simulator/bus_server.h"
 #include "station/commands/commands.h"
+#include "station/history/history_recorder.h"
+#include "station/history/history_schema.h"
 #include "station/output/episodes.h"
 #include "station/run/station_run.h"
 #include "station/screen/live_screen.h"
@@ -98,6 +100,13 @@ private:
     std::unique_ptr<LiveScreen> m_Screen;
 };
 
+std::unique_ptr<HistoryRecorder> RecordHistory(const RunOptions& options, const Station& station, Output& output,
+                                               MainLoop& loop) {
+    if (!options.History.On) return nullptr;
+    const auto say = [&](const std::string& text) { loop.Apartment().Post([&output, text] { output.Note(text); }); };
+    return std::make_unique<HistoryRecorder>(station.Folders.Data + kHistoryFile, options.History, say);
+}
+
 }  // namespace
 
 int Execute(const RunOptions& options, MainLoop& loop) {
@@ -108,9 +117,12 @@ int Execute(const RunOptions& options, MainLoop& loop) {
     Output& output = screen != nullptr ? *screen : *lines;
     OutputListener listener(output, loop, options.Bus.Verbose);
 
+    const auto history = RecordHistory(options, *station, output, loop);
+
     std::unique_ptr<simulator::BusServer> simulated;
     StationRun run(*station, loop.Apartment());
     run.Add(listener);
+    if (history) run.Add(*history);
     for (const auto& port : options.Bus.Ports) {
         auto setup = SetupOf(options.Bus, port, *station);
         setup.Every = options.Every;
@@ -127,6 +139,8 @@ int Execute(const RunOptions& options, MainLoop& loop) {
     loop.Run();
 
     session.End();
+    const auto lost = history ? history->Close() : 0;
+    if (lost > 0) output.Note("history: " + std::to_string(lost) + " readings could not be written and are lost");
     if (const auto summary = listener.Summary(); !summary.empty()) output.Note(summary);
     return listener.AnyGood() ? kDone : kFailed;
 }
