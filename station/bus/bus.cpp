@@ -195,6 +195,11 @@ Reading Bus::Read(int address, ORVIXCNB1_VARS variable) {
         reading.Value = {};
         reading.Error = failure;
     }
+    if (reading.Valid()) {
+        reading.Quality = Quality::Good;
+        reading.LastGood = reading.Value;
+        reading.LastGoodUnixMilliseconds = reading.UnixMilliseconds;
+    }
     return reading;
 }
 

@@ -48,6 +48,7 @@ struct RunOptions {
     bool NoHistory = false;
     std::optional<std::chrono::milliseconds> Every;
     std::optional<std::chrono::milliseconds> For;
+    bool Plain = false;  ///< lines, also on a terminal
 };
 
 struct ReadOptions {

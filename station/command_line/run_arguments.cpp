@@ -11,6 +11,7 @@ struct RawRunOptions {
     std::string Configuration;
     std::optional<std::string> Every;
     std::string For;
+    bool Plain = false;
     bool NoHistory = false;
 };
 
@@ -18,6 +19,7 @@ RunOptions ReadRun(const RawRunOptions& raw, const CLI::App& command) {
     RunOptions options;
     options.Bus = ReadBusOptions(raw.Bus, command);
     options.Configuration = raw.Configuration;
+    options.Plain = raw.Plain;
     options.NoHistory = raw.NoHistory;
     if (raw.Every) options.Every = simulator::ParseDuration(*raw.Every);
     if (options.Every && *options.Every < kShortestPeriod) {
@@ -30,12 +32,14 @@ RunOptions ReadRun(const RawRunOptions& raw, const CLI::App& command) {
 }  // namespace
 
 void AddRun(CLI::App& app, CommandLine& result) {
-    auto* command = app.add_subcommand("run", "go online and print each reading (the default command)");
+    auto* command = app.add_subcommand(
+        "run", "go online and show the readings (the default command): live on a terminal, else one a line");
     const auto raw = std::make_shared<RawRunOptions>();
     AddBusOptions(*command, raw->Bus);
     AddPath(*command, "--config", raw->Configuration, "FILE", "buses, devices and all else; options here win over it");
     command->add_option("--every", raw->Every, "polling period (1s)")->type_name("TIME");
     command->add_option("--for", raw->For, "stop after this time")->type_name("TIME");
+    command->add_flag("--plain", raw->Plain, "lines instead of the live screen, also on a terminal");
     command->add_flag("--no-history", raw->NoHistory, "do not record the readings");
     command->callback([raw, command, &result] { result = ReadRun(*raw, *command); });
 }

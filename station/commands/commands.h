@@ -19,9 +19,6 @@ inline constexpr int kDone = 0;
 inline constexpr int kFailed = 1;  ///< the device or the line failed
 inline constexpr int kWrongUsage = 2;
 
-/// What people call the port of a simulated bus.
-inline constexpr char kSimulatedPort[] = "simulated";
-
 /// The commands. Each runs until it is done or the main loop is stopped, and returns the exit status. They raise what
 /// keeps them from starting.
 int Execute(const RunOptions& options, MainLoop& loop);

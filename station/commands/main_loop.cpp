@@ -5,6 +5,8 @@
 
 #include <cerrno>
 #include <csignal>
+#include <initializer_list>
+#include <utility>
 
 namespace orvix::station {
 namespace {
@@ -17,13 +19,16 @@ constexpr int kInterruptedStatus = 130;
 // An exchange cannot be broken off; one with long time-outs and many attempts must not keep the program.
 constexpr timespec kLongestStop{12, 0};
 
-sigset_t AwaitedSignals() {
+sigset_t SignalSet(std::initializer_list<int> members) {
     sigset_t signals;
     sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    sigaddset(&signals, SIGTERM);
-    sigaddset(&signals, kEndOfProgram);
+    for (const int member : members)
+        sigaddset(&signals, member);
     return signals;
+}
+
+sigset_t AwaitedSignals() {
+    return SignalSet({SIGINT, SIGTERM, SIGWINCH, kEndOfProgram});
 }
 
 }  // namespace
@@ -41,16 +46,29 @@ MainLoop::~MainLoop() {
     m_Signals.join();
 }
 
+void MainLoop::OnForcedEnd(std::function<void()> ending) {
+    const std::lock_guard lock(m_Mutex);
+    m_ForcedEnd = std::move(ending);
+}
+
+void MainLoop::ForceEnd() {
+    const std::lock_guard lock(m_Mutex);
+    if (m_ForcedEnd) m_ForcedEnd();
+    _exit(kInterruptedStatus);
+}
+
 void MainLoop::AwaitSignals() {
     const auto signals = AwaitedSignals();
     int signal = 0;
-    sigwait(&signals, &signal);
+    while (sigwait(&signals, &signal) == 0 && signal == SIGWINCH)
+        m_Apartment.Post([this] { m_WindowChanged(); });
     if (signal == kEndOfProgram) return;
     Stop();
+    const auto ending = SignalSet({SIGINT, SIGTERM, kEndOfProgram});
     do {
-        signal = sigtimedwait(&signals, nullptr, &kLongestStop);
+        signal = sigtimedwait(&ending, nullptr, &kLongestStop);
     } while (signal < 0 && errno == EINTR);
-    if (signal != kEndOfProgram) _exit(kInterruptedStatus);
+    if (signal != kEndOfProgram) ForceEnd();
 }
 
 }  // namespace orvix::station

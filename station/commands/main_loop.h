@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+#include <mutex>
 #include <thread>
 
 #include "platform/real_apartment.h"
@@ -22,10 +24,20 @@ public:
     void Run() { m_Apartment.Run(); }
     void Stop() { m_Apartment.Quit(); }
 
+    /// Called on the main thread when the terminal's window has another size.
+    void OnWindowChange(std::function<void()> changed) { m_WindowChanged = std::move(changed); }
+    /// Called on another thread right before the program ends at once; null: no more. Returns when no call is under
+    /// way.
+    void OnForcedEnd(std::function<void()> ending);
+
 private:
     void AwaitSignals();
+    void ForceEnd();
 
     platform::RealApartment m_Apartment;
+    std::function<void()> m_WindowChanged = [] {};
+    std::mutex m_Mutex;  ///< guards m_ForcedEnd
+    std::function<void()> m_ForcedEnd;
     std::thread m_Signals;
 };
 

@@ -2,6 +2,7 @@
 
 #include "simulator/bus_server.h"
 #include "station/commands/commands.h"
+#include "station/output/text.h"
 
 namespace orvix::station {
 
@@ -27,7 +28,7 @@ int Execute(const ReadOptions& options, MainLoop& loop) {
     if (options.Bus.Json) {
         output->Show(*result);
     } else if (result->Valid()) {
-        std::cout << ValueText(*result) << std::endl;
+        std::cout << ValueText(result->Value) << std::endl;
     } else {
         output->Trouble(setup.PortLabel + ", device " + std::to_string(address), result->Error);
     }

@@ -1,46 +1,35 @@
 #include "station/output/output.h"
 
-#include <algorithm>
-#include <bitset>
-#include <cmath>
+#include <chrono>
+#include <map>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <ostream>
+#include <utility>
 
 #include "host/text.h"
 #include "station/bus/clock.h"
+#include "station/output/text.h"
 
 namespace orvix::station {
 namespace {
-
-std::string CodeText(ErrorNumber code) {
-    return "0x" + HexText(code);
-}
-
-std::string Padded(std::string text, std::size_t width) {
-    text.resize(std::max(width, text.size()), ' ');
-    return text;
-}
-
-// A text on one line, without the control characters that would steer a terminal.
-std::string Printable(std::string text) {
-    text = ReplaceAll(ReplaceAll(std::move(text), kLineBreak, " | "), std::string(1, kFieldSeparator), " | ");
-    const auto steers = [](unsigned char c) { return (c < ' ' && c != '\t') || c == 0x7F; };
-    std::replace_if(text.begin(), text.end(), steers, ' ');
-    return text;
-}
 
 class PlainOutput final : public Output {
 public:
     PlainOutput(std::ostream& out, std::ostream& err) : m_Out(out), m_Err(err) {}
 
     void Show(const Reading& reading) override {
+        auto& shown = m_Shown[{reading.Port, reading.Address}];
+        if (!reading.Valid() && shown == reading.Quality) return;
+        shown = reading.Quality;
         m_Out << ClockText(reading.UnixMilliseconds) << "  " << Padded(NumberText(std::int32_t{reading.Address}), 3)
               << "  " << Padded(Printable(reading.Name), 26) << "  " << Padded(reading.Variable, 11) << "  "
-              << Shown(reading) << std::endl;
+              << Padded(Shown(reading.LastGood), 12) << "  " << FreshnessText(reading) << std::endl;
     }
     void Show(const TraceLine& line) override {
         m_Out << line.Clock << "  " << line.Program << " " << line.Thread << "  " << Printable(line.Text) << std::endl;
     }
+    void Tell(const EpisodeEvent& event) override { Note(TextOf(event)); }
     void Trouble(const std::string& port, const Failure& failure) override {
         m_Err << "nimbo1: " << port << ": " << failure.Text << std::endl;
     }
@@ -50,18 +39,12 @@ public:
     void Note(const std::string& text) override { m_Err << "nimbo1: " << text << std::endl; }
 
 private:
-    static std::string Shown(const Reading& reading) {
-        if (!reading.Valid()) return "-- " + reading.Error.Text + " (" + CodeText(reading.Error.Code) + ")";
-        if (const auto* degrees = std::get_if<double>(&reading.Value)) {
-            // More decimals than a sensor of this kind is worth only disturb the column.
-            return NumberText(std::round(*degrees * 100) / 100) + " °C";
-        }
-        if (const auto* inputs = std::get_if<std::int32_t>(&reading.Value)) {
-            return Padded(ValueText(reading), 4) + std::bitset<8>(static_cast<unsigned>(*inputs)).to_string();
-        }
-        return ValueText(reading);
+    static std::string Shown(const ReadingValue& value) {
+        const auto* inputs = std::get_if<std::int32_t>(&value);
+        return inputs == nullptr ? ValueWithUnit(value) : Padded(NumberText(*inputs), 4) + BitsText(*inputs);
     }
 
+    std::map<std::pair<std::string, int>, std::optional<Quality>> m_Shown;  ///< by port and address
     std::ostream& m_Out;
     std::ostream& m_Err;
 };
@@ -80,9 +63,14 @@ public:
                     {"model", reading.Model},
                     {"name", reading.Name},
                     {"variable", reading.Variable},
-                    {"value", std::visit([](const auto& value) { return ToJson(value); }, reading.Value)},
-                    {"valid", reading.Valid()}};
-        if (!reading.Valid()) object["error"] = ToJson(reading.Error);
+                    {"value", ToJson(reading.Value)},
+                    {"valid", reading.Valid()},
+                    {"quality", NameOf(reading.Quality)},
+                    {"age_ms", AgeOf(reading)}};
+        if (!reading.Valid()) {
+            object["last_good"] = LastGoodOf(reading);
+            object["error"] = ToJson(reading.Error);
+        }
         Write(object);
     }
     void Show(const TraceLine& line) override {
@@ -91,6 +79,20 @@ public:
                {"program", line.Program},
                {"thread", line.Thread},
                {"text", line.Text}});
+    }
+    void Tell(const EpisodeEvent& event) override {
+        Json object{{"time", IsoText(UnixMilliseconds())}, {"event", EventName(event.What)}, {"port", event.Port}};
+        if (event.Address != 0) {
+            object["address"] = event.Address;
+            object["name"] = event.Name;
+        }
+        object["text"] = TextOf(event);
+        object["fails_now"] = event.FailsNow;
+        object["episodes"] = event.Count;
+        object["failed_readings"] = event.FailedReadings;
+        object["lasted_ms"] = std::chrono::duration_cast<std::chrono::milliseconds>(event.Lasted).count();
+        object["error"] = ToJson(event.Error);
+        Write(object);
     }
     void Trouble(const std::string& port, const Failure& failure) override {
         Write({{"time", IsoText(UnixMilliseconds())},
@@ -105,10 +107,31 @@ public:
     void Note(const std::string& text) override { m_Err << "nimbo1: " << text << std::endl; }
 
 private:
-    static Json ToJson(std::monostate) { return nullptr; }
-    template <class T>
-    static Json ToJson(const T& value) {
-        return value;
+    static const char* EventName(EpisodeEvent::Kind kind) {
+        switch (kind) {
+            case EpisodeEvent::Kind::Began:
+                return "trouble";
+            case EpisodeEvent::Kind::Ended:
+                return "recovery";
+            case EpisodeEvent::Kind::Unsteady:
+                return "unsteady";
+            default:
+                return "steady";
+        }
+    }
+    static Json ToJson(const ReadingValue& value) {
+        if (const auto* degrees = std::get_if<double>(&value)) return *degrees;
+        if (const auto* inputs = std::get_if<std::int32_t>(&value)) return *inputs;
+        const auto* text = std::get_if<std::string>(&value);
+        return text == nullptr ? Json() : Json(*text);
+    }
+    static Json AgeOf(const Reading& reading) {
+        const auto age = AgeMilliseconds(reading);
+        return age < 0 ? Json() : Json(age);
+    }
+    static Json LastGoodOf(const Reading& reading) {
+        if (AgeMilliseconds(reading) < 0) return nullptr;
+        return {{"value", ToJson(reading.LastGood)}, {"time", IsoText(reading.LastGoodUnixMilliseconds)}};
     }
     static Json ToJson(const Failure& failure) {
         return {{"code", CodeText(failure.Code)}, {"text", failure.Text}, {"detail", failure.Detail}};
@@ -123,13 +146,6 @@ private:
 };
 
 }  // namespace
-
-std::string ValueText(const Reading& reading) {
-    if (const auto* degrees = std::get_if<double>(&reading.Value)) return NumberText(*degrees);
-    if (const auto* inputs = std::get_if<std::int32_t>(&reading.Value)) return NumberText(*inputs);
-    const auto* text = std::get_if<std::string>(&reading.Value);
-    return text == nullptr ? std::string() : *text;
-}
 
 std::unique_ptr<Output> MakePlainOutput(std::ostream& out, std::ostream& err) {
     return std::make_unique<PlainOutput>(out, err);

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "station/bus/reading.h"
+#include "station/output/episodes.h"
 #include "station/output/trace_line.h"
 
 namespace orvix::station {
@@ -16,18 +17,19 @@ public:
     virtual ~Output() = default;
     virtual void Show(const Reading& reading) = 0;
     virtual void Show(const TraceLine& line) = 0;
+    /// What begins to fail, and what does so no longer.
+    virtual void Tell(const EpisodeEvent& event) = 0;
+    /// A failure that ends a command.
     virtual void Trouble(const std::string& port, const Failure& failure) = 0;
     virtual void Message(const std::string& port, const std::string& text) = 0;
     /// A word to a person; never on the output that a program reads.
     virtual void Note(const std::string& text) = 0;
 };
 
-/// One line a reading.
+/// One line a reading; of failed ones in a row only that which makes the device's value stale, and that which makes it
+/// offline.
 std::unique_ptr<Output> MakePlainOutput(std::ostream& out, std::ostream& err);
 /// One JSON object a line: {"time","event",...}.
 std::unique_ptr<Output> MakeJsonOutput(std::ostream& out, std::ostream& err);
-
-/// A bare value: "21.5", "5", a serial number.
-std::string ValueText(const Reading& reading);
 
 }  // namespace orvix::station

@@ -20,6 +20,16 @@ Quality LatestValues::QualityOf(const Entry& entry, std::int64_t unixMillisecond
     return Quality::Good;
 }
 
+void LatestValues::Expect(const std::string& port, const DeviceSetup& device, milliseconds every) {
+    auto& entry = m_Entries[{port, device.Address}];
+    if (entry.Latest.UnixMilliseconds != 0) return;
+    entry.Latest.Port = port;
+    entry.Latest.Address = device.Address;
+    entry.Latest.Model = device.Model;
+    entry.Latest.Name = device.Name;
+    entry.Every = every;
+}
+
 void LatestValues::Take(Reading& reading, milliseconds every) {
     auto& entry = m_Entries[{reading.Port, reading.Address}];
     if (reading.Valid()) {

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "station/bus/bus.h"
 #include "station/bus/reading.h"
 
 namespace orvix::station {
@@ -19,6 +20,8 @@ namespace orvix::station {
 ///   Stale    in between
 class LatestValues {
 public:
+    /// Has a device that has not been heard of among the values: offline, at the time 0.
+    void Expect(const std::string& port, const DeviceSetup& device, std::chrono::milliseconds every);
     /// Takes a reading in, and completes it with its quality and the latest good value. `every` is the device's period.
     void Take(Reading& reading, std::chrono::milliseconds every);
     /// Drops what is known of a device.

@@ -21,6 +21,10 @@ public:
     virtual void OnMessage(const std::string& /*port*/, const std::string& /*text*/) {}
     virtual void OnLine(const LineEvent&) {}
     virtual void OnAlarm(const AlarmEvent&) {}
+    /// A device belongs to the station no longer; nothing more is heard of it.
+    virtual void OnDeviceGone(const std::string& /*port*/, int /*address*/) {}
+    /// The same of a port, after its devices.
+    virtual void OnPortGone(const std::string& /*port*/) {}
 };
 
 }  // namespace orvix::station

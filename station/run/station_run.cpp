@@ -13,12 +13,11 @@ StationRun::~StationRun() {
 }
 
 void StationRun::Start(const BusSetup& setup) {
-    for (const auto& device : setup.Devices)
-        m_Alarms.Limits(setup.PortLabel, device.Address, device.Limits);
     RunningBus bus{setup, nullptr};
     bus.Thread = std::make_unique<BusThread>(m_Station, m_Home, setup, EventsOf(bus));
     bus.Thread->Post([](Bus& b) { b.Poll(); });
     m_Buses.push_back(std::move(bus));
+    TakeDevices(setup);
 }
 
 std::vector<std::string> StationRun::Apply(const std::vector<BusSetup>& wanted) {
@@ -51,23 +50,32 @@ std::list<StationRun::RunningBus>::iterator StationRun::BusOn(const std::string&
 void StationRun::Stop(const std::string& port) {
     const auto bus = BusOn(port);
     bus->Thread.reset();
-    for (const auto& device : bus->Setup.Devices) {
-        m_Values.Forget(port, device.Address);
-        m_Alarms.Limits(port, device.Address, {});
-    }
+    for (const auto& device : bus->Setup.Devices)
+        Forget(port, device.Address);
+    Tell(&Listener::OnPortGone, port);
     m_Buses.erase(bus);
 }
 
 void StationRun::ChangeDevices(RunningBus& bus, const BusSetup& wanted) {
     const auto changes = ChangesBetween(bus.Setup.Devices, wanted.Devices);
     bus.Setup = wanted;
-    for (const auto address : changes.Removed) {
-        m_Values.Forget(wanted.PortLabel, address);
-        m_Alarms.Limits(wanted.PortLabel, address, {});
-    }
-    for (const auto& device : wanted.Devices)
-        m_Alarms.Limits(wanted.PortLabel, device.Address, device.Limits);
+    for (const auto address : changes.Removed)
+        Forget(wanted.PortLabel, address);
+    TakeDevices(wanted);
     bus.Thread->Post([changes](Bus& b) { b.Devices(changes); });
+}
+
+void StationRun::TakeDevices(const BusSetup& setup) {
+    for (const auto& device : setup.Devices) {
+        m_Values.Expect(setup.PortLabel, device, setup.Every);
+        m_Alarms.Limits(setup.PortLabel, device.Address, device.Limits);
+    }
+}
+
+void StationRun::Forget(const std::string& port, int address) {
+    m_Values.Forget(port, address);
+    m_Alarms.Limits(port, address, {});
+    Tell(&Listener::OnDeviceGone, port, address);
 }
 
 BusEvents StationRun::EventsOf(const RunningBus& bus) {

@@ -34,7 +34,8 @@ public:
     /// The buses that run.
     std::vector<BusSetup> Setups() const;
 
-    /// The latest reading of each device, with the quality that it has now.
+    /// The latest reading of each device, with the quality that it has now. The time is 0 of one that has not been
+    /// heard of yet.
     std::vector<Reading> Values() const;
     const AlarmBook& Alarms() const { return m_Alarms; }
 
@@ -47,6 +48,8 @@ private:
     std::list<RunningBus>::iterator BusOn(const std::string& port);
     void Stop(const std::string& port);
     void ChangeDevices(RunningBus& bus, const BusSetup& wanted);
+    void TakeDevices(const BusSetup& setup);
+    void Forget(const std::string& port, int address);
     BusEvents EventsOf(const RunningBus& bus);
     /// False for one that was on its way when its bus or device was taken away.
     bool IsWanted(const Reading& reading);

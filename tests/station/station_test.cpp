@@ -63,7 +63,10 @@ TEST(Read, TellsTheValueOrTheRightError) {
         EXPECT_EQ(reading["valid"], line.Status == 0);
         if (line.Status == 0) {
             EXPECT_EQ(reading["value"], 21.5);
+            EXPECT_EQ(reading["quality"], "good");
+            EXPECT_EQ(reading["age_ms"], 0);
         } else {
+            EXPECT_EQ(reading["quality"], "offline");
             EXPECT_TRUE(reading["value"].is_null());
             EXPECT_EQ(reading["error"]["code"], line.Code);
         }
@@ -81,10 +84,19 @@ TEST(Run, ADeadDeviceFailsUnderItsOwnNameAndAnExchangeIsNoObstacleToTheEnd) {
     program.Signal(SIGINT);
     const auto result = program.Finish();
     EXPECT_EQ(result.Status, 0) << result.Err;
-    for (const auto& reading : Objects(result.Out)) {
-        EXPECT_EQ(reading["name"], reading["address"] == 9 ? "Dead" : "Oven");
-        EXPECT_EQ(reading["valid"], reading["address"] == 5) << reading;
+    int troubles = 0;
+    for (const auto& object : Objects(result.Out)) {
+        EXPECT_EQ(object["name"], object["address"] == 9 ? "Dead" : "Oven");
+        if (object["event"] == "trouble") {
+            ++troubles;
+            EXPECT_EQ(object["address"], 9);
+        } else {
+            EXPECT_EQ(object["valid"], object["address"] == 5) << object;
+        }
     }
+    EXPECT_EQ(troubles, 1);
+    EXPECT_NE(result.Err.find("not well at the end: " + bus.Terminal.Path() + ", 9 Dead ("), std::string::npos)
+        << result.Err;
 }
 
 TEST(Read, AcceptsEveryVariableAndAnswersWithTheSystemsOwnError) {

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/apartment.h"
+#include "station/output/output.h"
+#include "station/screen/key_watch.h"
+#include "station/screen/layout.h"
+#include "station/screen/terminal.h"
+
+namespace orvix::station {
+
+/// The output of a station that people watch: a table of the latest values, repainted a few times a second at most, and
+/// below it what the lines on standard error would say. These go to standard error as well when that is no terminal.
+class LiveScreen final : public Output {
+public:
+    /// `quit` is called when the user ends the program by a key, or the terminal has gone.
+    LiveScreen(std::unique_ptr<Terminal> terminal, Apartment& apartment, std::function<void()> quit);
+
+    /// Where the values in the table come from.
+    void Watch(std::function<std::vector<Reading>()> values) { m_Values = std::move(values); }
+    /// The window has another size.
+    void Resize();
+    /// Gives the terminal back. Readings are shown no more; all else goes to standard error.
+    void End();
+    /// Gives the terminal back in a hurry, from any thread, right before the program ends without End.
+    void RestoreTerminal() const { m_Terminal->Restore(); }
+
+    void Show(const Reading& reading) override;
+    void Show(const TraceLine&) override {}
+    void Tell(const EpisodeEvent& event) override;
+    void Trouble(const std::string& port, const Failure& failure) override;
+    void Message(const std::string& port, const std::string& text) override;
+    void Note(const std::string& text) override;
+
+private:
+    void AddEvent(const std::string& text, Style look);
+    void PaintIfChanged();
+    void Paint();
+    void TakeKeys();
+    void TakeKey(Key key);
+    /// Bounds a scroll position by what there is to see.
+    void ScrollTo(std::ptrdiff_t firstDevice);
+
+    std::unique_ptr<Terminal> m_Terminal;
+    Apartment& m_Apartment;
+    std::function<void()> m_Quit;
+    std::function<std::vector<Reading>()> m_Values = [] { return std::vector<Reading>(); };
+    ScreenContent m_Content;
+    const Duration m_Started;
+    std::unique_ptr<Output> m_Lines;
+    bool m_IsSaidInLines;  ///< on standard error, as without a screen
+    bool m_Changed = true;
+    Duration m_Painted{0};
+    std::unique_ptr<Timer> m_Painting;
+    std::optional<KeyWatch> m_Keys;
+};
+
+/// The screen on standard output; null when that is no terminal for it.
+std::unique_ptr<LiveScreen> OpenLiveScreen(Apartment& apartment, std::function<void()> quit);
+
+}  // namespace orvix::station
