@@ -19,10 +19,7 @@ public:
     ~HistoryRecorder() override { Close(); }
 
     void OnReading(const Reading& reading) override { m_Pending.Add(reading); }
-    /// Returns the event's number, by which Update knows it.
-    std::int64_t AddEvent(HistoryEvent event) { return m_Pending.Add(std::move(event)); }
-    /// The event as it is from now on.
-    void UpdateEvent(std::int64_t number, HistoryEvent event) { m_Pending.Update(number, std::move(event)); }
+    void OnAlarm(const AlarmEvent& alarm) override { m_Pending.Add(alarm); }
 
     /// Writes the rest. Returns how many readings have not come into the file since writing began to fail.
     std::int64_t Close();

@@ -42,14 +42,14 @@ struct Gap {
 /// Series and time of the first failure.
 using GapKey = std::pair<std::size_t, std::int64_t>;
 
-/// Something that has happened, such as an alarm.
+/// Something that happens and ends, such as an alarm.
 struct HistoryEvent {
     std::int64_t Time = 0;
     std::string Port;
     int Address = 0;
     std::string Kind;
     std::string Text;
-    std::optional<double> Value;
+    double Value = 0;
     std::optional<std::int64_t> Ended;  ///< nothing while it lasts
 };
 

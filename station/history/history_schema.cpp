@@ -25,7 +25,7 @@ constexpr char kTables[] =
     "CREATE TABLE watches(series INTEGER NOT NULL, session INTEGER NOT NULL, from_ms INTEGER NOT NULL,"
     " PRIMARY KEY(series, session)) WITHOUT ROWID;"
     "CREATE TABLE events(session INTEGER NOT NULL, number INTEGER NOT NULL, time_ms INTEGER NOT NULL,"
-    " port TEXT NOT NULL, address INTEGER NOT NULL, kind TEXT NOT NULL, text TEXT NOT NULL, value REAL,"
+    " port TEXT NOT NULL, address INTEGER NOT NULL, kind TEXT NOT NULL, text TEXT NOT NULL, value REAL NOT NULL,"
     " ended_ms INTEGER, PRIMARY KEY(session, number)) WITHOUT ROWID;";
 
 void CheckVersion(SqliteConnection& connection) {

@@ -115,8 +115,7 @@ void HistoryStore::WriteEvent(std::int64_t number, const HistoryEvent& event) {
                         "REPLACE INTO events(session, number, time_ms, port, address, kind, text, value, ended_ms) "
                         "VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?)");
     put.Bind(1, m_Session).Bind(2, number).Bind(3, event.Time).Bind(4, event.Port).Bind(5, event.Address);
-    put.Bind(6, event.Kind).Bind(7, event.Text).BindNull(8).BindNull(9);
-    if (event.Value) put.Bind(8, *event.Value);
+    put.Bind(6, event.Kind).Bind(7, event.Text).Bind(8, event.Value).BindNull(9);
     if (event.Ended) put.Bind(9, *event.Ended);
     put.Run();
 }

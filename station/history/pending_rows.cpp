@@ -50,15 +50,24 @@ void PendingRows::Extend(std::size_t series, std::int64_t time, const Failure& f
     m_Rows.Gaps[{series, from}] = gap;
 }
 
-std::int64_t PendingRows::Add(HistoryEvent event) {
+void PendingRows::Add(const AlarmEvent& alarm) {
     const std::lock_guard lock(m_Mutex);
-    m_Rows.Events.emplace(++m_LatestEvent, std::move(event));
-    return m_LatestEvent;
-}
-
-void PendingRows::Update(std::int64_t number, HistoryEvent event) {
-    const std::lock_guard lock(m_Mutex);
-    m_Rows.Events.insert_or_assign(number, std::move(event));
+    const std::tuple key(alarm.Port, alarm.Address, alarm.KindText());
+    if (alarm.Starts) {
+        const HistoryEvent event{.Time = alarm.UnixMilliseconds,
+                                 .Port = alarm.Port,
+                                 .Address = alarm.Address,
+                                 .Kind = alarm.KindText(),
+                                 .Text = alarm.Text(),
+                                 .Value = alarm.Value,
+                                 .Ended = {}};
+        m_Alarms.insert_or_assign(key, std::pair(++m_LatestEvent, event));
+        m_Rows.Events.emplace(m_LatestEvent, event);
+    } else if (const auto lasting = m_Alarms.extract(key)) {
+        auto& [number, event] = lasting.mapped();
+        event.Ended = alarm.UnixMilliseconds;
+        m_Rows.Events.insert_or_assign(number, event);
+    }
 }
 
 void PendingRows::TakeInto(HistoryBatch& batch) {

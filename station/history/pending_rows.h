@@ -2,7 +2,11 @@
 
 #include <map>
 #include <mutex>
+#include <string>
+#include <tuple>
+#include <utility>
 
+#include "station/alarms/alarm_book.h"
 #include "station/history/history_rows.h"
 
 namespace orvix::station {
@@ -15,9 +19,8 @@ public:
     explicit PendingRows(std::size_t most) : m_Most(most) {}
 
     void Add(const Reading& reading);
-    /// Returns the event's number.
-    std::int64_t Add(HistoryEvent event);
-    void Update(std::int64_t number, HistoryEvent event);
+    /// An alarm is one row from its start to its end.
+    void Add(const AlarmEvent& alarm);
 
     /// Moves all rows into the batch, whose rows keep counting as waiting until Written.
     void TakeInto(HistoryBatch& batch);
@@ -38,6 +41,8 @@ private:
     std::map<SeriesKey, std::size_t> m_Indexes;
     std::map<std::size_t, std::pair<std::int64_t, Gap>> m_Open;  ///< gap of a series, with its beginning
     std::int64_t m_Lost = 0;
+    /// Alarms that last, by port, address and kind.
+    std::map<std::tuple<std::string, int, std::string>, std::pair<std::int64_t, HistoryEvent>> m_Alarms;
     std::int64_t m_LatestEvent = 0;
 };
 

@@ -155,19 +155,26 @@ TEST_F(HistoryTest, RemovesWhatIsTooOldOrTooMuchAndTheFileShrinks) {
     EXPECT_EQ(rows.front(), "5@56400000=20");
 }
 
-TEST_F(HistoryTest, AnEventIsOneRowWhateverBecomesOfIt) {
+TEST_F(HistoryTest, AnAlarmIsOneRowFromStartToEnd) {
     Begin();
-    HistoryEvent event{
-        .Time = kStart, .Port = "line", .Address = 5, .Kind = "high", .Text = "too hot", .Value = 31.5, .Ended = {}};
-    const auto number = m_Pending->Add(event);
+    AlarmEvent alarm{.UnixMilliseconds = kStart,
+                     .Port = "line",
+                     .Address = 5,
+                     .Name = "Oven",
+                     .Kind = AlarmKind::High,
+                     .Value = 31.5,
+                     .Limit = 30};
+    const auto text = alarm.Text();
+    m_Pending->Add(alarm);
     Turn(0);
-    event.Ended = kStart + kSecond;
-    m_Pending->Update(number, event);
+    alarm.Starts = false;
+    alarm.UnixMilliseconds += kSecond;
+    m_Pending->Add(alarm);
     Turn(kSecond);
     platform::SqliteConnection connection(m_File);
     platform::SqliteStatement rows(connection, "SELECT text, value, ended_ms FROM events");
     ASSERT_TRUE(rows.Step());
-    EXPECT_EQ(rows.Text(0), "too hot");
+    EXPECT_EQ(rows.Text(0), text);
     EXPECT_EQ(rows.Real(1), 31.5);
     EXPECT_EQ(rows.LongNumber(2), kStart + kSecond);
     EXPECT_FALSE(rows.Step());
