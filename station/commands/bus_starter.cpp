@@ -13,7 +13,7 @@ namespace {
 
 /// The demonstration's devices; in a bus whose devices are named, these, with values that are made up.
 std::vector<simulator::SimulatedDevice> SimulatedDevices(const std::vector<DeviceSetup>& named) {
-    const auto shown = DemonstrationDevices();
+    auto shown = DemonstrationDevices();
     if (named.empty()) return shown;
     std::vector<simulator::SimulatedDevice> devices;
     for (const auto& device : named) {

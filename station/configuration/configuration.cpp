@@ -15,7 +15,7 @@ namespace orvix::station {
 namespace {
 
 // A station has hundreds of devices at most; what is larger is no configuration.
-constexpr std::size_t kLargestFile = 1024 * 1024;
+constexpr std::size_t kLargestFile = std::size_t{1024} * 1024;
 
 std::int32_t ModelOf(const TomlValue& value) {
     const auto number = value.Node.value_exact<std::int64_t>();
@@ -127,7 +127,7 @@ constexpr TomlKey<HistorySetup> kHistoryKeys[] = {
 
 /// Host and port: what stands behind the last colon is a number, and something stands before it.
 std::string ListenAddress(const TomlValue& value) {
-    const auto text = value.Text();
+    auto text = value.Text();
     const auto colon = text.rfind(':');
     const auto port = colon == std::string::npos ? std::string() : text.substr(colon + 1);
     const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };

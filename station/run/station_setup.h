@@ -13,8 +13,9 @@ namespace orvix::station {
 /// How readings are kept.
 struct HistorySetup {
     bool On = true;
-    std::chrono::hours Keep{24 * 365};            ///< older rows are removed
-    std::int64_t MostBytes = 1024 * 1024 * 1024;  ///< size of the file above which the oldest rows are removed
+    std::chrono::hours Keep{24 * 365};  ///< older rows are removed
+    std::int64_t MostBytes =
+        std::int64_t{1024} * 1024 * 1024;  ///< size of the file above which the oldest rows are removed
 };
 
 /// Everything that a running station is told: by its configuration file, its command line, or both.
