@@ -12,11 +12,17 @@ target_compile_options(nb1_warnings INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast -Woverloaded-virtual -Wnon-virtual-dtor -Wno-restrict -Werror)
 target_include_directories(nb1_warnings INTERFACE ${PROJECT_SOURCE_DIR})
 
-# nb1_folder(PATH LINKS folder... PACKAGES target...): the sources of a folder as the static target nb1_<last part of PATH>.
+# nb1_folder(PATH LINKS folder... PACKAGES target... SUBFOLDERS name...): the sources of a folder, and of those subfolders
+# that are named, as the static target nb1_<last part of PATH>.
 function(nb1_folder PATH)
-    cmake_parse_arguments(ARG "" "" "LINKS;PACKAGES" ${ARGN})
+    cmake_parse_arguments(ARG "" "" "LINKS;PACKAGES;SUBFOLDERS" ${ARGN})
     get_filename_component(name ${PATH} NAME)
-    file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${PATH}/*.cpp)
+    set(patterns ${PATH}/*.cpp)
+    foreach(subfolder ${ARG_SUBFOLDERS})
+        list(APPEND patterns ${PATH}/${subfolder}/*.cpp)
+    endforeach()
+    list(TRANSFORM patterns PREPEND ${PROJECT_SOURCE_DIR}/)
+    file(GLOB sources CONFIGURE_DEPENDS ${patterns})
     list(TRANSFORM ARG_LINKS PREPEND nb1_)
     add_library(nb1_${name} STATIC ${sources})
     target_link_libraries(nb1_${name} PUBLIC nb1_warnings ${ARG_LINKS} ${ARG_PACKAGES})

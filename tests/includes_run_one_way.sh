@@ -17,7 +17,7 @@ adapter:          host/ tasks/ missions/ devices/ diagnostics/basPlexaErr.h diag
 library:          host/ tasks/ missions/ devices/ driver/ adapter/
 platform:         host/
 simulator:        host/ devices/protocol/ platform/
-station:          host/ platform/ simulator/ tasks/i tasks/enumerations.h devices/i missions/i
+station:          host/ platform/ simulator/ devices/protocol/ tasks/i tasks/enumerations.h devices/i missions/i
 "
 
 allowed_for() {

@@ -6,23 +6,15 @@
 #include <stdexcept>
 
 #include "simulator/device_arguments.h"
-#include "station/commands.h"
+#include "station/commands/commands.h"
 
 namespace {
 
 using namespace orvix::station;
 
-int Execute(const CommandLine& commandLine) {
-    if (!commandLine.Text.empty()) {
-        std::cout << commandLine.Text;
-        return kDone;
-    }
+int Run(const CommandLine& commandLine) {
     MainLoop loop;
-    if (commandLine.Read) return ReadCommand(*commandLine.Read, loop);
-    if (commandLine.Export) return ExportCommand(*commandLine.Export, loop);
-    if (commandLine.Simulate) return SimulateCommand(*commandLine.Simulate, loop);
-    if (commandLine.Trace) return TraceCommand(*commandLine.Trace, loop);
-    return RunCommand(*commandLine.Run, loop);
+    return std::visit([&](const auto& options) { return Execute(options, loop); }, commandLine);
 }
 
 /// A standard stream that is closed would lend its number to the first file or line opened, which then got the
@@ -50,7 +42,7 @@ int Fail(const std::exception& error, int status) {
 int main(int argc, char** argv) {
     try {
         OccupyStandardStreams();
-        const int status = Execute(ParseCommandLine({argv + 1, argv + argc}));
+        const int status = Run(ParseCommandLine({argv + 1, argv + argc}));
         if (!OutputIsWhole()) throw std::runtime_error("standard output cannot be written");
         return status;
     } catch (const UsageError& error) {

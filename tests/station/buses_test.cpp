@@ -4,7 +4,7 @@
 #include <map>
 
 #include "simulator/bus_server.h"
-#include "station/bus_thread.h"
+#include "station/bus/bus_thread.h"
 #include "tests/support/test_folder.h"
 
 namespace orvix::tests {
@@ -32,7 +32,7 @@ TEST(Buses, SeveralInOneProcessKeepTheirReadingsApart) {
         setup.PortLabel = std::to_string(number);
         setup.PortPath = servers.back()->Terminal().Path();
         setup.PortNumber = static_cast<std::int16_t>(number);
-        setup.Devices = {{5, 106, {}}, {9, 106, {}}};
+        setup.Devices = {{5, 106, {}, {}}, {9, 106, {}, {}}};
         setup.Every = std::chrono::milliseconds(100);
         setup.TimeoutFactor = 200;
         setup.Retries = 0;
@@ -48,6 +48,7 @@ TEST(Buses, SeveralInOneProcessKeepTheirReadingsApart) {
                 },
             .OnTrouble = [](const station::Failure& failure) { ADD_FAILURE() << failure.Detail; },
             .OnMessage = [](const std::string&) {},
+            .OnLine = [](const station::LineEvent&) {},
         };
         buses.push_back(std::make_unique<station::BusThread>(station, listener, setup, std::move(events)));
         buses.back()->Post([](station::Bus& bus) { bus.Poll(); });

@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "station/pdf_report.h"
+#include "station/report/pdf_report.h"
 #include "tests/station/faulty_bus.h"
 #include "tests/station/program.h"
 #include "tests/support/scripted_line.h"

@@ -1,4 +1,4 @@
-#include "station/plot_scale.h"
+#include "station/report/plot_scale.h"
 
 #include <gtest/gtest.h>
 

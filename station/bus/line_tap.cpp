@@ -1,0 +1,92 @@
+#include "station/bus/line_tap.h"
+
+#include <exception>
+#include <utility>
+
+namespace orvix::station {
+namespace {
+
+using Kind = LineEvent::Kind;
+using Tell = std::function<void(Kind, std::string bytes, std::string reason)>;
+
+class TappedControl : public SerialControl {
+    /// Runs a step and tells its failure.
+    template <class Step>
+    auto Watched(Step step) {
+        try {
+            return step();
+        } catch (const std::exception& error) {
+            m_Tell(Kind::Failed, {}, error.what());
+            throw;
+        }
+    }
+
+public:
+    TappedControl(std::unique_ptr<SerialControl> control, Tell tell)
+        : m_Control(std::move(control)), m_Tell(std::move(tell)) {}
+
+    void DTREnable(bool rhs) override { m_Control->DTREnable(rhs); }
+    void EOFEnable(bool rhs) override { m_Control->EOFEnable(rhs); }
+    void Handshaking(std::int32_t rhs) override { m_Control->Handshaking(rhs); }
+    void InBufferSize(std::int32_t bytes) override { m_Control->InBufferSize(bytes); }
+    void InputLen(std::int32_t bytes) override { m_Control->InputLen(bytes); }
+    void InputMode(std::int32_t rhs) override { m_Control->InputMode(rhs); }
+    void NullDiscard(bool rhs) override { m_Control->NullDiscard(rhs); }
+    void OutBufferSize(std::int32_t bytes) override { m_Control->OutBufferSize(bytes); }
+    void ParityReplace(const std::string& rhs) override { m_Control->ParityReplace(rhs); }
+    void RThreshold(std::int32_t rhs) override { m_Control->RThreshold(rhs); }
+    void RTSEnable(bool rhs) override { m_Control->RTSEnable(rhs); }
+    void Settings(const std::string& rhs) override { m_Control->Settings(rhs); }
+    void SThreshold(std::int32_t rhs) override { m_Control->SThreshold(rhs); }
+    void CommPort(std::int16_t rhs) override { m_Control->CommPort(rhs); }
+    bool PortOpen() const override { return m_Control->PortOpen(); }
+
+    void PortOpen(bool rhs) override {
+        Watched([&] { m_Control->PortOpen(rhs); });
+        m_Tell(rhs ? Kind::Opened : Kind::Closed, {}, {});
+    }
+    void InBufferCount(std::int32_t rhs) override {
+        TellDiscarded();
+        Watched([&] { m_Control->InBufferCount(rhs); });
+    }
+    void Output(const std::string& bytes) override {
+        // Told first: the reply must not be heard of before its request.
+        m_Tell(Kind::Sent, bytes, {});
+        Watched([&] { m_Control->Output(bytes); });
+    }
+    std::string Input() override {
+        auto bytes = Watched([&] { return m_Control->Input(); });
+        if (!bytes.empty()) m_Tell(Kind::Received, bytes, {});
+        return bytes;
+    }
+    void WaitForInput(Duration limit) override {
+        Watched([&] { m_Control->WaitForInput(limit); });
+    }
+
+private:
+    void TellDiscarded() {
+        try {
+            auto bytes = m_Control->Input();
+            if (!bytes.empty()) m_Tell(Kind::Discarded, std::move(bytes), {});
+        } catch (const std::exception&) {
+            // A lost device is opened again by the discarding itself, which also tells when that fails.
+        }
+    }
+
+    std::unique_ptr<SerialControl> m_Control;
+    Tell m_Tell;
+};
+
+}  // namespace
+
+LineTap::LineTap(Line& line, const Apartment& apartment, std::string port, LineListener listener)
+    : m_Line(line), m_Apartment(apartment), m_Port(std::move(port)), m_Listener(std::move(listener)) {}
+
+std::unique_ptr<SerialControl> LineTap::CreateSerialControl() {
+    return std::make_unique<TappedControl>(
+        m_Line.CreateSerialControl(), [this](Kind what, std::string bytes, std::string reason) {
+            m_Listener({m_Apartment.Now(), m_Port, what, std::move(bytes), std::move(reason)});
+        });
+}
+
+}  // namespace orvix::station

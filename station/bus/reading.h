@@ -1,0 +1,71 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <variant>
+
+#include "host/error.h"
+#include "tasks/enumerations.h"
+
+namespace orvix::station {
+
+/// Why there is no value.
+struct Failure {
+    ErrorNumber Code = 0;
+    std::string Text;    ///< one sentence
+    std::string Detail;  ///< the whole report
+};
+
+/// Nothing, degrees Celsius, the input byte, or a serial number as text.
+using ReadingValue = std::variant<std::monostate, double, std::int32_t, std::string>;
+
+/// How much a value is worth now.
+enum class Quality {
+    Good,
+    Stale,    ///< the latest good value, older than it should be
+    Offline,  ///< there is no value, or the device has stopped answering
+};
+
+/// "good", "stale" or "offline".
+const char* NameOf(Quality quality);
+
+/// What one variable of one device has answered, and what is known of it since.
+struct Reading {
+    std::int64_t UnixMilliseconds = 0;
+    std::string Port;
+    int Address = 0;
+    std::int32_t Model = 0;
+    std::string Name;
+    std::string Variable;
+    ReadingValue Value;  ///< nothing when the reading failed
+    Failure Error;
+
+    orvix::station::Quality Quality = orvix::station::Quality::Offline;
+    ReadingValue LastGood;                      ///< nothing while there has been none
+    std::int64_t LastGoodUnixMilliseconds = 0;  ///< of LastGood
+
+    bool Valid() const { return !std::holds_alternative<std::monostate>(Value); }
+};
+
+/// The variable that a name on the command line or in a reading stands for.
+struct VariableName {
+    const char* Name;
+    ORVIXCNB1_VARS VarID;
+};
+
+inline constexpr VariableName kVariableNames[] = {
+    {"temperature", ORVIXCNB1_VAR_TEMPERATURE},
+    {"inputs", ORVIXCNB1_VAR_INPUTBYTE},
+    {"serial", ORVIXCNB1_VAR_SERIAL_NUMBER},
+    {"status", ORVIXCNB1_VAR_STATUS},
+    {"log", ORVIXCNB1_VAR_TEMP_LOG},
+    {"alarm", ORVIXCNB1_VAR_ALMOST_ONE_ALARM},
+};
+
+/// Empty for a variable without a name.
+std::string NameOf(std::int32_t varID);
+
+/// A serial number as it is when all of it can be printed, else in hexadecimal.
+std::string SerialText(const std::string& raw);
+
+}  // namespace orvix::station

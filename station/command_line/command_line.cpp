@@ -1,0 +1,60 @@
+#include "station/command_line/command_line.h"
+
+#include <algorithm>
+
+#include "simulator/device_arguments.h"
+#include "station/command_line/arguments.h"
+#include "station/command_line/version.h"
+
+namespace orvix::station {
+namespace {
+
+constexpr char kDefaultCommand[] = "run";
+
+struct Command {
+    const char* Name;
+    void (*Add)(CLI::App& app, CommandLine& result);
+};
+
+// In the order in which help shows them.
+constexpr Command kCommands[] = {
+    {kDefaultCommand, AddRun}, {"read", AddRead}, {"export", AddExport}, {"simulate", AddSimulate}, {"trace", AddTrace},
+};
+
+bool NeedsDefaultCommand(const std::vector<std::string>& arguments) {
+    const auto begins = [&](const char* text) { return !arguments.empty() && arguments[0] == text; };
+    if (begins("--help") || begins("-h") || begins("--version")) return false;
+    return std::none_of(std::begin(kCommands), std::end(kCommands),
+                        [&](const Command& command) { return begins(command.Name); });
+}
+
+}  // namespace
+
+CommandLine ParseCommandLine(std::vector<std::string> arguments) {
+    if (NeedsDefaultCommand(arguments)) {
+        if (!arguments.empty() && !arguments[0].starts_with('-')) throw UsageError("unknown command " + arguments[0]);
+        arguments.insert(arguments.begin(), kDefaultCommand);
+    }
+
+    CLI::App app("Station for Nimbo1 temperature sensors and digital-input modules on a serial bus.", "nimbo1");
+    app.set_version_flag("--version", std::string("nimbo1 ") + kVersion);
+    app.require_subcommand(1);
+    CommandLine result;
+    for (const auto& command : kCommands)
+        command.Add(app, result);
+    try {
+        std::reverse(arguments.begin(), arguments.end());
+        app.parse(arguments);
+    } catch (const CLI::CallForHelp&) {
+        return TextOptions{app.help()};
+    } catch (const CLI::CallForVersion&) {
+        return TextOptions{std::string("nimbo1 ") + kVersion + "\n"};
+    } catch (const CLI::ParseError& error) {
+        throw UsageError(error.what());
+    } catch (const simulator::ArgumentError& error) {
+        throw UsageError(error.what());
+    }
+    return result;
+}
+
+}  // namespace orvix::station

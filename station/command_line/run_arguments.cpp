@@ -1,0 +1,42 @@
+#include <memory>
+
+#include "simulator/device_arguments.h"
+#include "station/command_line/arguments.h"
+
+namespace orvix::station {
+namespace {
+
+constexpr std::chrono::milliseconds kShortestPeriod{100};
+
+struct RawRunOptions {
+    RawBusOptions Bus;
+    std::string Every = "1s";
+    std::string For;
+};
+
+RunOptions ReadRun(const RawRunOptions& raw, const CLI::App& command) {
+    RunOptions options{
+        .Bus = ReadBusOptions(raw.Bus, command), .Every = simulator::ParseDuration(raw.Every), .For = {}};
+    if (options.Every < kShortestPeriod) throw UsageError("--every " + raw.Every + ": the shortest period is 100ms");
+    if (!raw.For.empty()) options.For = simulator::ParseDuration(raw.For);
+    for (const auto& port : options.Bus.Ports) {
+        if (port.Path && port.Devices.empty()) {
+            throw UsageError("no device named for " + *port.Path +
+                             ": add --device ADDRESS:MODEL, such as --device 5:sensor");
+        }
+    }
+    return options;
+}
+
+}  // namespace
+
+void AddRun(CLI::App& app, CommandLine& result) {
+    auto* command = app.add_subcommand("run", "go online and print each reading (the default command)");
+    const auto raw = std::make_shared<RawRunOptions>();
+    AddBusOptions(*command, raw->Bus);
+    command->add_option("--every", raw->Every, "polling period")->type_name("TIME")->capture_default_str();
+    command->add_option("--for", raw->For, "stop after this time")->type_name("TIME");
+    command->callback([raw, command, &result] { result = ReadRun(*raw, *command); });
+}
+
+}  // namespace orvix::station

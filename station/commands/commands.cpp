@@ -1,0 +1,82 @@
+#include "station/commands/commands.h"
+
+#include <iostream>
+
+#include "platform/file_descriptor.h"
+#include "simulator/bus_server.h"
+#include "station/bus/folders.h"
+
+namespace orvix::station {
+namespace {
+
+constexpr char kSimulatedPort[] = "simulated";
+
+/// Stations that start at once must not give two ports one number: the devices of both would be taken for one bus's.
+std::int16_t PortNumberIn(const StationFolders& folders, const std::string& port) {
+    platform::CreateFolders(folders.Configuration);
+    // The folder above, since each save of a setting locks the folder itself.
+    const auto lock = platform::LockFolder(folders.Configuration + "..");
+    platform::FileStores stores(folders.Configuration, folders.Library);
+    return PortNumberOf(stores.Settings(), port);
+}
+
+}  // namespace
+
+int Execute(const TextOptions& options, MainLoop&) {
+    std::cout << options.Text;
+    return kDone;
+}
+
+std::unique_ptr<Station> OpenStation(const BusOptions& options) {
+    return std::make_unique<Station>(FindFolders(options.Data), FindLibrary());
+}
+
+BusSetup SetupOf(const BusOptions& options, const PortOptions& port, Station& station) {
+    BusSetup setup;
+    setup.PortLabel = port.Path.value_or(kSimulatedPort);
+    setup.PortPath = setup.PortLabel;
+    setup.PortNumber = PortNumberIn(station.Folders, setup.PortLabel);
+    setup.Devices = port.Devices;
+    setup.Retries = options.Retries;
+    setup.TimeoutFactor = options.TimeoutFactor;
+    setup.Debug = options.Debug;
+    setup.DriverThread = options.DriverThread;
+    setup.Trace = options.Trace;
+    return setup;
+}
+
+std::unique_ptr<Output> OutputOf(bool json) {
+    return json ? MakeJsonOutput(std::cout, std::cerr) : MakePlainOutput(std::cout, std::cerr);
+}
+
+const PortOptions& OnlyPort(const BusOptions& options) {
+    if (options.Ports.size() > 1) throw UsageError("name one port: " + *options.Ports[1].Path + " is a second one");
+    return options.Ports[0];
+}
+
+BusEvents EventsOfOneTask(const BusOptions& options, Output& output) {
+    return {
+        .OnReading = [](const Reading&) {},
+        .OnTrouble = [](const Failure&) {},
+        .OnMessage =
+            [verbose = options.Verbose, &output](const std::string& text) {
+                if (verbose) output.Note(text);
+            },
+        .OnLine = [](const LineEvent&) {},
+    };
+}
+
+std::vector<simulator::SimulatedDevice> DemonstrationDevices() {
+    return {simulator::ParseSimulatedDevice("5:sensor=21.5"),
+            simulator::ParseSimulatedDevice("6:sensor=ramp:18:24:60s"), simulator::ParseSimulatedDevice("7:digital=5")};
+}
+
+std::unique_ptr<simulator::BusServer> SimulatedUnlessPort(const BusOptions& options, BusSetup& setup, Output& output) {
+    if (OnlyPort(options).Path) return nullptr;
+    auto server = std::make_unique<simulator::BusServer>(simulator::SimulatedBus(DemonstrationDevices()), 0);
+    setup.PortPath = server->Terminal().Path();
+    output.Note("this bus is simulated; name a real one with --port PATH");
+    return server;
+}
+
+}  // namespace orvix::station

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include "station/bus/bus_thread.h"
+#include "station/command_line/command_line.h"
+#include "station/commands/main_loop.h"
+#include "station/output/output.h"
+
+namespace orvix::simulator {
+class BusServer;
+}
+
+namespace orvix::station {
+
+/// Exit statuses.
+inline constexpr int kDone = 0;
+inline constexpr int kFailed = 1;  ///< the device or the line failed
+inline constexpr int kWrongUsage = 2;
+
+/// The commands. Each runs until it is done or the main loop is stopped, and returns the exit status. They raise what
+/// keeps them from starting.
+int Execute(const RunOptions& options, MainLoop& loop);
+int Execute(const ReadOptions& options, MainLoop& loop);
+int Execute(const ExportOptions& options, MainLoop& loop);
+int Execute(const SimulateOptions& options, MainLoop& loop);
+int Execute(const TraceOptions& options, MainLoop& loop);
+int Execute(const TextOptions& options, MainLoop& loop);
+
+/// What run and read need before their bus: folders, database, library.
+std::unique_ptr<Station> OpenStation(const BusOptions& options);
+/// The setup of the bus on one of the ports that the options name.
+BusSetup SetupOf(const BusOptions& options, const PortOptions& port, Station& station);
+/// The port of a command that works on one. Raises UsageError when more are named.
+const PortOptions& OnlyPort(const BusOptions& options);
+std::unique_ptr<Output> OutputOf(bool json);
+/// For commands that have a bus do one thing and tell its outcome themselves: only the library's messages, when asked
+/// for.
+BusEvents EventsOfOneTask(const BusOptions& options, Output& output);
+
+/// The bus for those who have none: two sensors and a digital module.
+std::vector<simulator::SimulatedDevice> DemonstrationDevices();
+/// Gives a setup without a port that bus, and says so. Null when there is a port.
+std::unique_ptr<simulator::BusServer> SimulatedUnlessPort(const BusOptions& options, BusSetup& setup, Output& output);
+
+}  // namespace orvix::station

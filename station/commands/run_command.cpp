@@ -1,0 +1,72 @@
+#include <iostream>
+
+#include "simulator/bus_server.h"
+#include "station/commands/commands.h"
+#include "station/run/station_run.h"
+
+namespace orvix::station {
+namespace {
+
+/// Tells the output what happens, and stops the program when nobody reads it any more.
+class OutputListener : public Listener {
+public:
+    OutputListener(Output& output, MainLoop& loop, bool verbose) : m_Output(output), m_Loop(loop), m_Verbose(verbose) {}
+
+    bool AnyGood() const { return m_AnyGood; }
+
+    void OnReading(const Reading& reading) override {
+        m_AnyGood = m_AnyGood || reading.Valid();
+        m_Output.Show(reading);
+        if (!std::cout) m_Loop.Stop();
+    }
+    void OnTrouble(const std::string& port, const Failure& failure) override { m_Output.Trouble(port, failure); }
+    void OnMessage(const std::string& port, const std::string& text) override {
+        if (m_Verbose) m_Output.Message(port, text);
+    }
+
+private:
+    Output& m_Output;
+    MainLoop& m_Loop;
+    bool m_Verbose;
+    bool m_AnyGood = false;
+};
+
+/// Gives a bus that names no port the simulated one, and its devices when none are named.
+std::unique_ptr<simulator::BusServer> SimulateBus(BusSetup& setup) {
+    const auto devices = DemonstrationDevices();
+    auto server = std::make_unique<simulator::BusServer>(simulator::SimulatedBus(devices), 0);
+    setup.PortPath = server->Terminal().Path();
+    if (setup.Devices.empty()) {
+        for (const auto& device : devices)
+            setup.Devices.push_back({device.Address, device.Model, {}, {}});
+    }
+    return server;
+}
+
+}  // namespace
+
+int Execute(const RunOptions& options, MainLoop& loop) {
+    auto station = OpenStation(options.Bus);
+    const auto output = OutputOf(options.Bus.Json);
+    OutputListener listener(*output, loop, options.Bus.Verbose);
+
+    std::unique_ptr<simulator::BusServer> simulated;
+    StationRun run(*station, loop.Apartment());
+    run.Add(listener);
+    for (const auto& port : options.Bus.Ports) {
+        auto setup = SetupOf(options.Bus, port, *station);
+        setup.Every = options.Every;
+        if (!port.Path) {
+            simulated = SimulateBus(setup);
+            output->Note("this bus is simulated; name a real one with --port PATH --device ADDRESS:MODEL");
+        }
+        run.Start(setup);
+    }
+
+    const auto end = loop.Apartment().CreateTimer([&] { loop.Stop(); });
+    if (options.For) end->Rearm(static_cast<std::int32_t>(options.For->count()), true);
+    loop.Run();
+    return listener.AnyGood() ? kDone : kFailed;
+}
+
+}  // namespace orvix::station

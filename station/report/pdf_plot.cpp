@@ -1,0 +1,130 @@
+#include "station/report/pdf_plot.h"
+
+#include <algorithm>
+
+#include "station/report/plot_scale.h"
+
+namespace orvix::station {
+namespace {
+
+constexpr Color kCurveColor{0.10, 0.34, 0.62};
+constexpr Color kGridColor{0.87, 0.88, 0.90};
+constexpr Color kAxisColor{0.45, 0.47, 0.50};
+constexpr Color kLabelColor{0.30, 0.32, 0.35};
+constexpr Color kHighColor{0.76, 0.16, 0.13};
+constexpr Color kLowColor{0.05, 0.50, 0.62};
+
+constexpr double kCurveWidth = 1.2;
+constexpr double kHairline = 0.5;
+constexpr double kDotRadius = 2;
+constexpr double kLabelGap = 5;
+constexpr std::size_t kMostDots = 60;  // of more samples the curve shows enough
+constexpr int kValueSteps = 6;
+constexpr int kTimeSteps = 8;
+
+// Half the width of an axis on which all samples have the same time.
+constexpr double kHalfHour = 1.0 / 48;
+
+class Plot {
+public:
+    Plot(PdfCanvas& canvas, const Box& box, const PlotData& data) : m_Canvas(canvas), m_Data(data), m_Box(box) {
+        const auto [first, last] = std::minmax_element(data.Samples.begin(), data.Samples.end(), EarlierThan);
+        m_Begin = first->Days;
+        m_End = last->Days;
+        if (m_End <= m_Begin) {
+            m_Begin -= kHalfHour;
+            m_End += kHalfHour;
+        }
+        const auto [lowest, highest] = std::minmax_element(data.Samples.begin(), data.Samples.end(), LowerThan);
+        m_Ticks = NumberTicks(std::min(lowest->Value, data.LowLimit.value_or(lowest->Value)),
+                              std::max(highest->Value, data.HighLimit.value_or(highest->Value)), kValueSteps);
+
+        double labelWidth = 0;
+        for (const auto& tick : m_Ticks)
+            labelWidth = std::max(labelWidth, canvas.TextWidth(tick.Label));
+        const double points = data.Font.Points;
+        m_Box.Left += labelWidth + kLabelGap;
+        m_Box.Width -= labelWidth + kLabelGap;
+        m_Box.Top += 1.8 * points;
+        m_Box.Height -= 1.8 * points + kLabelGap + 2.4 * points;
+    }
+
+    void Draw() {
+        DrawValueAxis();
+        DrawTimeAxis();
+        double right = m_Box.Right();
+        DrawLimit(m_Data.LowLimit, "low limit ", kLowColor, right);
+        DrawLimit(m_Data.HighLimit, "high limit ", kHighColor, right);
+        DrawCurve();
+    }
+
+private:
+    static bool EarlierThan(const PlotSample& a, const PlotSample& b) { return a.Days < b.Days; }
+    static bool LowerThan(const PlotSample& a, const PlotSample& b) { return a.Value < b.Value; }
+
+    double X(double days) const { return m_Box.Left + (days - m_Begin) / (m_End - m_Begin) * m_Box.Width; }
+    double Y(double value) const {
+        const double low = m_Ticks.front().Value;
+        return m_Box.Bottom() - (value - low) / (m_Ticks.back().Value - low) * m_Box.Height;
+    }
+
+    void DrawValueAxis() {
+        m_Canvas.Text({m_Box.Left, m_Box.Top - 0.8 * m_Data.Font.Points}, m_Data.Unit, kLabelColor, Align::Right);
+        for (const auto& tick : m_Ticks) {
+            const double y = Y(tick.Value);
+            m_Canvas.Curve({{m_Box.Left, y}, {m_Box.Right(), y}}, kHairline, kGridColor);
+            m_Canvas.Text({m_Box.Left - kLabelGap, y + 0.35 * m_Data.Font.Points}, tick.Label, kLabelColor,
+                          Align::Right);
+        }
+    }
+
+    void DrawTimeAxis() {
+        const double points = m_Data.Font.Points;
+        const double bottom = m_Box.Bottom();
+        for (const auto& tick : TimeTicks(m_Begin, m_End, kTimeSteps)) {
+            const double x = X(tick.Value);
+            m_Canvas.Curve({{x, m_Box.Top}, {x, bottom}}, kHairline, kGridColor);
+            m_Canvas.Curve({{x, bottom}, {x, bottom + 3}}, kHairline, kAxisColor);
+            const double label = bottom + kLabelGap + points;
+            m_Canvas.Text({x, label}, tick.Label, kLabelColor, Align::Center);
+            if (!tick.Day.empty()) m_Canvas.Text({x, label + 1.2 * points}, tick.Day, kLabelColor, Align::Center);
+        }
+        m_Canvas.Curve({{m_Box.Left, bottom}, {m_Box.Right(), bottom}}, 2 * kHairline, kAxisColor);
+    }
+
+    /// Its name stands above the frame, where no curve goes, left of what stands there already.
+    void DrawLimit(const std::optional<double>& limit, const std::string& name, Color color, double& right) {
+        if (!limit) return;
+        const double y = Y(*limit);
+        m_Canvas.Curve({{m_Box.Left, y}, {m_Box.Right(), y}}, 2 * kHairline, color, true);
+        const std::string label = name + Variant(*limit).ToText() + " " + m_Data.Unit;
+        m_Canvas.Text({right, m_Box.Top - 0.8 * m_Data.Font.Points}, label, color, Align::Right);
+        right -= m_Canvas.TextWidth(label) + 2 * m_Data.Font.Points;
+    }
+
+    void DrawCurve() {
+        std::vector<Point> points;
+        for (const auto& sample : m_Data.Samples)
+            points.push_back({X(sample.Days), Y(sample.Value)});
+        m_Canvas.Curve(points, kCurveWidth, kCurveColor);
+        if (points.size() > kMostDots) return;
+        for (const auto& point : points)
+            m_Canvas.Dot(point, kDotRadius, kCurveColor);
+    }
+
+    PdfCanvas& m_Canvas;
+    const PlotData& m_Data;
+    Box m_Box;
+    double m_Begin = 0;
+    double m_End = 0;
+    std::vector<Tick> m_Ticks;
+};
+
+}  // namespace
+
+void DrawPlot(PdfCanvas& canvas, const Box& box, const PlotData& data) {
+    canvas.Font(data.Font);
+    Plot(canvas, box, data).Draw();
+}
+
+}  // namespace orvix::station

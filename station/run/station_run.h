@@ -1,0 +1,56 @@
+#pragma once
+
+#include <list>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "station/bus/bus_thread.h"
+#include "station/run/latest_values.h"
+#include "station/run/listener.h"
+#include "station/run/station_setup.h"
+
+namespace orvix::station {
+
+/// The buses of a running station, each on a thread of its own, and those who listen to them. It lives on the program's
+/// main thread, whose apartment all events come to.
+class StationRun {
+public:
+    /// `station` and `home` outlive this.
+    StationRun(Station& station, Apartment& home) : m_Station(station), m_Home(home) {}
+    /// Takes all buses down, at the same time.
+    ~StationRun();
+    StationRun(const StationRun&) = delete;
+    StationRun& operator=(const StationRun&) = delete;
+
+    /// Listeners are told in the order in which they were added; they outlive this.
+    void Add(Listener& listener) { m_Listeners.push_back(&listener); }
+    /// Brings a bus online and has its devices read once a period. Raises what keeps it from starting.
+    void Start(const BusSetup& setup);
+
+    /// The latest reading of each device, with the quality that it has now.
+    std::vector<Reading> Values() const;
+
+private:
+    struct RunningBus {
+        BusSetup Setup;
+        std::unique_ptr<BusThread> Thread;
+    };
+
+    BusEvents EventsOf(const RunningBus& bus);
+    void TakeReading(Reading reading, std::chrono::milliseconds every);
+    /// Calls a member of every listener.
+    template <class... Parameters, class... Arguments>
+    void Tell(void (Listener::*event)(Parameters...), const Arguments&... arguments) {
+        for (auto* listener : m_Listeners)
+            (listener->*event)(arguments...);
+    }
+
+    Station& m_Station;
+    Apartment& m_Home;
+    std::vector<Listener*> m_Listeners;
+    LatestValues m_Values;
+    std::list<RunningBus> m_Buses;
+};
+
+}  // namespace orvix::station

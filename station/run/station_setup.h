@@ -1,0 +1,30 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "station/bus/bus.h"
+
+namespace orvix::station {
+
+/// How readings are kept.
+struct HistorySetup {
+    bool On = true;
+    std::chrono::hours Keep{24 * 365};            ///< older rows are removed
+    std::int64_t MostBytes = 1024 * 1024 * 1024;  ///< size of the file above which the oldest rows are removed
+};
+
+/// Everything that a running station is told: by its configuration file, its command line, or both.
+struct StationSetup {
+    std::vector<BusSetup> Buses;
+    HistorySetup History;
+    /// Program and arguments to run when an alarm starts or ends; empty: none.
+    std::vector<std::string> OnAlarm;
+    /// Host and port at which metrics are offered, "127.0.0.1:9400"; empty: nowhere.
+    std::string Metrics;
+};
+
+}  // namespace orvix::station
