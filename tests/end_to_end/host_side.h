@@ -38,17 +38,22 @@ public:
     /// Asks for a sensor's temperature; the answer comes into the entry. An exchange and the task may take so long.
     std::unique_ptr<SharedEntry> Read(const std::string& address, int timeFactor = 10, int timeout = 60000) {
         if (!Adapter.Devices()->Exists(address)) Adapter.DeviceAdd(address, kSensorModel);
+        return Ask(address, kSensorModel, ORVIXCNB1_VAR_TEMPERATURE, timeFactor, timeout);
+    }
+
+    std::unique_ptr<SharedEntry> Ask(const std::string& address, std::int32_t model, ORVIXCNB1_VARS variable,
+                                     int timeFactor, int timeout, std::int32_t priority = 0) {
         cOrvixTaskNB1 object(m_Services);
         iOrvixTaskNB1& task = object;
         task.DeviceAddress(address);
-        task.DeviceModel(kSensorModel);
+        task.DeviceModel(model);
         task.NetTimeoutInterval(timeFactor);
         task.TimeoutInterval(timeout);
-        task.GetVar(ORVIXCNB1_VAR_TEMPERATURE);
+        task.GetVar(variable);
         auto entry = m_Services.Messaging.CreateSharedEntry();
         entry->Create("");
         entry->Data().ArgumentList.push_back(task.GetSuperState());
-        Adapter.NewWork(entry->Name(), 0);
+        Adapter.NewWork(entry->Name(), priority);
         return entry;
     }
 
