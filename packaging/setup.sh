@@ -3,7 +3,8 @@
 
 readonly BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libsqlite3-dev libcli11-dev nlohmann-json3-dev libcairo2-dev
     fonts-liberation2 libgtest-dev libgmock-dev)
-readonly CHECK_PACKAGES=(clang-format clang-tidy)
+readonly CHECK_PACKAGES=(clang-format clang-tidy cppcheck)
+readonly COVERAGE_PACKAGES=(gcovr)
 
 # install_packages NAME...: asks the package manager only when something is missing.
 install_packages() {

@@ -49,12 +49,14 @@ Chunks Cut(const Exchange& it, Random& random) {
 }
 Chunks LosesAByte(const Exchange& it, Random& random) {
     std::string reply = it.Reply;
-    return {{reply.erase(Place(random, reply), 1)}};
+    reply.erase(Place(random, reply), 1);
+    return {{reply}};
 }
 Chunks AByteMore(const Exchange& it, Random& random) {
     std::string reply = it.Reply;
     const char byte = AnyByte(random);
-    return {{reply.insert(Place(random, reply), 1, byte)}};
+    reply.insert(Place(random, reply), 1, byte);
+    return {{reply}};
 }
 Chunks WrongByte(const Exchange& it, Random& random) {
     std::string reply = it.Reply;

@@ -1,5 +1,6 @@
 #include "soak/soak_bus.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <utility>
 
@@ -23,7 +24,7 @@ ORVIXCNB1_VARS MeasuredVariable(std::int32_t model) {
 /// The first line of a report, without the device file and without the places that it has passed.
 std::string KindOf(std::string report) {
     for (const char* bracket : {" (PlexaERR.", " (OrvixNimbo1Lib.", "\r"})
-        report = report.substr(0, report.find(bracket));
+        report.resize(std::min(report.find(bracket), report.size()));
     const auto file = report.find(" (/");
     if (file != std::string::npos) report.erase(file, report.find(')', file) + 1 - file);
     return report;
