@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -43,7 +44,7 @@ void PrintKinds(const std::vector<Part>& parts, const std::string& title, Counts
             for (const auto& [name, count] : bus.*kinds)
                 names.insert(name);
     for (const auto& name : names) {
-        PrintRow(parts, title + ": " + name, [&](const Part& part) {
+        PrintRow(parts, std::string(title).append(name), [&](const Part& part) {
             return Sum(part, [&](const Counts& bus) {
                 const auto found = (bus.*kinds).find(name);
                 return found == (bus.*kinds).end() ? 0 : found->second;
@@ -73,8 +74,8 @@ bool Report(const std::vector<Part>& parts) {
     std::printf("\n");
     PrintRow(parts, "readings", SumOf(&Counts::Readings));
     PrintRow(parts, "tasks of the host", SumOf(&Counts::Tasks));
-    PrintKinds(parts, "fault", &Counts::Faults);
-    PrintKinds(parts, "error", &Counts::Errors);
+    PrintKinds(parts, "fault: ", &Counts::Faults);
+    PrintKinds(parts, "error: ", &Counts::Errors);
     PrintRow(parts, "resident memory at the end, KiB", [](const Part& part) { return part.Over.ResidentKiB; });
     const auto growth = [](const Part& part) { return part.Over.ResidentKiB - part.WarmedUp.ResidentKiB; };
     PrintRow(parts, "its growth since the warm-up, KiB", growth);
