@@ -12,11 +12,15 @@ struct RawRunOptions {
     RawBusOptions Bus;
     std::string Every = "1s";
     std::string For;
+    bool NoHistory = false;
 };
 
 RunOptions ReadRun(const RawRunOptions& raw, const CLI::App& command) {
-    RunOptions options{
-        .Bus = ReadBusOptions(raw.Bus, command), .Every = simulator::ParseDuration(raw.Every), .For = {}};
+    RunOptions options{.Bus = ReadBusOptions(raw.Bus, command),
+                       .History = {},
+                       .Every = simulator::ParseDuration(raw.Every),
+                       .For = {}};
+    options.History.On = !raw.NoHistory;
     if (options.Every < kShortestPeriod) throw UsageError("--every " + raw.Every + ": the shortest period is 100ms");
     if (!raw.For.empty()) options.For = simulator::ParseDuration(raw.For);
     for (const auto& port : options.Bus.Ports) {
@@ -36,6 +40,7 @@ void AddRun(CLI::App& app, CommandLine& result) {
     AddBusOptions(*command, raw->Bus);
     command->add_option("--every", raw->Every, "polling period")->type_name("TIME")->capture_default_str();
     command->add_option("--for", raw->For, "stop after this time")->type_name("TIME");
+    command->add_flag("--no-history", raw->NoHistory, "do not record the readings");
     command->callback([raw, command, &result] { result = ReadRun(*raw, *command); });
 }
 

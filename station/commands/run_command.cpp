@@ -2,6 +2,8 @@
 
 #include "simulator/bus_server.h"
 #include "station/commands/commands.h"
+#include "station/history/history_recorder.h"
+#include "station/history/history_schema.h"
 #include "station/run/station_run.h"
 
 namespace orvix::station {
@@ -43,6 +45,13 @@ std::unique_ptr<simulator::BusServer> SimulateBus(BusSetup& setup) {
     return server;
 }
 
+std::unique_ptr<HistoryRecorder> RecordHistory(const RunOptions& options, const Station& station, Output& output,
+                                               MainLoop& loop) {
+    if (!options.History.On) return nullptr;
+    const auto say = [&](const std::string& text) { loop.Apartment().Post([&output, text] { output.Note(text); }); };
+    return std::make_unique<HistoryRecorder>(station.Folders.Data + kHistoryFile, options.History, say);
+}
+
 }  // namespace
 
 int Execute(const RunOptions& options, MainLoop& loop) {
@@ -50,9 +59,12 @@ int Execute(const RunOptions& options, MainLoop& loop) {
     const auto output = OutputOf(options.Bus.Json);
     OutputListener listener(*output, loop, options.Bus.Verbose);
 
+    const auto history = RecordHistory(options, *station, *output, loop);
+
     std::unique_ptr<simulator::BusServer> simulated;
     StationRun run(*station, loop.Apartment());
     run.Add(listener);
+    if (history) run.Add(*history);
     for (const auto& port : options.Bus.Ports) {
         auto setup = SetupOf(options.Bus, port, *station);
         setup.Every = options.Every;
@@ -66,6 +78,8 @@ int Execute(const RunOptions& options, MainLoop& loop) {
     const auto end = loop.Apartment().CreateTimer([&] { loop.Stop(); });
     if (options.For) end->Rearm(static_cast<std::int32_t>(options.For->count()), true);
     loop.Run();
+    const auto lost = history ? history->Close() : 0;
+    if (lost > 0) output->Note("history: " + std::to_string(lost) + " readings could not be written and are lost");
     return listener.AnyGood() ? kDone : kFailed;
 }
 
