@@ -27,7 +27,7 @@ struct Received {
 Received Run(const ExchangeRequest& request, const std::vector<tests::Chunk>& chunks) {
     tests::World world;
     tests::TestHost host(world);
-    host.Line.OnRequest = [&](const std::string&) { return chunks; };
+    host.Line.Respond = [&](const std::string&) { return tests::Response{chunks}; };
     const auto line = host.Line.CreateSerialControl();
     line->PortOpen(true);
     cPlexaERR plexaErr(host.Services);

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Source checks: layout by .clang-format, static analysis by .clang-tidy. Both must find nothing.
+# Source checks: layout by .clang-format, static analysis by .clang-tidy and cppcheck. All must find nothing.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -13,3 +13,10 @@ mapfile -t units < <(git ls-files '*.cpp' ':!tests' ':!bench' ':!fuzz')
 printf '%s\n' "${units[@]}" | xargs -P "$(nproc)" -n 4 clang-tidy -p build/release --quiet \
     --extra-arg=-Wno-unknown-warning-option 2>/dev/null
 echo "clang-tidy: ${#units[@]} files"
+
+# Its folder of results makes the next run quick: only what has changed is looked at again.
+mkdir -p build/cppcheck
+cppcheck -j "$(nproc)" --cppcheck-build-dir=build/cppcheck --quiet --error-exitcode=1 --std=c++20 --language=c++ -I. \
+    --enable=warning,performance,portability --inline-suppr --suppressions-list=packaging/cppcheck_suppressions.txt \
+    --template='{file}:{line}: {severity}: {message} [{id}]' "${units[@]}"
+echo "cppcheck: ${#units[@]} files"

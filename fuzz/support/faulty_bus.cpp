@@ -31,6 +31,11 @@ std::string Flipped(std::string frame, int number) {
 
 }  // namespace
 
+void FaultyBus::HungUp(bool rhs) {
+    m_Line.MissingUntil = rhs ? Duration::max() : Duration::zero();
+    if (rhs) m_Line.HangUp();
+}
+
 void FaultyBus::Mend() {
     m_Faults.clear();
     HungUp(false);
@@ -42,7 +47,6 @@ bool FaultyBus::HasSent(const std::string& address, const std::string& payload) 
 }
 
 std::vector<tests::Chunk> FaultyBus::Answer(const std::string& bytes) {
-    if (m_Line.PortMissing) throw SystemError("The line has vanished", EIO);
     const auto request = ParseRequest(bytes);
     Require(request.has_value(), "a request is a whole frame");
     Planned planned;

@@ -18,13 +18,13 @@ public:
     enum class Fault { None, Late, Cut, Flipped, Doubled, Missing, Refused };
 
     explicit FaultyBus(tests::ScriptedLine& line) : m_Line(line) {
-        m_Line.OnRequest = [this](const std::string& request) { return Answer(request); };
+        m_Line.Respond = [this](const std::string& request) { return tests::Response{Answer(request)}; };
     }
 
     /// The next reply that has no fault yet gets this one; the number says how late it comes, or where it breaks.
     void NextReply(Fault fault, int number) { m_Faults.push_back({fault, number}); }
     /// A line that has hung up cannot be written to or opened.
-    void HungUp(bool rhs) { m_Line.PortMissing = rhs; }
+    void HungUp(bool rhs);
     /// From now on the line is fine.
     void Mend();
 

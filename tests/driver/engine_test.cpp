@@ -42,32 +42,6 @@ TEST_F(ExchangeTest, RaisesRequestToSendOnlyAroundTheFrameAndReturnsThePayload) 
                                            std::string("Output=") + kRequestWithPayload, "RTSEnable=False"));
 }
 
-TEST_F(ExchangeTest, EveryBadReplyHasItsText) {
-    const struct {
-        const char* Reply;
-        Duration After;
-        ErrorNumber Error;
-    } cases[] = {
-        {"", milliseconds(1), errors::TimeOut},
-        {"1D 08 05 04 0B 00 80 A0 00 00 2F 0D", milliseconds(1), errors::TimeOut},
-        {kTemperatureReply, milliseconds(50), errors::TimeOut},
-        {"1C 08 05 04 0B 00 80 A0 00 00 2F 0D 03", milliseconds(1), errors::BadFrame},
-        {"1D 08 05 04 0B 00 80 A0 00 00 2F 0D 04", milliseconds(1), errors::BadFrame},
-        {"1D 08 06 04 0B 00 80 A0 00 00 2F 0E 03", milliseconds(1), errors::BadFrame},
-        {"1D 00 05 05 03", milliseconds(1), errors::BadFrame},
-        {"1D 05 05 01 07 00 C9 CF 00 03", milliseconds(1), errors::Refused},
-        {"1D 08 05 04 0B 00 80 A0 00 00 2E 0D 03", milliseconds(49), errors::Checksum},
-    };
-    for (const auto& it : cases) {
-        SCOPED_TRACE(it.Reply);
-        Host.Line.Expect(kTemperatureRequest, {{Bytes(it.Reply), it.After}});
-        const auto task = Execute({});
-        ExpectFailure(*task, HostText(it.Error));
-        EXPECT_TRUE(task->RtnArgs().empty());
-        EXPECT_EQ(Took, it.Error == errors::TimeOut ? milliseconds(50) : it.After);
-    }
-}
-
 TEST_F(ExchangeTest, TriesAgainUntilTheFirstSuccess) {
     const struct {
         std::int16_t NetRetry;

@@ -4,14 +4,10 @@
 #include <algorithm>
 #include <optional>
 
-#include "adapter/cOrvixAdapterNB1.h"
 #include "devices/protocol/basOrvixNB1.h"
 #include "devices/protocol/frame.h"
-#include "driver/cOrvixDriverNB1.h"
 #include "host/text.h"
-#include "platform/driver_proxy.h"
-#include "tasks/cOrvixTaskNB1.h"
-#include "tests/support/test_host.h"
+#include "tests/end_to_end/host_side.h"
 
 using namespace std::chrono_literals;
 
@@ -20,53 +16,6 @@ namespace {
 
 using testing::Contains;
 using testing::HasSubstr;
-
-const std::string kTemperatureCommand("\x0B\x00", 2);
-
-constexpr std::int32_t kSensorModel = 106;
-
-/// A host and its adapter on port 3, with the driver that it is given.
-class HostSide {
-public:
-    HostSide(const Services& services, const std::string& name, std::shared_ptr<iOrvixDriver> driver)
-        : Subscriber(services.Messaging, name, ""), Object(services), m_Services(services) {
-        Adapter.SubscriberIPCName(name);
-        Adapter.Driver(std::move(driver));
-        Adapter.PortType(2);
-        Adapter.PortAddress("3");
-        Adapter.NetRetry(0);
-        Adapter.Init();
-        Subscriber.Endpoint().PeerName(Adapter.ServerIPCName());
-    }
-
-    /// Asks for a sensor's temperature; the answer comes into the entry. An exchange and the task may take so long.
-    std::unique_ptr<SharedEntry> Read(const std::string& address, int timeFactor = 10, int timeout = 60000) {
-        if (!Adapter.Devices()->Exists(address)) Adapter.DeviceAdd(address, kSensorModel);
-        cOrvixTaskNB1 object(m_Services);
-        iOrvixTaskNB1& task = object;
-        task.DeviceAddress(address);
-        task.DeviceModel(kSensorModel);
-        task.NetTimeoutInterval(timeFactor);
-        task.TimeoutInterval(timeout);
-        task.GetVar(ORVIXCNB1_VAR_TEMPERATURE);
-        auto entry = m_Services.Messaging.CreateSharedEntry();
-        entry->Create("");
-        entry->Data().ArgumentList.push_back(task.GetSuperState());
-        Adapter.NewWork(entry->Name(), 0);
-        return entry;
-    }
-
-    VariableRef Temperature(const std::string& address) { return Adapter.Devices()->Item(address)->DefaultVar(); }
-
-    RecordingEndpoint Subscriber;
-    cOrvixAdapterNB1 Object;
-    iOrvixAdapter& Adapter = Object;
-
-private:
-    const Services& m_Services;
-};
-
-enum class Placement { HostsApartment, ApartmentOfItsOwn };
 
 /// Adapter and driver on a scripted line in virtual time, the driver in either place.
 class EndToEnd : public testing::TestWithParam<Placement> {
@@ -80,11 +29,7 @@ protected:
 
     bool Apart() const { return GetParam() == Placement::ApartmentOfItsOwn; }
 
-    std::shared_ptr<iOrvixDriver> CreateDriver() {
-        auto driver = std::make_shared<cOrvixDriverNB1>(DriverHost.Services);
-        if (!Apart()) return driver;
-        return std::make_shared<platform::DriverProxy>(Host.Apartment, DriverHost.Apartment, std::move(driver));
-    }
+    std::shared_ptr<iOrvixDriver> CreateDriver() { return DriverIn(DriverHost, Host); }
 
     /// The next request goes to this sensor, which answers.
     void Expect(std::int16_t address, float temperature) {
@@ -136,35 +81,6 @@ INSTANTIATE_TEST_SUITE_P(Driver, EndToEnd, testing::Values(Placement::HostsApart
 TEST_P(EndToEnd, ReadsAValue) {
     EXPECT_EQ(Side->Adapter.Driver()->ThreadID(), DriverHost.Apartment.ThreadID());
     Side->Adapter.OnLine(true);
-    ExpectGoodReading("5", 21.5F);
-}
-
-TEST_P(EndToEnd, ADeadDeviceIsAskedAgainAndFailsAlone) {
-    DriverHost.Database.Messages["#" + NumberText(errors::TimeOut)] = "No answer, says the driver's database";
-    Side->Adapter.NetRetry(2);
-    Side->Adapter.OnLine(true);
-    const auto dead = Side->Read("9");
-    ExpectFailure(*dead, "No answer, says the driver's database");
-    EXPECT_EQ(Requests(), 3);
-    EXPECT_FALSE(Side->Temperature("9")->Valid());
-    EXPECT_THAT(Side->Subscriber.Take(), Contains(HasSubstr("Driver error")));
-    ExpectGoodReading("5", 21.5F);
-}
-
-TEST_P(EndToEnd, ALineThatVanishesFailsTheReadingAndComesBack) {
-    Side->Adapter.OnLine(true);
-    Line.ExpectVanished();
-    ExpectFailure(*Side->Read("5"), "The line has vanished");
-    ExpectGoodReading("5", 21.5F);
-}
-
-TEST_P(EndToEnd, AMissingPortIsReportedAndTriedAgain) {
-    Line.PortMissing = true;
-    Side->Adapter.OnLine(true);
-    Host.Run(3100);
-    EXPECT_THAT(Side->Subscriber.Take(), Contains("ORVIX_CNN_ACTIVITY | 1"));
-    EXPECT_THAT(DriverHost.Reports.All, Contains(HasSubstr("The port cannot be opened")));
-    Line.PortMissing = false;
     ExpectGoodReading("5", 21.5F);
 }
 

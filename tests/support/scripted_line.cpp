@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <map>
 #include <sstream>
 #include <utility>
 
@@ -52,24 +53,28 @@ public:
     bool PortOpen() const override { return m_Line.Open; }
     void PortOpen(bool rhs) override {
         Log("PortOpen", rhs);
-        if (rhs && m_Line.PortMissing) throw SystemError("The port cannot be opened", ENOENT);
-        m_Line.Open = rhs;
+        m_Line.Open = false;
+        m_Line.m_Lost = true;
+        if (!rhs) return;
+        Reopen();
+        m_Line.Open = true;
     }
 
     void InBufferCount(std::int32_t rhs) override {
         Log("InBufferCount", rhs);
-        Input();
+        TakeArrived();
+        Reopen();
     }
     void Output(const std::string& bytes) override;
     std::string Input() override {
-        std::string bytes;
-        for (; !m_Incoming.empty() && m_Incoming.front().first <= m_Line.m_Apartment.Now(); m_Incoming.pop_front())
-            bytes += m_Incoming.front().second;
+        const std::string bytes = TakeArrived();
+        if (bytes.empty()) RequireLine();
         return bytes;
     }
     void WaitForInput(Duration limit) override {
+        RequireLine();
         const Duration now = m_Line.m_Apartment.Now();
-        const Duration arrival = m_Incoming.empty() ? now + limit : m_Incoming.front().first;
+        const Duration arrival = m_Incoming.empty() ? now + limit : m_Incoming.begin()->first;
         m_Line.Waiting = true;
         m_Line.m_Apartment.Block(std::clamp(arrival - now, Duration::zero(), std::max(limit, Duration::zero())));
         m_Line.Waiting = false;
@@ -80,36 +85,53 @@ private:
     void Log(const std::string& property, std::int32_t value) { Log(property, std::to_string(value)); }
     void Log(const std::string& property, bool value) { Log(property, std::string(value ? "True" : "False")); }
 
-    void Receive(const std::vector<Chunk>& chunks);
+    std::string TakeArrived() {
+        std::string bytes;
+        while (!m_Line.m_Lost && !m_Incoming.empty() && m_Incoming.begin()->first <= m_Line.m_Apartment.Now()) {
+            bytes += m_Incoming.begin()->second.Bytes;
+            m_Line.m_Lost = m_Incoming.begin()->second.HangsUp;
+            m_Incoming.erase(m_Incoming.begin());
+        }
+        return bytes;
+    }
+    void RequireLine() const {
+        if (m_Line.m_Lost) throw SystemError("The line has vanished", EIO);
+    }
+    void Reopen() {
+        if (!m_Line.m_Lost) return;
+        if (m_Line.m_Apartment.Now() < m_Line.MissingUntil) throw SystemError("The port cannot be opened", ENOENT);
+        m_Line.m_Lost = false;
+        m_Incoming.clear();
+    }
 
     ScriptedLine& m_Line;
-    std::deque<std::pair<Duration, std::string>> m_Incoming;  ///< time of arrival and bytes
+    std::multimap<Duration, Chunk> m_Incoming;  ///< by time of arrival
 };
 
 void ScriptedControl::Output(const std::string& bytes) {
     Log("Output", Hex(bytes));
     if (!m_Line.Open) throw Error(errors::General, "The port is not open");
-    if (m_Line.m_Script.empty()) {
-        if (m_Line.OnRequest) Receive(m_Line.OnRequest(bytes));
-        return;
+    Reopen();
+    const Response response = m_Line.Answer(bytes);
+    m_Line.m_Lost = response.WriteFails;
+    RequireLine();
+    Duration arrival = m_Line.m_Apartment.Now();
+    for (const auto& chunk : response.Reply) {
+        arrival += chunk.After;
+        m_Incoming.emplace(arrival, chunk);
     }
-    const auto exchange = std::move(m_Line.m_Script.front());
-    m_Line.m_Script.pop_front();
-    if (exchange.Vanished) throw SystemError("The line has vanished", EIO);
-    EXPECT_EQ(Hex(bytes), Hex(exchange.Request));
-    Receive(exchange.Reply);
 }
 
-void ScriptedControl::Receive(const std::vector<Chunk>& chunks) {
-    Duration arrival = m_Line.m_Apartment.Now();
-    for (const auto& chunk : chunks) {
-        arrival += chunk.After;
-        m_Incoming.emplace_back(arrival, chunk.Bytes);
-    }
+Response ScriptedLine::Answer(const std::string& request) {
+    if (m_Script.empty()) return Respond ? Respond(request) : Response{};
+    Exchange exchange = std::move(m_Script.front());
+    m_Script.pop_front();
+    EXPECT_EQ(Hex(request), Hex(exchange.Request));
+    return std::move(exchange.Answer);
 }
 
 void ScriptedLine::Expect(const std::string& requestHex, std::vector<Chunk> reply) {
-    m_Script.push_back({orvix::tests::Bytes(requestHex), std::move(reply)});
+    m_Script.push_back({orvix::tests::Bytes(requestHex), {std::move(reply)}});
 }
 
 std::unique_ptr<SerialControl> ScriptedLine::CreateSerialControl() {

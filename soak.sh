@@ -1,0 +1,13 @@
+#!/usr/bin/env bash
+# Installs what the build needs, builds the soak program and runs it: hours in virtual time, then minutes in real time
+# over pseudo-terminals, with faults, unplugging and requests of a host. Ends with a table of counts, and with status 1
+# when one that must be 0 is not.
+#
+#   ./soak.sh [--virtual HOURS] [--real MINUTES] [--seed N]      24 hours, 1 minute and a new seed without arguments
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")"
+source packaging/setup.sh
+
+install_packages "${BUILD_PACKAGES[@]}"
+build soak soak
+exec build/soak/soak/soak "$@"
