@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "station/bus/bus.h"
 #include "station/bus/line_tap.h"
 #include "station/bus/reading.h"
 
@@ -13,6 +14,8 @@ class Listener {
 public:
     virtual ~Listener() = default;
 
+    /// A bus is about to be started; it is told of first.
+    virtual void OnStart(const BusSetup&) {}
     virtual void OnReading(const Reading&) {}
     /// Something is wrong with a bus that belongs to no single reading.
     virtual void OnTrouble(const std::string& /*port*/, const Failure&) {}

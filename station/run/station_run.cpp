@@ -10,6 +10,7 @@ StationRun::~StationRun() {
 }
 
 void StationRun::Start(const BusSetup& setup) {
+    Tell(&Listener::OnStart, setup);
     RunningBus bus{setup, nullptr};
     bus.Thread = std::make_unique<BusThread>(m_Station, m_Home, setup, EventsOf(bus));
     bus.Thread->Post([](Bus& b) { b.Poll(); });
