@@ -31,9 +31,14 @@ public:
     explicit BusRecord(const BusSetup& setup)
         : m_Setup(setup),
           m_Tracker(setup.Retries, {.OnEnd = [this](const ExchangeEnd& end) { Take(end); },
-                                    .OnSurplus = [this](const Surplus& surplus) { Take(surplus); }}) {
+                                    .OnSurplus = [this](const Surplus& surplus) { Take(surplus); }}) {}
+
+    void Devices(const BusSetup& setup) {
+        m_Setup = setup;
+        std::map<int, AddressRecord> kept;
         for (const auto& device : setup.Devices)
-            m_Addresses[device.Address];
+            kept[device.Address] = m_Addresses[device.Address];
+        m_Addresses = std::move(kept);
     }
 
     void Take(const LineEvent& event) {
@@ -112,7 +117,9 @@ private:
     };
 
     void Take(const ExchangeEnd& end) {
-        auto& record = m_Addresses[end.Address];
+        const auto found = m_Addresses.find(end.Address);
+        if (found == m_Addresses.end()) return;
+        auto& record = found->second;
         record.Count(m_Now, end);
         if (!end.Retry && end.Outcome != Outcome::LineLost) {
             if (record.LatestPoll) record.Count(m_Now, end.Sent - *record.LatestPoll);
@@ -151,8 +158,10 @@ private:
 HealthBook::HealthBook() = default;
 HealthBook::~HealthBook() = default;
 
-void HealthBook::OnStart(const BusSetup& setup) {
-    m_Buses[setup.PortLabel] = std::make_unique<BusRecord>(setup);
+void HealthBook::OnSetup(const BusSetup& setup) {
+    auto& record = m_Buses[setup.PortLabel];
+    if (!record) record = std::make_unique<BusRecord>(setup);
+    record->Devices(setup);
 }
 
 void HealthBook::OnReading(const Reading& reading) {

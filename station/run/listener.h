@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "station/alarms/alarm_book.h"
 #include "station/bus/bus.h"
 #include "station/bus/line_tap.h"
 #include "station/bus/reading.h"
@@ -14,14 +15,16 @@ class Listener {
 public:
     virtual ~Listener() = default;
 
-    /// A bus is about to be started; it is told of first.
-    virtual void OnStart(const BusSetup&) {}
+    /// A bus is about to be started, or its devices are about to change.
+    virtual void OnSetup(const BusSetup&) {}
+    virtual void OnStop(const std::string& /*port*/) {}
     virtual void OnReading(const Reading&) {}
     /// Something is wrong with a bus that belongs to no single reading.
     virtual void OnTrouble(const std::string& /*port*/, const Failure&) {}
     /// A message of the library to its host.
     virtual void OnMessage(const std::string& /*port*/, const std::string& /*text*/) {}
     virtual void OnLine(const LineEvent&) {}
+    virtual void OnAlarm(const AlarmEvent&) {}
 };
 
 }  // namespace orvix::station

@@ -45,12 +45,12 @@ public:
         m_Setup.Retries = kRetries;
         for (int address = kFirst; address <= kLast; ++address)
             m_Setup.Devices.push_back({address, kTemperatureSensorModel, {}, {}});
-        m_Book.OnStart(m_Setup);
+        m_Book.OnSetup(m_Setup);
         Tell(Kind::Opened);
     }
 
     void Tell(Kind what, const std::string& bytes = {}, const std::string& reason = {}) {
-        m_Book.OnLine({m_Now, "A", what, bytes, reason});
+        m_Book.OnLine({.Time = m_Now, .Port = "A", .What = what, .Bytes = bytes, .Reason = reason});
     }
 
     void Poll(int rounds, const Fault& fault, bool everywhere = false) {
