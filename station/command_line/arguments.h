@@ -16,6 +16,7 @@ void AddRead(CLI::App& app, CommandLine& result);
 void AddExport(CLI::App& app, CommandLine& result);
 void AddSimulate(CLI::App& app, CommandLine& result);
 void AddTrace(CLI::App& app, CommandLine& result);
+void AddHealth(CLI::App& app, CommandLine& result);
 
 // What commands have in common.
 
@@ -35,6 +36,7 @@ BusOptions ReadBusOptions(RawBusOptions raw, const CLI::App& command);
 bool NamesOneDevice(const BusOptions& options);
 
 void AddJsonFlag(CLI::App& command, bool& json);
+void AddDataFolder(CLI::App& command, std::string& folder);
 
 /// An option whose value is a path, or several. An empty one, as of an unset variable in a script, must not pass for an
 /// option that is not there.

@@ -18,7 +18,8 @@ struct Command {
 
 // In the order in which help shows them.
 constexpr Command kCommands[] = {
-    {kDefaultCommand, AddRun}, {"read", AddRead}, {"export", AddExport}, {"simulate", AddSimulate}, {"trace", AddTrace},
+    {kDefaultCommand, AddRun}, {"read", AddRead},   {"export", AddExport},
+    {"simulate", AddSimulate}, {"trace", AddTrace}, {"health", AddHealth},
 };
 
 bool NeedsDefaultCommand(const std::vector<std::string>& arguments) {

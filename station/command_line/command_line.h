@@ -41,6 +41,7 @@ struct RunOptions {
     BusOptions Bus;
     std::chrono::milliseconds Every{1000};
     std::optional<std::chrono::milliseconds> For;
+    std::string Metrics;  ///< "127.0.0.1:9400"; empty: no metrics
 };
 
 struct ReadOptions {
@@ -64,13 +65,19 @@ struct TraceOptions {
     bool Json = false;
 };
 
+struct HealthOptions {
+    std::string Data;  ///< empty: the user's data folder
+    bool Json = false;
+};
+
 /// A text to show instead of running a command: help or version.
 struct TextOptions {
     std::string Text;
 };
 
 /// What the command line asks for: one command.
-using CommandLine = std::variant<TextOptions, RunOptions, ReadOptions, ExportOptions, SimulateOptions, TraceOptions>;
+using CommandLine =
+    std::variant<TextOptions, RunOptions, ReadOptions, ExportOptions, SimulateOptions, TraceOptions, HealthOptions>;
 
 /// Without a command the command is run. Raises UsageError.
 CommandLine ParseCommandLine(std::vector<std::string> arguments);

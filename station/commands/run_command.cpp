@@ -1,7 +1,13 @@
 #include <iostream>
 
 #include "simulator/bus_server.h"
+#include "station/bus/clock.h"
 #include "station/commands/commands.h"
+#include "station/control/control_server.h"
+#include "station/health/health_book.h"
+#include "station/health/health_requests.h"
+#include "station/health/health_text.h"
+#include "station/health/metrics.h"
 #include "station/run/station_run.h"
 
 namespace orvix::station {
@@ -43,6 +49,25 @@ std::unique_ptr<simulator::BusServer> SimulateBus(BusSetup& setup) {
     return server;
 }
 
+/// Where the station is asked while it runs. None when the data folder takes no socket, which is said.
+std::unique_ptr<ControlServer> OpenControl(const std::string& folder, MainLoop& loop,
+                                           const std::function<StationHealth()>& health, Output& output) {
+    try {
+        auto control = std::make_unique<ControlServer>(
+            folder, loop.Apartment(),
+            ControlServer::Requests{{kHealthRequest, [health] { return PlainHealth(health()); }},
+                                    {kHealthJsonRequest, [health] { return JsonHealth(health()); }}});
+        if (const auto other = control->OtherStation()) {
+            output.Note("another station (process " + std::to_string(*other) + ") uses the data folder " + folder +
+                        " too; both work, and nimbo1 health shows both");
+        }
+        return control;
+    } catch (const Error& error) {
+        output.Note("nimbo1 health cannot ask this station: " + error.Description);
+        return nullptr;
+    }
+}
+
 }  // namespace
 
 int Execute(const RunOptions& options, MainLoop& loop) {
@@ -51,8 +76,16 @@ int Execute(const RunOptions& options, MainLoop& loop) {
     OutputListener listener(*output, loop, options.Bus.Verbose);
 
     std::unique_ptr<simulator::BusServer> simulated;
+    HealthBook healthBook;
     StationRun run(*station, loop.Apartment());
     run.Add(listener);
+    run.Add(healthBook);
+    const auto health = [&] { return healthBook.At(loop.Apartment().Now(), UnixMilliseconds(), run.Values()); };
+    const auto control = OpenControl(station->Folders.Data, loop, health, *output);
+    std::unique_ptr<MetricsServer> metrics;
+    if (!options.Metrics.empty()) {
+        metrics = std::make_unique<MetricsServer>(options.Metrics, loop.Apartment(), health);
+    }
     for (const auto& port : options.Bus.Ports) {
         auto setup = SetupOf(options.Bus, port, *station);
         setup.Every = options.Every;

@@ -164,6 +164,10 @@ void HealthBook::OnSetup(const BusSetup& setup) {
     record->Devices(setup);
 }
 
+void HealthBook::OnStop(const std::string& port) {
+    m_Buses.erase(port);
+}
+
 void HealthBook::OnReading(const Reading& reading) {
     const auto bus = m_Buses.find(reading.Port);
     if (bus != m_Buses.end()) bus->second->Take(reading);

@@ -21,7 +21,7 @@ public:
 
     /// Only the devices of a setup are watched. A change of a setup keeps what is known of the devices that stay.
     void OnSetup(const BusSetup& setup) override;
-    void OnStop(const std::string& port) override { m_Buses.erase(port); }
+    void OnStop(const std::string& port) override;
     void OnReading(const Reading& reading) override;
     void OnTrouble(const std::string& port, const Failure& failure) override;
     void OnLine(const LineEvent& event) override;
