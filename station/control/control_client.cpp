@@ -32,17 +32,18 @@ std::string ReceiveAll(const platform::FileDescriptor& socket, Clock::time_point
 }
 
 ControlAnswer Ask(const platform::FileDescriptor& socket, const std::string& request, Clock::time_point end) {
-    ControlAnswer answer{PeerOf(socket).Process, {}};
+    ControlAnswer answer{PeerOf(socket).Process, {}, {}};
     const auto station = "the station of process " + std::to_string(answer.Process);
     const auto line = request + "\n";
     ::send(socket.Get(), line.data(), line.size(), MSG_NOSIGNAL);
     const auto received = ReceiveAll(socket, end);
-    if (received.starts_with(kError)) {
-        const auto text = received.substr(kError.size());
-        throw Error(errors::General, station + ": " + text.substr(0, text.find('\n')));
+    if (received.starts_with(kOk)) {
+        answer.Text = received.substr(kOk.size());
+    } else if (received.starts_with(kError)) {
+        answer.Failure = station + ": " + received.substr(kError.size(), received.find('\n') - kError.size());
+    } else {
+        answer.Failure = station + " does not answer";
     }
-    if (!received.starts_with(kOk)) throw Error(errors::General, station + " does not answer");
-    answer.Text = received.substr(kOk.size());
     return answer;
 }
 
@@ -54,8 +55,12 @@ std::vector<ControlAnswer> AskStations(const std::string& folder, const std::str
     if (std::filesystem::is_directory(folder)) {
         const ControlFolder place(folder);
         for (const auto& name : place.Names()) {
-            const auto socket = place.Connect(name);
-            if (socket) answers.push_back(Ask(*socket, request, Clock::now() + limit));
+            try {
+                const auto socket = place.Connect(name);
+                if (socket) answers.push_back(Ask(*socket, request, Clock::now() + limit));
+            } catch (const Error& error) {
+                answers.push_back({0, {}, error.Description});
+            }
         }
     }
     if (answers.empty()) throw Error(errors::General, "no station is running with the data folder " + folder);

@@ -15,7 +15,8 @@
 namespace orvix::station {
 namespace {
 
-constexpr int kBacklog = 8;
+// Clients that wait to be served.
+constexpr int kBacklog = 64;
 
 }  // namespace
 

@@ -23,7 +23,7 @@ using platform::FileDescriptor;
 
 constexpr std::size_t kMostClients = 8;
 constexpr std::size_t kLongestRequest = 256;
-constexpr std::chrono::seconds kClientLimit{5};
+constexpr std::chrono::seconds kClientLimit{3};
 // A process that has no descriptor left tries again after so long.
 constexpr std::chrono::seconds kAcceptPause{1};
 
@@ -106,11 +106,10 @@ private:
     void Wait() {
         std::vector<pollfd> ends{{m_Wake.Get(), POLLIN, 0}};
         auto end = Clock::time_point::max();
-        const bool accepts = Clock::now() >= m_AcceptAgain;
-        if (accepts) {
-            ends.push_back({m_Listener.Get(), POLLIN, 0});
-        } else {
+        if (Clock::now() < m_AcceptAgain) {
             end = m_AcceptAgain;
+        } else if (m_Clients.size() < kMostClients) {
+            ends.push_back({m_Listener.Get(), POLLIN, 0});
         }
         for (const auto& client : m_Clients) {
             ends.push_back({client.Socket.Get(), client.Awaited(), 0});
@@ -130,7 +129,9 @@ private:
         if (ends[0].revents != 0) ::eventfd_read(m_Wake.Get(), &events);
     }
 
+    /// Takes one client in; those beyond the most wait until another has been served or has had its time.
     void Accept() {
+        if (m_Clients.size() >= kMostClients) return;
         FileDescriptor socket(::accept4(m_Listener.Get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
         if (!socket.IsOpen()) {
             if (!IsTransient(errno) && errno != ECONNABORTED) m_AcceptAgain = Clock::now() + kAcceptPause;
@@ -141,7 +142,6 @@ private:
             ::send(socket.Get(), kForeign, sizeof(kForeign) - 1, MSG_NOSIGNAL);
             return;
         }
-        if (m_Clients.size() >= kMostClients) return;
         m_Clients.push_back({m_NextNumber++, std::move(socket), Clock::now() + kClientLimit, {}, false, {}, false});
     }
 

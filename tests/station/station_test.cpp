@@ -174,6 +174,7 @@ TEST(CommandLine, WrongUsageIsOneClearLine) {
         {{"run", "--every", "-1s"}, 2, "-1s"},
         {{"run", "--every", "10ms"}, 2, "100ms"},
         {{"run", "--port", "/dev/null"}, 2, "--device"},
+        {{"run", "--metrics", "localhost"}, 2, "127.0.0.1:9400"},
         {{"read", "--device", "5:sensor", "humidity"}, 2, "humidity"},
         {{"read", "--device", "5:sensor"}, 2, "variable"},
         {{"toast"}, 2, "toast"},
