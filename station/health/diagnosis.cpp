@@ -19,6 +19,7 @@ constexpr double kMostRefused = 0.5;
 
 // An answer that takes such a share of the time-out is about to miss it.
 constexpr double kLateShare = 0.8;
+constexpr std::uint64_t kFewestTrips = 20;
 
 // A period so much longer than the one asked for is not kept.
 constexpr double kPeriodSlack = 1.25;
@@ -34,8 +35,9 @@ enum Symptom : unsigned {
     kDamage = 2,
     kTimeOut = 4,
     kNoise = 8,
-    kOther = 16,
-    kAll = 31,
+    kLateness = 16,
+    kOther = 32,
+    kAll = 63,
 };
 
 /// What a rule looks at.
@@ -125,10 +127,16 @@ bool AnswersTooLate(const Case& c) {
     return IsNotable(c.Address.Recent.Late, c.Address.Recent);
 }
 
-bool AnswersLate(const Case& c) {
-    const auto& trips = c.Address.Recent.RoundTrips;
-    const std::chrono::duration<double> limit = c.Bus.ReplyLimit;
-    return trips.Count() >= kFewest && trips.Quantile(0.95) >= kLateShare * limit;
+/// Whether at least one answer of ten, of which there must be some, nearly misses the time-out.
+bool AnswersLate(const BusHealth& bus, const Tally& recent) {
+    const auto& trips = recent.RoundTrips;
+    const std::chrono::duration<double> limit = bus.ReplyLimit;
+    return trips.Count() >= kFewestTrips && trips.Quantile(0.9) >= kLateShare * limit;
+}
+
+std::string LateText(const BusHealth& bus, const Tally& recent) {
+    return "late (p95 " + MillisecondsText(recent.RoundTrips.Quantile(0.95)) + " ms of " +
+           std::to_string(bus.ReplyLimit.count()) + " ms)";
 }
 
 std::string RefusalText(const Case& c) {
@@ -183,6 +191,14 @@ constexpr Rule kRules[] = {
          const auto sum = c.Bus.Sum(&AddressHealth::Recent);
          return PercentOf(sum.TimeOuts(), sum) + " of the exchanges time out, on every address: cable or converter";
      }},
+    {Scope::Bus, kNone, kLateness,
+     [](const Case& c) {
+         return OnEveryAddress(c.Bus, [&](const Tally& recent) { return AnswersLate(c.Bus, recent); });
+     },
+     [](const Case& c) {
+         return "every address answers " + LateText(c.Bus, c.Bus.Sum(&AddressHealth::Recent)) +
+                ": a slow converter or a busy computer; a larger --timeout-factor helps";
+     }},
     {Scope::Bus, kNone, kNone,
      [](const Case& c) { return LongestPeriod(c.Bus) > kPeriodSlack * std::chrono::duration<double>(c.Bus.Every); },
      [](const Case& c) {
@@ -224,12 +240,8 @@ constexpr Rule kRules[] = {
          return PercentOf(OwnFailures(recent), recent) + " of the exchanges with " + Named(c.Address) +
                 " fail (time-outs): cable or device";
      }},
-    {Scope::Address, kOther, kNone, AnswersLate,
-     [](const Case& c) {
-         return Named(c.Address) + " answers late (p95 " +
-                MillisecondsText(c.Address.Recent.RoundTrips.Quantile(0.95)) + " ms of " +
-                std::to_string(c.Bus.ReplyLimit.count()) + " ms)";
-     }},
+    {Scope::Address, kLateness, kNone, [](const Case& c) { return AnswersLate(c.Bus, c.Address.Recent); },
+     [](const Case& c) { return Named(c.Address) + " answers " + LateText(c.Bus, c.Address.Recent); }},
 };
 
 const Rule* FirstThatHolds(Scope scope, const Case& c) {

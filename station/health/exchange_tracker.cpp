@@ -9,6 +9,9 @@ constexpr std::size_t kAddressOffset = 2;
 constexpr std::int32_t kAnyAddress = 0;
 constexpr char kStartByte = 0x1D;
 
+// An answer that is later than this is not waited for any more.
+constexpr Duration kLongestDelay = std::chrono::seconds(2);
+
 int AddressIn(std::string_view frame) {
     return frame.size() > kAddressOffset ? static_cast<unsigned char>(frame[kAddressOffset]) : 0;
 }
@@ -55,7 +58,8 @@ void ExchangeTracker::Begin(const LineEvent& event) {
     m_Request = {AddressIn(event.Bytes), event.Bytes, event.Time, isRetry ? m_Request.Attempt + 1 : 0};
     auto& station = StationOf(m_Request.Address);
     station.Asked = true;
-    if (!isRetry) station.Owed = station.Displaced = 0;
+    if (!isRetry) station.Displaced = 0;
+    if (!isRetry && event.Time - station.OwedSince > kLongestDelay) station.Owed = 0;
     m_Pending = true;
     m_Latest.reset();
     m_Answer.clear();
@@ -95,7 +99,9 @@ Outcome ExchangeTracker::Judge(std::string_view reply) {
 
 void ExchangeTracker::EndUnanswered() {
     if (!m_Pending) return;
-    ++StationOf(m_Request.Address).Owed;
+    auto& station = StationOf(m_Request.Address);
+    ++station.Owed;
+    station.OwedSince = m_Request.Sent;
     // The rest of an answer that comes too late makes it whole.
     m_Rest = m_Answer;
     End(m_Answer.empty() ? Outcome::Silent : Outcome::CutOff, {});

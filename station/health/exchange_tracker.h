@@ -70,7 +70,8 @@ private:
     /// What is known of an address, to tell where surplus bytes come from.
     struct Station {
         bool Asked = false;
-        int Owed = 0;       ///< answers that may still come, late
+        int Owed = 0;  ///< answers that may still come, late
+        Duration OwedSince{0};
         int Displaced = 0;  ///< answers that come after another address's was taken for them
         std::size_t ReplyLength = 0;
     };

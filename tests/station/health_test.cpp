@@ -221,6 +221,7 @@ TEST(Diagnosis, WhatAllDevicesHaveIsTheBuss) {
              std::pair("dead", "no device answers"),
              {"checksum", "checksum errors on every address: termination, ground or speed"},
              {"any byte damaged", "checksum errors on every address: termination, ground or speed"},
+             {"almost late", "every address answers late (p95 48 ms of 50 ms)"},
              {"drop", "25 % of the exchanges time out, on every address"},
              {"noise before", "noise: stray bytes between exchanges"},
              {"noise after", "noise: stray bytes between exchanges"},
@@ -254,6 +255,11 @@ TEST(Diagnosis, SpeaksOfNow) {
     EXPECT_EQ(line.Findings().size(), 1U);
     line.Poll(360, FaultyLine::Well);
     EXPECT_EQ(line.Findings(), std::vector<Finding>{}) << "minutes later";
+
+    FaultyLine late;
+    late.Poll(100, [](const std::string& r, int) { return Answers{{1500ms, r}}; });
+    ASSERT_EQ(late.Findings().size(), 1U);
+    EXPECT_NE(late.Findings()[0].Sentence.find("answers after the time-out"), std::string::npos) << "a period later";
 
     FaultyLine slow(500ms);
     slow.Poll(20, FaultyLine::Well);
