@@ -4,6 +4,7 @@
 readonly BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libsqlite3-dev libcli11-dev nlohmann-json3-dev libcairo2-dev
     fonts-liberation2 libsystemd-dev prometheus-cpp-dev libgtest-dev libgmock-dev)
 readonly CHECK_PACKAGES=(clang-format clang-tidy)
+readonly BENCH_PACKAGES=(libbenchmark-dev libmodbus-dev)
 
 # install_packages NAME...: asks the package manager only when something is missing.
 install_packages() {

@@ -48,8 +48,8 @@ void AddJsonFlag(CLI::App& command, bool& json) {
     command.add_flag("--json", json, "one JSON object a line on standard output");
 }
 
-void AddDataFolder(CLI::App& command, std::string& folder) {
-    AddPath(command, "--data", folder, "DIR", "folder of the database and of what is recorded");
+void AddDataOption(CLI::App& command, std::string& data) {
+    AddPath(command, "--data", data, "DIR", "folder of the database and of what is recorded");
 }
 
 std::string AbsolutePath(const std::string& path) {
@@ -67,7 +67,7 @@ void AddBusOptions(CLI::App& command, RawBusOptions& raw) {
         ->type_name("A:M[:NAME]")
         ->allow_extra_args(false)
         ->take_all();
-    AddDataFolder(command, raw.Parsed.Data);
+    AddDataOption(command, raw.Parsed.Data);
     command.add_option("--retries", raw.Parsed.Retries, "extra attempts of a failed exchange")
         ->check(CLI::Range(0, 100))
         ->capture_default_str();

@@ -18,7 +18,7 @@ struct Command {
 
 // In the order in which help shows them.
 constexpr Command kCommands[] = {
-    {kDefaultCommand, AddRun}, {"read", AddRead},   {"export", AddExport},
+    {kDefaultCommand, AddRun}, {"read", AddRead},   {"history", AddHistory}, {"export", AddExport},
     {"simulate", AddSimulate}, {"trace", AddTrace}, {"health", AddHealth},
 };
 

@@ -7,7 +7,7 @@ namespace orvix::station {
 void AddHealth(CLI::App& app, CommandLine& result) {
     auto* command = app.add_subcommand("health", "how the running station's buses and devices are, and what to mend");
     const auto options = std::make_shared<HealthOptions>();
-    AddDataFolder(*command, options->Data);
+    AddDataOption(*command, options->Data);
     AddJsonFlag(*command, options->Json);
     command->callback([options, &result] { result = *options; });
 }

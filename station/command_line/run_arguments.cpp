@@ -14,13 +14,16 @@ struct RawRunOptions {
     std::string Every = "1s";
     std::string For;
     std::string Metrics;
+    bool NoHistory = false;
 };
 
 RunOptions ReadRun(const RawRunOptions& raw, const CLI::App& command) {
     RunOptions options{.Bus = ReadBusOptions(raw.Bus, command),
+                       .History = {},
                        .Every = simulator::ParseDuration(raw.Every),
                        .For = {},
                        .Metrics = raw.Metrics};
+    options.History.On = !raw.NoHistory;
     if (options.Every < kShortestPeriod) throw UsageError("--every " + raw.Every + ": the shortest period is 100ms");
     if (!raw.For.empty()) options.For = simulator::ParseDuration(raw.For);
     if (!raw.Metrics.empty() && !IsMetricsAddress(raw.Metrics)) {
@@ -45,6 +48,7 @@ void AddRun(CLI::App& app, CommandLine& result) {
     command->add_option("--for", raw->For, "stop after this time")->type_name("TIME");
     command->add_option("--metrics", raw->Metrics, "offer metrics to Prometheus at http://ADDRESS:PORT/metrics")
         ->type_name("ADDRESS:PORT");
+    command->add_flag("--no-history", raw->NoHistory, "do not record the readings");
     command->callback([raw, command, &result] { result = ReadRun(*raw, *command); });
 }
 

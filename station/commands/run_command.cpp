@@ -8,6 +8,8 @@
 #include "station/health/health_requests.h"
 #include "station/health/health_text.h"
 #include "station/health/metrics.h"
+#include "station/history/history_recorder.h"
+#include "station/history/history_schema.h"
 #include "station/run/station_run.h"
 
 namespace orvix::station {
@@ -68,12 +70,21 @@ std::unique_ptr<ControlServer> OpenControl(const std::string& folder, MainLoop& 
     }
 }
 
+std::unique_ptr<HistoryRecorder> RecordHistory(const RunOptions& options, const Station& station, Output& output,
+                                               MainLoop& loop) {
+    if (!options.History.On) return nullptr;
+    const auto say = [&](const std::string& text) { loop.Apartment().Post([&output, text] { output.Note(text); }); };
+    return std::make_unique<HistoryRecorder>(station.Folders.Data + kHistoryFile, options.History, say);
+}
+
 }  // namespace
 
 int Execute(const RunOptions& options, MainLoop& loop) {
     auto station = OpenStation(options.Bus);
     const auto output = OutputOf(options.Bus.Json);
     OutputListener listener(*output, loop, options.Bus.Verbose);
+
+    const auto history = RecordHistory(options, *station, *output, loop);
 
     std::unique_ptr<simulator::BusServer> simulated;
     HealthBook healthBook;
@@ -86,6 +97,7 @@ int Execute(const RunOptions& options, MainLoop& loop) {
     if (!options.Metrics.empty()) {
         metrics = std::make_unique<MetricsServer>(options.Metrics, loop.Apartment(), health);
     }
+    if (history) run.Add(*history);
     for (const auto& port : options.Bus.Ports) {
         auto setup = SetupOf(options.Bus, port, *station);
         setup.Every = options.Every;
@@ -99,6 +111,8 @@ int Execute(const RunOptions& options, MainLoop& loop) {
     const auto end = loop.Apartment().CreateTimer([&] { loop.Stop(); });
     if (options.For) end->Rearm(static_cast<std::int32_t>(options.For->count()), true);
     loop.Run();
+    const auto lost = history ? history->Close() : 0;
+    if (lost > 0) output->Note("history: " + std::to_string(lost) + " readings could not be written and are lost");
     return listener.AnyGood() ? kDone : kFailed;
 }
 
