@@ -180,9 +180,9 @@ private:
 
     void TakeAnswers() {
         const std::lock_guard lock(m_Mutex);
-        for (auto& [number, answer] : std::exchange(m_Answers, {})) {
+        for (const auto& [number, answer] : std::exchange(m_Answers, {})) {
             for (auto& client : m_Clients) {
-                if (client.Number == number) client.Answer = std::move(answer);
+                if (client.Number == number) client.Answer = answer;
             }
         }
     }
