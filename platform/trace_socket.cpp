@@ -4,7 +4,6 @@
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,6 +13,7 @@
 #include <filesystem>
 
 #include "host/error.h"
+#include "platform/unix_socket.h"
 
 namespace orvix::platform {
 namespace {
@@ -29,26 +29,6 @@ bool IsPrivate(const std::string& folder) {
            (status.st_mode & (S_IRWXG | S_IRWXO)) == 0;
 }
 
-FileDescriptor NewSocket() {
-    FileDescriptor made(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    if (!made.IsOpen()) throw SystemError("no socket for the trace", errno);
-    return made;
-}
-
-sockaddr_un AddressOf(const std::string& path) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    if (path.size() >= sizeof(address.sun_path)) throw SystemError("trace socket " + path, ENAMETOOLONG);
-    path.copy(address.sun_path, path.size());
-    return address;
-}
-
-// bind() or connect() to a path.
-bool Apply(int (*call)(int, const sockaddr*, socklen_t), const FileDescriptor& socket, const std::string& path) {
-    const sockaddr_un address = AddressOf(path);
-    return call(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
-}
-
 }  // namespace
 
 std::string TraceFolder() {
@@ -58,7 +38,7 @@ std::string TraceFolder() {
 }
 
 TraceListener::TraceListener(const std::string& folder)
-    : m_Path(folder + kSocketName), m_Socket(NewSocket()), m_StopEvent(::eventfd(0, EFD_CLOEXEC)) {
+    : m_Path(folder + kSocketName), m_Socket(NewUnixSocket(SOCK_DGRAM)), m_StopEvent(::eventfd(0, EFD_CLOEXEC)) {
     if (!m_StopEvent.IsOpen()) throw SystemError("no event for the trace", errno);
     if (::mkdir(folder.c_str(), kOwnerOnly) != 0 && errno != EEXIST) {
         throw SystemError("folder " + folder + " cannot be created", errno);
@@ -66,9 +46,10 @@ TraceListener::TraceListener(const std::string& folder)
     if (!IsPrivate(folder)) throw Error(errors::General, "folder " + folder + " is not private to you");
     // Of two viewers that start at once the second must find the first's socket in use.
     const FileDescriptor lock = LockFolder(folder);
-    if (Apply(::connect, NewSocket(), m_Path)) throw Error(errors::General, "a trace viewer is running already");
+    if (ConnectSocket(NewUnixSocket(SOCK_DGRAM), m_Path))
+        throw Error(errors::General, "a trace viewer is running already");
     ::unlink(m_Path.c_str());
-    if (!Apply(::bind, m_Socket, m_Path)) throw SystemError("trace socket " + m_Path, errno);
+    if (!BindSocket(m_Socket, m_Path)) throw SystemError("trace socket " + m_Path, errno);
 }
 
 TraceListener::~TraceListener() {
@@ -104,8 +85,8 @@ bool SocketTraceViewer::Found() {
 
 void SocketTraceViewer::Search() {
     if (!IsPrivate(m_Folder)) return;
-    FileDescriptor socket = NewSocket();
-    if (Apply(::connect, socket, m_Folder + kSocketName)) m_Socket = std::move(socket);
+    FileDescriptor socket = NewUnixSocket(SOCK_DGRAM);
+    if (ConnectSocket(socket, m_Folder + kSocketName)) m_Socket = std::move(socket);
 }
 
 bool SocketTraceViewer::Send(const std::string& line, Duration limit) {

@@ -89,10 +89,10 @@ private:
 
 AlarmCommand::AlarmCommand(std::vector<std::string> command, Duration limit, Apartment& home,
                            std::function<void(const std::string&)> tell)
-    : m_Command(std::move(command)),
-      m_Limit(limit),
+    : m_Limit(limit),
       m_Home(home),
       m_Tell(std::move(tell)),
+      m_Command(std::move(command)),
       m_StopEvent(eventfd(0, EFD_CLOEXEC)) {
     if (!m_StopEvent.IsOpen()) throw SystemError("cannot prepare the alarm command", errno);
     m_Thread = std::thread([this] { Live(); });
@@ -108,15 +108,23 @@ AlarmCommand::~AlarmCommand() {
     m_Thread.join();
 }
 
+void AlarmCommand::Command(std::vector<std::string> command) {
+    const std::lock_guard lock(m_Mutex);
+    m_Command = std::move(command);
+}
+
 void AlarmCommand::OnAlarm(const AlarmEvent& event) {
-    bool taken = false;
     {
         const std::lock_guard lock(m_Mutex);
-        taken = m_Waiting.size() < kMostWaiting;
-        if (taken) m_Waiting.push_back(event);
+        if (m_Command.empty()) return;
+        if (m_Waiting.size() >= kMostWaiting) {
+            Tell(m_Command[0] + " is not run for device " + NumberText(std::int32_t{event.Address}) +
+                 ": too many wait");
+            return;
+        }
+        m_Waiting.push_back(event);
     }
     m_Wake.notify_one();
-    if (!taken) Tell("not run for an alarm of device " + NumberText(std::int32_t{event.Address}) + ": too many wait");
 }
 
 void AlarmCommand::Live() {
@@ -126,16 +134,18 @@ void AlarmCommand::Live() {
         if (m_Stopping) return;
         const auto event = std::move(m_Waiting.front());
         m_Waiting.pop_front();
+        const auto command = m_Command;
         lock.unlock();
-        Run(event);
+        if (command.empty()) continue;
+        const auto problem = Run(command, event);
+        if (!problem.empty()) Tell(command[0] + " " + problem);
     }
 }
 
-void AlarmCommand::Run(const AlarmEvent& event) {
+std::string AlarmCommand::Run(const std::vector<std::string>& command, const AlarmEvent& event) {
     pid_t process = 0;
-    const int failure = SpawnAttributes().Start(process, m_Command, EnvironmentOf(event));
-    const auto problem = failure != 0 ? std::string("cannot be started: ") + std::strerror(failure) : Await(process);
-    if (!problem.empty()) Tell(problem);
+    const int failure = SpawnAttributes().Start(process, command, EnvironmentOf(event));
+    return failure != 0 ? std::string("cannot be started: ") + std::strerror(failure) : Await(process);
 }
 
 std::string AlarmCommand::Await(int process) {
@@ -158,7 +168,7 @@ std::string AlarmCommand::Await(int process) {
 }
 
 void AlarmCommand::Tell(const std::string& problem) {
-    m_Home.Post([tell = m_Tell, text = "alarm command " + m_Command[0] + " " + problem] { tell(text); });
+    m_Home.Post([tell = m_Tell, text = "alarm command " + problem] { tell(text); });
 }
 
 }  // namespace orvix::station

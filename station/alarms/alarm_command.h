@@ -31,28 +31,30 @@ class AlarmCommand : public Listener {
 public:
     static constexpr std::size_t kMostWaiting = 100;
 
-    /// `tell` is called in `home` with one sentence when a command failed.
+    /// `command` may be empty: nothing is run. `tell` is called in `home` with one sentence when a command failed.
     AlarmCommand(std::vector<std::string> command, Duration limit, Apartment& home,
                  std::function<void(const std::string&)> tell);
     /// Kills a command that is running; events that wait are dropped.
     ~AlarmCommand() override;
 
+    /// The command from now on.
+    void Command(std::vector<std::string> command);
     void OnAlarm(const AlarmEvent& event) override;
 
 private:
     void Live();
-    void Run(const AlarmEvent& event);
+    std::string Run(const std::vector<std::string>& command, const AlarmEvent& event);
     /// Waits for the program's end. Returns what went wrong with it; empty: nothing.
     std::string Await(int process);
     void Tell(const std::string& problem);
 
-    const std::vector<std::string> m_Command;
     const Duration m_Limit;
     Apartment& m_Home;
     const std::function<void(const std::string&)> m_Tell;
 
     std::mutex m_Mutex;  ///< guards the members below
     std::condition_variable m_Wake;
+    std::vector<std::string> m_Command;
     std::deque<AlarmEvent> m_Waiting;
     bool m_Stopping = false;
 

@@ -20,6 +20,7 @@ void AddTrace(CLI::App& app, CommandLine& result);
 void AddScan(CLI::App& app, CommandLine& result);
 void AddDevices(CLI::App& app, CommandLine& result);
 void AddConfig(CLI::App& app, CommandLine& result);
+void AddHealth(CLI::App& app, CommandLine& result);
 
 // What commands have in common.
 

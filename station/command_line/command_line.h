@@ -48,7 +48,9 @@ struct RunOptions {
     bool NoHistory = false;
     std::optional<std::chrono::milliseconds> Every;
     std::optional<std::chrono::milliseconds> For;
-    bool Plain = false;  ///< lines, also on a terminal
+    bool Plain = false;   ///< lines, also on a terminal
+    bool Quiet = false;   ///< no readings, only what is out of the ordinary
+    std::string Metrics;  ///< "127.0.0.1:9400"; empty: no metrics
 };
 
 struct ReadOptions {
@@ -107,6 +109,11 @@ struct ConfigCheckOptions {
     std::string File;
 };
 
+struct HealthOptions {
+    std::string Data;  ///< empty: the user's data folder
+    bool Json = false;
+};
+
 /// A text to show instead of running a command: help or version.
 struct TextOptions {
     std::string Text;
@@ -114,8 +121,8 @@ struct TextOptions {
 
 /// What the command line asks for: one command.
 using CommandLine =
-    std::variant<TextOptions, RunOptions, ScanOptions, DevicesOptions, ReadOptions, HistoryOptions, ExportOptions,
-                 HistoryExportOptions, ConfigCheckOptions, SimulateOptions, TraceOptions>;
+    std::variant<TextOptions, RunOptions, ScanOptions, DevicesOptions, ReadOptions, HealthOptions, HistoryOptions,
+                 ExportOptions, HistoryExportOptions, ConfigCheckOptions, SimulateOptions, TraceOptions>;
 
 /// Without a command the command is run. Raises UsageError.
 CommandLine ParseCommandLine(std::vector<std::string> arguments);

@@ -2,6 +2,7 @@
 
 #include "simulator/device_arguments.h"
 #include "station/command_line/arguments.h"
+#include "station/health/metrics.h"
 
 namespace orvix::station {
 namespace {
@@ -12,6 +13,8 @@ struct RawRunOptions {
     std::optional<std::string> Every;
     std::string For;
     bool Plain = false;
+    bool Quiet = false;
+    std::string Metrics;
     bool NoHistory = false;
 };
 
@@ -20,7 +23,12 @@ RunOptions ReadRun(const RawRunOptions& raw, const CLI::App& command) {
     options.Bus = ReadBusOptions(raw.Bus, command);
     options.Configuration = raw.Configuration;
     options.Plain = raw.Plain;
+    options.Quiet = raw.Quiet;
     options.NoHistory = raw.NoHistory;
+    options.Metrics = raw.Metrics;
+    if (!raw.Metrics.empty() && !IsMetricsAddress(raw.Metrics)) {
+        throw UsageError("--metrics " + raw.Metrics + ": write a numeric address and a port, such as 127.0.0.1:9400");
+    }
     if (raw.Every) options.Every = simulator::ParseDuration(*raw.Every);
     if (options.Every && *options.Every < kShortestPeriod) {
         throw UsageError("--every " + *raw.Every + ": the shortest period is 100ms");
@@ -40,6 +48,9 @@ void AddRun(CLI::App& app, CommandLine& result) {
     command->add_option("--every", raw->Every, "polling period (1s)")->type_name("TIME");
     command->add_option("--for", raw->For, "stop after this time")->type_name("TIME");
     command->add_flag("--plain", raw->Plain, "lines instead of the live screen, also on a terminal");
+    command->add_flag("-q,--quiet", raw->Quiet, "no readings, only what is out of the ordinary");
+    command->add_option("--metrics", raw->Metrics, "offer metrics to Prometheus at http://ADDRESS:PORT/metrics")
+        ->type_name("ADDRESS:PORT");
     command->add_flag("--no-history", raw->NoHistory, "do not record the readings");
     command->callback([raw, command, &result] { result = ReadRun(*raw, *command); });
 }

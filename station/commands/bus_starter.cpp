@@ -47,28 +47,50 @@ void BusStarter::Start(const std::vector<BusSetup>& buses) {
     if (!AnyLeft()) m_Loop.Stop();
 }
 
-void BusStarter::StartBus(BusSetup bus, bool isAlone) {
-    bus.PortNumber = PortNumberIn(m_Station.Folders, bus.PortPath.empty() ? bus.PortLabel : bus.PortPath);
-    if (bus.PortPath.empty()) {
-        Simulate(bus);
-        m_Run.Start(bus);
-        ++m_Running;
-        return;
+std::vector<std::string> BusStarter::Apply(const std::vector<BusSetup>& wanted) {
+    std::vector<BusSetup> prepared;
+    std::vector<BusSetup> unknown;
+    for (auto bus : wanted) {
+        // A port that is being scanned becomes a bus when the scan has ended.
+        const auto isScanned = [&](const ScannedBus& scanned) { return scanned.Setup.PortLabel == bus.PortLabel; };
+        if (std::any_of(m_Scans.begin(), m_Scans.end(), isScanned)) continue;
+        Prepare(bus);
+        (bus.Devices.empty() ? unknown : prepared).push_back(std::move(bus));
     }
+    auto done = m_Run.Apply(prepared);
+    for (const auto& bus : unknown)
+        StartScan(bus, false);
+    return done;
+}
+
+void BusStarter::Prepare(BusSetup& bus) {
+    bus.PortNumber = PortNumberIn(m_Station.Folders, bus.PortPath.empty() ? bus.PortLabel : bus.PortPath);
+    if (bus.PortPath.empty()) return Simulate(bus);
     if (bus.Devices.empty()) bus.Devices = KnownDevices(bus.PortPath);
+    if (const auto sentence = FitPeriod(bus)) {
+        m_Output.Note(bus.PortLabel + ": " + *sentence + ", going on every " + std::to_string(bus.Every.count()) +
+                      " ms");
+    }
+}
+
+void BusStarter::StartBus(BusSetup bus, bool isAlone) {
+    Prepare(bus);
     if (bus.Devices.empty()) return StartScan(bus, isAlone);
-    Poll(bus);
+    m_Run.Start(bus);
 }
 
 void BusStarter::Simulate(BusSetup& bus) {
     const auto devices = SimulatedDevices(bus.Devices);
-    m_Simulated.push_back(std::make_unique<simulator::BusServer>(simulator::SimulatedBus(devices), 0));
-    bus.PortPath = m_Simulated.back()->Terminal().Path();
+    auto& server = m_Simulated[bus.PortLabel];
+    if (!server) {
+        server = std::make_unique<simulator::BusServer>(simulator::SimulatedBus(devices), 0);
+        if (m_Simulated.size() == 1) m_Output.Note("this bus is simulated; name a real one with --port PATH");
+    }
+    bus.PortPath = server->Terminal().Path();
     if (bus.Devices.empty()) {
         for (const auto& device : devices)
             bus.Devices.push_back({device.Address, device.Model, {}, {}});
     }
-    if (m_Simulated.size() == 1) m_Output.Note("this bus is simulated; name a real one with --port PATH");
 }
 
 std::vector<DeviceSetup> BusStarter::KnownDevices(const std::string& port) {
@@ -82,7 +104,7 @@ void BusStarter::StartScan(const BusSetup& bus, bool showBar) {
     const auto scanned = m_Scans.insert(m_Scans.end(), {bus, nullptr});
     try {
         scanned->Scan = std::make_unique<PortScan>(
-            m_Station, m_Loop.Apartment(), bus, ScanRange{}, showBar,
+            m_Station, m_Loop.Apartment(), bus, ScanRange{}, m_Output, showBar,
             [this, port = bus.PortLabel](const FoundDevice& device) {
                 m_Output.Note(port + ": found " + DescriptionOf(device));
             },
@@ -98,25 +120,16 @@ void BusStarter::EndScan(std::list<ScannedBus>::iterator scanned, const std::opt
     try {
         if (failure) throw Error(errors::General, *failure);
         scanned->Scan->Remember(m_Station.Folders.Data, scanned->Setup.PortPath);
-        scanned->Setup.Devices = KnownDevices(scanned->Setup.PortPath);
-        if (scanned->Setup.Devices.empty()) throw Error(errors::General, NothingFound(scanned->Setup));
         // The port is free for the bus only when the scan has gone.
         scanned->Scan.reset();
-        Poll(scanned->Setup);
+        Prepare(scanned->Setup);
+        if (scanned->Setup.Devices.empty()) throw Error(errors::General, NothingFound(scanned->Setup));
+        m_Run.Start(scanned->Setup);
     } catch (const Error& error) {
         m_Output.Note(error.Description);
     }
     m_Scans.erase(scanned);
     if (!AnyLeft()) m_Loop.Stop();
-}
-
-void BusStarter::Poll(BusSetup bus) {
-    if (const auto sentence = FitPeriod(bus)) {
-        m_Output.Note(bus.PortLabel + ": " + *sentence + ", going on every " + std::to_string(bus.Every.count()) +
-                      " ms");
-    }
-    m_Run.Start(bus);
-    ++m_Running;
 }
 
 }  // namespace orvix::station

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <list>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -20,8 +21,8 @@ namespace orvix::station {
 /// without devices with those that are known on its port, or that a scan finds there.
 class BusStarter {
 public:
-    /// Simulations that have been started; they outlive the buses that run on them.
-    using SimulatedBuses = std::vector<std::unique_ptr<simulator::BusServer>>;
+    /// Simulations that have been started, by what people call their port; they outlive the buses that run on them.
+    using SimulatedBuses = std::map<std::string, std::unique_ptr<simulator::BusServer>>;
 
     /// All outlive this.
     BusStarter(Station& station, StationRun& run, SimulatedBuses& simulated, MainLoop& loop, Output& output);
@@ -29,8 +30,9 @@ public:
     /// Several at once take no heed of each other: a port on which nothing can be done is said, and the rest go on.
     /// Stops the main loop when nothing is left to wait for.
     void Start(const std::vector<BusSetup>& buses);
-    /// Whether there is a bus that runs, or may yet.
-    bool AnyLeft() const { return m_Running > 0 || !m_Scans.empty(); }
+    /// Turns the buses into those that are wanted, and leaves alone what stays as it is. Returns what was done, a
+    /// sentence each.
+    std::vector<std::string> Apply(const std::vector<BusSetup>& wanted);
 
 private:
     struct ScannedBus {
@@ -38,12 +40,16 @@ private:
         std::unique_ptr<PortScan> Scan;
     };
 
+    /// Completes what a setup leaves open: the port's number, the port of a simulated bus, the devices that are known,
+    /// a period that the line can keep. Without any device it needs a scan.
+    void Prepare(BusSetup& bus);
     void StartBus(BusSetup bus, bool isAlone);
     void Simulate(BusSetup& bus);
+    /// Whether there is a bus that runs, or may yet.
+    bool AnyLeft() const { return m_Run.IsAnyRunning() || !m_Scans.empty(); }
     std::vector<DeviceSetup> KnownDevices(const std::string& port);
     void StartScan(const BusSetup& bus, bool showBar);
     void EndScan(std::list<ScannedBus>::iterator scanned, const std::optional<std::string>& failure);
-    void Poll(BusSetup bus);
 
     Station& m_Station;
     StationRun& m_Run;
@@ -51,7 +57,6 @@ private:
     MainLoop& m_Loop;
     Output& m_Output;
     std::list<ScannedBus> m_Scans;
-    int m_Running = 0;
 };
 
 }  // namespace orvix::station

@@ -5,6 +5,7 @@
 #include "platform/file_descriptor.h"
 #include "simulator/bus_server.h"
 #include "station/bus/folders.h"
+#include "station/output/journal.h"
 
 namespace orvix::station {
 
@@ -39,8 +40,9 @@ BusSetup SetupOf(const BusOptions& options, const PortOptions& port, Station& st
     return setup;
 }
 
-std::unique_ptr<Output> OutputOf(bool json) {
-    return json ? MakeJsonOutput(std::cout, std::cerr) : MakePlainOutput(std::cout, std::cerr);
+std::unique_ptr<Output> OutputOf(bool json, bool namesPorts) {
+    return json ? MakeJsonOutput(std::cout, std::cerr)
+                : MakePlainOutput(std::cout, std::cerr, {namesPorts, ErrorsGoToJournal()});
 }
 
 const PortOptions& OnlyPort(const BusOptions& options) {

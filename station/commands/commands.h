@@ -31,6 +31,7 @@ int Execute(const TraceOptions& options, MainLoop& loop);
 int Execute(const ScanOptions& options, MainLoop& loop);
 int Execute(const DevicesOptions& options, MainLoop& loop);
 int Execute(const ConfigCheckOptions& options, MainLoop& loop);
+int Execute(const HealthOptions& options, MainLoop& loop);
 int Execute(const TextOptions& options, MainLoop& loop);
 
 /// What a command needs before its bus: folders, database, library. `data` is the data folder; empty: the user's.
@@ -41,7 +42,8 @@ std::int16_t PortNumberIn(const StationFolders& folders, const std::string& port
 BusSetup SetupOf(const BusOptions& options, const PortOptions& port, Station& station);
 /// The port of a command that works on one. Raises UsageError when more are named.
 const PortOptions& OnlyPort(const BusOptions& options);
-std::unique_ptr<Output> OutputOf(bool json);
+/// `namesPorts`: lines tell which port they are about.
+std::unique_ptr<Output> OutputOf(bool json, bool namesPorts = false);
 /// For commands that have a bus do one thing and tell its outcome themselves: only the library's messages, when asked
 /// for.
 BusEvents EventsOfOneTask(const BusOptions& options, Output& output);

@@ -28,7 +28,7 @@ sigset_t SignalSet(std::initializer_list<int> members) {
 }
 
 sigset_t AwaitedSignals() {
-    return SignalSet({SIGINT, SIGTERM, SIGWINCH, kEndOfProgram});
+    return SignalSet({SIGINT, SIGTERM, SIGHUP, SIGWINCH, kEndOfProgram});
 }
 
 }  // namespace
@@ -60,8 +60,10 @@ void MainLoop::ForceEnd() {
 void MainLoop::AwaitSignals() {
     const auto signals = AwaitedSignals();
     int signal = 0;
-    while (sigwait(&signals, &signal) == 0 && signal == SIGWINCH)
-        m_Apartment.Post([this] { m_WindowChanged(); });
+    while (sigwait(&signals, &signal) == 0 && (signal == SIGWINCH || signal == SIGHUP)) {
+        auto& handler = signal == SIGWINCH ? m_WindowChanged : m_HungUp;
+        m_Apartment.Post([&handler] { handler(); });
+    }
     if (signal == kEndOfProgram) return;
     Stop();
     const auto ending = SignalSet({SIGINT, SIGTERM, kEndOfProgram});

@@ -26,6 +26,8 @@ public:
 
     /// Called on the main thread when the terminal's window has another size.
     void OnWindowChange(std::function<void()> changed) { m_WindowChanged = std::move(changed); }
+    /// Called on the main thread at SIGHUP, in place of Stop.
+    void OnHangUp(std::function<void()> hungUp) { m_HungUp = std::move(hungUp); }
     /// Called on another thread right before the program ends at once; null: no more. Returns when no call is under
     /// way.
     void OnForcedEnd(std::function<void()> ending);
@@ -36,6 +38,7 @@ private:
 
     platform::RealApartment m_Apartment;
     std::function<void()> m_WindowChanged = [] {};
+    std::function<void()> m_HungUp = [this] { Stop(); };
     std::mutex m_Mutex;  ///< guards m_ForcedEnd
     std::function<void()> m_ForcedEnd;
     std::thread m_Signals;

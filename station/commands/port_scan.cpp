@@ -8,27 +8,38 @@
 
 namespace orvix::station {
 
-PortScan::PortScan(Station& station, Apartment& home, const BusSetup& setup, ScanRange range, bool showBar,
-                   OnFound onFound, OnEnd onEnd)
-    : m_Display(std::cerr, setup.PortLabel, showBar && ::isatty(STDERR_FILENO) != 0),
+PortScan::PortScan(Station& station, Apartment& home, const BusSetup& setup, ScanRange range, Output& output,
+                   bool showBar, OnFound onFound, OnEnd onEnd)
+    : m_Output(output),
+      m_Port(setup.PortLabel),
+      m_Display(std::cerr, setup.PortLabel, showBar && ::isatty(STDERR_FILENO) != 0),
       m_Progress{0, range.To - range.From + 1, {}},
       m_Thread(station, home, setup, range,
                {.OnFound =
                     [this, onFound](const FoundDevice& device) {
                         m_Found.push_back(device);
-                        m_Display.Clear();
+                        ClearDisplay();
                         onFound(device);
                     },
                 .OnProgress =
                     [this](const ScanProgress& progress) {
                         m_Progress = progress;
-                        m_Display.Show(progress, m_Found.size());
+                        ShowProgress();
                     },
                 .OnEnd =
                     [this, onEnd](const std::optional<std::string>& failure) {
-                        m_Display.Clear();
+                        ClearDisplay();
                         onEnd(failure);
                     }}) {}
+
+void PortScan::ShowProgress() {
+    const auto text = m_Port + ": " + ProgressText(m_Progress, m_Found.size());
+    if (!m_Output.Progress(text)) m_Display.Show(m_Progress, m_Found.size());
+}
+
+void PortScan::ClearDisplay() {
+    if (!m_Output.Progress({})) m_Display.Clear();
+}
 
 void PortScan::Remember(const std::string& dataFolder, const std::string& port) const {
     DeviceRegistry registry(dataFolder);

@@ -7,12 +7,13 @@
 #include <vector>
 
 #include "station/bus/bus_thread.h"
+#include "station/output/output.h"
 #include "station/scan/scan_display.h"
 #include "station/scan/scan_thread.h"
 
 namespace orvix::station {
 
-/// A scan of a port with its progress on standard error.
+/// A scan of a port with its progress where the output shows it, else on standard error.
 class PortScan {
 public:
     using OnFound = std::function<void(const FoundDevice&)>;
@@ -21,17 +22,21 @@ public:
 
     /// Both are called on `home`; none after the object has gone, provided `home` delivers nothing while it goes.
     /// Raises what keeps the port from being opened.
-    PortScan(Station& station, Apartment& home, const BusSetup& setup, ScanRange range, bool showBar, OnFound onFound,
-             OnEnd onEnd);
+    PortScan(Station& station, Apartment& home, const BusSetup& setup, ScanRange range, Output& output, bool showBar,
+             OnFound onFound, OnEnd onEnd);
 
     const std::vector<FoundDevice>& Found() const { return m_Found; }
     const ScanProgress& Progress() const { return m_Progress; }
     /// Takes the progress bar away.
-    void ClearDisplay() { m_Display.Clear(); }
+    void ClearDisplay();
     /// Keeps the found devices whose model is known.
     void Remember(const std::string& dataFolder, const std::string& port) const;
 
 private:
+    void ShowProgress();
+
+    Output& m_Output;
+    const std::string m_Port;
     ScanDisplay m_Display;
     std::vector<FoundDevice> m_Found;
     ScanProgress m_Progress;

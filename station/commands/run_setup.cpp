@@ -66,6 +66,7 @@ void NameBuses(std::vector<BusSetup>& buses) {
 StationSetup SetupOf(const RunOptions& options) {
     auto setup = options.Configuration.empty() ? StationSetup{} : LoadConfiguration(options.Configuration);
     if (!options.Bus.Data.empty()) setup.Data = options.Bus.Data;
+    if (!options.Metrics.empty()) setup.Metrics = options.Metrics;
     setup.History.On = setup.History.On && !options.NoHistory;
     TakePorts(setup.Buses, options.Bus.Ports);
     for (auto& bus : setup.Buses)

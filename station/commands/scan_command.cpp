@@ -59,8 +59,9 @@ int Execute(const ScanOptions& options, MainLoop& loop) {
     const auto setup = SetupOf(options.Bus, options.Bus.Ports[0], *station);
     bool isWhole = false;
     std::optional<std::string> failure;
+    const auto output = OutputOf(options.Bus.Json);
     PortScan scan(
-        *station, loop.Apartment(), setup, options.Range, true,
+        *station, loop.Apartment(), setup, options.Range, *output, true,
         [&](const FoundDevice& device) {
             if (options.Bus.Json) {
                 Write(ToJson(setup.PortLabel, device));

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <ostream>
+#include <sstream>
 #include <utility>
 
 #include "host/text.h"
@@ -16,29 +17,51 @@ namespace {
 
 class PlainOutput final : public Output {
 public:
-    PlainOutput(std::ostream& out, std::ostream& err) : m_Out(out), m_Err(err) {}
+    PlainOutput(std::ostream& out, std::ostream& err, LineStyle style) : m_Out(out), m_Err(err), m_Style(style) {}
 
     void Show(const Reading& reading) override {
         auto& shown = m_Shown[{reading.Port, reading.Address}];
         if (!reading.Valid() && shown == reading.Quality) return;
         shown = reading.Quality;
-        m_Out << ClockText(reading.UnixMilliseconds) << "  " << Padded(NumberText(std::int32_t{reading.Address}), 3)
-              << "  " << Padded(Printable(reading.Name), 26) << "  " << Padded(reading.Variable, 11) << "  "
-              << Padded(Shown(reading.LastGood), 12) << "  " << FreshnessText(reading) << std::endl;
+        m_Out << Begin(reading.UnixMilliseconds, reading.Port, reading.Address, reading.Name)
+              << Padded(reading.Variable, 11) << "  " << Padded(Shown(reading.LastGood), 12) << "  "
+              << FreshnessText(reading) << std::endl;
     }
     void Show(const TraceLine& line) override {
         m_Out << line.Clock << "  " << line.Program << " " << line.Thread << "  " << Printable(line.Text) << std::endl;
     }
-    void Tell(const EpisodeEvent& event) override { Note(TextOf(event)); }
+    void Tell(const EpisodeEvent& event) override {
+        Say(event.FailsNow ? Severity::Warning : Severity::Notice, TextOf(event));
+    }
+    void Tell(const AlarmEvent& event) override {
+        m_Out << Begin(event.UnixMilliseconds, event.Port, event.Address, event.Name)
+              << Padded(event.Starts ? "ALARM" : "alarm over", 11) << "  " << event.KindText() << ": " << event.Text()
+              << std::endl;
+    }
     void Trouble(const std::string& port, const Failure& failure) override {
-        m_Err << "nimbo1: " << port << ": " << failure.Text << std::endl;
+        Say(Severity::Error, port + ": " + failure.Text);
     }
     void Message(const std::string& port, const std::string& text) override {
-        m_Err << "nimbo1: " << port << ": " << text << std::endl;
+        Say(Severity::Information, port + ": " + text);
     }
-    void Note(const std::string& text) override { m_Err << "nimbo1: " << text << std::endl; }
+    void Note(const std::string& text) override { Say(Severity::Notice, text); }
 
 private:
+    /// As the journal numbers them.
+    enum class Severity { Error = 3, Warning = 4, Notice = 5, Information = 6 };
+
+    void Say(Severity severity, const std::string& text) {
+        const auto begin = m_Style.ForJournal ? "<" + std::to_string(static_cast<int>(severity)) + ">" : "nimbo1: ";
+        std::istringstream lines(text);
+        for (std::string line; std::getline(lines, line);)
+            m_Err << begin << line << "\n";
+        m_Err << std::flush;
+    }
+    std::string Begin(std::int64_t unixMilliseconds, const std::string& port, int address,
+                      const std::string& name) const {
+        return ClockText(unixMilliseconds) + "  " + (m_Style.NamesPorts ? Padded(Printable(port), 12) + "  " : "") +
+               Padded(NumberText(std::int32_t{address}), 3) + "  " + Padded(Printable(name), 26) + "  ";
+    }
     static std::string Shown(const ReadingValue& value) {
         const auto* inputs = std::get_if<std::int32_t>(&value);
         return inputs == nullptr ? ValueWithUnit(value) : Padded(NumberText(*inputs), 4) + BitsText(*inputs);
@@ -47,6 +70,7 @@ private:
     std::map<std::pair<std::string, int>, std::optional<Quality>> m_Shown;  ///< by port and address
     std::ostream& m_Out;
     std::ostream& m_Err;
+    const LineStyle m_Style;
 };
 
 using Json = nlohmann::ordered_json;
@@ -93,6 +117,18 @@ public:
         object["lasted_ms"] = std::chrono::duration_cast<std::chrono::milliseconds>(event.Lasted).count();
         object["error"] = ToJson(event.Error);
         Write(object);
+    }
+    void Tell(const AlarmEvent& event) override {
+        Write({{"time", IsoText(event.UnixMilliseconds)},
+               {"event", "alarm"},
+               {"state", event.Starts ? "start" : "end"},
+               {"port", event.Port},
+               {"address", event.Address},
+               {"name", event.Name},
+               {"alarm", event.KindText()},
+               {"value", event.Value},
+               {"limit", event.Limit},
+               {"text", event.Text()}});
     }
     void Trouble(const std::string& port, const Failure& failure) override {
         Write({{"time", IsoText(UnixMilliseconds())},
@@ -147,8 +183,8 @@ private:
 
 }  // namespace
 
-std::unique_ptr<Output> MakePlainOutput(std::ostream& out, std::ostream& err) {
-    return std::make_unique<PlainOutput>(out, err);
+std::unique_ptr<Output> MakePlainOutput(std::ostream& out, std::ostream& err, LineStyle style) {
+    return std::make_unique<PlainOutput>(out, err, style);
 }
 
 std::unique_ptr<Output> MakeJsonOutput(std::ostream& out, std::ostream& err) {

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "host/apartment.h"
+#include "station/bus/clock.h"
 #include "station/bus/reading.h"
 
 namespace orvix::station {

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "station/alarms/alarm_book.h"
+#include "station/bus/bus.h"
 #include "station/bus/line_tap.h"
 #include "station/bus/reading.h"
 
@@ -14,6 +15,8 @@ class Listener {
 public:
     virtual ~Listener() = default;
 
+    /// A bus is about to be started, or its devices are about to change.
+    virtual void OnSetup(const BusSetup&) {}
     virtual void OnReading(const Reading&) {}
     /// Something is wrong with a bus that belongs to no single reading.
     virtual void OnTrouble(const std::string& /*port*/, const Failure&) {}

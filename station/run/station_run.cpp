@@ -13,6 +13,7 @@ StationRun::~StationRun() {
 }
 
 void StationRun::Start(const BusSetup& setup) {
+    Tell(&Listener::OnSetup, setup);
     RunningBus bus{setup, nullptr};
     bus.Thread = std::make_unique<BusThread>(m_Station, m_Home, setup, EventsOf(bus));
     bus.Thread->Post([](Bus& b) { b.Poll(); });
@@ -27,10 +28,14 @@ std::vector<std::string> StationRun::Apply(const std::vector<BusSetup>& wanted) 
     };
     std::vector<std::string> done;
     for (const auto& [what, port, text] : ChangesBetween(Setups(), wanted)) {
-        if (what == BusChange::Kind::Stop || what == BusChange::Kind::Restart) Stop(port);
-        if (what == BusChange::Kind::Start || what == BusChange::Kind::Restart) Start(wantedOn(port));
-        if (what == BusChange::Kind::Devices) ChangeDevices(*BusOn(port), wantedOn(port));
-        done.push_back(port + ": " + text);
+        try {
+            if (what == BusChange::Kind::Stop || what == BusChange::Kind::Restart) Stop(port);
+            if (what == BusChange::Kind::Start || what == BusChange::Kind::Restart) Start(wantedOn(port));
+            if (what == BusChange::Kind::Devices) ChangeDevices(*BusOn(port), wantedOn(port));
+            done.push_back(port + ": " + text);
+        } catch (const Error& error) {
+            done.push_back(port + ": cannot be started: " + error.Description);
+        }
     }
     return done;
 }
@@ -62,6 +67,7 @@ void StationRun::ChangeDevices(RunningBus& bus, const BusSetup& wanted) {
     for (const auto address : changes.Removed)
         Forget(wanted.PortLabel, address);
     TakeDevices(wanted);
+    Tell(&Listener::OnSetup, wanted);
     bus.Thread->Post([changes](Bus& b) { b.Devices(changes); });
 }
 

@@ -31,6 +31,7 @@ public:
     /// Turns the buses that run into those that are wanted, and leaves alone what stays as it is. Returns a sentence
     /// for each bus that changed.
     std::vector<std::string> Apply(const std::vector<BusSetup>& wanted);
+    bool IsAnyRunning() const { return !m_Buses.empty(); }
     /// The buses that run.
     std::vector<BusSetup> Setups() const;
 

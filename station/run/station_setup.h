@@ -16,6 +16,8 @@ struct HistorySetup {
     std::chrono::hours Keep{24 * 365};  ///< older rows are removed
     std::int64_t MostBytes =
         std::int64_t{1024} * 1024 * 1024;  ///< size of the file above which the oldest rows are removed
+
+    bool operator==(const HistorySetup&) const = default;
 };
 
 /// Everything that a running station is told: by its configuration file, its command line, or both.

@@ -91,6 +91,7 @@ StyledLine Status(const ScreenContent& content, int width) {
     const Span ending{"Ctrl-C or q ends ", Style::Dim};
     auto readings = Counted(static_cast<std::size_t>(content.Readings), "reading");
     if (content.FailedReadings > 0) readings += ", " + std::to_string(content.FailedReadings) + " failed";
+    if (!content.Progress.empty()) return Spread({{" " + content.Progress}}, ending, width);
     auto line = DeviceCounts(content);
     for (const auto& text : {"   " + readings, "   up " + DurationText(content.Running)}) {
         if (WidthOf(line) + DisplayWidth(text) + 2 + DisplayWidth(ending.Text) > width) break;

@@ -27,6 +27,7 @@ struct ScreenContent {
     std::vector<Reading> Values;                          ///< by port and address; the time is 0 of those not yet heard
     std::map<std::pair<std::string, int>, Trend> Trends;  ///< by port and address
     std::deque<ScreenEvent> Events;                       ///< the oldest first
+    std::string Progress;                                 ///< of something that takes its time; empty: of nothing
     std::int64_t Readings = 0;
     std::int64_t FailedReadings = 0;
     std::int64_t UnixMilliseconds = 0;  ///< now

@@ -76,6 +76,18 @@ void LiveScreen::Tell(const EpisodeEvent& event) {
     AddEvent(TextOf(event), LookOf(event.What));
 }
 
+void LiveScreen::Tell(const AlarmEvent& event) {
+    const auto device = event.Port + ", " + std::to_string(event.Address) + " " + event.Name;
+    AddEvent(device + (event.Starts ? ": ALARM, " : ": alarm over, ") + event.KindText() + ": " + event.Text(),
+             event.Starts ? Style::Bad : Style::Good);
+}
+
+bool LiveScreen::Progress(const std::string& text) {
+    m_Content.Progress = Printable(text);
+    m_Changed = true;
+    return true;
+}
+
 void LiveScreen::Trouble(const std::string& port, const Failure& failure) {
     if (m_IsSaidInLines) m_Lines->Trouble(port, failure);
     AddEvent(port + ": " + failure.Text, Style::Bad);

@@ -33,9 +33,11 @@ public:
     void Show(const Reading& reading) override;
     void Show(const TraceLine&) override {}
     void Tell(const EpisodeEvent& event) override;
+    void Tell(const AlarmEvent& event) override;
     void Trouble(const std::string& port, const Failure& failure) override;
     void Message(const std::string& port, const std::string& text) override;
     void Note(const std::string& text) override;
+    bool Progress(const std::string& text) override;
 
 private:
     void AddEvent(const std::string& text, Style look);

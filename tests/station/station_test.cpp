@@ -194,6 +194,7 @@ TEST(CommandLine, WrongUsageIsOneClearLine) {
         {{"devices", "rename", "5", "", "--port", "/dev/null"}, 2, "name"},
         {{"config"}, 2, "subcommand"},
         {{"run", "--config", "/no/such/file"}, 1, "/no/such/file"},
+        {{"run", "--metrics", "localhost"}, 2, "127.0.0.1:9400"},
         {{"read", "--device", "5:sensor", "humidity"}, 2, "humidity"},
         {{"read", "--device", "5:sensor"}, 2, "variable"},
         {{"toast"}, 2, "toast"},

@@ -1,0 +1,123 @@
+#include "station/commands/run_session.h"
+
+#include <iostream>
+
+#include "station/bus/clock.h"
+#include "station/commands/commands.h"
+#include "station/commands/run_setup.h"
+#include "station/configuration/configuration.h"
+#include "station/health/health_requests.h"
+#include "station/health/health_text.h"
+#include "station/history/history_schema.h"
+
+namespace orvix::station {
+namespace {
+
+constexpr auto kAlarmCommandLimit = std::chrono::seconds(30);
+
+bool WantsScreen(const RunOptions& options) {
+    return !options.Plain && !options.Quiet && !options.Bus.Json;
+}
+
+Output& ScreenOr(Output& lines, std::optional<ScreenSession>& screen) {
+    return screen && screen->Get() != nullptr ? *screen->Get() : lines;
+}
+
+}  // namespace
+
+RunSession::RunSession(const RunOptions& options, MainLoop& loop)
+    : m_Options(options),
+      m_Loop(loop),
+      m_Setup(SetupOf(options)),
+      m_Station(OpenStation(m_Setup.Data)),
+      m_Lines(OutputOf(options.Bus.Json, m_Setup.Buses.size() > 1)),
+      m_Screen(WantsScreen(options) ? std::make_optional<ScreenSession>(loop) : std::nullopt),
+      m_Output(ScreenOr(*m_Lines, m_Screen)),
+      m_Listener(m_Output, loop.Apartment(), {.Readings = !options.Quiet, .Messages = options.Bus.Verbose},
+                 [&loop] { loop.Stop(); }),
+      m_Service(loop.Apartment()),
+      m_AlarmCommand(m_Setup.OnAlarm, kAlarmCommandLimit, loop.Apartment(),
+                     [this](const std::string& text) { m_Output.Note(text); }),
+      m_History(RecordHistory()),
+      m_Run(*m_Station, loop.Apartment()),
+      m_Starter(*m_Station, m_Run, m_Simulated, loop, m_Output),
+      m_Control(OpenControl()) {
+    for (Listener* listener : std::initializer_list<Listener*>{&m_Listener, &m_Service, &m_Health, &m_AlarmCommand})
+        m_Run.Add(*listener);
+    if (m_History) m_Run.Add(*m_History);
+    if (!m_Setup.Metrics.empty()) {
+        m_Metrics = std::make_unique<MetricsServer>(m_Setup.Metrics, loop.Apartment(), [this] { return Health(); });
+    }
+}
+
+std::unique_ptr<HistoryRecorder> RunSession::RecordHistory() {
+    if (!m_Setup.History.On) return nullptr;
+    const auto say = [this](const std::string& text) {
+        m_Loop.Apartment().Post([this, text] { m_Output.Note(text); });
+    };
+    return std::make_unique<HistoryRecorder>(m_Station->Folders.Data + kHistoryFile, m_Setup.History, say);
+}
+
+std::unique_ptr<ControlServer> RunSession::OpenControl() {
+    const auto& folder = m_Station->Folders.Data;
+    try {
+        auto control = std::make_unique<ControlServer>(
+            folder, m_Loop.Apartment(),
+            ControlServer::Requests{{kHealthRequest, [this] { return PlainHealth(Health()); }},
+                                    {kHealthJsonRequest, [this] { return JsonHealth(Health()); }}});
+        if (const auto other = control->OtherStation()) {
+            m_Output.Note("another station (process " + std::to_string(*other) + ") uses the data folder " + folder +
+                          " too; both work, and nimbo1 health shows both");
+        }
+        return control;
+    } catch (const Error& error) {
+        m_Output.Note("nimbo1 health cannot ask this station: " + error.Description);
+        return nullptr;
+    }
+}
+
+StationHealth RunSession::Health() {
+    return m_Health.At(m_Loop.Apartment().Now(), UnixMilliseconds(), m_Run.Values());
+}
+
+int RunSession::Run() {
+    m_Starter.Start(m_Setup.Buses);
+    if (m_Screen && m_Screen->Get() != nullptr) m_Screen->Get()->Watch([this] { return m_Run.Values(); });
+    if (!m_Options.Configuration.empty()) m_Loop.OnHangUp([this] { Reload(); });
+
+    const auto end = m_Loop.Apartment().CreateTimer([this] { m_Loop.Stop(); });
+    if (m_Options.For) end->Rearm(static_cast<std::int32_t>(m_Options.For->count()), true);
+    m_Loop.Run();
+    m_Loop.OnHangUp([] {});
+    return Finish();
+}
+
+void RunSession::Reload() {
+    m_Service.Reloading();
+    try {
+        const auto wanted = SetupOf(m_Options);
+        auto done = m_Starter.Apply(wanted.Buses);
+        if (wanted.OnAlarm != m_Setup.OnAlarm) done.emplace_back("changed the alarm command");
+        if (wanted.Data != m_Setup.Data || wanted.Metrics != m_Setup.Metrics || wanted.History != m_Setup.History) {
+            done.emplace_back("data folder, history and metrics stay as they are until the next start");
+        }
+        m_AlarmCommand.Command(wanted.OnAlarm);
+        m_Setup.OnAlarm = wanted.OnAlarm;
+        for (const auto& text : done)
+            m_Output.Note("configuration read again: " + text);
+        if (done.empty()) m_Output.Note("configuration read again: nothing has changed");
+    } catch (const std::exception& error) {
+        m_Output.Note(std::string("the configuration cannot be used and changes nothing:\n") + error.what());
+    }
+    m_Service.Reloaded();
+}
+
+int RunSession::Finish() {
+    if (m_Screen) m_Screen->End();
+    const auto lost = m_History ? m_History->Close() : 0;
+    if (lost > 0) m_Output.Note("history: " + std::to_string(lost) + " readings could not be written and are lost");
+    if (const auto summary = m_Listener.Summary(); !summary.empty()) m_Output.Note(summary);
+    return m_Listener.AnyGood() ? kDone : kFailed;
+}
+
+}  // namespace orvix::station

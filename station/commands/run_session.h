@@ -1,0 +1,62 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "simulator/bus_server.h"
+#include "station/alarms/alarm_command.h"
+#include "station/command_line/command_line.h"
+#include "station/commands/bus_starter.h"
+#include "station/commands/main_loop.h"
+#include "station/commands/screen_session.h"
+#include "station/control/control_server.h"
+#include "station/health/health_book.h"
+#include "station/health/metrics.h"
+#include "station/history/history_recorder.h"
+#include "station/output/output_listener.h"
+#include "station/run/station_run.h"
+#include "station/service/service_notifier.h"
+
+namespace orvix::station {
+
+/// A station that runs: its buses and everybody who listens to them. Built from the listeners to the buses, and taken
+/// down the other way round.
+class RunSession {
+public:
+    /// Raises what keeps the station from running.
+    RunSession(const RunOptions& options, MainLoop& loop);
+
+    /// Runs until the main loop is stopped, or for the time that was asked for. Returns the exit status.
+    int Run();
+
+private:
+    std::unique_ptr<HistoryRecorder> RecordHistory();
+    std::unique_ptr<ControlServer> OpenControl();
+    StationHealth Health();
+    /// Reads the configuration again and changes what has changed in it; one that is broken changes nothing.
+    void Reload();
+    int Finish();
+
+    const RunOptions m_Options;
+    MainLoop& m_Loop;
+    StationSetup m_Setup;
+    std::unique_ptr<Station> m_Station;
+    std::unique_ptr<Output> m_Lines;
+    std::optional<ScreenSession> m_Screen;
+    Output& m_Output;  ///< the screen or the lines
+
+    OutputListener m_Listener;
+    ServiceNotifier m_Service;
+    HealthBook m_Health;
+    AlarmCommand m_AlarmCommand;
+    std::unique_ptr<HistoryRecorder> m_History;
+
+    BusStarter::SimulatedBuses m_Simulated;
+    StationRun m_Run;
+    BusStarter m_Starter;
+    std::unique_ptr<ControlServer> m_Control;
+    std::unique_ptr<MetricsServer> m_Metrics;
+};
+
+}  // namespace orvix::station

@@ -1,0 +1,171 @@
+#include "station/health/exchange_tracker.h"
+
+#include "devices/protocol/frame.h"
+
+namespace orvix::station {
+namespace {
+
+constexpr std::size_t kAddressOffset = 2;
+constexpr std::int32_t kAnyAddress = 0;
+constexpr char kStartByte = 0x1D;
+
+// An answer that is later than this is not waited for any more.
+constexpr Duration kLongestDelay = std::chrono::seconds(2);
+
+int AddressIn(std::string_view frame) {
+    return frame.size() > kAddressOffset ? static_cast<unsigned char>(frame[kAddressOffset]) : 0;
+}
+
+bool IsDamaged(Outcome outcome) {
+    return outcome == Outcome::CutOff || outcome == Outcome::BadFrame || outcome == Outcome::Checksum;
+}
+
+}  // namespace
+
+void ExchangeTracker::Take(const LineEvent& event) {
+    using Kind = LineEvent::Kind;
+    switch (event.What) {
+        case Kind::Sent:
+            return Begin(event);
+        case Kind::Received:
+            return Receive(event);
+        case Kind::Discarded:
+            EndUnanswered();
+            m_Rest += event.Bytes;
+            return;
+        case Kind::Failed:
+            if (m_Pending) End(Outcome::LineLost, {});
+            m_Rest.clear();
+            return;
+        case Kind::Opened:
+        case Kind::Closed:
+            EndUnanswered();
+            m_Latest.reset();
+            m_Rest.clear();
+            return;
+    }
+}
+
+void ExchangeTracker::Failed(int address) {
+    if (m_Request.Address == address) EndUnanswered();
+}
+
+void ExchangeTracker::Begin(const LineEvent& event) {
+    EndUnanswered();
+    JudgeRest();
+    const bool isRetry =
+        m_Latest && *m_Latest != Outcome::Good && event.Bytes == m_Request.Bytes && m_Request.Attempt < m_Retries;
+    m_Request = {AddressIn(event.Bytes), event.Bytes, event.Time, isRetry ? m_Request.Attempt + 1 : 0};
+    auto& station = StationOf(m_Request.Address);
+    station.Asked = true;
+    if (!isRetry) station.Displaced = 0;
+    if (!isRetry && event.Time - station.OwedSince > kLongestDelay) station.Owed = 0;
+    m_Pending = true;
+    m_Latest.reset();
+    m_Answer.clear();
+}
+
+void ExchangeTracker::Receive(const LineEvent& event) {
+    if (!m_Pending) {
+        m_Rest += event.Bytes;
+        return;
+    }
+    m_Answer += event.Bytes;
+    const auto length = ReplyLength(m_Answer);
+    if (!length || m_Answer.size() < *length) return;
+    m_Rest = m_Answer.substr(*length);
+    m_Answer.resize(*length);
+    End(Judge(m_Answer), event.Time - m_Request.Sent);
+}
+
+Outcome ExchangeTracker::Judge(std::string_view reply) {
+    switch (CheckReply(reply, m_Request.Address).error) {
+        case errors::None:
+            StationOf(m_Request.Address).ReplyLength = reply.size();
+            return Outcome::Good;
+        case errors::Refused:
+            return Outcome::Refused;
+        case errors::Checksum:
+            return Outcome::Checksum;
+        default:
+            break;
+    }
+    const auto sender = AnswerAt(reply);
+    if (!sender) return Outcome::BadFrame;
+    TakeSurplusAnswer(*sender);
+    ++StationOf(m_Request.Address).Displaced;
+    return Outcome::Foreign;
+}
+
+void ExchangeTracker::EndUnanswered() {
+    if (!m_Pending) return;
+    auto& station = StationOf(m_Request.Address);
+    ++station.Owed;
+    station.OwedSince = m_Request.Sent;
+    // The rest of an answer that comes too late makes it whole.
+    m_Rest = m_Answer;
+    End(m_Answer.empty() ? Outcome::Silent : Outcome::CutOff, {});
+}
+
+void ExchangeTracker::End(Outcome outcome, Duration roundTrip) {
+    m_Pending = false;
+    m_Latest = outcome;
+    m_Events.OnEnd({m_Request.Address, outcome, m_Request.Sent, roundTrip, m_Request.Attempt > 0});
+}
+
+void ExchangeTracker::JudgeRest() {
+    if (!m_Latest) return m_Rest.clear();
+    const bool isDamaged = IsDamaged(*m_Latest);
+    // A time-out has left its part of an answer in the rest.
+    if (isDamaged && *m_Latest != Outcome::CutOff) m_Rest.insert(0, m_Answer);
+    std::size_t strange = 0;
+    bool isAnsweredInNoise = false;
+    for (std::string_view rest = m_Rest; !rest.empty();) {
+        const auto sender = AnswerAt(rest);
+        rest.remove_prefix(sender ? *ReplyLength(rest) : 1);
+        if (!sender) {
+            ++strange;
+        } else if (isDamaged && strange > 0 && *sender == m_Request.Address && !isAnsweredInNoise) {
+            isAnsweredInNoise = true;
+        } else {
+            TakeSurplusAnswer(*sender);
+        }
+    }
+    const std::size_t all = m_Rest.size();
+    m_Rest.clear();
+    if (strange == 0) return;
+    if (isDamaged && IsTwice(all)) {
+        m_Events.OnSurplus({m_Request.Address, Surplus::Kind::Doubled, 0});
+    } else if (!isDamaged || isAnsweredInNoise) {
+        m_Events.OnSurplus({m_Request.Address, Surplus::Kind::Noise, strange});
+    }
+}
+
+void ExchangeTracker::TakeSurplusAnswer(int address) {
+    auto& station = StationOf(address);
+    if (station.Displaced > 0) {
+        --station.Displaced;
+    } else if (station.Owed > 0) {
+        --station.Owed;
+        m_Events.OnSurplus({address, Surplus::Kind::Late, 0});
+    } else {
+        m_Events.OnSurplus({address, Surplus::Kind::Doubled, 0});
+    }
+}
+
+std::optional<int> ExchangeTracker::AnswerAt(std::string_view bytes) const {
+    if (bytes.front() != kStartByte) return std::nullopt;
+    const auto error = CheckReply(bytes, kAnyAddress).error;
+    if (error != errors::None && error != errors::Refused) return std::nullopt;
+    const int sender = AddressIn(bytes);
+    return m_Stations[static_cast<std::size_t>(sender)].Asked ? std::optional(sender) : std::nullopt;
+}
+
+bool ExchangeTracker::IsTwice(std::size_t bytes) const {
+    // Two garbled answers may lose a byte or two between them.
+    constexpr std::size_t kSlack = 2;
+    const auto length = m_Stations[static_cast<std::size_t>(m_Request.Address)].ReplyLength;
+    return length > 0 && bytes + kSlack >= 2 * length;
+}
+
+}  // namespace orvix::station
