@@ -41,6 +41,7 @@ struct RunOptions {
     BusOptions Bus;
     std::chrono::milliseconds Every{1000};
     std::optional<std::chrono::milliseconds> For;
+    std::string Record;  ///< file to keep what happens on the lines in, absolute path; empty: none
 };
 
 struct ReadOptions {
@@ -58,6 +59,14 @@ struct SimulateOptions {
     std::string Link;  ///< empty: none
     std::vector<simulator::SimulatedDevice> Devices;
     int Baud = 0;  ///< 0: no pacing
+    std::vector<simulator::Fault> Faults;
+    std::uint64_t Seed = 1;
+};
+
+struct ReplayOptions {
+    std::string File;   ///< absolute path
+    bool Fast = false;  ///< as fast as possible, not in real time
+    bool Json = false;
 };
 
 struct TraceOptions {
@@ -70,7 +79,8 @@ struct TextOptions {
 };
 
 /// What the command line asks for: one command.
-using CommandLine = std::variant<TextOptions, RunOptions, ReadOptions, ExportOptions, SimulateOptions, TraceOptions>;
+using CommandLine =
+    std::variant<TextOptions, RunOptions, ReadOptions, ExportOptions, SimulateOptions, TraceOptions, ReplayOptions>;
 
 /// Without a command the command is run. Raises UsageError.
 CommandLine ParseCommandLine(std::vector<std::string> arguments);

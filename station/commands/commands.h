@@ -26,6 +26,7 @@ int Execute(const ReadOptions& options, MainLoop& loop);
 int Execute(const ExportOptions& options, MainLoop& loop);
 int Execute(const SimulateOptions& options, MainLoop& loop);
 int Execute(const TraceOptions& options, MainLoop& loop);
+int Execute(const ReplayOptions& options, MainLoop& loop);
 int Execute(const TextOptions& options, MainLoop& loop);
 
 /// What run and read need before their bus: folders, database, library.

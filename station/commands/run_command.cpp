@@ -2,6 +2,7 @@
 
 #include "simulator/bus_server.h"
 #include "station/commands/commands.h"
+#include "station/recording/recorder.h"
 #include "station/run/station_run.h"
 
 namespace orvix::station {
@@ -43,6 +44,14 @@ std::unique_ptr<simulator::BusServer> SimulateBus(BusSetup& setup) {
     return server;
 }
 
+std::unique_ptr<Recorder> RecordTo(const std::string& file, const std::vector<BusSetup>& setups, MainLoop& loop,
+                                   Output& output) {
+    auto& home = loop.Apartment();
+    return std::make_unique<Recorder>(file, setups, home.Now(), [&](const std::string& why) {
+        home.Post([&output, why] { output.Note(why + "; the recording ends here, the station goes on"); });
+    });
+}
+
 }  // namespace
 
 int Execute(const RunOptions& options, MainLoop& loop) {
@@ -51,8 +60,10 @@ int Execute(const RunOptions& options, MainLoop& loop) {
     OutputListener listener(*output, loop, options.Bus.Verbose);
 
     std::unique_ptr<simulator::BusServer> simulated;
+    std::unique_ptr<Recorder> recorder;
     StationRun run(*station, loop.Apartment());
     run.Add(listener);
+    std::vector<BusSetup> setups;
     for (const auto& port : options.Bus.Ports) {
         auto setup = SetupOf(options.Bus, port, *station);
         setup.Every = options.Every;
@@ -60,12 +71,21 @@ int Execute(const RunOptions& options, MainLoop& loop) {
             simulated = SimulateBus(setup);
             output->Note("this bus is simulated; name a real one with --port PATH --device ADDRESS:MODEL");
         }
-        run.Start(setup);
+        setups.push_back(std::move(setup));
     }
+    if (!options.Record.empty()) {
+        recorder = RecordTo(options.Record, setups, loop, *output);
+        run.Add(*recorder);
+    }
+    for (const auto& setup : setups)
+        run.Start(setup);
 
     const auto end = loop.Apartment().CreateTimer([&] { loop.Stop(); });
     if (options.For) end->Rearm(static_cast<std::int32_t>(options.For->count()), true);
     loop.Run();
+    if (recorder) {
+        if (const auto why = recorder->Finish()) output->Note(*why + "; the recording lacks its end");
+    }
     return listener.AnyGood() ? kDone : kFailed;
 }
 
