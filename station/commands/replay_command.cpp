@@ -77,8 +77,8 @@ public:
             skipped += bus->Line().Skipped();
         }
         auto text = NumberText(m_Readings) + " readings, " + NumberText(m_Failed) + " of them failed";
-        if (unknown > 0) text += "; " + NumberText(unknown) + " requests were not in the recording";
-        if (skipped > 0) text += "; " + NumberText(skipped) + " recorded requests were not sent again";
+        if (unknown > 0) text += "; requests that were not in the recording: " + NumberText(unknown);
+        if (skipped > 0) text += "; recorded requests that were not sent again: " + NumberText(skipped);
         return text;
     }
 

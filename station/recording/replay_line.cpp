@@ -100,7 +100,8 @@ void ReplayLine::Send(const std::string& bytes) {
         m_Answers = true;
         return m_Apartment.Block(Take().Lasted);
     }
-    ++m_Unknown;
+    // What is asked behind its end says nothing of the recording.
+    if (!m_Over) ++m_Unknown;
 }
 
 std::string ReplayLine::Receive() {

@@ -207,7 +207,8 @@ TEST(Replay, WhatCannotBePlayedIsSaidInOneLine) {
     tests::ExpectOneLine({"replay", folder.Path + "/none"}, 1, "none");
     tests::ExpectOneLine({"replay", NIMBO1_PROGRAM}, 1, "line 1");
     tests::ExpectOneLine({"record"}, 2, "file");
-    tests::ExpectOneLine({"record", NIMBO1_PROGRAM, "--for", "1s"}, 1, "File exists");
+    tests::ExpectOneLine({"record", NIMBO1_PROGRAM, "--port", "/dev/null", "--device", "5:sensor", "--for", "1s"}, 1,
+                         "File exists");
     tests::ExpectOneLine({"simulate", "--device", "5:sensor", "--fault", "unplug"}, 2, "--link");
 }
 
