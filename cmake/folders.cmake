@@ -4,6 +4,7 @@ find_package(CLI11 REQUIRED)
 find_package(nlohmann_json REQUIRED)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo cairo-pdf)
+pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd)
 
 # Every target is built with the same warnings, all of them errors. GCC 12 takes the standard library's own string
 # concatenation for overlapping memory, hence -Wno-restrict.

@@ -2,7 +2,7 @@
 # Everything said here goes to standard error: standard output belongs to the program that is started.
 
 readonly BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libsqlite3-dev libcli11-dev nlohmann-json3-dev libcairo2-dev
-    fonts-liberation2 libgtest-dev libgmock-dev)
+    fonts-liberation2 libsystemd-dev libgtest-dev libgmock-dev)
 readonly CHECK_PACKAGES=(clang-format clang-tidy)
 
 # install_packages NAME...: asks the package manager only when something is missing.

@@ -116,6 +116,23 @@ void Bus::AddDevice(const DeviceSetup& setup) {
     WatchRecord(device, varID);
 }
 
+void Bus::Devices(const DeviceChanges& changes) {
+    const auto doAll = [this](const auto& items, const auto& step) {
+        for (const auto& item : items) {
+            try {
+                step(item);
+            } catch (const Error& error) {
+                Trouble(Explain(error.Number, error.Description));
+            }
+        }
+    };
+    doAll(changes.Removed, [this](int address) { m_Adapter->DeviceRemove(NumberText(std::int32_t{address})); });
+    doAll(changes.Added, [this](const DeviceSetup& device) { AddDevice(device); });
+    doAll(changes.Renamed, [this](const DeviceSetup& device) {
+        m_Adapter->Devices()->Item(NumberText(std::int32_t{device.Address}))->Name(device.Name);
+    });
+}
+
 void Bus::WatchRecord(const std::shared_ptr<iOrvixDevice>& device, std::int32_t varID) {
     device->VarsEx().Item(NumberText(varID))->OnValid([this, address = device->Address()](VariableRecord&) {
         // A record is written more than once while an answer is applied: only what stands at the end of the turn

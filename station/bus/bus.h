@@ -1,7 +1,6 @@
 #pragma once
 
 #include <functional>
-#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -14,31 +13,12 @@
 #include "host/iOrvixDriver.h"
 #include "station/bus/bus_services.h"
 #include "station/bus/device_export.h"
+#include "station/bus/device_setup.h"
 #include "station/bus/driver_thread.h"
 #include "station/bus/library.h"
 #include "station/bus/reading.h"
 
 namespace orvix::station {
-
-/// When a device's readings are an alarm. Nothing set: never.
-struct AlarmLimits {
-    std::optional<double> Low;   ///< degrees Celsius; below it is an alarm
-    std::optional<double> High;  ///< degrees Celsius; above it is an alarm
-    /// Inputs that are an alarm, by bit number 0 to 7, in the state given.
-    std::map<int, bool> Inputs;
-    int HoldOff = 1;  ///< readings in a row that start or end an alarm; at least 1
-
-    bool operator==(const AlarmLimits&) const = default;
-};
-
-struct DeviceSetup {
-    int Address = 0;
-    std::int32_t Model = 0;
-    std::string Name;  ///< empty: the model's description
-    AlarmLimits Limits;
-
-    bool operator==(const DeviceSetup&) const = default;
-};
 
 /// What a bus is and how it is to be used.
 struct BusSetup {
@@ -52,6 +32,8 @@ struct BusSetup {
     bool Debug = false;
     bool DriverThread = false;  ///< the driver runs on a thread of its own, not on the bus's
     bool Trace = false;         ///< write a trace into the folder Log of the data folder
+
+    bool operator==(const BusSetup&) const = default;
 };
 
 /// What a bus tells; called on the bus's own thread.
@@ -72,6 +54,8 @@ public:
     /// Configures the library and adds the devices. Raises Error when the library refuses.
     Bus(const Library& library, BusServices& services, BusSetup setup, BusEvents events);
 
+    /// Adds, removes and renames devices, so that they are those. What is not taken is told as trouble.
+    void Devices(const DeviceChanges& changes);
     /// Goes online and reads every device's measured value once a period, from now on.
     void Poll();
     /// Goes online and reads one variable of one device.

@@ -1,14 +1,15 @@
 #pragma once
 
-#include <chrono>
 #include <cstdint>
+#include <string>
 
 namespace orvix::station {
 
 /// The time of day, in milliseconds since 1970.
-inline std::int64_t UnixMilliseconds() {
-    const auto now = std::chrono::system_clock::now().time_since_epoch();
-    return std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
-}
+std::int64_t UnixMilliseconds();
+/// "2026-11-22T19:12:03.120Z".
+std::string IsoText(std::int64_t unixMilliseconds);
+/// "19:12:03", UTC.
+std::string ClockText(std::int64_t unixMilliseconds);
 
 }  // namespace orvix::station

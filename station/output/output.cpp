@@ -6,22 +6,11 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 
-#include "host/date.h"
 #include "host/text.h"
 #include "station/bus/clock.h"
 
 namespace orvix::station {
 namespace {
-
-std::string ClockText(std::int64_t unixMilliseconds) {
-    return Format(FromUnixMilliseconds(unixMilliseconds), "hh:nn:ss");
-}
-
-std::string IsoText(std::int64_t unixMilliseconds) {
-    const auto milliseconds = std::to_string(1000 + unixMilliseconds % 1000).substr(1);
-    const auto seconds = FromUnixMilliseconds(unixMilliseconds - unixMilliseconds % 1000);
-    return Format(seconds, "yyyy-mm-dd") + "T" + Format(seconds, "hh:nn:ss") + "." + milliseconds + "Z";
-}
 
 std::string CodeText(ErrorNumber code) {
     return "0x" + HexText(code);

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "station/alarms/alarm_book.h"
 #include "station/bus/line_tap.h"
 #include "station/bus/reading.h"
 
@@ -19,6 +20,7 @@ public:
     /// A message of the library to its host.
     virtual void OnMessage(const std::string& /*port*/, const std::string& /*text*/) {}
     virtual void OnLine(const LineEvent&) {}
+    virtual void OnAlarm(const AlarmEvent&) {}
 };
 
 }  // namespace orvix::station

@@ -1,6 +1,9 @@
 #include "station/run/station_run.h"
 
+#include <algorithm>
+
 #include "station/bus/clock.h"
+#include "station/run/bus_change.h"
 
 namespace orvix::station {
 
@@ -10,10 +13,61 @@ StationRun::~StationRun() {
 }
 
 void StationRun::Start(const BusSetup& setup) {
+    for (const auto& device : setup.Devices)
+        m_Alarms.Limits(setup.PortLabel, device.Address, device.Limits);
     RunningBus bus{setup, nullptr};
     bus.Thread = std::make_unique<BusThread>(m_Station, m_Home, setup, EventsOf(bus));
     bus.Thread->Post([](Bus& b) { b.Poll(); });
     m_Buses.push_back(std::move(bus));
+}
+
+std::vector<std::string> StationRun::Apply(const std::vector<BusSetup>& wanted) {
+    const auto wantedOn = [&](const std::string& port) {
+        return *std::find_if(wanted.begin(), wanted.end(),
+                             [&](const BusSetup& setup) { return setup.PortLabel == port; });
+    };
+    std::vector<std::string> done;
+    for (const auto& [what, port, text] : ChangesBetween(Setups(), wanted)) {
+        if (what == BusChange::Kind::Stop || what == BusChange::Kind::Restart) Stop(port);
+        if (what == BusChange::Kind::Start || what == BusChange::Kind::Restart) Start(wantedOn(port));
+        if (what == BusChange::Kind::Devices) ChangeDevices(*BusOn(port), wantedOn(port));
+        done.push_back(port + ": " + text);
+    }
+    return done;
+}
+
+std::vector<BusSetup> StationRun::Setups() const {
+    std::vector<BusSetup> setups;
+    for (const auto& bus : m_Buses)
+        setups.push_back(bus.Setup);
+    return setups;
+}
+
+std::list<StationRun::RunningBus>::iterator StationRun::BusOn(const std::string& port) {
+    return std::find_if(m_Buses.begin(), m_Buses.end(),
+                        [&](const RunningBus& bus) { return bus.Setup.PortLabel == port; });
+}
+
+void StationRun::Stop(const std::string& port) {
+    const auto bus = BusOn(port);
+    bus->Thread.reset();
+    for (const auto& device : bus->Setup.Devices) {
+        m_Values.Forget(port, device.Address);
+        m_Alarms.Limits(port, device.Address, {});
+    }
+    m_Buses.erase(bus);
+}
+
+void StationRun::ChangeDevices(RunningBus& bus, const BusSetup& wanted) {
+    const auto changes = ChangesBetween(bus.Setup.Devices, wanted.Devices);
+    bus.Setup = wanted;
+    for (const auto address : changes.Removed) {
+        m_Values.Forget(wanted.PortLabel, address);
+        m_Alarms.Limits(wanted.PortLabel, address, {});
+    }
+    for (const auto& device : wanted.Devices)
+        m_Alarms.Limits(wanted.PortLabel, device.Address, device.Limits);
+    bus.Thread->Post([changes](Bus& b) { b.Devices(changes); });
 }
 
 BusEvents StationRun::EventsOf(const RunningBus& bus) {
@@ -26,9 +80,19 @@ BusEvents StationRun::EventsOf(const RunningBus& bus) {
     };
 }
 
+bool StationRun::IsWanted(const Reading& reading) {
+    const auto bus = BusOn(reading.Port);
+    return bus != m_Buses.end() &&
+           std::any_of(bus->Setup.Devices.begin(), bus->Setup.Devices.end(),
+                       [&](const DeviceSetup& device) { return device.Address == reading.Address; });
+}
+
 void StationRun::TakeReading(Reading reading, std::chrono::milliseconds every) {
+    if (!IsWanted(reading)) return;
     m_Values.Take(reading, every);
     Tell(&Listener::OnReading, reading);
+    for (const auto& event : m_Alarms.Take(reading))
+        Tell(&Listener::OnAlarm, event);
 }
 
 std::vector<Reading> StationRun::Values() const {

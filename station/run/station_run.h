@@ -28,8 +28,15 @@ public:
     /// Brings a bus online and has its devices read once a period. Raises what keeps it from starting.
     void Start(const BusSetup& setup);
 
+    /// Turns the buses that run into those that are wanted, and leaves alone what stays as it is. Returns a sentence
+    /// for each bus that changed.
+    std::vector<std::string> Apply(const std::vector<BusSetup>& wanted);
+    /// The buses that run.
+    std::vector<BusSetup> Setups() const;
+
     /// The latest reading of each device, with the quality that it has now.
     std::vector<Reading> Values() const;
+    const AlarmBook& Alarms() const { return m_Alarms; }
 
 private:
     struct RunningBus {
@@ -37,7 +44,12 @@ private:
         std::unique_ptr<BusThread> Thread;
     };
 
+    std::list<RunningBus>::iterator BusOn(const std::string& port);
+    void Stop(const std::string& port);
+    void ChangeDevices(RunningBus& bus, const BusSetup& wanted);
     BusEvents EventsOf(const RunningBus& bus);
+    /// False for one that was on its way when its bus or device was taken away.
+    bool IsWanted(const Reading& reading);
     void TakeReading(Reading reading, std::chrono::milliseconds every);
     /// Calls a member of every listener.
     template <class... Parameters, class... Arguments>
@@ -50,6 +62,7 @@ private:
     Apartment& m_Home;
     std::vector<Listener*> m_Listeners;
     LatestValues m_Values;
+    AlarmBook m_Alarms;
     std::list<RunningBus> m_Buses;
 };
 

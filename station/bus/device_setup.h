@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace orvix::station {
+
+/// When a device's readings are an alarm. Nothing set: never.
+struct AlarmLimits {
+    std::optional<double> Low;   ///< degrees Celsius; below it is an alarm
+    std::optional<double> High;  ///< degrees Celsius; above it is an alarm
+    unsigned InputsOn = 0;       ///< bit mask of the inputs that are an alarm when they are on
+    unsigned InputsOff = 0;      ///< bit mask of those that are an alarm when they are off
+    int HoldOff = 1;             ///< readings in a row that start or end an alarm; at least 1
+
+    bool operator==(const AlarmLimits&) const = default;
+};
+
+struct DeviceSetup {
+    int Address = 0;
+    std::int32_t Model = 0;
+    std::string Name;  ///< empty: the model's description
+    AlarmLimits Limits;
+
+    bool operator==(const DeviceSetup&) const = default;
+};
+
+/// How a bus's devices get from one list to another. A device of another model at the same address is removed and
+/// added.
+struct DeviceChanges {
+    std::vector<int> Removed;
+    std::vector<DeviceSetup> Added;
+    std::vector<DeviceSetup> Renamed;
+    std::vector<DeviceSetup> OtherLimits;
+};
+
+DeviceChanges ChangesBetween(const std::vector<DeviceSetup>& from, const std::vector<DeviceSetup>& to);
+
+}  // namespace orvix::station
