@@ -34,11 +34,11 @@ BusServer::BusServer(SimulatedBus bus, int baud, Plugging plugging)
     : m_Plugging(std::move(plugging)),
       m_Bus(std::move(bus)),
       m_ByteTime(baud > 0 ? Time(std::chrono::seconds(kBitsPerByte)) / baud : Time::zero()),
-      m_Started(Now()),
-      m_StopEvent(eventfd(0, EFD_CLOEXEC)) {
-    if (m_StopEvent < 0) throw SystemError("cannot start the simulated bus", errno);
+      m_Started(Now()) {
     std::erase_if(m_Plugging.Unplugs, [](const Fault& fault) { return fault.Kind != FaultKind::Unplug; });
     PlugIn();
+    m_StopEvent = eventfd(0, EFD_CLOEXEC);
+    if (m_StopEvent < 0) throw SystemError("cannot start the simulated bus", errno);
     m_Thread = std::thread([this] { Serve(); });
 }
 

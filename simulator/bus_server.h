@@ -56,7 +56,7 @@ private:
     /// Bytes on their way, with the time at which they are through.
     std::multimap<Time, char> m_Sending;
     Time m_LineFreeAt{0};
-    int m_StopEvent;
+    int m_StopEvent = -1;
     std::atomic<bool> m_Stop{false};
     std::thread m_Thread;
 };

@@ -47,9 +47,8 @@ std::unique_ptr<simulator::BusServer> SimulateBus(BusSetup& setup) {
 std::unique_ptr<Recorder> RecordTo(const std::string& file, const std::vector<BusSetup>& setups, MainLoop& loop,
                                    Output& output) {
     auto& home = loop.Apartment();
-    return std::make_unique<Recorder>(file, setups, home.Now(), [&](const std::string& why) {
-        home.Post([&output, why] { output.Note(why + "; the recording ends here, the station goes on"); });
-    });
+    return std::make_unique<Recorder>(
+        file, setups, home.Now(), [&](const std::string& text) { home.Post([&output, text] { output.Note(text); }); });
 }
 
 }  // namespace
@@ -84,7 +83,7 @@ int Execute(const RunOptions& options, MainLoop& loop) {
     if (options.For) end->Rearm(static_cast<std::int32_t>(options.For->count()), true);
     loop.Run();
     if (recorder) {
-        if (const auto why = recorder->Finish()) output->Note(*why + "; the recording lacks its end");
+        if (const auto missing = recorder->Finish()) output->Note(*missing);
     }
     return listener.AnyGood() ? kDone : kFailed;
 }

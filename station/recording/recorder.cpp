@@ -24,10 +24,10 @@ ByteView BytesOf(const std::string& text) {
 }  // namespace
 
 Recorder::Recorder(const std::string& path, const std::vector<BusSetup>& buses, Duration now,
-                   std::function<void(const std::string&)> onFailure)
+                   std::function<void(const std::string&)> tell)
     : m_Path(path),
       m_Started(now),
-      m_OnFailure(std::move(onFailure)),
+      m_Tell(std::move(tell)),
       m_File(platform::OpenRegularFile(path, O_WRONLY | O_CREAT | O_EXCL)),
       m_Lines(HeaderLine({UnixMilliseconds(), kVersion, buses})) {
     for (const auto& bus : buses)
@@ -57,14 +57,18 @@ std::optional<std::size_t> Recorder::BusOf(const std::string& port) const {
 
 void Recorder::OnLine(const LineEvent& event) {
     const auto bus = BusOf(event.Port);
-    // The header, which names the buses, is written.
-    if (!bus) return;
+    if (!bus) return TellMissing(event.Port);
     RecordedEvent recorded{*bus, event};
     recorded.Event.Time -= m_Started;
     const auto line = EventLine(recorded);
     const std::lock_guard lock(m_Mutex);
     if (m_Ended || m_Lines.size() > kMostWaiting) return;
     m_Lines += line;
+}
+
+void Recorder::TellMissing(const std::string& port) {
+    if (!m_Missing.insert(port).second) return;
+    m_Tell(port + " came after the recording had begun, and is not in " + m_Path);
 }
 
 void Recorder::Write() {
@@ -79,13 +83,13 @@ void Recorder::Write() {
         const auto failure = WriteOut(lines);
         if (!failure) continue;
         if (stopping) {
-            m_LastFailure = failure;
+            m_LastFailure = *failure + "; the recording lacks its end";
             return;
         }
         const std::lock_guard lock(m_Mutex);
         m_Ended = true;
         m_Lines.clear();
-        m_OnFailure(*failure);
+        m_Tell(*failure + "; the recording ends here, the station goes on");
         return;
     }
 }

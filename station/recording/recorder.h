@@ -4,6 +4,7 @@
 #include <functional>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -18,20 +19,23 @@ namespace orvix::station {
 /// of its own does the writing; when that fails the recording ends there, and the station goes on.
 class Recorder : public Listener {
 public:
-    /// Makes the file, which must not be there yet, and begins. `now` is the steady time of line events. `onFailure` is
-    /// told once, on the writing thread, why nothing more is recorded. Raises SystemError when the file cannot be made.
+    /// Makes the file, which must not be there yet, and begins. `now` is the steady time of line events. `tell` is
+    /// called, on one thread or the other, with a sentence about what is missing in the recording, each once. Raises
+    /// SystemError when the file cannot be made.
     Recorder(const std::string& path, const std::vector<BusSetup>& buses, Duration now,
-             std::function<void(const std::string& why)> onFailure);
+             std::function<void(const std::string& text)> tell);
     ~Recorder() override;
     Recorder(const Recorder&) = delete;
     Recorder& operator=(const Recorder&) = delete;
 
     void OnLine(const LineEvent& event) override;
-    /// Writes what is left; nothing more is recorded. Returns why that failed, unless there was a failure before.
+    /// Writes what is left; nothing more is recorded. Returns what is missing in the end.
     std::optional<std::string> Finish();
 
 private:
+    /// Nothing for a bus that the header does not name.
     std::optional<std::size_t> BusOf(const std::string& port) const;
+    void TellMissing(const std::string& port);
     void Write();
     /// Returns why it failed.
     std::optional<std::string> WriteOut(const std::string& lines);
@@ -39,7 +43,8 @@ private:
     std::string m_Path;
     std::vector<std::string> m_Ports;
     Duration m_Started;
-    std::function<void(const std::string&)> m_OnFailure;
+    std::function<void(const std::string&)> m_Tell;
+    std::set<std::string> m_Missing;  ///< ports that came later
     platform::FileDescriptor m_File;
 
     std::mutex m_Mutex;

@@ -114,6 +114,8 @@ std::string ReplayLine::Receive() {
 }
 
 void ReplayLine::Wait(Duration limit) {
+    // How the last exchange went on is not known.
+    if (m_Answers && AtEnd()) m_Over = true;
     if (m_Answers && (NextIs(Kind::Received) || NextIs(Kind::Failed))) {
         limit = std::min(limit, Due() - m_Apartment.Now());
     }

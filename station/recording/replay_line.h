@@ -22,7 +22,8 @@ public:
     /// The control refers to this object.
     std::unique_ptr<SerialControl> CreateSerialControl() override;
 
-    /// Whether something was asked of the line after the last recorded event, or long after its time.
+    /// Whether something was asked of the line after the last recorded event, waited for behind it, or asked long after
+    /// its time.
     bool Over() const;
     /// The time now, as counted from the start of the recording.
     Duration RecordedNow() const { return m_AnchorRecorded + (m_Apartment.Now() - m_AnchorNow); }

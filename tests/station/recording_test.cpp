@@ -152,7 +152,7 @@ std::vector<Outcome> RecordTo(const std::string& file, const std::string& folder
         setups.push_back(setup);
     }
     Outcomes outcomes;
-    Recorder recorder(file, setups, home.Now(), [](const std::string& why) { ADD_FAILURE() << why; });
+    Recorder recorder(file, setups, home.Now(), [](const std::string& text) { ADD_FAILURE() << text; });
     {
         StationRun run(station, home);
         run.Add(outcomes);
