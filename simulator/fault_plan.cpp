@@ -18,9 +18,9 @@ constexpr std::size_t kMostRubbish = 8;
 
 }  // namespace
 
-FaultPlan::FaultPlan(std::vector<Fault> faults, std::uint64_t seed) : m_Random(seed) {
-    for (auto& fault : faults)
-        m_Faults.push_back({std::move(fault)});
+FaultPlan::FaultPlan(const std::vector<Fault>& faults, std::uint64_t seed) : m_Random(seed) {
+    for (const auto& fault : faults)
+        m_Faults.push_back({fault});
 }
 
 BusAnswer FaultPlan::Spoil(int address, std::string answer) {

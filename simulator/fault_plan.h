@@ -21,7 +21,7 @@ struct BusAnswer {
 class FaultPlan {
 public:
     FaultPlan() = default;
-    FaultPlan(std::vector<Fault> faults, std::uint64_t seed);
+    FaultPlan(const std::vector<Fault>& faults, std::uint64_t seed);
 
     /// What comes of the answer to the next request of an address, by all faults that hit it, in their order.
     BusAnswer Spoil(int address, std::string answer);

@@ -15,7 +15,7 @@ namespace {
 constexpr std::chrono::seconds kWritePeriod{1};
 
 // A disk that hangs must not fill the memory.
-constexpr std::size_t kMostWaiting = 16 * 1024 * 1024;
+constexpr std::size_t kMostWaiting = std::size_t{16} << 20;
 
 ByteView BytesOf(const std::string& text) {
     return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};

@@ -15,9 +15,9 @@ namespace {
 using std::chrono::microseconds;
 using Kind = LineEvent::Kind;
 
-constexpr std::size_t kMostBytes = 1024 * 1024 * 1024;
+constexpr std::size_t kMostBytes = std::size_t{1} << 30;
 // No driver sends or takes more at once.
-constexpr std::size_t kLongestLine = 128 * 1024;
+constexpr std::size_t kLongestLine = std::size_t{128} << 10;
 constexpr microseconds kLongestTime = std::chrono::hours(24 * 365 * 10);
 
 enum class Content { Nothing, Bytes, BytesAndDuration, Reason };
@@ -54,7 +54,7 @@ std::optional<std::string> BytesOf(std::string_view hex) {
     for (std::size_t at = 0; at < hex.size(); at += 2) {
         const auto high = kDigits.find(hex[at]);
         const auto low = kDigits.find(hex[at + 1]);
-        if (high == kDigits.npos || low == kDigits.npos) return std::nullopt;
+        if (high == std::string_view::npos || low == std::string_view::npos) return std::nullopt;
         bytes += static_cast<char>(high << 4 | low);
     }
     return bytes;
@@ -147,7 +147,7 @@ Recording ParseRecording(std::string_view text) {
     for (std::size_t number = 1; !text.empty(); ++number) {
         const auto end = text.find('\n');
         if (std::min(end, text.size()) > kLongestLine) throw RecordingError(number, "it is too long");
-        if (end == text.npos) {
+        if (end == std::string_view::npos) {
             recording.CutOff = true;
             break;
         }
