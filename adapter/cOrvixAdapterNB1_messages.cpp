@@ -102,7 +102,8 @@ void cOrvixAdapterNB1::m_IPCSubscriber_NewWork(const std::string& MemoryMapKey, 
 }
 
 void cOrvixAdapterNB1::m_IPCSubscriber_QueryDestroy(bool& Cancel) {
-    if (m_OnLine) {
+    // The link is still in use when the host has gone offline and no tick has come since.
+    if (m_OnLine || m_Networking) {
         m_OnLine = false;
         Attempt([&] { ResetConnection(); });
     }
@@ -113,6 +114,8 @@ void cOrvixAdapterNB1::m_IPCSubscriber_QueryDestroy(bool& Cancel) {
 void cOrvixAdapterNB1::ReleaseWork() {
     for (auto* timer : {&m_tmrComm, &m_tmrPolling, &m_tmrPollingDevices, &m_tmrTimeout})
         Release(*timer);
+    // Also what came in while offline: nobody else would ever answer it.
+    Attempt([&] { FailPendingTasks(errors::NotConnected); });
     m_CurrentTask.reset();
     m_Tasks.reset();
     m_Busy = false;

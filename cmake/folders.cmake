@@ -10,7 +10,8 @@ pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd)
 # concatenation for overlapping memory, hence -Wno-restrict.
 add_library(nb1_warnings INTERFACE)
 target_compile_options(nb1_warnings INTERFACE
-    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast -Woverloaded-virtual -Wnon-virtual-dtor -Wno-restrict -Werror)
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast -Woverloaded-virtual -Wnon-virtual-dtor
+    $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict> -Werror)
 target_include_directories(nb1_warnings INTERFACE ${PROJECT_SOURCE_DIR})
 
 # nb1_folder(PATH LINKS folder... PACKAGES target... SUBFOLDERS name...): the sources of a folder, and of those subfolders

@@ -38,12 +38,11 @@ std::int32_t ReplyLimit(std::int32_t timeFactor) {
 std::string Receive(SerialControl& line, cPlexaERR& plexaErr, const Countdown& countdown) {
     std::string buffer;
     for (;;) {
-        const std::string input = line.Input();
-        buffer += input;
+        line.WaitForInput(countdown.Remaining());
+        buffer += line.Input();
         if (countdown.Expired()) CheckNone(plexaErr, errors::TimeOut);
         const auto length = ReplyLength(buffer);
         if (length && buffer.size() >= *length) return buffer;
-        if (input.empty()) line.WaitForInput(countdown.Remaining());
     }
 }
 

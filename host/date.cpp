@@ -85,19 +85,23 @@ constexpr PatternField kPatternFields[] = {
 
 }  // namespace
 
-CivilTime ToCivilTime(Date date) {
+DayAndSecond ToDayAndSecond(Date date) {
     if (!(date.Days >= static_cast<double>(kFirstDay) && date.Days < static_cast<double>(kDayBehindLast))) {
         RaiseBeyondCalendar();
     }
     const std::int64_t seconds = std::llround((date.Days - static_cast<double>(kFirstDay)) * kSecondsPerDay);
     const std::int64_t day = kFirstDay + seconds / kSecondsPerDay;
     if (day >= kDayBehindLast) RaiseBeyondCalendar();
-    const int secondOfDay = static_cast<int>(seconds % kSecondsPerDay);
+    return {day, static_cast<int>(seconds % kSecondsPerDay)};
+}
+
+CivilTime ToCivilTime(Date date) {
+    const DayAndSecond split = ToDayAndSecond(date);
     CivilTime time;
-    SetCalendarDay(time, day);
-    time.Hour = secondOfDay / 3600;
-    time.Minute = secondOfDay / 60 % 60;
-    time.Second = secondOfDay % 60;
+    SetCalendarDay(time, split.Day);
+    time.Hour = split.Second / 3600;
+    time.Minute = split.Second / 60 % 60;
+    time.Second = split.Second % 60;
     return time;
 }
 

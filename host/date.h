@@ -18,7 +18,14 @@ struct CivilTime {
     friend bool operator==(const CivilTime&, const CivilTime&) = default;
 };
 
-/// Raises Overflow outside the years 100 to 9999.
+/// A date as whole days since 1899-12-30 and the seconds of the day, to the nearest second.
+struct DayAndSecond {
+    std::int64_t Day = 0;
+    int Second = 0;
+};
+
+/// Both raise Overflow outside the years 100 to 9999.
+DayAndSecond ToDayAndSecond(Date date);
 CivilTime ToCivilTime(Date date);
 /// Raises TypeMismatch when the fields are no date.
 Date FromCivilTime(const CivilTime& time);

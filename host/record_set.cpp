@@ -70,20 +70,18 @@ SortOrder ParseSortOrder(std::string_view order) {
 }  // namespace
 
 RecordSet::RecordSet(std::vector<FieldDefinition> fields) : m_Fields(std::move(fields)) {
-    std::size_t rowLength = 0;
+    m_RowLength = (m_Fields.size() + 7) / 8;
     for (const FieldDefinition& field : m_Fields) {
         CheckField(field);
+        const std::size_t position = m_Layout.size();
         const std::size_t width = WidthOf(field);
-        m_Layout.push_back({field.Type, width, rowLength, rowLength + 1});
-        rowLength += 1 + width;
+        m_Layout.push_back(
+            {field.Type, width, m_RowLength, position / 8, static_cast<std::uint8_t>(1U << position % 8)});
+        m_RowLength += width;
     }
-    const std::size_t rows = std::max<std::size_t>(kUsualBlockLength / std::max<std::size_t>(rowLength, 1), 1);
+    const std::size_t rows = std::max<std::size_t>(kUsualBlockLength / std::max<std::size_t>(m_RowLength, 1), 1);
     m_BlockShift = static_cast<unsigned>(std::bit_width(rows) - 1);
-    m_BlockLength = rowLength << m_BlockShift;
-    for (ColumnLayout& column : m_Layout) {
-        column.SetFlags <<= m_BlockShift;
-        column.Values <<= m_BlockShift;
-    }
+    m_NewRow.resize(m_RowLength);
 }
 
 RecordSet::Column RecordSet::ColumnOf(std::string_view name) const {
@@ -98,66 +96,49 @@ const RecordSet::ColumnLayout& RecordSet::LayoutOf(Column column) const {
     return m_Layout[column];
 }
 
+const std::uint8_t* RecordSet::RowAt(std::size_t row) const {
+    return m_Blocks[row >> m_BlockShift].data() + (row & (BlockRows() - 1)) * m_RowLength;
+}
+
+std::uint8_t* RecordSet::RowAt(std::size_t row) {
+    return m_Blocks[row >> m_BlockShift].data() + (row & (BlockRows() - 1)) * m_RowLength;
+}
+
 bool RecordSet::IsSet(std::size_t row, const ColumnLayout& column) const {
-    return At(row)[column.SetFlags + RowInBlock(row)] != 0;
+    return (RowAt(row)[column.SetByte] & column.SetBit) != 0;
 }
 
 const std::uint8_t* RecordSet::Value(std::size_t row, const ColumnLayout& column) const {
-    return At(row) + column.Values + RowInBlock(row) * column.Width;
+    return RowAt(row) + column.Offset;
 }
 
-std::uint8_t* RecordSet::SetValue(std::size_t row, const ColumnLayout& column) {
-    std::uint8_t* const block = At(row);
-    block[column.SetFlags + RowInBlock(row)] = 1;
-    return block + column.Values + RowInBlock(row) * column.Width;
-}
-
-std::uint8_t* RecordSet::Place(Column column, FieldType type) {
-    const ColumnLayout& layout = LayoutOf(column);
-    if (layout.Type != type) {
-        throw Error(errors::TypeMismatch,
-                    "record set: value of another type for column \"" + m_Fields[column].Name + '"');
-    }
+void RecordSet::RaiseCannotSet(Column column) const {
+    LayoutOf(column);
     if (!m_Adding) throw Error(errors::General, "record set: no row is being added");
-    return SetValue(m_Rows, layout);
+    throw Error(errors::TypeMismatch, "record set: value of another type for column \"" + m_Fields[column].Name + '"');
 }
 
-void RecordSet::AddRow() {
+void RecordSet::AppendRow() {
     if (m_Rows >= kMaxRows) throw Error(errors::Overflow, "record set: too many rows");
-    if (m_Rows >> m_BlockShift == m_Blocks.size()) m_Blocks.emplace_back(m_BlockLength);
+    if (m_Rows >> m_BlockShift == m_Blocks.size()) m_Blocks.emplace_back().reserve(m_RowLength << m_BlockShift);
+    m_Blocks.back().insert(m_Blocks.back().end(), m_NewRow.begin(), m_NewRow.end());
+    ++m_Rows;
 }
 
 void RecordSet::AddNew() {
-    AddRow();
-    if (m_Adding) {
-        for (const ColumnLayout& column : m_Layout) {
-            std::memset(SetValue(m_Rows, column), 0, column.Width);
-            At(m_Rows)[column.SetFlags + RowInBlock(m_Rows)] = 0;
-        }
-    }
+    std::fill(m_NewRow.begin(), m_NewRow.end(), std::uint8_t{0});
     m_Adding = true;
 }
 
-void RecordSet::Set(Column column, std::string_view text) {
-    std::uint8_t* const place = Place(column, FieldType::Char);
-    const std::size_t width = m_Layout[column].Width;
-    const std::size_t length = std::min(text.size(), width);
-    std::memset(std::copy_n(text.begin(), length, place), ' ', width - length);
-}
-
-void RecordSet::Set(Column column, Currency value) {
-    std::memcpy(Place(column, FieldType::Currency), &value.Scaled, sizeof(value.Scaled));
-}
-
-void RecordSet::Set(Column column, bool value) {
-    *Place(column, FieldType::Boolean) = value ? 1 : 0;
+void RecordSet::AddNewAlike() {
+    m_Adding = true;
 }
 
 void RecordSet::Update() {
     if (!m_Adding) throw Error(errors::General, "record set: no row is being added");
+    AppendRow();
     m_Adding = false;
-    if (!m_Order.empty()) m_Order.push_back(static_cast<std::uint32_t>(m_Rows));
-    ++m_Rows;
+    if (!m_Order.empty()) m_Order.push_back(static_cast<std::uint32_t>(m_Rows - 1));
 }
 
 std::size_t RecordSet::RecordCount() const {

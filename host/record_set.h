@@ -1,7 +1,9 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -28,7 +30,7 @@ struct FieldDefinition {
     friend bool operator==(const FieldDefinition&, const FieldDefinition&) = default;
 };
 
-/// In-memory table with typed columns, stored by column. Column names match without regard to case.
+/// In-memory table with typed columns. Column names match without regard to case.
 ///
 /// A row is added with AddNew, filled with Set and made part of the table by Update; until then it is not counted. A
 /// field that is not set is null. The cursor stands on a row or at the end; a sort is a permutation that changes the
@@ -56,6 +58,8 @@ public:
 
     /// Begins a row; one that was begun and not made part of the table is dropped.
     void AddNew();
+    /// The same, but the fields keep what they had in the row that was begun before, if there was one.
+    void AddNewAlike();
     /// Set a field of the row being added. Raise TypeMismatch when the column has another type, MissingItem for an
     /// unknown column and General when no row is being added. A text longer than the column is cut to its size.
     void Set(Column column, std::string_view text);
@@ -85,41 +89,68 @@ public:
     static RecordSet Load(ByteView stream);
 
 private:
-    /// Where a column lies in a block: one byte a row that tells whether the field is set, and the values.
+    /// Where a column's value lies in a row. A row begins with a bit for each column, which is set where the field is
+    /// not null.
     struct ColumnLayout {
         FieldType Type = FieldType::Char;
         std::size_t Width = 0;  // bytes of a value
-        std::size_t SetFlags = 0;
-        std::size_t Values = 0;
+        std::size_t Offset = 0;
+        std::size_t SetByte = 0;
+        std::uint8_t SetBit = 0;
     };
     class StreamReader;
 
-    std::size_t RowInBlock(std::size_t row) const { return row & ((std::size_t{1} << m_BlockShift) - 1); }
-    const std::uint8_t* At(std::size_t row) const { return m_Blocks[row >> m_BlockShift].data(); }
-    std::uint8_t* At(std::size_t row) { return m_Blocks[row >> m_BlockShift].data(); }
+    std::size_t BlockRows() const { return std::size_t{1} << m_BlockShift; }
+    const std::uint8_t* RowAt(std::size_t row) const;
+    std::uint8_t* RowAt(std::size_t row);
     bool IsSet(std::size_t row, const ColumnLayout& column) const;
     const std::uint8_t* Value(std::size_t row, const ColumnLayout& column) const;
-    /// Marks the field of a row as set; returns the place of its value.
-    std::uint8_t* SetValue(std::size_t row, const ColumnLayout& column);
-    /// The same for the row being added.
+    /// Marks a field of the row being added as set; returns the place of its value.
     std::uint8_t* Place(Column column, FieldType type);
-    /// Makes room for the row behind the last one; its fields are null.
-    void AddRow();
+    /// Puts the row being added behind the last one.
+    void AppendRow();
     const ColumnLayout& LayoutOf(Column column) const;
+    [[noreturn]] void RaiseCannotSet(Column column) const;
     std::vector<std::uint32_t> SortedRows(const ColumnLayout& column, bool descending) const;
     void AppendColumn(ByteArray& stream, const ColumnLayout& column) const;
     void LoadColumn(StreamReader& stream, const ColumnLayout& column);
 
     std::vector<FieldDefinition> m_Fields;
     std::vector<ColumnLayout> m_Layout;
-    unsigned m_BlockShift = 0;  // a block has 2^m_BlockShift rows
-    std::size_t m_BlockLength = 0;
+    std::size_t m_RowLength = 0;
+    unsigned m_BlockShift = 0;           // a full block has 2^m_BlockShift rows
     std::vector<ByteArray> m_Blocks;     // rows in blocks: a growing table is never copied
+    ByteArray m_NewRow;                  // the row being added
     std::vector<std::uint32_t> m_Order;  // rows in sorted order; empty without a sort
     std::size_t m_Rows = 0;
     std::size_t m_Cursor = 0;
     bool m_Adding = false;
 };
+
+// Setting fields is what filling a table costs, so it is inline.
+
+inline std::uint8_t* RecordSet::Place(Column column, FieldType type) {
+    if (!m_Adding || column >= m_Layout.size() || m_Layout[column].Type != type) RaiseCannotSet(column);
+    const ColumnLayout& layout = m_Layout[column];
+    m_NewRow[layout.SetByte] |= layout.SetBit;
+    return m_NewRow.data() + layout.Offset;
+}
+
+inline void RecordSet::Set(Column column, std::string_view text) {
+    std::uint8_t* const place = Place(column, FieldType::Char);
+    const std::size_t width = m_Layout[column].Width;
+    const std::size_t length = std::min(text.size(), width);
+    std::memcpy(place, text.data(), length);
+    if (length < width) std::memset(place + length, ' ', width - length);
+}
+
+inline void RecordSet::Set(Column column, Currency value) {
+    std::memcpy(Place(column, FieldType::Currency), &value.Scaled, sizeof(value.Scaled));
+}
+
+inline void RecordSet::Set(Column column, bool value) {
+    *Place(column, FieldType::Boolean) = value ? 1 : 0;
+}
 
 /// Readers that hold a table keep it when a mission builds the next one.
 using RecordSetRef = std::shared_ptr<RecordSet>;

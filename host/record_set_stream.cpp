@@ -57,10 +57,9 @@ void RecordSet::AppendColumn(ByteArray& stream, const ColumnLayout& column) cons
     for (std::size_t row = 0; row < m_Rows; ++row) {
         if (!IsSet(row, column)) stream[nullBits + row / 8] |= static_cast<std::uint8_t>(1U << row % 8);
     }
-    const std::size_t blockRows = std::size_t{1} << m_BlockShift;
-    for (std::size_t row = 0; row < m_Rows; row += blockRows) {
-        const std::uint8_t* const values = Value(row, column);
-        stream.insert(stream.end(), values, values + std::min(blockRows, m_Rows - row) * column.Width);
+    for (std::size_t row = 0; row < m_Rows; ++row) {
+        const std::uint8_t* const value = Value(row, column);
+        stream.insert(stream.end(), value, value + column.Width);
     }
 }
 
@@ -93,7 +92,8 @@ void RecordSet::LoadColumn(StreamReader& stream, const ColumnLayout& column) {
         if (BitAt(nullBits.data(), row)) continue;
         const std::uint8_t* const value = values.data() + row * column.Width;
         if (column.Type == FieldType::Boolean && *value > 1) stream.RaiseInvalid("no boolean", start + row);
-        std::memcpy(SetValue(row, column), value, column.Width);
+        RowAt(row)[column.SetByte] |= column.SetBit;
+        std::memcpy(RowAt(row) + column.Offset, value, column.Width);
     }
 }
 
@@ -117,8 +117,8 @@ RecordSet RecordSet::Load(ByteView bytes) {
     if (!fits || stream.Left() != rows * rowLength + table.m_Layout.size() * NullBitsLength(rows)) {
         stream.RaiseInvalid(std::to_string(rows) + " rows do not match the length", start);
     }
-    for (; table.m_Rows < rows; ++table.m_Rows)
-        table.AddRow();
+    while (table.m_Rows < rows)
+        table.AppendRow();
     for (const ColumnLayout& column : table.m_Layout)
         table.LoadColumn(stream, column);
     return table;

@@ -103,9 +103,10 @@ void cOrvixNB1Mission::AppendSamples(std::span<const float> ASng, LogBuild& buil
     LogWriter log(*m_LogEx, false, limits);
     LogWriter graph(*m_GraphLogEx, true, limits);
     LogWriter alarms(*m_AlarmLogEx, false, limits);
+    LogRowMaker rows(limits);
     for (std::int32_t i = 0; i <= build.Last; ++i) {
         const Date time = AddMinutes(build.Start, MinutesToSample(i));
-        const LogRow row = MakeLogRow(time, SampleAt(ASng, i), limits);
+        const LogRow& row = rows.Make(time, SampleAt(ASng, i));
         m_AlarmHighFlag = m_AlarmHighFlag || row.IsHigh;
         m_AlarmLowFlag = m_AlarmLowFlag || row.IsLow;
         if (m_AlarmHighFlag || m_AlarmLowFlag) {

@@ -1,12 +1,26 @@
 #include "missions/log_tables.h"
 
 #include <cmath>
+#include <iterator>
 #include <utility>
 #include <vector>
 
 #include "host/text.h"
 
 namespace orvix {
+
+namespace {
+
+/// Where the time of day begins in the texts of a row.
+constexpr std::size_t kTimeInTimeVal = 9;
+constexpr std::size_t kTimeInChartTime = 8;
+
+void PutTwoDigits(char* place, int number) {
+    place[0] = static_cast<char>('0' + number / 10);
+    place[1] = static_cast<char>('0' + number % 10);
+}
+
+}  // namespace
 
 RecordSetRef CreateLogRecordset(bool isGraph) {
     std::vector<FieldDefinition> fields{
@@ -26,20 +40,33 @@ float RoundToDecimal(float sample) {
     return static_cast<float>(tenths / 10.0);
 }
 
-LogRow MakeLogRow(Date time, float sample, const std::optional<AlarmLimits>& limits) {
-    LogRow row;
-    row.TimeVal = Format(time, "dd/mm/yy hh:nn:ss");
-    // The chart shows the year that the two digits of the text stand for.
-    row.ChartTime = DateToChartTime(ParseSampleTime(row.TimeVal));
-    row.Temp = RoundToDecimal(sample);
-    row.IsHigh = limits && row.Temp >= limits->High;
-    row.IsLow = limits && row.Temp <= limits->Low;
-    return row;
+const LogRow& LogRowMaker::Make(Date time, float sample) {
+    SetTime(time);
+    m_Row.Temp = RoundToDecimal(sample);
+    m_Row.IsHigh = m_Limits && m_Row.Temp >= m_Limits->High;
+    m_Row.IsLow = m_Limits && m_Row.Temp <= m_Limits->Low;
+    return m_Row;
+}
+
+void LogRowMaker::SetTime(Date time) {
+    const DayAndSecond split = ToDayAndSecond(time);
+    if (m_Day != split.Day) {
+        m_Row.TimeVal = Format(time, "dd/mm/yy hh:nn:ss");
+        // The chart shows the year that the two digits of the text stand for.
+        m_Row.ChartTime = DateToChartTime(ParseSampleTime(m_Row.TimeVal));
+        m_Day = split.Day;
+        return;
+    }
+    const int parts[] = {split.Second / 3600, split.Second / 60 % 60, split.Second % 60};
+    for (std::size_t i = 0; i < std::size(parts); ++i) {
+        PutTwoDigits(&m_Row.TimeVal[kTimeInTimeVal + 3 * i], parts[i]);
+        PutTwoDigits(&m_Row.ChartTime[kTimeInChartTime + 2 * i], parts[i]);
+    }
 }
 
 std::string AlarmInfo(const std::string& deviceName, const LogRow& row) {
     const std::string date = row.TimeVal.substr(0, 8);
-    const std::string time = row.TimeVal.substr(9, 5);
+    const std::string time = row.TimeVal.substr(kTimeInTimeVal, 5);
     return "Alarm " + deviceName + " temp: " + NumberText(row.Temp) + "C      date: " + date + "  time: " + time;
 }
 
@@ -54,14 +81,15 @@ LogWriter::LogWriter(RecordSet& table, bool isGraph, const std::optional<AlarmLi
 }
 
 void LogWriter::Append(const LogRow& row) {
-    m_Table.AddNew();
-    m_Table.Set(m_TimeVal, row.TimeVal);
-    m_Table.Set(m_ChartTime, row.ChartTime);
-    m_Table.Set(m_Temp, Currency::FromDouble(row.Temp));
-    if (m_Limits) {
+    m_Table.AddNewAlike();
+    // All rows have the same limits.
+    if (m_Limits && m_Table.RecordCount() == 0) {
         m_Table.Set(m_LimitColumns.High, Currency::FromDouble(m_Limits->High));
         m_Table.Set(m_LimitColumns.Low, Currency::FromDouble(m_Limits->Low));
     }
+    m_Table.Set(m_TimeVal, row.TimeVal);
+    m_Table.Set(m_ChartTime, row.ChartTime);
+    m_Table.Set(m_Temp, Currency::FromDouble(row.Temp));
     if (m_Flags) {
         m_Table.Set(m_Flags->High, row.IsHigh);
         m_Table.Set(m_Flags->Low, row.IsLow);

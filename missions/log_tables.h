@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -31,13 +32,28 @@ RecordSetRef CreateLogRecordset(bool isGraph);
 /// that, gives 20.5.
 float RoundToDecimal(float sample);
 
-/// Without limits no sample alarms.
-LogRow MakeLogRow(Date time, float sample, const std::optional<AlarmLimits>& limits);
+/// Makes the rows of a log. The dates in the texts are put in words once a day; within a day only the digits of the
+/// time change.
+class LogRowMaker {
+public:
+    /// Without limits no sample alarms.
+    explicit LogRowMaker(const std::optional<AlarmLimits>& limits) : m_Limits(limits) {}
+
+    /// The row of a sample, until the next one is made. Raises Overflow for a time outside the years 100 to 9999.
+    const LogRow& Make(Date time, float sample);
+
+private:
+    void SetTime(Date time);
+
+    std::optional<AlarmLimits> m_Limits;
+    std::optional<std::int64_t> m_Day;  ///< that the row's texts have
+    LogRow m_Row;
+};
 
 /// "Alarm <device> temp: <degrees>C      date: dd/mm/yy  time: hh:nn".
 std::string AlarmInfo(const std::string& deviceName, const LogRow& row);
 
-/// Appends rows to a log table, its columns looked up once. Without limits the limit columns stay null.
+/// Appends rows to an empty log table, its columns looked up once. Without limits the limit columns stay null.
 class LogWriter {
 public:
     LogWriter(RecordSet& table, bool isGraph, const std::optional<AlarmLimits>& limits);

@@ -8,8 +8,8 @@ clang-format --dry-run --Werror "${sources[@]}"
 echo "format: ${#sources[@]} files"
 
 [[ -f build/release/build.ninja ]] || cmake --preset release >/dev/null
-# Tests are built with all warnings, which is enough for them.
-mapfile -t units < <(git ls-files '*.cpp' ':!tests')
+# Tests, benchmarks and fuzz targets are built with all warnings, which is enough for them.
+mapfile -t units < <(git ls-files '*.cpp' ':!tests' ':!bench' ':!fuzz')
 printf '%s\n' "${units[@]}" | xargs -P "$(nproc)" -n 4 clang-tidy -p build/release --quiet \
     --extra-arg=-Wno-unknown-warning-option 2>/dev/null
 echo "clang-tidy: ${#units[@]} files"

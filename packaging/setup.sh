@@ -1,9 +1,11 @@
-# Shared by run, test and bench.sh: installs Debian packages that are missing and builds a preset. Sourced, not run.
+# Shared by run, test, bench.sh and fuzz.sh: installs Debian packages that are missing and builds a preset. Sourced, not run.
 # Everything said here goes to standard error: standard output belongs to the program that is started.
 
 readonly BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libsqlite3-dev libcli11-dev nlohmann-json3-dev libcairo2-dev
     fonts-liberation2 libsystemd-dev libgtest-dev libgmock-dev)
 readonly CHECK_PACKAGES=(clang-format clang-tidy)
+readonly BENCH_PACKAGES=(libbenchmark-dev libmodbus-dev)
+readonly FUZZ_PACKAGES=(clang libclang-rt-14-dev)
 
 # install_packages NAME...: asks the package manager only when something is missing.
 install_packages() {

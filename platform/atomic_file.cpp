@@ -15,36 +15,6 @@ namespace orvix::platform {
 
 namespace {
 
-/// A file that is removed again unless it has been given its final name.
-class TemporaryFile {
-public:
-    TemporaryFile(const std::string& folder, mode_t mode, const std::string& description)
-        : m_Path(folder + "/." + RandomText(16) + ".tmp"),
-          m_File(::open(m_Path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode)) {
-        if (!m_File.IsOpen()) throw SystemError(description, errno);
-    }
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-    ~TemporaryFile() {
-        if (!m_Kept) ::unlink(m_Path.c_str());
-    }
-
-    void Fill(ByteView bytes, const std::string& description) {
-        WriteAll(m_File, bytes, description);
-        if (::fsync(m_File.Get()) != 0) throw SystemError(description, errno);
-    }
-
-    void MoveTo(const std::string& path) {
-        ReplaceFile(m_Path, path);
-        m_Kept = true;
-    }
-
-private:
-    std::string m_Path;
-    FileDescriptor m_File;
-    bool m_Kept = false;
-};
-
 std::string Description(const std::string& path) {
     return "file " + path + " cannot be written";
 }
@@ -64,11 +34,32 @@ void FlushFolder(const std::string& folder, const std::string& description) {
 
 }  // namespace
 
+FileReplacement::FileReplacement(std::string path, mode_t mode)
+    : m_Path(std::move(path)),
+      m_Description(Description(m_Path)),
+      m_Temporary(FolderOf(m_Path) + "/." + RandomText(16) + ".tmp"),
+      m_File(::open(m_Temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode)) {
+    if (!m_File.IsOpen()) throw SystemError(m_Description, errno);
+}
+
+FileReplacement::~FileReplacement() {
+    if (!m_Finished) ::unlink(m_Temporary.c_str());
+}
+
+void FileReplacement::Write(ByteView bytes) {
+    WriteAll(m_File, bytes, m_Description);
+}
+
+void FileReplacement::Finish() {
+    if (::fsync(m_File.Get()) != 0) throw SystemError(m_Description, errno);
+    ReplaceFile(m_Temporary, m_Path);
+    m_Finished = true;
+}
+
 void WriteFileAtomically(const std::string& path, ByteView bytes, mode_t mode) {
-    const std::string description = Description(path);
-    TemporaryFile temporary(FolderOf(path), mode, description);
-    temporary.Fill(bytes, description);
-    temporary.MoveTo(path);
+    FileReplacement file(path, mode);
+    file.Write(bytes);
+    file.Finish();
 }
 
 void ReplaceFile(const std::string& replacement, const std::string& path) {

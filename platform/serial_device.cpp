@@ -4,7 +4,6 @@
 #include <poll.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -22,7 +21,7 @@ constexpr char kInUse[] = "is in use by another program";
 constexpr Duration kStallLimit = std::chrono::seconds(2);
 constexpr char kTakesNothing[] = "does not take output";
 
-/// Answers of a device that has no such control; a pseudo-terminal has no modem lines.
+/// Answers of a device that has no such control.
 bool IsUnsupported(int systemCode) {
     return systemCode == ENOTTY || systemCode == EINVAL;
 }
@@ -39,7 +38,8 @@ termios RawTerminal(termios terminal, const SerialFormat& format) {
     terminal.c_iflag &= ~static_cast<tcflag_t>(IXOFF | IXANY | INPCK);
     terminal.c_cflag &= ~static_cast<tcflag_t>(CSIZE | PARENB | PARODD | CSTOPB | CRTSCTS);
     terminal.c_cflag |= format.CharacterFlags | CLOCAL | CREAD;
-    terminal.c_cc[VMIN] = 0;
+    // With 0, a read that finds nothing would look like one on a line that is gone.
+    terminal.c_cc[VMIN] = 1;
     terminal.c_cc[VTIME] = 0;
     ::cfsetspeed(&terminal, format.Speed);
     return terminal;
@@ -53,6 +53,8 @@ SerialDevice::SerialDevice(std::string name, const std::string& path, const Seri
     if (::tcgetattr(m_File.Get(), &m_Before) != 0) Fail("cannot be read for its settings");
     int lines = 0;
     m_HasModemLines = ::ioctl(m_File.Get(), TIOCMGET, &lines) == 0;
+    // Taking a passing failure for a device without them would leave a half-duplex transmitter off for good.
+    if (!m_HasModemLines && !IsUnsupported(errno)) Fail("cannot be read for its modem lines");
     unsigned transmitter = 0;
     m_KnowsTransmitter = ::ioctl(m_File.Get(), TIOCSERGETLSR, &transmitter) == 0;
     Format(format);
@@ -73,6 +75,7 @@ void SerialDevice::OpenExclusively(const std::string& path) {
     if (!S_ISCHR(status.st_mode)) throw Error(errors::General, m_Name + " is not a serial device");
     m_File = FileDescriptor(::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
     if (!m_File.IsOpen()) Fail(errno == EBUSY ? kInUse : "cannot be opened");
+    if (::fstat(m_File.Get(), &m_Identity) != 0) Fail("cannot be opened");
     if (::isatty(m_File.Get()) == 0) throw Error(errors::General, m_Name + " is not a serial device");
     // The terminal's own exclusive mode does not hold against root.
     if (::flock(m_File.Get(), LOCK_EX | LOCK_NB) == 0) return;
@@ -87,25 +90,20 @@ void SerialDevice::Format(const SerialFormat& format) {
 }
 
 void SerialDevice::ModemLine(int line, bool on) {
+    if (!m_HasModemLines) return;
     if (::ioctl(m_File.Get(), on ? TIOCMBIS : TIOCMBIC, &line) != 0 && !IsUnsupported(errno)) {
         Fail("does not take its modem lines");
     }
 }
 
-bool SerialDevice::IsStill(const std::string& path) const {
-    struct stat mine {};
+bool SerialDevice::IsReplaced(const std::string& path) const {
     struct stat named {};
-    const bool known = ::fstat(m_File.Get(), &mine) == 0 && ::stat(path.c_str(), &named) == 0;
-    const bool replaced = known && (mine.st_dev != named.st_dev || mine.st_ino != named.st_ino);
-    return !replaced && !HungUp();
+    if (::stat(path.c_str(), &named) != 0) return false;
+    return m_Identity.st_dev != named.st_dev || m_Identity.st_ino != named.st_ino;
 }
 
-bool SerialDevice::HungUp() const {
-    return (PollOnce(m_File.Get(), POLLIN, Duration::zero()) & (POLLHUP | POLLERR | POLLNVAL)) != 0;
-}
-
-void SerialDevice::DiscardInput() {
-    if (::tcflush(m_File.Get(), TCIFLUSH) != 0) Fail("has failed");
+bool SerialDevice::DiscardInput() {
+    return ::tcflush(m_File.Get(), TCIFLUSH) == 0;
 }
 
 void SerialDevice::Write(const std::string& bytes) {
@@ -163,7 +161,7 @@ std::string SerialDevice::Read(std::size_t limit) {
     std::string bytes(limit, '\0');
     const ssize_t count = ::read(m_File.Get(), bytes.data(), bytes.size());
     if (count < 0 && errno != EAGAIN && errno != EINTR) Fail("is gone");
-    if (count <= 0 && HungUp()) Fail("is gone", EIO);
+    if (count == 0) Fail("is gone", EIO);
     bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
     return bytes;
 }

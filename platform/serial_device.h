@@ -1,5 +1,6 @@
 #pragma once
 
+#include <sys/stat.h>
 #include <termios.h>
 
 #include <cerrno>
@@ -38,10 +39,10 @@ public:
     /// Sets a modem line (TIOCM_DTR or TIOCM_RTS); a device without modem lines ignores it.
     void ModemLine(int line, bool on);
 
-    /// Whether this still is what the path names, and is not hung up.
-    bool IsStill(const std::string& path) const;
-    /// Drops what has been received and not read.
-    void DiscardInput();
+    /// Whether the path names another device by now.
+    bool IsReplaced(const std::string& path) const;
+    /// Drops what has been received and not read. False when the device is hung up or gone.
+    bool DiscardInput();
     /// Returns when the last bit has left the machine. A device that takes nothing for two seconds is an error.
     void Write(const std::string& bytes);
     /// What has been received, at most `limit` bytes.
@@ -53,7 +54,6 @@ private:
     using Clock = std::chrono::steady_clock;
 
     void OpenExclusively(const std::string& path);
-    bool HungUp() const;
     void Queue(const std::string& bytes);
     void WaitUntilSent(Clock::time_point started, std::size_t count);
     /// Bytes that the system still holds for output.
@@ -63,6 +63,7 @@ private:
 
     std::string m_Name;
     FileDescriptor m_File;
+    struct stat m_Identity {};
     termios m_Before{};
     Duration m_CharacterTime{0};
     bool m_HasModemLines = false;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <optional>
 
 #include "host/error.h"
@@ -50,6 +51,7 @@ public:
 
 private:
     void OpenDevice();
+    bool IsReplaced();
     /// Opens a lost device again.
     void EnsureDevice();
     /// Runs a step on the device. One that fails gives up the device: whatever has happened to it, the next exchange
@@ -76,6 +78,8 @@ private:
     bool m_DTR = true;
     bool m_RTS = false;
     bool m_PortOpen = false;
+    bool m_HasReceived = false;                          ///< since received bytes were discarded last
+    std::chrono::steady_clock::time_point m_PathSeen{};  ///< when it was known last what the path names
     std::optional<SerialDevice> m_Device;  ///< none while the port is closed, and while an open port's device is lost
 };
 
@@ -135,9 +139,20 @@ void DeviceControl::InBufferCount(std::int32_t rhs) {
     Require(rhs == 0, "received bytes can only be discarded all at once");
     // A device that went and came back, or was replaced by another under the same name, is noticed here, before an
     // exchange is lost on it.
-    if (m_Device && !m_Device->IsStill(m_Line.DeviceFile(m_CommPort))) m_Device.reset();
+    if (m_Device && (IsReplaced() || !m_Device->DiscardInput())) m_Device.reset();
     EnsureDevice();
-    WithDevice([](SerialDevice& device) { device.DiscardInput(); });
+}
+
+bool DeviceControl::IsReplaced() {
+    // While the line brings something, one look at the path holds for a while: it costs more than the rest of the calls
+    // before an exchange.
+    constexpr Duration kHolds = std::chrono::milliseconds(100);
+    const auto now = std::chrono::steady_clock::now();
+    const bool holds = m_HasReceived && now - m_PathSeen < kHolds;
+    m_HasReceived = false;
+    if (holds) return false;
+    m_PathSeen = now;
+    return m_Device->IsReplaced(m_Line.DeviceFile(m_CommPort));
 }
 
 void DeviceControl::Output(const std::string& bytes) {
@@ -147,7 +162,9 @@ void DeviceControl::Output(const std::string& bytes) {
 
 std::string DeviceControl::Input() {
     const std::size_t limit = m_InputLen == 0 ? m_InBufferSize : std::min(m_InputLen, m_InBufferSize);
-    return WithDevice([&](SerialDevice& device) { return device.Read(limit); });
+    std::string bytes = WithDevice([&](SerialDevice& device) { return device.Read(limit); });
+    if (!bytes.empty()) m_HasReceived = true;
+    return bytes;
 }
 
 void DeviceControl::WaitForInput(Duration limit) {

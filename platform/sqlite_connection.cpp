@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 
+#include <system_error>
 #include <utility>
 
 #include "host/error.h"
@@ -16,25 +17,59 @@ void SqliteCloser::operator()(sqlite3_stmt* handle) const {
     sqlite3_finalize(handle);
 }
 
-SqliteConnection::SqliteConnection(const std::string& file) : m_File(file) {
+namespace {
+
+/// The file's name as a URI that says that nobody writes it.
+std::string ImmutableUri(const std::string& file) {
+    std::string uri = "file:";
+    for (const char c : file) {
+        if (c == '%')
+            uri += "%25";
+        else if (c == '?')
+            uri += "%3f";
+        else if (c == '#')
+            uri += "%23";
+        else
+            uri += c;
+    }
+    return uri + "?immutable=1";
+}
+
+}  // namespace
+
+SqliteConnection::SqliteConnection(const std::string& file, Access access) : m_File(file) {
     constexpr int kBusyMilliseconds = 2000;
+    const bool isImmutable = access == Access::Immutable;
+    const int flags = (access == Access::ReadWrite ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY) |
+                      (isImmutable ? SQLITE_OPEN_URI : 0);
     sqlite3* handle = nullptr;
-    const int result = sqlite3_open_v2(file.c_str(), &handle, SQLITE_OPEN_READWRITE, nullptr);
+    const int result = sqlite3_open_v2((isImmutable ? ImmutableUri(file) : file).c_str(), &handle, flags, nullptr);
     m_Handle.reset(handle);
     if (result != SQLITE_OK) Fail();
     sqlite3_busy_timeout(handle, kBusyMilliseconds);
 }
 
 void SqliteConnection::Fail(const std::string& reason) const {
-    throw Error(errors::General, "host database " + m_File + ": " + reason);
+    throw Error(errors::General, "database " + m_File + ": " + reason);
 }
 
 void SqliteConnection::Fail() const {
-    Fail(sqlite3_errmsg(m_Handle.get()));
+    std::string reason = sqlite3_errmsg(m_Handle.get());
+    // Of these, SQLite's own words do not say why.
+    const int result = sqlite3_errcode(m_Handle.get());
+    const int system = sqlite3_system_errno(m_Handle.get());
+    if ((result == SQLITE_IOERR || result == SQLITE_CANTOPEN) && system != 0) {
+        reason += " (" + std::system_category().message(system) + ")";
+    }
+    Fail(reason);
 }
 
 void SqliteConnection::Execute(const std::string& sql) {
     if (sqlite3_exec(m_Handle.get(), sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) Fail();
+}
+
+std::int64_t SqliteConnection::Changes() const {
+    return sqlite3_changes64(m_Handle.get());
 }
 
 std::int32_t SqliteConnection::Version() {
@@ -62,6 +97,35 @@ SqliteStatement& SqliteStatement::Bind(int parameter, std::int32_t number) {
     return *this;
 }
 
+SqliteStatement& SqliteStatement::Bind(int parameter, std::int64_t number) {
+    Check(sqlite3_bind_int64(m_Handle.get(), parameter, number));
+    return *this;
+}
+
+SqliteStatement& SqliteStatement::Bind(int parameter, double number) {
+    Check(sqlite3_bind_double(m_Handle.get(), parameter, number));
+    return *this;
+}
+
+SqliteStatement& SqliteStatement::BindNull(int parameter) {
+    Check(sqlite3_bind_null(m_Handle.get(), parameter));
+    return *this;
+}
+
+void SqliteStatement::Run() {
+    Step();
+    Reset();
+}
+
+void SqliteStatement::Reset() {
+    // Repeats the failure of the latest step, which has been raised already.
+    sqlite3_reset(m_Handle.get());
+}
+
+bool SqliteStatement::IsNull(int column) {
+    return sqlite3_column_type(m_Handle.get(), column) == SQLITE_NULL;
+}
+
 bool SqliteStatement::Step() {
     const int result = sqlite3_step(m_Handle.get());
     if (result != SQLITE_ROW && result != SQLITE_DONE) m_Connection.Fail();
@@ -76,9 +140,17 @@ std::string SqliteStatement::Text(int column) {
 }
 
 std::int32_t SqliteStatement::Number(int column) {
-    const std::int64_t number = sqlite3_column_int64(m_Handle.get(), column);
+    const std::int64_t number = LongNumber(column);
     if (!std::in_range<std::int32_t>(number)) m_Connection.Fail("a number is out of range");
     return static_cast<std::int32_t>(number);
+}
+
+std::int64_t SqliteStatement::LongNumber(int column) {
+    return sqlite3_column_int64(m_Handle.get(), column);
+}
+
+double SqliteStatement::Real(int column) {
+    return sqlite3_column_double(m_Handle.get(), column);
 }
 
 }  // namespace orvix::platform

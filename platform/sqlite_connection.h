@@ -19,14 +19,22 @@ struct SqliteCloser {
 /// the file.
 class SqliteConnection {
 public:
+    enum class Access {
+        ReadWrite,
+        ReadOnly,
+        Immutable,  ///< read a file that nobody writes, and that has no companion files
+    };
+
     /// The layout of the host database that this program reads and writes; the file's user_version.
     static constexpr std::int32_t kVersion = 1;
 
     /// Opens an existing file.
-    explicit SqliteConnection(const std::string& file);
+    explicit SqliteConnection(const std::string& file, Access access = Access::ReadWrite);
 
-    /// Runs statements that give no rows.
+    /// Runs statements whose rows are of no interest.
     void Execute(const std::string& sql);
+    /// Rows that the latest statement has inserted, updated or deleted.
+    std::int64_t Changes() const;
     std::int32_t Version();
     [[noreturn]] void Fail(const std::string& reason) const;
     /// Fails with SQLite's own reason.
@@ -38,7 +46,8 @@ private:
     std::unique_ptr<sqlite3, SqliteCloser> m_Handle;
 };
 
-/// One statement, run once. Parameters count from 1, columns from 0. Texts may hold any byte.
+/// One statement; to be run again after Reset, with the same parameters but those that are bound anew. Parameters count
+/// from 1, columns from 0. Texts may hold any byte.
 class SqliteStatement {
 public:
     /// The connection outlives the statement.
@@ -46,11 +55,20 @@ public:
 
     SqliteStatement& Bind(int parameter, const std::string& text);
     SqliteStatement& Bind(int parameter, std::int32_t number);
+    SqliteStatement& Bind(int parameter, std::int64_t number);
+    SqliteStatement& Bind(int parameter, double number);
+    SqliteStatement& BindNull(int parameter);
     /// Goes to the next row, or runs a statement that gives none. Returns whether there is a row.
     bool Step();
+    /// Runs a statement that gives no rows, and makes it ready to be run again.
+    void Run();
+    void Reset();
+    bool IsNull(int column);
     /// Empty for a null.
     std::string Text(int column);
     std::int32_t Number(int column);
+    std::int64_t LongNumber(int column);
+    double Real(int column);
 
 private:
     void Check(int result) const;

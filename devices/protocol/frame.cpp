@@ -37,15 +37,14 @@ std::string BuildFrame(std::int32_t address, std::string_view code, std::string_
     if (innerLength > kMaxInner) {
         throw Error(errors::Overflow, "payload of " + std::to_string(payload.size()) + " bytes does not fit a frame");
     }
+    const char head[] = {kStartByte, Byte(innerLength), Byte(static_cast<std::size_t>(address)), Byte(payload.size())};
     std::string frame;
     frame.reserve(innerLength + kFrameOverhead);
-    frame.push_back(kStartByte);
-    frame.push_back(Byte(innerLength));
-    frame.push_back(Byte(static_cast<std::size_t>(address)));
-    frame.push_back(Byte(payload.size()));
-    frame.append(code).append(payload);
-    frame.push_back(Byte(XorOf(std::string_view(frame).substr(kInnerOffset))));
-    frame.push_back(Byte(XorOf(std::string_view(frame).substr(kLengthOffset))));
+    frame.append(head, sizeof(head)).append(code).append(payload);
+    const std::size_t innerSum = XorOf(std::string_view(frame).substr(kInnerOffset));
+    frame.push_back(Byte(innerSum));
+    // Covers length, address, and the inner packet with its checksum, which need not be read a second time.
+    frame.push_back(Byte(innerLength ^ static_cast<std::size_t>(address) ^ innerSum ^ Number(frame.back())));
     frame.push_back(kEndByte);
     return frame;
 }

@@ -15,6 +15,7 @@ void AddRun(CLI::App& app, CommandLine& result);
 void AddRecord(CLI::App& app, CommandLine& result);
 void AddReplay(CLI::App& app, CommandLine& result);
 void AddRead(CLI::App& app, CommandLine& result);
+void AddHistory(CLI::App& app, CommandLine& result);
 void AddExport(CLI::App& app, CommandLine& result);
 void AddSimulate(CLI::App& app, CommandLine& result);
 void AddTrace(CLI::App& app, CommandLine& result);
@@ -37,6 +38,17 @@ BusOptions ReadBusOptions(RawBusOptions raw, const CLI::App& command);
 bool NamesOneDevice(const BusOptions& options);
 
 void AddJsonFlag(CLI::App& command, bool& json);
+void AddDataOption(CLI::App& command, std::string& data);
+
+/// What the options of a period leave as texts.
+struct RawPeriod {
+    std::string Since;
+    std::string Until;
+};
+
+void AddPeriodOptions(CLI::App& command, RawPeriod& raw);
+/// The last hour when nothing is said; up to now.
+Period ReadPeriod(const RawPeriod& raw);
 
 /// An option whose value is a path, or several. An empty one, as of an unset variable in a script, must not pass for an
 /// option that is not there.
@@ -48,6 +60,8 @@ CLI::Option* AddPath(CLI::App& command, const char* option, Target& path, const 
 }
 
 std::string AbsolutePath(const std::string& path);
+/// What the history calls a port named at the command line.
+std::string PortLabelOf(const std::string& port);
 
 /// Values of an option that are rows of a table with a Name.
 template <class Table>

@@ -48,6 +48,10 @@ void AddJsonFlag(CLI::App& command, bool& json) {
     command.add_flag("--json", json, "one JSON object a line on standard output");
 }
 
+void AddDataOption(CLI::App& command, std::string& data) {
+    AddPath(command, "--data", data, "DIR", "folder of the database and of what is recorded");
+}
+
 std::string AbsolutePath(const std::string& path) {
     return std::filesystem::absolute(path).lexically_normal().string();
 }
@@ -63,7 +67,7 @@ void AddBusOptions(CLI::App& command, RawBusOptions& raw) {
         ->type_name("A:M[:NAME]")
         ->allow_extra_args(false)
         ->take_all();
-    AddPath(command, "--data", raw.Parsed.Data, "DIR", "folder of the database and of what is recorded");
+    AddDataOption(command, raw.Parsed.Data);
     command.add_option("--retries", raw.Parsed.Retries, "extra attempts of a failed exchange")
         ->check(CLI::Range(0, 100))
         ->capture_default_str();

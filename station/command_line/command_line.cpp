@@ -18,8 +18,8 @@ struct Command {
 
 // In the order in which help shows them.
 constexpr Command kCommands[] = {
-    {kDefaultCommand, AddRun}, {"record", AddRecord},     {"replay", AddReplay}, {"read", AddRead},
-    {"export", AddExport},     {"simulate", AddSimulate}, {"trace", AddTrace},
+    {kDefaultCommand, AddRun}, {"record", AddRecord}, {"replay", AddReplay},     {"read", AddRead},
+    {"history", AddHistory},   {"export", AddExport}, {"simulate", AddSimulate}, {"trace", AddTrace},
 };
 
 bool NeedsDefaultCommand(const std::vector<std::string>& arguments) {

@@ -9,6 +9,8 @@
 
 #include "simulator/simulated_bus.h"
 #include "station/bus/bus.h"
+#include "station/history/history_format.h"
+#include "station/run/station_setup.h"
 
 namespace orvix::station {
 
@@ -17,6 +19,9 @@ class UsageError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
+
+/// What people call the port of a bus that is simulated.
+inline constexpr char kSimulatedPort[] = "simulated";
 
 /// A port and the devices named for it.
 struct PortOptions {
@@ -39,6 +44,7 @@ struct BusOptions {
 
 struct RunOptions {
     BusOptions Bus;
+    HistorySetup History;
     std::chrono::milliseconds Every{1000};
     std::optional<std::chrono::milliseconds> For;
     std::string Record;  ///< file to keep what happens on the lines in, absolute path; empty: none
@@ -53,6 +59,21 @@ struct ExportOptions {
     BusOptions Bus;
     std::string From;  ///< absolute path of a saved device file; empty: a device on the bus
     ExportTarget Target;
+};
+
+struct HistoryOptions {
+    HistoryQuery Query;
+    HistoryFormat Format = HistoryFormat::Table;
+    bool Summary = false;
+    std::string Data;  ///< empty: the user's data folder
+};
+
+/// A period of the history, to be written to a file.
+struct HistoryExportOptions {
+    HistoryQuery Query;
+    bool Pdf = false;  ///< else CSV
+    std::string File;  ///< absolute
+    std::string Data;  ///< empty: the user's data folder
 };
 
 struct SimulateOptions {
@@ -79,8 +100,8 @@ struct TextOptions {
 };
 
 /// What the command line asks for: one command.
-using CommandLine =
-    std::variant<TextOptions, RunOptions, ReadOptions, ExportOptions, SimulateOptions, TraceOptions, ReplayOptions>;
+using CommandLine = std::variant<TextOptions, RunOptions, ReadOptions, ExportOptions, HistoryOptions,
+                                 HistoryExportOptions, SimulateOptions, TraceOptions, ReplayOptions>;
 
 /// Without a command the command is run. Raises UsageError.
 CommandLine ParseCommandLine(std::vector<std::string> arguments);

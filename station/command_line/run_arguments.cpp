@@ -13,11 +13,16 @@ struct RawRunOptions {
     std::string Every = "1s";
     std::string For;
     std::string Record;
+    bool NoHistory = false;
 };
 
 RunOptions ReadRun(const RawRunOptions& raw, const CLI::App& command) {
-    RunOptions options{
-        .Bus = ReadBusOptions(raw.Bus, command), .Every = simulator::ParseDuration(raw.Every), .For = {}, .Record = {}};
+    RunOptions options{.Bus = ReadBusOptions(raw.Bus, command),
+                       .History = {},
+                       .Every = simulator::ParseDuration(raw.Every),
+                       .For = {},
+                       .Record = {}};
+    options.History.On = !raw.NoHistory;
     if (options.Every < kShortestPeriod) throw UsageError("--every " + raw.Every + ": the shortest period is 100ms");
     if (!raw.Record.empty()) options.Record = AbsolutePath(raw.Record);
     if (!raw.For.empty()) options.For = simulator::ParseDuration(raw.For);
@@ -40,6 +45,7 @@ void AddRunning(CLI::App& app, CommandLine& result, const char* name, const char
     AddBusOptions(*command, raw->Bus);
     command->add_option("--every", raw->Every, "polling period")->type_name("TIME")->capture_default_str();
     command->add_option("--for", raw->For, "stop after this time")->type_name("TIME");
+    command->add_flag("--no-history", raw->NoHistory, "do not record the readings");
     command->callback([raw, command, &result] { result = ReadRun(*raw, *command); });
 }
 

@@ -9,8 +9,6 @@
 namespace orvix::station {
 namespace {
 
-constexpr char kSimulatedPort[] = "simulated";
-
 /// Stations that start at once must not give two ports one number: the devices of both would be taken for one bus's.
 std::int16_t PortNumberIn(const StationFolders& folders, const std::string& port) {
     platform::CreateFolders(folders.Configuration);

@@ -24,6 +24,8 @@ inline constexpr int kWrongUsage = 2;
 int Execute(const RunOptions& options, MainLoop& loop);
 int Execute(const ReadOptions& options, MainLoop& loop);
 int Execute(const ExportOptions& options, MainLoop& loop);
+int Execute(const HistoryOptions& options, MainLoop& loop);
+int Execute(const HistoryExportOptions& options, MainLoop& loop);
 int Execute(const SimulateOptions& options, MainLoop& loop);
 int Execute(const TraceOptions& options, MainLoop& loop);
 int Execute(const ReplayOptions& options, MainLoop& loop);

@@ -2,6 +2,8 @@
 
 #include "simulator/bus_server.h"
 #include "station/commands/commands.h"
+#include "station/history/history_recorder.h"
+#include "station/history/history_schema.h"
 #include "station/recording/recorder.h"
 #include "station/run/station_run.h"
 
@@ -51,6 +53,13 @@ std::unique_ptr<Recorder> RecordTo(const std::string& file, const std::vector<Bu
         file, setups, home.Now(), [&](const std::string& text) { home.Post([&output, text] { output.Note(text); }); });
 }
 
+std::unique_ptr<HistoryRecorder> RecordHistory(const RunOptions& options, const Station& station, Output& output,
+                                               MainLoop& loop) {
+    if (!options.History.On) return nullptr;
+    const auto say = [&](const std::string& text) { loop.Apartment().Post([&output, text] { output.Note(text); }); };
+    return std::make_unique<HistoryRecorder>(station.Folders.Data + kHistoryFile, options.History, say);
+}
+
 }  // namespace
 
 int Execute(const RunOptions& options, MainLoop& loop) {
@@ -58,10 +67,13 @@ int Execute(const RunOptions& options, MainLoop& loop) {
     const auto output = OutputOf(options.Bus.Json);
     OutputListener listener(*output, loop, options.Bus.Verbose);
 
+    const auto history = RecordHistory(options, *station, *output, loop);
+
     std::unique_ptr<simulator::BusServer> simulated;
     std::unique_ptr<Recorder> recorder;
     StationRun run(*station, loop.Apartment());
     run.Add(listener);
+    if (history) run.Add(*history);
     std::vector<BusSetup> setups;
     for (const auto& port : options.Bus.Ports) {
         auto setup = SetupOf(options.Bus, port, *station);
@@ -85,6 +97,8 @@ int Execute(const RunOptions& options, MainLoop& loop) {
     if (recorder) {
         if (const auto missing = recorder->Finish()) output->Note(*missing);
     }
+    const auto lost = history ? history->Close() : 0;
+    if (lost > 0) output->Note("history: " + std::to_string(lost) + " readings could not be written and are lost");
     return listener.AnyGood() ? kDone : kFailed;
 }
 

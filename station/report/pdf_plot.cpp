@@ -9,6 +9,7 @@ namespace {
 
 constexpr Color kCurveColor{0.10, 0.34, 0.62};
 constexpr Color kGridColor{0.87, 0.88, 0.90};
+constexpr Color kGapColor{0.93, 0.90, 0.88};
 constexpr Color kAxisColor{0.45, 0.47, 0.50};
 constexpr Color kLabelColor{0.30, 0.32, 0.35};
 constexpr Color kHighColor{0.76, 0.16, 0.13};
@@ -29,8 +30,8 @@ class Plot {
 public:
     Plot(PdfCanvas& canvas, const Box& box, const PlotData& data) : m_Canvas(canvas), m_Data(data), m_Box(box) {
         const auto [first, last] = std::minmax_element(data.Samples.begin(), data.Samples.end(), EarlierThan);
-        m_Begin = first->Days;
-        m_End = last->Days;
+        m_Begin = data.Period ? data.Period->Begin : first->Days;
+        m_End = data.Period ? data.Period->End : last->Days;
         if (m_End <= m_Begin) {
             m_Begin -= kHalfHour;
             m_End += kHalfHour;
@@ -50,6 +51,7 @@ public:
     }
 
     void Draw() {
+        DrawGaps();
         DrawValueAxis();
         DrawTimeAxis();
         double right = m_Box.Right();
@@ -66,6 +68,14 @@ private:
     double Y(double value) const {
         const double low = m_Ticks.front().Value;
         return m_Box.Bottom() - (value - low) / (m_Ticks.back().Value - low) * m_Box.Height;
+    }
+
+    /// Also the shortest can be seen.
+    void DrawGaps() {
+        for (const auto& gap : m_Data.Gaps) {
+            const double left = X(gap.Begin);
+            m_Canvas.Fill({left, m_Box.Top, std::max(kHairline, X(gap.End) - left), m_Box.Height}, kGapColor);
+        }
     }
 
     void DrawValueAxis() {
@@ -104,12 +114,21 @@ private:
 
     void DrawCurve() {
         std::vector<Point> points;
-        for (const auto& sample : m_Data.Samples)
+        for (const auto& sample : m_Data.Samples) {
+            if (sample.BeginsCurve) DrawPiece(points);
             points.push_back({X(sample.Days), Y(sample.Value)});
+        }
+        DrawPiece(points);
+    }
+
+    void DrawPiece(std::vector<Point>& points) {
         m_Canvas.Curve(points, kCurveWidth, kCurveColor);
-        if (points.size() > kMostDots) return;
-        for (const auto& point : points)
-            m_Canvas.Dot(point, kDotRadius, kCurveColor);
+        // A sample between two gaps is no line.
+        if (m_Data.Samples.size() <= kMostDots || points.size() == 1) {
+            for (const auto& point : points)
+                m_Canvas.Dot(point, points.size() == 1 ? kCurveWidth : kDotRadius, kCurveColor);
+        }
+        points.clear();
     }
 
     PdfCanvas& m_Canvas;

@@ -8,21 +8,16 @@
 
 #include "host/error.h"
 #include "platform/atomic_file.h"
+#include "station/report/page.h"
 #include "station/report/pdf_plot.h"
 
 namespace orvix::station {
 namespace {
 
-constexpr double kPageWidth = 595.28;  // A4
-constexpr double kPageHeight = 841.89;
 constexpr double kPointsPerCm = 72 / 2.54;
 
-constexpr Color kInk{0.10, 0.11, 0.13};
-constexpr Color kMuted{0.42, 0.44, 0.48};
-constexpr Color kRule{0.60, 0.62, 0.66};
 constexpr Color kBand{0.955, 0.96, 0.97};  // behind every other row
 
-constexpr double kFooterHeight = 22;
 constexpr double kPlotHeight = 230;
 constexpr double kPartGap = 22;
 constexpr double kCellPadding = 7;

@@ -106,6 +106,15 @@ TEST_F(ConnectionTest, FailingStepIsReportedAndTheLoopGoesOn) {
     EXPECT_THAT(Driver->Peer.Take(), ElementsAre("CONNECT"));
 }
 
+TEST_F(ConnectionTest, ClosingDropsALinkThatHasGoneOfflineSinceTheLastTick) {
+    Connect();
+    Adapter.OnLine(false);
+    Subscriber.Endpoint().ClosePeer();
+    Host.Run(0);
+    EXPECT_FALSE(Adapter.Networking());
+    EXPECT_THAT(Driver->Peer.Take(), Contains("DISCONNECT"));
+}
+
 TEST_F(ConnectionTest, OfflineWorkNeedsAPortNumber) {
     for (const std::string port : {"3", "", "com3"}) {
         Init();

@@ -122,4 +122,14 @@ TEST_F(TasksTest, LostConnectionFailsPendingTasks) {
     EXPECT_EQ(entry->Data().ResultList.size(), 1U);
 }
 
+TEST_F(TasksTest, ClosingAnswersWorkThatCameInWhileOffline) {
+    Init();
+    const auto entry = Entry(*Reading("5"));
+    Adapter.NewWork(entry->Name(), 0);
+    Subscriber.Endpoint().ClosePeer();
+    Host.Run(0);
+    EXPECT_EQ(entry->Data().ResultList.size(), 1U);
+    EXPECT_EQ(entry->Data().e, errors::NotConnected);
+}
+
 }  // namespace orvix::tests

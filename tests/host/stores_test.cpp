@@ -132,9 +132,17 @@ TEST(RecordSetTest, RowsCountWhenTheyAreCommitted) {
     EXPECT_THROW(table.Field("none"), Error);
     table.AddNew();
     table.Set(0, "too long");
+    table.Set(1, Currency{5});
+    table.Update();
+    table.AddNewAlike();
+    table.Set(0, "x");
     table.Update();
     table.MoveNext();
     EXPECT_EQ(table.Field(0), Variant("too"));
+    table.MoveNext();
+    EXPECT_EQ(table.Field(0), Variant("x"));
+    EXPECT_EQ(table.Field(1), Variant(Currency{5}));
+    EXPECT_TRUE(table.Field(2).IsNull());
     table.MoveNext();
     EXPECT_THROW(table.Field(0), Error);
 }

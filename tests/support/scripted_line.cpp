@@ -23,8 +23,8 @@ std::string Bytes(const std::string& hex) {
 std::string Hex(const std::string& bytes) {
     std::string hex;
     char text[4];
-    for (const unsigned char byte : bytes) {
-        std::snprintf(text, sizeof(text), " %02X", byte);
+    for (const char byte : bytes) {
+        std::snprintf(text, sizeof(text), " %02X", static_cast<unsigned char>(byte));
         hex += hex.empty() ? text + 1 : text;
     }
     return hex;
@@ -49,11 +49,11 @@ public:
     void SThreshold(std::int32_t rhs) override { Log("SThreshold", rhs); }
     void CommPort(std::int16_t rhs) override { Log("CommPort", std::int32_t{rhs}); }
 
-    bool PortOpen() const override { return m_Open; }
+    bool PortOpen() const override { return m_Line.Open; }
     void PortOpen(bool rhs) override {
         Log("PortOpen", rhs);
         if (rhs && m_Line.PortMissing) throw SystemError("The port cannot be opened", ENOENT);
-        m_Open = rhs;
+        m_Line.Open = rhs;
     }
 
     void InBufferCount(std::int32_t rhs) override {
@@ -70,7 +70,9 @@ public:
     void WaitForInput(Duration limit) override {
         const Duration now = m_Line.m_Apartment.Now();
         const Duration arrival = m_Incoming.empty() ? now + limit : m_Incoming.front().first;
+        m_Line.Waiting = true;
         m_Line.m_Apartment.Block(std::clamp(arrival - now, Duration::zero(), std::max(limit, Duration::zero())));
+        m_Line.Waiting = false;
     }
 
 private:
@@ -78,21 +80,29 @@ private:
     void Log(const std::string& property, std::int32_t value) { Log(property, std::to_string(value)); }
     void Log(const std::string& property, bool value) { Log(property, std::string(value ? "True" : "False")); }
 
+    void Receive(const std::vector<Chunk>& chunks);
+
     ScriptedLine& m_Line;
-    bool m_Open = false;
     std::deque<std::pair<Duration, std::string>> m_Incoming;  ///< time of arrival and bytes
 };
 
 void ScriptedControl::Output(const std::string& bytes) {
     Log("Output", Hex(bytes));
-    if (!m_Open) throw Error(errors::General, "The port is not open");
-    if (m_Line.m_Script.empty()) return;
+    if (!m_Line.Open) throw Error(errors::General, "The port is not open");
+    if (m_Line.m_Script.empty()) {
+        if (m_Line.OnRequest) Receive(m_Line.OnRequest(bytes));
+        return;
+    }
     const auto exchange = std::move(m_Line.m_Script.front());
     m_Line.m_Script.pop_front();
     if (exchange.Vanished) throw SystemError("The line has vanished", EIO);
     EXPECT_EQ(Hex(bytes), Hex(exchange.Request));
+    Receive(exchange.Reply);
+}
+
+void ScriptedControl::Receive(const std::vector<Chunk>& chunks) {
     Duration arrival = m_Line.m_Apartment.Now();
-    for (const auto& chunk : exchange.Reply) {
+    for (const auto& chunk : chunks) {
         arrival += chunk.After;
         m_Incoming.emplace_back(arrival, chunk.Bytes);
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -20,8 +21,8 @@ struct Chunk {
     Duration After = std::chrono::milliseconds(1);
 };
 
-/// A serial line that states exact bytes out and in. A request without a scripted exchange gets no answer and is logged
-/// all the same; one that differs from what was expected is a failure of the test.
+/// A serial line that states exact bytes out and in. A request without a scripted exchange is left to OnRequest, or
+/// gets no answer, and is logged all the same; one that differs from what was expected is a failure of the test.
 class ScriptedLine : public Line {
 public:
     explicit ScriptedLine(Apartment& apartment) : m_Apartment(apartment) {}
@@ -38,6 +39,12 @@ public:
     std::vector<std::string> Log;
     /// Opening the port raises a SystemError.
     bool PortMissing = false;
+    /// The control holds the port open.
+    bool Open = false;
+    /// The control waits for input, and its thread with it.
+    bool Waiting = false;
+    /// Answers a request that was not scripted; it may raise what a line does.
+    std::function<std::vector<Chunk>(const std::string& request)> OnRequest;
 
 private:
     friend class ScriptedControl;

@@ -48,4 +48,11 @@ RecordingEndpoint::RecordingEndpoint(orvix::Messaging& messaging, const std::str
     m_Channel->Activate(true);
 }
 
+bool RecordingEndpoint::ClosePeer(TestHost& host, Duration limit) {
+    constexpr std::int32_t kAskingInterval = 100;
+    const auto asking = host.Apartment.CreateTimer([this] { m_Channel->ClosePeer(); });
+    asking->Rearm(kAskingInterval, true);
+    return host.Shared.Scheduler.RunUntil([this] { return ServerDestroyed; }, limit);
+}
+
 }  // namespace orvix::tests

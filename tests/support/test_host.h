@@ -125,6 +125,8 @@ class RecordingEndpoint {
 public:
     RecordingEndpoint(orvix::Messaging& messaging, const std::string& name, const std::string& peer);
     Channel& Endpoint() { return *m_Channel; }
+    /// Asks the peer to close, again when it has refused. Returns whether it has gone within the time.
+    bool ClosePeer(TestHost& host, Duration limit);
     /// What has been received since the last call.
     std::vector<std::string> Take() { return std::exchange(m_Received, {}); }
     bool RefuseDestroy = false;

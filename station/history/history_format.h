@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "station/history/history_reader.h"
+
+namespace orvix::station {
+
+enum class HistoryFormat { Table, Csv, Json };
+
+/// What stands above the rows; may be empty.
+std::string HeadingOf(HistoryFormat format);
+/// One line, with its end.
+std::string LineOf(const HistoryRow& row, HistoryFormat format);
+
+/// One line a series under a heading; as JSON, one object a line.
+std::string SummaryText(const std::vector<SeriesSummary>& summaries, HistoryFormat format);
+
+/// "49 min 59 s"; "--" for no time at all.
+std::string GapTimeText(std::chrono::milliseconds time);
+
+}  // namespace orvix::station

@@ -1,0 +1,304 @@
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "host/error.h"
+#include "station/history/history_format.h"
+#include "station/history/history_report.h"
+#include "station/history/history_schema.h"
+#include "station/history/history_time.h"
+#include "station/history/history_writer.h"
+#include "station/history/plot_samples.h"
+#include "tests/station/program.h"
+#include "tests/support/test_folder.h"
+
+namespace orvix::tests {
+namespace {
+
+using namespace station;
+
+constexpr std::int64_t kStart = 1'795'000'000'000;
+constexpr std::int64_t kSecond = 1000;
+
+Reading ReadingOf(int address, std::int64_t time, ReadingValue value, ErrorNumber code = 0) {
+    return {.UnixMilliseconds = kStart + time,
+            .Port = "line",
+            .Address = address,
+            .Model = 106,
+            .Name = "Oven",
+            .Variable = "temperature",
+            .Value = std::move(value),
+            .Error = {code, code == 0 ? "" : "No reply", {}},
+            .LastGood = {}};
+}
+
+/// A history written and read in a time of its own.
+struct HistoryTest : testing::Test {
+    void Begin(HistorySetup setup = {}, std::size_t mostPending = 1000, std::int64_t time = 0) {
+        m_Pending = std::make_unique<PendingRows>(mostPending);
+        m_Writer = std::make_unique<HistoryWriter>(*m_Pending, m_File, setup, HistorySession{kStart + time, 1},
+                                                   [this](const std::string& text) { m_Said.push_back(text); });
+    }
+    void Turn(std::int64_t time) const { m_Writer->Turn(kStart + time); }
+    HistoryReader Reader(std::int64_t now) const { return {m_File, kStart + now}; }
+    /// The rows from one time to another: "address@time=value", or "address@from-to*count code" of a gap.
+    std::vector<std::string> Rows(std::int64_t since, std::int64_t until) const {
+        auto reader = Reader(until);
+        const auto series = reader.Find({});
+        std::vector<std::string> rows;
+        reader.Read(series, {kStart + since, kStart + until}, [&](const HistoryRow& row) {
+            std::ostringstream text;
+            text << row.Series->Key.Address << "@" << row.Time - kStart;
+            if (const auto* degrees = std::get_if<double>(&row.Value)) {
+                text << "=" << *degrees;
+            } else {
+                text << "-" << row.Until - kStart << "*" << row.Count << " " << row.Reason.Code;
+            }
+            rows.push_back(text.str());
+            return true;
+        });
+        return rows;
+    }
+
+    TestFolder m_Folder;
+    const std::string m_File = m_Folder.Path + "/history.db";
+    std::unique_ptr<PendingRows> m_Pending;
+    std::unique_ptr<HistoryWriter> m_Writer;
+    std::vector<std::string> m_Said;
+};
+
+using Lines = std::vector<std::string>;
+
+TEST_F(HistoryTest, TellsReadingsGapsAndTimesNotRunningInOrder) {
+    Begin();
+    m_Pending->Add(ReadingOf(5, 0, 20.0));
+    m_Pending->Add(ReadingOf(6, 10, 30.0));
+    // A failure goes on over several turns; another reason is another gap.
+    for (int second = 1; second <= 4; ++second) {
+        m_Pending->Add(ReadingOf(5, second * kSecond, {}, second < 4 ? errors::TimeOut : errors::Checksum));
+        Turn(second * kSecond);
+    }
+    m_Pending->Add(ReadingOf(5, 5 * kSecond, 21.0));
+    m_Pending->Add(ReadingOf(5, 5 * kSecond, 22.0));  // the clock stood still
+    m_Pending->Add(ReadingOf(5, 5 * kSecond, "a serial number"));
+    EXPECT_EQ(m_Writer->End(kStart + 5 * kSecond), 0);
+    Begin({}, 1000, 100 * kSecond);
+    m_Pending->Add(ReadingOf(5, 101 * kSecond, 23.0));
+    Turn(102 * kSecond);
+
+    const auto timeOut = std::to_string(errors::TimeOut);
+    const auto checksum = std::to_string(errors::Checksum);
+    EXPECT_EQ(Rows(0, 103 * kSecond),
+              (Lines{"5@0=20", "6@10=30", "5@1000-3000*3 " + timeOut, "5@4000-4000*1 " + checksum, "5@5000=21",
+                     "5@5000-101000*0 0", "6@5000-103000*0 0", "5@5001=22", "5@101000=23"}));
+    EXPECT_EQ(Rows(2 * kSecond, 4 * kSecond), (Lines{"5@1000-3000*3 " + timeOut})) << "a gap that began before";
+
+    auto reader = Reader(103 * kSecond);
+    const auto oven = reader.Find({.Port = "line", .Device = "5", .Time = {}});
+    ASSERT_EQ(oven.size(), 1U);
+    const auto summary = reader.Summarize(oven[0], {kStart + 2 * kSecond, kStart + 51 * kSecond});
+    EXPECT_EQ(summary.Count, 2);
+    EXPECT_EQ(summary.Range.value().Mean, 21.5);
+    EXPECT_EQ(summary.Gaps, 2);
+    EXPECT_EQ(summary.GapTime.count(), kSecond);
+    EXPECT_EQ(summary.NotRunning.count(), 46 * kSecond);
+    EXPECT_THROW(reader.Find({.Port = "", .Device = "Owen", .Time = {}}), Error);
+    EXPECT_TRUE(m_Said.empty());
+}
+
+TEST_F(HistoryTest, KeepsWhatCannotBeWrittenUpToABound) {
+    Begin({}, 3);
+    Turn(0);
+    platform::SqliteConnection other(m_File);
+    other.Execute("BEGIN IMMEDIATE");
+    for (int second = 1; second <= 5; ++second)
+        m_Pending->Add(ReadingOf(5, second * kSecond, 20.0 + second));
+    Turn(6 * kSecond);
+    ASSERT_EQ(m_Said.size(), 1U);
+    EXPECT_NE(m_Said[0].find("locked"), std::string::npos) << m_Said[0];
+    m_Pending->Add(ReadingOf(5, 7 * kSecond, 27.0));
+    other.Execute("COMMIT");
+    Turn(8 * kSecond);
+    m_Pending->Add(ReadingOf(5, 9 * kSecond, 29.0));
+    Turn(10 * kSecond);
+    EXPECT_EQ(m_Said.size(), 2U);
+    EXPECT_EQ(m_Said.back(), "history: written again; 3 readings lost");
+    EXPECT_EQ(Rows(0, 11 * kSecond), (Lines{"5@1000=21", "5@2000=22", "5@3000=23",
+                                            "5@4000-7000*3 " + std::to_string(errors::General), "5@9000=29"}));
+}
+
+TEST_F(HistoryTest, RemovesWhatIsTooOldOrTooMuchAndTheFileShrinks) {
+    constexpr int kRows = 60'000;
+    Begin({.On = true, .Keep = std::chrono::hours(24 * 365), .MostBytes = 500'000}, kRows);
+    for (int second = 0; second < kRows; ++second)
+        m_Pending->Add(ReadingOf(5 + second % 2, second * kSecond, second % 2 == 0 ? 20.0 : 21.0));
+    Turn(kRows * kSecond);
+    for (int turn = 0; turn < 300; ++turn)
+        Turn(kRows * kSecond);
+    { platform::SqliteConnection(m_File).Execute("PRAGMA wal_checkpoint(TRUNCATE)"); }
+    const auto size = std::filesystem::file_size(m_File);
+    EXPECT_LT(size, 900'000U);
+    EXPECT_GT(size, 300'000U);
+    auto rows = Rows(0, kRows * kSecond);
+    EXPECT_GT(rows.size(), 10'000U);
+    EXPECT_EQ(rows.back(), "6@59999000=21");
+
+    Begin({.On = true, .Keep = std::chrono::hours(1), .MostBytes = 500'000}, kRows, kRows * kSecond);
+    for (int turn = 0; turn < 10; ++turn)
+        Turn(kRows * kSecond);
+    rows = Rows(0, kRows * kSecond);
+    EXPECT_EQ(rows.size(), 3600U);
+    EXPECT_EQ(rows.front(), "5@56400000=20");
+}
+
+TEST_F(HistoryTest, AnEventIsOneRowWhateverBecomesOfIt) {
+    Begin();
+    HistoryEvent event{
+        .Time = kStart, .Port = "line", .Address = 5, .Kind = "high", .Text = "too hot", .Value = 31.5, .Ended = {}};
+    const auto number = m_Pending->Add(event);
+    Turn(0);
+    event.Ended = kStart + kSecond;
+    m_Pending->Update(number, event);
+    Turn(kSecond);
+    platform::SqliteConnection connection(m_File);
+    platform::SqliteStatement rows(connection, "SELECT text, value, ended_ms FROM events");
+    ASSERT_TRUE(rows.Step());
+    EXPECT_EQ(rows.Text(0), "too hot");
+    EXPECT_EQ(rows.Real(1), 31.5);
+    EXPECT_EQ(rows.LongNumber(2), kStart + kSecond);
+    EXPECT_FALSE(rows.Step());
+}
+
+TEST_F(HistoryTest, AForeignFileIsLeftAlone) {
+    std::ofstream(m_File) << "no database, but long enough to be taken for one";
+    const auto before = ContentsOf(m_File);
+    Begin();
+    Turn(0);
+    Turn(kSecond);
+    ASSERT_EQ(m_Said.size(), 1U);
+    EXPECT_NE(m_Said[0].find("not a database"), std::string::npos) << m_Said[0];
+    EXPECT_EQ(ContentsOf(m_File), before);
+    EXPECT_THROW(Reader(0), Error);
+}
+
+TEST(HistoryTime, IsWhatPeopleWrite) {
+    const struct {
+        const char* Text;
+        std::int64_t Time;  ///< 0: refused
+    } cases[] = {
+        {"90s", kStart - 90'000},
+        {"1.5h", kStart - 5'400'000},
+        {"30d", kStart - 30 * 86'400'000LL},
+        {"2026-11-18", 1'794'960'000'000},
+        {"2026-11-18T11:06:40Z", kStart},
+        {"2026-11-18 11:06", kStart - 40'000},
+        {"2026-02-30", 0},
+        {"2026-11-18T25:00", 0},
+        {"yesterday", 0},
+        {"-2h", 0},
+        {"1e300d", 0},
+        {"h", 0},
+        {"", 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.Text);
+        if (c.Time == 0) {
+            EXPECT_THROW(ParseHistoryTime(c.Text, kStart), Error);
+        } else {
+            EXPECT_EQ(ParseHistoryTime(c.Text, kStart), c.Time);
+        }
+    }
+}
+
+// A day of readings comes down to what a plot can show, with its peak and its gap.
+TEST(PlotSamples, KeepPeaksAndGaps) {
+    constexpr std::int64_t kDay = 86'400;
+    PlotSamples samples({kStart, kStart + kDay * kSecond});
+    HistoryRow row{.Series = nullptr, .Time = 0, .Value = {}, .Reason = {}};
+    for (std::int64_t second = 0; second < kDay; ++second) {
+        if (second > 40'000 && second < 50'000) continue;
+        row.Time = kStart + second * kSecond;
+        row.Value = second == 30'000 ? 99.0 : 20.0;
+        if (second == 50'000) {
+            HistoryRow gap{.Series = nullptr, .Time = kStart + 40'001 * kSecond, .Value = {}, .Reason = {}};
+            gap.Until = kStart + 49'999 * kSecond;
+            samples.Add(gap);
+        }
+        samples.Add(row);
+    }
+    const auto plot = samples.Finish();
+    EXPECT_LE(plot.Samples.size(), 2000U);
+    EXPECT_EQ(std::count_if(plot.Samples.begin(), plot.Samples.end(), [](auto& s) { return s.Value == 99; }), 1);
+    EXPECT_EQ(std::count_if(plot.Samples.begin(), plot.Samples.end(), [](auto& s) { return s.BeginsCurve; }), 1);
+    EXPECT_EQ(plot.Gaps.size(), 1U);
+}
+
+// A station that is killed has lost at most what the last second brought; another one records beside it.
+TEST(History, OutlivesKillsAndTwoStationsShareAFolder) {
+    const TestFolder folder;
+    const auto data = folder.Path + "/data";
+    const auto count = [&](const std::vector<std::string>& options) {
+        std::vector<std::string> arguments{"history", "--data", data, "--csv"};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        const auto result = RunProgram(arguments);
+        EXPECT_EQ(result.Status, 0) << result.Err;
+        const auto has = [&](const char* text) { return result.Out.find(text) != std::string::npos; };
+        EXPECT_TRUE(has("time,port,address,name,variable,value,quality,until,count,reason\n"));
+        return std::count(result.Out.begin(), result.Out.end(), '\n') - 1;
+    };
+    Program first({"run", "--data", data, "--every", "100ms"});
+    for (int reading = 0; reading < 40; ++reading)
+        ASSERT_TRUE(first.AwaitOutput("21.5 °C"));
+    Program second({"run", "--data", data, "--every", "100ms", "--device", "6:sensor"});
+    ASSERT_TRUE(second.AwaitError("another station (pid "));
+    ASSERT_TRUE(second.AwaitOutput("°C"));
+    first.Signal(SIGKILL);
+    first.Finish();
+    second.Signal(SIGINT);
+    EXPECT_EQ(second.Finish().Status, 0);
+    EXPECT_GE(count({"--device", "5"}), 28) << "of 40 readings, less those of a second";
+
+    const auto file = folder.Path + "/oven.csv";
+    const std::vector<std::string> period{"--data", data, "--since", "1h", "--device", "5"};
+    for (const std::string format : {"csv", "pdf"}) {
+        std::vector<std::string> arguments{"export", "--format", format, "--out", file};
+        arguments.insert(arguments.end(), period.begin(), period.end());
+        const auto result = RunProgram(arguments);
+        EXPECT_EQ(result.Status, 0) << result.Err;
+        EXPECT_TRUE(ContentsOf(file).starts_with(format == "csv" ? "time,port" : "%PDF"));
+    }
+}
+
+TEST(History, BadInputIsOneClearLine) {
+    const TestFolder folder;
+    const auto data = folder.Path + "/data";
+    ExpectOneLine({"history", "--data", data}, 1, "there is no history in " + data);
+    ASSERT_EQ(RunProgram({"run", "--data", data, "--for", "1s"}).Status, 0);
+    const auto out = folder.Path + "/out";
+    const struct {
+        std::vector<std::string> Arguments;
+        int Status;
+        const char* Says;
+    } cases[] = {
+        {{"history", "--device", "Oven"}, 1, "device Oven; it has 5 Nimbo1"},
+        {{"history", "--since", "soon"}, 2, "soon"},
+        {{"history", "--since", "1h", "--until", "2h"}, 2, "--until"},
+        {{"history", "--csv", "--json"}, 2, "--json"},
+        {{"export", "--format", "csv", "--out", out, "--device", "77"}, 1, "device 77"},
+        {{"export", "--format", "csv", "--out", "/no/such/folder/x"}, 1, "/no/such/folder/x"},
+        {{"export", "--format", "pdf", "--out", out, "--from", out}, 2, "--from"},
+        {{"export", "--format", "text", "--out", out, "--device", "5:sensor", "--since", "1h"}, 2, "--since"},
+    };
+    for (auto c : cases) {
+        c.Arguments.insert(c.Arguments.end(), {"--data", data});
+        ExpectOneLine(c.Arguments, c.Status, c.Says);
+    }
+    EXPECT_FALSE(std::filesystem::exists(out));
+}
+
+}  // namespace
+}  // namespace orvix::tests
