@@ -6,7 +6,6 @@
 #include <bitset>
 #include <cmath>
 
-#include "host/date.h"
 #include "host/text.h"
 
 namespace orvix::station {
@@ -74,16 +73,6 @@ int WidthOf(wchar_t character) {
 
 }  // namespace
 
-std::string ClockText(std::int64_t unixMilliseconds) {
-    return Format(FromUnixMilliseconds(unixMilliseconds), "hh:nn:ss");
-}
-
-std::string IsoText(std::int64_t unixMilliseconds) {
-    const auto milliseconds = std::to_string(1000 + unixMilliseconds % 1000).substr(1);
-    const auto seconds = FromUnixMilliseconds(unixMilliseconds - unixMilliseconds % 1000);
-    return Format(seconds, "yyyy-mm-dd") + "T" + Format(seconds, "hh:nn:ss") + "." + milliseconds + "Z";
-}
-
 std::string DurationText(Duration time) {
     const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(time).count();
     if (milliseconds < 1000) return std::to_string(milliseconds) + " ms";
@@ -142,7 +131,7 @@ std::int64_t AgeMilliseconds(const Reading& reading) {
 }
 
 std::string FreshnessText(const Reading& reading) {
-    const std::string quality = NameOf(reading.Quality);
+    std::string quality = NameOf(reading.Quality);
     const auto age = AgeMilliseconds(reading);
     if (age < 0) return quality + ", never read";
     if (reading.Quality == Quality::Good) return quality;

@@ -9,10 +9,6 @@
 
 namespace orvix::station {
 
-/// "21:04:11", UTC.
-std::string ClockText(std::int64_t unixMilliseconds);
-/// "2026-11-22T21:04:11.120Z".
-std::string IsoText(std::int64_t unixMilliseconds);
 /// To two units and whole seconds: "850 ms", "12 s", "2 min 5 s", "3 h 5 min", "2 d 4 h".
 std::string DurationText(Duration time);
 
