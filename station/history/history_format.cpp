@@ -4,6 +4,7 @@
 
 #include "host/date.h"
 #include "host/text.h"
+#include "station/bus/clock.h"
 #include "station/output/text.h"
 
 namespace orvix::station {
