@@ -84,7 +84,12 @@ SimulatedDevice ParseSimulatedDevice(const std::string& text) {
     return device;
 }
 
-SimulatedBus::SimulatedBus(const std::vector<SimulatedDevice>& devices) {
+std::string BuildRefusal(int address) {
+    return BuildReply(address, kRefusalCode, kRefusalPayload);
+}
+
+SimulatedBus::SimulatedBus(const std::vector<SimulatedDevice>& devices, FaultPlan faults)
+    : m_Faults(std::move(faults)) {
     for (const auto& device : devices) {
         if (!m_Devices.emplace(device.Address, device).second) {
             throw ArgumentError("address " + std::to_string(device.Address) + " is named twice");
@@ -92,11 +97,11 @@ SimulatedBus::SimulatedBus(const std::vector<SimulatedDevice>& devices) {
     }
 }
 
-std::string SimulatedBus::Receive(const std::string& bytes, Time sinceStart) {
+std::vector<BusAnswer> SimulatedBus::Receive(const std::string& bytes, Time sinceStart) {
     if (sinceStart - m_LastReceived > kLongestPause) m_Buffer.clear();
     m_LastReceived = sinceStart;
     m_Buffer += bytes;
-    std::string answers;
+    std::vector<BusAnswer> answers;
     for (;;) {
         m_Buffer.erase(0, m_Buffer.find(kStartByte));
         const auto length = FrameLength(m_Buffer);
@@ -106,7 +111,8 @@ std::string SimulatedBus::Receive(const std::string& bytes, Time sinceStart) {
         m_Buffer.erase(0, request ? *length : 1);
         if (!request) continue;
         const auto device = m_Devices.find(request->address);
-        if (device != m_Devices.end()) answers += Answer(device->second, request->code, sinceStart);
+        if (device == m_Devices.end()) continue;
+        answers.push_back(m_Faults.Spoil(device->first, Answer(device->second, request->code, sinceStart)));
     }
 }
 
@@ -120,7 +126,7 @@ std::string SimulatedBus::Answer(const SimulatedDevice& device, const std::strin
     if (code == kInputsCode && device.Model == kDigitalModuleModel) {
         return reply(std::string(1, static_cast<char>(static_cast<unsigned char>(value))));
     }
-    return BuildReply(device.Address, kRefusalCode, kRefusalPayload);
+    return BuildRefusal(device.Address);
 }
 
 }  // namespace orvix::simulator

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "simulator/fault_plan.h"
+
 namespace orvix::simulator {
 
 using Time = std::chrono::nanoseconds;
@@ -25,6 +27,9 @@ struct SimulatedDevice {
     ValueSource Value;  ///< degrees Celsius, or the input byte 0 to 255
 };
 
+/// What a device answers to a command that it does not know.
+std::string BuildRefusal(int address);
+
 /// "5:sensor=21.5", "6:sensor=ramp:20:30:60s", "7:digital=5"; without a value 20 degrees, or inputs 0. Raises
 /// ArgumentError.
 SimulatedDevice ParseSimulatedDevice(const std::string& text);
@@ -33,17 +38,18 @@ SimulatedDevice ParseSimulatedDevice(const std::string& text);
 class SimulatedBus {
 public:
     /// Raises ArgumentError when two devices have the same address.
-    explicit SimulatedBus(const std::vector<SimulatedDevice>& devices);
+    explicit SimulatedBus(const std::vector<SimulatedDevice>& devices, FaultPlan faults = {});
 
     /// Takes what has been received and answers the requests that are complete, as the devices would: with the code of
     /// the request, a refusal to an unknown command, nothing for an address where no device is. Bytes that belong to no
     /// frame are passed over.
-    std::string Receive(const std::string& bytes, Time sinceStart);
+    std::vector<BusAnswer> Receive(const std::string& bytes, Time sinceStart);
 
 private:
     std::string Answer(const SimulatedDevice& device, const std::string& code, Time sinceStart) const;
 
     std::map<int, SimulatedDevice> m_Devices;
+    FaultPlan m_Faults;
     std::string m_Buffer;
     Time m_LastReceived{0};
 };

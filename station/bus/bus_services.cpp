@@ -6,15 +6,14 @@
 
 namespace orvix::station {
 
-BusServices::BusServices(ServicesSetup setup)
+BusServices::BusServices(ServicesSetup setup, orvix::Apartment& apartment, Line& line)
     : m_Setup(std::move(setup)),
+      m_Apartment(apartment),
       m_Messaging(m_Setup.Directory, m_Apartment),
-      m_SerialLine({{m_Setup.PortNumber, m_Setup.PortPath}}),
-      m_Line(m_SerialLine, m_Apartment, m_Setup.PortLabel, m_Setup.OnLine),
       m_Stores(m_Setup.Folders.Configuration, m_Setup.Folders.Library,
                [this] { return std::make_unique<PdfReport>(m_Apartment.DateNow()); }),
       m_Database(m_Setup.Account),
-      m_Services{m_Apartment, m_Messaging, m_Line, m_Stores, m_Database, *this, m_Setup.Viewer, m_State} {}
+      m_Services{m_Apartment, m_Messaging, line, m_Stores, m_Database, *this, m_Setup.Viewer, m_State} {}
 
 void BusServices::Report(const std::string& report) {
     if (OnReport) OnReport(report);

@@ -8,8 +8,6 @@
 #include "host/services.h"
 #include "platform/file_stores.h"
 #include "platform/process_messaging.h"
-#include "platform/real_apartment.h"
-#include "platform/serial_line.h"
 #include "platform/sqlite_database.h"
 #include "station/bus/line_tap.h"
 
@@ -35,14 +33,15 @@ struct ServicesSetup {
     LineListener OnLine;  ///< told what happens on the serial line, on the thread that uses it
 };
 
-/// Everything that the library asks of its host, for the thread that creates this.
+/// Everything that the library asks of its host, for the thread of an apartment.
 class BusServices : private Reports {
 public:
-    explicit BusServices(ServicesSetup setup);
+    /// `apartment` and `line` outlive this.
+    BusServices(ServicesSetup setup, orvix::Apartment& apartment, Line& line);
 
     const ServicesSetup& Setup() const { return m_Setup; }
     const orvix::Services& Get() const { return m_Services; }
-    platform::RealApartment& Apartment() { return m_Apartment; }
+    orvix::Apartment& Apartment() { return m_Apartment; }
 
     /// Called with each error that the library reports and does not raise.
     std::function<void(const std::string& report)> OnReport;
@@ -56,10 +55,8 @@ private:
     std::int32_t NetTimeoutInterval() const override { return m_Setup.NetTimeoutInterval; }
 
     ServicesSetup m_Setup;
-    platform::RealApartment m_Apartment;
+    orvix::Apartment& m_Apartment;
     platform::ProcessMessaging m_Messaging;
-    platform::SerialLine m_SerialLine;
-    LineTap m_Line;
     platform::FileStores m_Stores;
     platform::SqliteDatabase m_Database;
     ApartmentState m_State;

@@ -7,7 +7,7 @@ namespace orvix::station {
 namespace {
 
 using Kind = LineEvent::Kind;
-using Tell = std::function<void(Kind, std::string bytes, std::string reason)>;
+using Tell = std::function<void(LineEvent)>;
 
 class TappedControl : public SerialControl {
     /// Runs a step and tells its failure.
@@ -16,16 +16,18 @@ class TappedControl : public SerialControl {
         try {
             return step();
         } catch (const std::exception& error) {
-            m_Tell(Kind::Failed, {}, error.what());
+            m_Tell({.Time = m_Apartment.Now(), .What = Kind::Failed, .Reason = error.what()});
             throw;
         }
     }
 
 public:
-    TappedControl(std::unique_ptr<SerialControl> control, Tell tell)
-        : m_Control(std::move(control)), m_Tell(std::move(tell)) {}
+    TappedControl(std::unique_ptr<SerialControl> control, const Apartment& apartment, Tell tell)
+        : m_Control(std::move(control)), m_Apartment(apartment), m_Tell(std::move(tell)) {}
 
-    void DTREnable(bool rhs) override { m_Control->DTREnable(rhs); }
+    void DTREnable(bool rhs) override {
+        Watched([&] { m_Control->DTREnable(rhs); });
+    }
     void EOFEnable(bool rhs) override { m_Control->EOFEnable(rhs); }
     void Handshaking(std::int32_t rhs) override { m_Control->Handshaking(rhs); }
     void InBufferSize(std::int32_t bytes) override { m_Control->InBufferSize(bytes); }
@@ -35,7 +37,9 @@ public:
     void OutBufferSize(std::int32_t bytes) override { m_Control->OutBufferSize(bytes); }
     void ParityReplace(const std::string& rhs) override { m_Control->ParityReplace(rhs); }
     void RThreshold(std::int32_t rhs) override { m_Control->RThreshold(rhs); }
-    void RTSEnable(bool rhs) override { m_Control->RTSEnable(rhs); }
+    void RTSEnable(bool rhs) override {
+        Watched([&] { m_Control->RTSEnable(rhs); });
+    }
     void Settings(const std::string& rhs) override { m_Control->Settings(rhs); }
     void SThreshold(std::int32_t rhs) override { m_Control->SThreshold(rhs); }
     void CommPort(std::int16_t rhs) override { m_Control->CommPort(rhs); }
@@ -43,20 +47,29 @@ public:
 
     void PortOpen(bool rhs) override {
         Watched([&] { m_Control->PortOpen(rhs); });
-        m_Tell(rhs ? Kind::Opened : Kind::Closed, {}, {});
+        Happened(rhs ? Kind::Opened : Kind::Closed);
     }
     void InBufferCount(std::int32_t rhs) override {
         TellDiscarded();
         Watched([&] { m_Control->InBufferCount(rhs); });
     }
     void Output(const std::string& bytes) override {
-        // Told first: the reply must not be heard of before its request.
-        m_Tell(Kind::Sent, bytes, {});
-        Watched([&] { m_Control->Output(bytes); });
+        const auto began = m_Apartment.Now();
+        const auto tell = [&] {
+            m_Tell({.Time = began, .What = Kind::Sent, .Bytes = bytes, .Lasted = m_Apartment.Now() - began});
+        };
+        try {
+            m_Control->Output(bytes);
+        } catch (const std::exception& error) {
+            tell();
+            m_Tell({.Time = m_Apartment.Now(), .What = Kind::Failed, .Reason = error.what()});
+            throw;
+        }
+        tell();
     }
     std::string Input() override {
         auto bytes = Watched([&] { return m_Control->Input(); });
-        if (!bytes.empty()) m_Tell(Kind::Received, bytes, {});
+        if (!bytes.empty()) Happened(Kind::Received, bytes);
         return bytes;
     }
     void WaitForInput(Duration limit) override {
@@ -64,16 +77,20 @@ public:
     }
 
 private:
+    void Happened(Kind what, const std::string& bytes = {}) {
+        m_Tell({.Time = m_Apartment.Now(), .What = what, .Bytes = bytes});
+    }
     void TellDiscarded() {
         try {
-            auto bytes = m_Control->Input();
-            if (!bytes.empty()) m_Tell(Kind::Discarded, std::move(bytes), {});
+            const auto bytes = m_Control->Input();
+            if (!bytes.empty()) Happened(Kind::Discarded, bytes);
         } catch (const std::exception&) {
             // A lost device is opened again by the discarding itself, which also tells when that fails.
         }
     }
 
     std::unique_ptr<SerialControl> m_Control;
+    const Apartment& m_Apartment;
     Tell m_Tell;
 };
 
@@ -83,10 +100,10 @@ LineTap::LineTap(Line& line, const Apartment& apartment, std::string port, LineL
     : m_Line(line), m_Apartment(apartment), m_Port(std::move(port)), m_Listener(std::move(listener)) {}
 
 std::unique_ptr<SerialControl> LineTap::CreateSerialControl() {
-    return std::make_unique<TappedControl>(
-        m_Line.CreateSerialControl(), [this](Kind what, std::string bytes, std::string reason) {
-            m_Listener({m_Apartment.Now(), m_Port, what, std::move(bytes), std::move(reason)});
-        });
+    return std::make_unique<TappedControl>(m_Line.CreateSerialControl(), m_Apartment, [this](LineEvent event) {
+        event.Port = m_Port;
+        m_Listener(event);
+    });
 }
 
 }  // namespace orvix::station

@@ -19,11 +19,12 @@ struct LineEvent {
         Discarded,  ///< bytes that were there before a request and belong to no reply
     };
 
-    Duration Time{0};  ///< of the steady clock that all apartments of the process share
-    std::string Port;  ///< what people call the port
+    Duration Time{0};    ///< of the steady clock that all apartments of the process share
+    std::string Port{};  ///< what people call the port
     Kind What = Kind::Opened;
-    std::string Bytes;   ///< of Sent, Received and Discarded
-    std::string Reason;  ///< of Failed
+    std::string Bytes{};   ///< of Sent, Received and Discarded
+    std::string Reason{};  ///< of Failed
+    Duration Lasted{0};    ///< of Sent: how long the writing took; the event is told when it is over
 };
 
 /// Called on the thread that uses the line.

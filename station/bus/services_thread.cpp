@@ -1,5 +1,8 @@
 #include "station/bus/services_thread.h"
 
+#include "platform/serial_line.h"
+#include "station/bus/line_tap.h"
+
 namespace orvix::station {
 
 ServicesThread::ServicesThread(const ServicesSetup& setup, const std::function<Resident(BusServices&)>& moveIn) {
@@ -21,18 +24,21 @@ ServicesThread::~ServicesThread() {
 
 void ServicesThread::Live(const ServicesSetup& setup, const std::function<Resident(BusServices&)>& moveIn,
                           std::promise<void>& started) {
+    platform::RealApartment apartment;
+    platform::SerialLine serialLine({{setup.PortNumber, setup.PortPath}});
+    LineTap line(serialLine, apartment, setup.PortLabel, setup.OnLine);
     std::unique_ptr<BusServices> services;
     Resident resident;
     try {
-        services = std::make_unique<BusServices>(setup);
+        services = std::make_unique<BusServices>(setup, apartment, line);
         resident = moveIn(*services);
-        m_Apartment = &services->Apartment();
+        m_Apartment = &apartment;
         started.set_value();
     } catch (...) {
         started.set_exception(std::current_exception());
         return;
     }
-    services->Apartment().Run();
+    apartment.Run();
 }
 
 }  // namespace orvix::station

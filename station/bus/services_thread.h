@@ -5,12 +5,13 @@
 #include <memory>
 #include <thread>
 
+#include "platform/real_apartment.h"
 #include "station/bus/bus_services.h"
 
 namespace orvix::station {
 
-/// A thread with an apartment and services of its own. Its loop runs from construction until the apartment is told to
-/// quit; destruction waits for that.
+/// A thread with an apartment, the serial line of the setup, and services of its own. Its loop runs from construction
+/// until the apartment is told to quit; destruction waits for that.
 class ServicesThread {
 public:
     /// What lives on the thread; released there when the loop has ended.

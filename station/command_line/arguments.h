@@ -12,6 +12,8 @@ namespace orvix::station {
 // Each adds one command with its options. When the parser has found it, its options are read, checked and put into
 // `result`; UsageError says what is wrong with them.
 void AddRun(CLI::App& app, CommandLine& result);
+void AddRecord(CLI::App& app, CommandLine& result);
+void AddReplay(CLI::App& app, CommandLine& result);
 void AddRead(CLI::App& app, CommandLine& result);
 void AddHistory(CLI::App& app, CommandLine& result);
 void AddExport(CLI::App& app, CommandLine& result);

@@ -51,6 +51,7 @@ struct RunOptions {
     bool Plain = false;   ///< lines, also on a terminal
     bool Quiet = false;   ///< no readings, only what is out of the ordinary
     std::string Metrics;  ///< "127.0.0.1:9400"; empty: no metrics
+    std::string Record;   ///< file to keep what happens on the lines in, absolute path; empty: none
 };
 
 struct ReadOptions {
@@ -83,6 +84,14 @@ struct SimulateOptions {
     std::string Link;  ///< empty: none
     std::vector<simulator::SimulatedDevice> Devices;
     int Baud = 0;  ///< 0: no pacing
+    std::vector<simulator::Fault> Faults;
+    std::uint64_t Seed = 1;
+};
+
+struct ReplayOptions {
+    std::string File;   ///< absolute path
+    bool Fast = false;  ///< as fast as possible, not in real time
+    bool Json = false;
 };
 
 struct TraceOptions {
@@ -122,7 +131,7 @@ struct TextOptions {
 /// What the command line asks for: one command.
 using CommandLine =
     std::variant<TextOptions, RunOptions, ScanOptions, DevicesOptions, ReadOptions, HealthOptions, HistoryOptions,
-                 ExportOptions, HistoryExportOptions, ConfigCheckOptions, SimulateOptions, TraceOptions>;
+                 ExportOptions, HistoryExportOptions, ReplayOptions, ConfigCheckOptions, SimulateOptions, TraceOptions>;
 
 /// Without a command the command is run. Raises UsageError.
 CommandLine ParseCommandLine(std::vector<std::string> arguments);

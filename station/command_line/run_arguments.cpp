@@ -15,6 +15,7 @@ struct RawRunOptions {
     bool Plain = false;
     bool Quiet = false;
     std::string Metrics;
+    std::string Record;
     bool NoHistory = false;
 };
 
@@ -26,6 +27,7 @@ RunOptions ReadRun(const RawRunOptions& raw, const CLI::App& command) {
     options.Quiet = raw.Quiet;
     options.NoHistory = raw.NoHistory;
     options.Metrics = raw.Metrics;
+    if (!raw.Record.empty()) options.Record = AbsolutePath(raw.Record);
     if (!raw.Metrics.empty() && !IsMetricsAddress(raw.Metrics)) {
         throw UsageError("--metrics " + raw.Metrics + ": write a numeric address and a port, such as 127.0.0.1:9400");
     }
@@ -37,12 +39,13 @@ RunOptions ReadRun(const RawRunOptions& raw, const CLI::App& command) {
     return options;
 }
 
-}  // namespace
-
-void AddRun(CLI::App& app, CommandLine& result) {
-    auto* command = app.add_subcommand(
-        "run", "go online and show the readings (the default command): live on a terminal, else one a line");
+/// A command that goes online and prints each reading; it keeps a recording in the file that `recordOption` names.
+void AddRunning(CLI::App& app, CommandLine& result, const char* name, const char* help, const char* recordOption) {
+    auto* command = app.add_subcommand(name, help);
     const auto raw = std::make_shared<RawRunOptions>();
+    auto* record = AddPath(*command, recordOption, raw->Record, "FILE",
+                           "keep what happens on the lines in this new file, for nimbo1 replay");
+    record->required(record->get_positional());
     AddBusOptions(*command, raw->Bus);
     AddPath(*command, "--config", raw->Configuration, "FILE", "buses, devices and all else; options here win over it");
     command->add_option("--every", raw->Every, "polling period (1s)")->type_name("TIME");
@@ -53,6 +56,18 @@ void AddRun(CLI::App& app, CommandLine& result) {
         ->type_name("ADDRESS:PORT");
     command->add_flag("--no-history", raw->NoHistory, "do not record the readings");
     command->callback([raw, command, &result] { result = ReadRun(*raw, *command); });
+}
+
+}  // namespace
+
+void AddRun(CLI::App& app, CommandLine& result) {
+    AddRunning(app, result, "run",
+               "go online and show the readings (the default command): live on a terminal, else one a line",
+               "--record");
+}
+
+void AddRecord(CLI::App& app, CommandLine& result) {
+    AddRunning(app, result, "record", "the same as run --record FILE", "file");
 }
 
 }  // namespace orvix::station

@@ -32,6 +32,7 @@ int Execute(const ScanOptions& options, MainLoop& loop);
 int Execute(const DevicesOptions& options, MainLoop& loop);
 int Execute(const ConfigCheckOptions& options, MainLoop& loop);
 int Execute(const HealthOptions& options, MainLoop& loop);
+int Execute(const ReplayOptions& options, MainLoop& loop);
 int Execute(const TextOptions& options, MainLoop& loop);
 
 /// What a command needs before its bus: folders, database, library. `data` is the data folder; empty: the user's.

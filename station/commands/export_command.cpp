@@ -1,6 +1,7 @@
 #include <optional>
 
 #include "host/iOrvixDevices.h"
+#include "platform/serial_line.h"
 #include "simulator/bus_server.h"
 #include "station/bus/device_export.h"
 #include "station/bus/failure_text.h"
@@ -11,7 +12,9 @@ namespace {
 
 /// A saved device needs no bus.
 std::optional<Failure> ExportSaved(const ExportOptions& options, Station& station) {
-    BusServices services(station.ServicesFor({}, [](const LineEvent&) {}));
+    platform::RealApartment apartment;
+    platform::SerialLine line({});
+    BusServices services(station.ServicesFor({}, nullptr), apartment, line);
     const auto messages = services.Get().Database.CreateConnection();
     messages->Open(station.Folders.Data + "Orvix.mdb", station.Folders.Data + "Orvix.mdw", station.Account);
     Failure failure;

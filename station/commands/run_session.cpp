@@ -39,12 +39,14 @@ RunSession::RunSession(const RunOptions& options, MainLoop& loop)
       m_AlarmCommand(m_Setup.OnAlarm, kAlarmCommandLimit, loop.Apartment(),
                      [this](const std::string& text) { m_Output.Note(text); }),
       m_History(RecordHistory()),
+      m_Recorder(RecordLines()),
       m_Run(*m_Station, loop.Apartment()),
       m_Starter(*m_Station, m_Run, m_Simulated, loop, m_Output),
       m_Control(OpenControl()) {
     for (Listener* listener : std::initializer_list<Listener*>{&m_Listener, &m_Service, &m_Health, &m_AlarmCommand})
         m_Run.Add(*listener);
     if (m_History) m_Run.Add(*m_History);
+    if (m_Recorder) m_Run.Add(*m_Recorder);
     if (!m_Setup.Metrics.empty()) {
         m_Metrics = std::make_unique<MetricsServer>(m_Setup.Metrics, loop.Apartment(), [this] { return Health(); });
     }
@@ -56,6 +58,14 @@ std::unique_ptr<HistoryRecorder> RunSession::RecordHistory() {
         m_Loop.Apartment().Post([this, text] { m_Output.Note(text); });
     };
     return std::make_unique<HistoryRecorder>(m_Station->Folders.Data + kHistoryFile, m_Setup.History, say);
+}
+
+std::unique_ptr<Recorder> RunSession::RecordLines() {
+    if (m_Options.Record.empty()) return nullptr;
+    const auto say = [this](const std::string& text) {
+        m_Loop.Apartment().Post([this, text] { m_Output.Note(text); });
+    };
+    return std::make_unique<Recorder>(m_Options.Record, m_Setup.Buses, m_Loop.Apartment().Now(), say);
 }
 
 std::unique_ptr<ControlServer> RunSession::OpenControl() {
@@ -114,6 +124,7 @@ void RunSession::Reload() {
 
 int RunSession::Finish() {
     if (m_Screen) m_Screen->End();
+    if (const auto missing = m_Recorder ? m_Recorder->Finish() : std::nullopt) m_Output.Note(*missing);
     const auto lost = m_History ? m_History->Close() : 0;
     if (lost > 0) m_Output.Note("history: " + std::to_string(lost) + " readings could not be written and are lost");
     if (const auto summary = m_Listener.Summary(); !summary.empty()) m_Output.Note(summary);

@@ -15,6 +15,7 @@
 #include "station/health/metrics.h"
 #include "station/history/history_recorder.h"
 #include "station/output/output_listener.h"
+#include "station/recording/recorder.h"
 #include "station/run/station_run.h"
 #include "station/service/service_notifier.h"
 
@@ -32,6 +33,7 @@ public:
 
 private:
     std::unique_ptr<HistoryRecorder> RecordHistory();
+    std::unique_ptr<Recorder> RecordLines();
     std::unique_ptr<ControlServer> OpenControl();
     StationHealth Health();
     /// Reads the configuration again and changes what has changed in it; one that is broken changes nothing.
@@ -51,6 +53,7 @@ private:
     HealthBook m_Health;
     AlarmCommand m_AlarmCommand;
     std::unique_ptr<HistoryRecorder> m_History;
+    std::unique_ptr<Recorder> m_Recorder;
 
     BusStarter::SimulatedBuses m_Simulated;
     StationRun m_Run;

@@ -6,8 +6,11 @@
 namespace orvix::station {
 
 int Execute(const SimulateOptions& options, MainLoop& loop) {
-    simulator::BusServer server(simulator::SimulatedBus(options.Devices), options.Baud);
-    if (!options.Link.empty()) server.Terminal().Link(options.Link);
+    const auto tell = [&loop](const std::string& text) {
+        loop.Apartment().Post([text] { std::cerr << "nimbo1: " << text << std::endl; });
+    };
+    simulator::SimulatedBus bus(options.Devices, simulator::FaultPlan(options.Faults, options.Seed));
+    simulator::BusServer server(std::move(bus), options.Baud, {options.Link, options.Faults, tell});
     std::cout << (options.Link.empty() ? server.Terminal().Path() : options.Link) << std::endl;
     loop.Run();
     return kDone;

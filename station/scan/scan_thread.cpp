@@ -37,7 +37,7 @@ private:
         m_Apartment.Post([this] { Continue(); });
     }
 
-    platform::RealApartment& m_Apartment;
+    Apartment& m_Apartment;
     ScanLine m_Line;
     Scan m_Scan;
     ScanEvents m_Events;

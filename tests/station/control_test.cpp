@@ -11,6 +11,7 @@
 
 #include "host/error.h"
 #include "platform/real_apartment.h"
+#include "simulator/bus_server.h"
 #include "station/control/control_client.h"
 #include "station/control/control_server.h"
 #include "tests/station/program.h"
@@ -125,7 +126,8 @@ TEST_F(Control, OnlyTheOwnerIsServed) {
 
 TEST(Health, OfARunningStationIsToldWithWhatIsWrong) {
     const TestFolder folder;
-    Program program({"run", "--data", folder.Path, "--device", "5:sensor", "--device", "9:sensor:Lost", "--every",
+    simulator::BusServer bus(simulator::SimulatedBus({simulator::ParseSimulatedDevice("5:sensor")}), 0);
+    Program program({"run", "--data", folder.Path, "--port", bus.Terminal().Path(), "--device", "5:sensor", "--device", "9:sensor:Lost", "--every",
                      "200ms", "--json"});
     for (int reading = 0; reading < 4; ++reading)
         ASSERT_TRUE(program.AwaitOutput("\"valid\":false"));

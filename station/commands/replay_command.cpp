@@ -1,0 +1,129 @@
+#include <stdlib.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <vector>
+
+#include "host/text.h"
+#include "station/bus/folders.h"
+#include "station/commands/commands.h"
+#include "station/recording/replay_bus.h"
+#include "station/run/latest_values.h"
+
+namespace orvix::station {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr std::int32_t kRealTimeStepMs = 20;
+constexpr milliseconds kFastStep{100};
+
+/// A data folder for a replay alone: it must neither see nor change the devices that this user has registered.
+class PassingFolder {
+public:
+    PassingFolder() {
+        if (::mkdtemp(m_Path.data()) == nullptr) throw SystemError("folder " + m_Path + " cannot be made", errno);
+    }
+    PassingFolder(const PassingFolder&) = delete;
+    PassingFolder& operator=(const PassingFolder&) = delete;
+    ~PassingFolder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(m_Path, ignored);
+    }
+
+    StationFolders Folders() const {
+        auto folders = FindFolders(m_Path);
+        folders.Configuration = folders.Data + "configuration/";
+        return folders;
+    }
+
+private:
+    std::string m_Path = (std::filesystem::temp_directory_path() / "nimbo1_XXXXXX").string();
+};
+
+/// Plays all buses of a recording, and shows what they read.
+class Replay {
+public:
+    Replay(Station& station, const Recording& recording, Output& output, MainLoop& loop)
+        : m_Output(output), m_Loop(loop) {
+        for (std::size_t index = 0; index < recording.Header.Buses.size(); ++index) {
+            const auto every = recording.Header.Buses[index].Every;
+            const ReplayEvents events{
+                .OnReading = [this, every](const Reading& reading) { Show(reading, every); },
+                .OnTrouble = [this](const std::string& port,
+                                    const Failure& failure) { m_Output.Trouble(port, failure); },
+            };
+            m_Buses.push_back(std::make_unique<ReplayBus>(station, recording, index, events));
+        }
+    }
+
+    /// Ends the program's loop when all buses are over, or nobody reads what they say.
+    void RunUntil(Duration time) {
+        bool over = true;
+        for (const auto& bus : m_Buses) {
+            bus->RunUntil(time);
+            over = over && bus->Over();
+        }
+        if (over || !std::cout) m_Loop.Stop();
+    }
+
+    std::string Summary() const {
+        int unknown = 0;
+        int skipped = 0;
+        for (const auto& bus : m_Buses) {
+            unknown += bus->Line().Unknown();
+            skipped += bus->Line().Skipped();
+        }
+        auto text = NumberText(m_Readings) + " readings, " + NumberText(m_Failed) + " of them failed";
+        if (unknown > 0) text += "; requests that were not in the recording: " + NumberText(unknown);
+        if (skipped > 0) text += "; recorded requests that were not sent again: " + NumberText(skipped);
+        return text;
+    }
+
+private:
+    void Show(Reading reading, milliseconds every) {
+        ++m_Readings;
+        if (!reading.Valid()) ++m_Failed;
+        m_Values.Take(reading, every);
+        m_Output.Show(reading);
+    }
+
+    Output& m_Output;
+    MainLoop& m_Loop;
+    LatestValues m_Values;
+    std::int32_t m_Readings = 0;
+    std::int32_t m_Failed = 0;
+    std::vector<std::unique_ptr<ReplayBus>> m_Buses;
+};
+
+/// One step after the other, so that a signal comes in between.
+void RunFast(Replay& replay, MainLoop& loop, Duration time) {
+    replay.RunUntil(time);
+    loop.Apartment().Post([&replay, &loop, time] { RunFast(replay, loop, time + kFastStep); });
+}
+
+}  // namespace
+
+int Execute(const ReplayOptions& options, MainLoop& loop) {
+    const auto recording = ReadRecording(options.File);
+    const auto output = OutputOf(options.Json);
+    if (recording.CutOff) output->Note(options.File + ": the last line is cut off and left out");
+    const PassingFolder folder;
+    Station station(folder.Folders(), FindLibrary());
+    Replay replay(station, recording, *output, loop);
+
+    const auto started = loop.Apartment().Now();
+    const auto step = loop.Apartment().CreateTimer([&] { replay.RunUntil(loop.Apartment().Now() - started); });
+    if (options.Fast) {
+        loop.Apartment().Post([&] { RunFast(replay, loop, kFastStep); });
+    } else {
+        step->Rearm(kRealTimeStepMs, true);
+    }
+    loop.Run();
+    output->Note(replay.Summary());
+    return kDone;
+}
+
+}  // namespace orvix::station
