@@ -219,7 +219,7 @@ TEST_F(HistoryTest, ListsAlarmsWithTheirEnds) {
     const Lines early = list(0, 5 * kSecond, now, "");
     ASSERT_EQ(early.size(), 2U);
     EXPECT_EQ(early[0],
-              "2026-11-18 11:06:40  until 2026-11-18 11:06:41  line              5  Oven                        high   "
+              "2026-11-18 11:06:40  until 2026-11-18 11:06:41  line            5    Oven                        high   "
               "  31.5 °C is above the limit of 30 °C\n");
     EXPECT_NE(early[1].find("until the station stopped"), std::string::npos);
     EXPECT_EQ(list(4 * kSecond, now, now, "").size(), 601U);
