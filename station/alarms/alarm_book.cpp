@@ -82,15 +82,27 @@ std::vector<AlarmEvent> AlarmBook::Take(const Reading& reading) {
         if (watch.Active) watch.Start = events.back();
     }
     // What is left belongs to limits that were taken away.
-    for (auto& [key, watch] : ended) {
+    Withdraw(ended, reading.UnixMilliseconds, events);
+    return events;
+}
+
+std::vector<AlarmEvent> AlarmBook::Forget(const std::string& port, int address, std::int64_t unixMilliseconds) {
+    std::vector<AlarmEvent> events;
+    const auto device = m_Devices.extract({port, address});
+    if (device) Withdraw(device.mapped().Alarms, unixMilliseconds, events);
+    return events;
+}
+
+void AlarmBook::Withdraw(const std::map<Key, Watch>& alarms, std::int64_t unixMilliseconds,
+                         std::vector<AlarmEvent>& events) {
+    for (const auto& [key, watch] : alarms) {
         if (!watch.Active) continue;
         auto event = watch.Start;
-        event.UnixMilliseconds = reading.UnixMilliseconds;
+        event.UnixMilliseconds = unixMilliseconds;
         event.Starts = false;
         event.Withdrawn = true;
         events.push_back(event);
     }
-    return events;
 }
 
 std::vector<AlarmEvent> AlarmBook::Active() const {

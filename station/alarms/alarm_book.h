@@ -44,6 +44,8 @@ public:
     void Limits(const std::string& port, int address, const AlarmLimits& limits);
     /// Takes a reading in. Returns the alarms that it starts or ends.
     std::vector<AlarmEvent> Take(const Reading& reading);
+    /// Drops a device. Returns the ends of its alarms.
+    std::vector<AlarmEvent> Forget(const std::string& port, int address, std::int64_t unixMilliseconds);
     /// Alarms that have started and not ended, each with the event that started it.
     std::vector<AlarmEvent> Active() const;
 
@@ -59,6 +61,9 @@ private:
         AlarmLimits Limits;
         std::map<Key, Watch> Alarms;
     };
+
+    static void Withdraw(const std::map<Key, Watch>& alarms, std::int64_t unixMilliseconds,
+                         std::vector<AlarmEvent>& events);
 
     std::map<Device, Watched> m_Devices;
 };

@@ -32,10 +32,11 @@ std::vector<std::string> StationRun::Apply(const std::vector<BusSetup>& wanted) 
             if (what == BusChange::Kind::Stop || what == BusChange::Kind::Restart) Stop(port);
             if (what == BusChange::Kind::Start || what == BusChange::Kind::Restart) Start(wantedOn(port));
             if (what == BusChange::Kind::Devices) ChangeDevices(*BusOn(port), wantedOn(port));
-            done.push_back(port + ": " + text);
+            done.push_back(text);
         } catch (const Error& error) {
-            done.push_back(port + ": cannot be started: " + error.Description);
+            done.push_back("cannot be started: " + error.Description);
         }
+        done.back().insert(0, port + ": ");
     }
     return done;
 }
@@ -80,7 +81,8 @@ void StationRun::TakeDevices(const BusSetup& setup) {
 
 void StationRun::Forget(const std::string& port, int address) {
     m_Values.Forget(port, address);
-    m_Alarms.Limits(port, address, {});
+    for (const auto& event : m_Alarms.Forget(port, address, UnixMilliseconds()))
+        Tell(&Listener::OnAlarm, event);
     Tell(&Listener::OnDeviceGone, port, address);
 }
 

@@ -64,7 +64,7 @@ TEST(AlarmBook, StartsAndEndsOnceWithAHoldOff) {
     }
 }
 
-TEST(AlarmBook, AnAlarmEndsWhenItsLimitIsTakenAway) {
+TEST(AlarmBook, AnAlarmEndsWhenItsLimitOrDeviceIsTakenAway) {
     station::AlarmBook book;
     book.Limits("p", 5, {{}, 30.0, 0, 0, 1});
     ASSERT_EQ(book.Take(ReadingOf(0, 31.0)).size(), 1U);
@@ -74,6 +74,11 @@ TEST(AlarmBook, AnAlarmEndsWhenItsLimitIsTakenAway) {
     ASSERT_EQ(events.size(), 1U);
     EXPECT_TRUE(!events[0].Starts && events[0].Withdrawn);
     EXPECT_TRUE(book.Active().empty());
+
+    book.Limits("p", 5, {{}, 30.0, 0, 0, 1});
+    ASSERT_EQ(book.Take(ReadingOf(2, 31.0)).size(), 1U);
+    EXPECT_EQ(book.Forget("p", 5, 3000).size(), 1U);
+    EXPECT_TRUE(book.Take(ReadingOf(4, 31.0)).empty());
 }
 
 class AlarmCommandTest : public ::testing::Test {
