@@ -85,8 +85,8 @@ bool ExchangeTracker::AwaitsTail() {
     const auto length = ReplyLength(both);
     const bool isWhole = length && both.size() >= *length;
     if (isWhole && AnswerAt(both)) {
-        TakeSurplusAnswer(AddressIn(both));
-        EndDisturbed(AddressIn(both), both.substr(*length));
+        if (!m_IsBegunInNoise) TakeSurplusAnswer(AddressIn(both));
+        EndDisturbed(both.substr(*length));
         return true;
     }
     const auto ownLength = m_Answer.front() == kStartByte ? ReplyLength(m_Answer) : std::nullopt;
@@ -96,19 +96,13 @@ bool ExchangeTracker::AwaitsTail() {
     return false;
 }
 
-/// The tail of a surplus answer was taken for the beginning of the answer; the rest comes after it.
-void ExchangeTracker::EndDisturbed(int sender, std::string rest) {
+/// The tail of an answer to another request was taken for the beginning of the answer; the rest comes after it.
+void ExchangeTracker::EndDisturbed(std::string rest) {
     m_Rest = std::move(rest);
     m_Begun.clear();
     m_Answer.clear();
-    auto& asked = StationOf(m_Request.Address);
-    if (sender != m_Request.Address) {
-        ++asked.Displaced;
-        return End(Outcome::Foreign, {});
-    }
-    ++asked.Owed;
-    asked.OwedSince = m_Request.Sent;
-    End(Outcome::BadFrame, {});
+    ++StationOf(m_Request.Address).Displaced;
+    End(Outcome::Foreign, {});
 }
 
 Outcome ExchangeTracker::Judge(std::string_view reply) {
@@ -132,10 +126,7 @@ Outcome ExchangeTracker::Judge(std::string_view reply) {
 
 void ExchangeTracker::EndUnanswered() {
     if (!m_Pending) return;
-    if (!m_Begun.empty() && !m_Answer.empty() && !IsBegunAnswer(m_Answer)) {
-        const auto both = m_Begun + m_Answer;
-        return EndDisturbed(AddressIn(both), both);
-    }
+    if (!m_Begun.empty() && !m_Answer.empty() && !IsBegunAnswer(m_Answer)) return EndDisturbed(m_Begun + m_Answer);
     auto& station = StationOf(m_Request.Address);
     ++station.Owed;
     station.OwedSince = m_Request.Sent;
@@ -159,15 +150,19 @@ void ExchangeTracker::JudgeRest() {
     std::size_t strange = 0;
     bool isAnsweredInNoise = false;
     for (std::string_view rest = m_Rest; !rest.empty();) {
+        const bool mayAnswerInNoise = isDamaged && strange > 0 && !isAnsweredInNoise;
         if (IsBegunAnswer(rest)) {
             m_Begun = rest;
+            m_IsBegunInNoise =
+                mayAnswerInNoise && (rest.size() <= kAddressOffset || AddressIn(rest) == m_Request.Address);
+            isAnsweredInNoise |= m_IsBegunInNoise;
             break;
         }
         const auto sender = AnswerAt(rest);
         rest.remove_prefix(sender ? *ReplyLength(rest) : 1);
         if (!sender) {
             ++strange;
-        } else if (isDamaged && strange > 0 && *sender == m_Request.Address && !isAnsweredInNoise) {
+        } else if (mayAnswerInNoise && *sender == m_Request.Address) {
             isAnsweredInNoise = true;
         } else {
             TakeSurplusAnswer(*sender);
@@ -175,7 +170,8 @@ void ExchangeTracker::JudgeRest() {
     }
     const std::size_t all = m_Rest.size();
     m_Rest.clear();
-    if (strange == 0) return;
+    // What an answer to another request has torn is no noise of its own.
+    if (strange == 0 || *m_Latest == Outcome::Foreign) return;
     if (isDamaged && IsTwice(all)) {
         m_Events.OnSurplus({m_Request.Address, Surplus::Kind::Doubled, 0});
     } else if (!isDamaged || isAnsweredInNoise) {
@@ -207,8 +203,9 @@ bool ExchangeTracker::IsBegunAnswer(std::string_view bytes) const {
     if (bytes.front() != kStartByte) return false;
     const auto length = ReplyLength(bytes);
     if (length && bytes.size() >= *length) return false;
-    const auto sender = static_cast<std::size_t>(AddressIn(bytes));
-    return bytes.size() <= kAddressOffset || m_Stations[sender].Asked;
+    if (bytes.size() <= kAddressOffset) return true;
+    const auto& sender = m_Stations[static_cast<std::size_t>(AddressIn(bytes))];
+    return sender.Asked && (sender.ReplyLength == 0 || sender.ReplyLength == *length);
 }
 
 bool ExchangeTracker::IsTwice(std::size_t bytes) const {

@@ -66,7 +66,7 @@ public:
     BusHealth Health() { return m_Book.At(m_Now, 0, {}).Buses[0]; }
     void Pass(Duration time) { m_Now += time; }
 
-    static std::vector<Answer> Well(const std::string& reply, int) { return {{2ms, reply}}; }
+    static std::vector<Answer> Well(const std::string& reply, int) { return {{20ms, reply}}; }
 
 private:
     void Read(int address, const Fault& fault) {
@@ -163,9 +163,9 @@ const struct {
          return Answers{{400ms, r}};
      }},
     {"late, cut in two by the time-out", "address 7 answers after the time-out of 50 ms",
-     [](const std::string& r, int) { return Paced(45ms, r); }},
+     [](const std::string& r, int) { return Paced(39ms, r); }},
     {"late, cut in two by requests to others", "address 7 answers after the time-out of 50 ms",
-     [](const std::string& r, int) { return Paced(95ms, r); }},
+     [](const std::string& r, int) { return Paced(89ms, r); }},
     {"checksum", "10 % of the exchanges with address 7 bring checksum errors: its cable",
      [](const std::string& r, int n) {
          return Answers{{2ms, n % 10 == 1 ? Damaged(r, 7) : r}};
@@ -189,6 +189,10 @@ const struct {
     {"noise before", "noise: stray bytes around the answers of address 7",
      [](const std::string& r, int n) {
          return Answers{{2ms, n % 5 == 0 ? "\x01\x02" + r : r}};
+     }},
+    {"noise that ends the exchange before the answer does", "noise: stray bytes around the answers of address 7",
+     [](const std::string& r, int n) {
+         return n % 5 == 0 ? Paced(2ms, "\x01\x02" + r) : Answers{{2ms, r}};
      }},
     {"noise after", "noise: stray bytes around the answers of address 7",
      [](const std::string& r, int n) {
