@@ -93,7 +93,8 @@ std::string TomlValue::Text() const {
 }
 
 std::string TomlValue::Path() const {
-    return std::filesystem::absolute(Text()).lexically_normal().string();
+    const auto folder = std::filesystem::path(Wrong.File()).parent_path();
+    return std::filesystem::absolute(folder / Text()).lexically_normal().string();
 }
 
 bool TomlValue::Boolean() const {

@@ -31,6 +31,7 @@ public:
     /// `key` may be empty.
     void Add(const toml::source_position& at, const std::string& key, const std::string& text);
     bool Any() const { return !m_Lines.empty(); }
+    const std::string& File() const { return m_File; }
     /// By position.
     std::vector<std::string> Lines() const;
 
@@ -59,7 +60,7 @@ struct TomlValue {
 
     /// Not empty.
     std::string Text() const;
-    /// Absolute.
+    /// Absolute; a relative one begins at the folder of the file.
     std::string Path() const;
     bool Boolean() const;
     double Real() const;

@@ -71,11 +71,38 @@ void ExchangeTracker::Receive(const LineEvent& event) {
         return;
     }
     m_Answer += event.Bytes;
+    if (!m_Begun.empty() && AwaitsTail()) return;
     const auto length = ReplyLength(m_Answer);
     if (!length || m_Answer.size() < *length) return;
     m_Rest = m_Answer.substr(*length);
     m_Answer.resize(*length);
     End(Judge(m_Answer), event.Time - m_Request.Sent);
+}
+
+/// Whether the bytes that have come belong to the answer that had begun before the request, as far as can be told.
+bool ExchangeTracker::AwaitsTail() {
+    const auto both = m_Begun + m_Answer;
+    const auto length = ReplyLength(both);
+    const bool isWhole = length && both.size() >= *length;
+    if (isWhole && AnswerAt(both)) {
+        if (!m_IsBegunInNoise) TakeSurplusAnswer(AddressIn(both));
+        EndDisturbed(both.substr(*length));
+        return true;
+    }
+    const auto ownLength = m_Answer.front() == kStartByte ? ReplyLength(m_Answer) : std::nullopt;
+    const bool hasOwnAnswer = ownLength && m_Answer.size() >= *ownLength;
+    if (!isWhole && !hasOwnAnswer) return true;
+    m_Begun.clear();
+    return false;
+}
+
+/// The tail of an answer to another request was taken for the beginning of the answer; the rest comes after it.
+void ExchangeTracker::EndDisturbed(std::string rest) {
+    m_Rest = std::move(rest);
+    m_Begun.clear();
+    m_Answer.clear();
+    ++StationOf(m_Request.Address).Displaced;
+    End(Outcome::Foreign, {});
 }
 
 Outcome ExchangeTracker::Judge(std::string_view reply) {
@@ -99,6 +126,7 @@ Outcome ExchangeTracker::Judge(std::string_view reply) {
 
 void ExchangeTracker::EndUnanswered() {
     if (!m_Pending) return;
+    if (!m_Begun.empty() && !m_Answer.empty() && !IsBegunAnswer(m_Answer)) return EndDisturbed(m_Begun + m_Answer);
     auto& station = StationOf(m_Request.Address);
     ++station.Owed;
     station.OwedSince = m_Request.Sent;
@@ -114,6 +142,7 @@ void ExchangeTracker::End(Outcome outcome, Duration roundTrip) {
 }
 
 void ExchangeTracker::JudgeRest() {
+    m_Begun.clear();
     if (!m_Latest) return m_Rest.clear();
     const bool isDamaged = IsDamaged(*m_Latest);
     // A time-out has left its part of an answer in the rest.
@@ -121,11 +150,19 @@ void ExchangeTracker::JudgeRest() {
     std::size_t strange = 0;
     bool isAnsweredInNoise = false;
     for (std::string_view rest = m_Rest; !rest.empty();) {
+        const bool mayAnswerInNoise = isDamaged && strange > 0 && !isAnsweredInNoise;
+        if (IsBegunAnswer(rest)) {
+            m_Begun = rest;
+            m_IsBegunInNoise =
+                mayAnswerInNoise && (rest.size() <= kAddressOffset || AddressIn(rest) == m_Request.Address);
+            isAnsweredInNoise |= m_IsBegunInNoise;
+            break;
+        }
         const auto sender = AnswerAt(rest);
         rest.remove_prefix(sender ? *ReplyLength(rest) : 1);
         if (!sender) {
             ++strange;
-        } else if (isDamaged && strange > 0 && *sender == m_Request.Address && !isAnsweredInNoise) {
+        } else if (mayAnswerInNoise && *sender == m_Request.Address) {
             isAnsweredInNoise = true;
         } else {
             TakeSurplusAnswer(*sender);
@@ -133,7 +170,8 @@ void ExchangeTracker::JudgeRest() {
     }
     const std::size_t all = m_Rest.size();
     m_Rest.clear();
-    if (strange == 0) return;
+    // What an answer to another request has torn is no noise of its own.
+    if (strange == 0 || *m_Latest == Outcome::Foreign) return;
     if (isDamaged && IsTwice(all)) {
         m_Events.OnSurplus({m_Request.Address, Surplus::Kind::Doubled, 0});
     } else if (!isDamaged || isAnsweredInNoise) {
@@ -159,6 +197,15 @@ std::optional<int> ExchangeTracker::AnswerAt(std::string_view bytes) const {
     if (error != errors::None && error != errors::Refused) return std::nullopt;
     const int sender = AddressIn(bytes);
     return m_Stations[static_cast<std::size_t>(sender)].Asked ? std::optional(sender) : std::nullopt;
+}
+
+bool ExchangeTracker::IsBegunAnswer(std::string_view bytes) const {
+    if (bytes.front() != kStartByte) return false;
+    const auto length = ReplyLength(bytes);
+    if (length && bytes.size() >= *length) return false;
+    if (bytes.size() <= kAddressOffset) return true;
+    const auto& sender = m_Stations[static_cast<std::size_t>(AddressIn(bytes))];
+    return sender.Asked && (sender.ReplyLength == 0 || sender.ReplyLength == *length);
 }
 
 bool ExchangeTracker::IsTwice(std::size_t bytes) const {

@@ -19,7 +19,7 @@ enum class Outcome {
     BadFrame,  ///< the answer is no frame, or from an address that is not on the bus
     Checksum,
     Refused,
-    Foreign,   ///< the answer of another address of the bus came instead
+    Foreign,   ///< the answer to another request came instead, or its tail
     LineLost,  ///< the port failed
 };
 inline constexpr std::size_t kOutcomes = 8;
@@ -78,6 +78,8 @@ private:
 
     void Begin(const LineEvent& event);
     void Receive(const LineEvent& event);
+    bool AwaitsTail();
+    void EndDisturbed(std::string rest);
     void End(Outcome outcome, Duration roundTrip);
     void EndUnanswered();
     Outcome Judge(std::string_view reply);
@@ -85,6 +87,8 @@ private:
     void TakeSurplusAnswer(int address);
     /// The address of the whole answer that bytes begin with; nothing when they begin with none of this bus.
     std::optional<int> AnswerAt(std::string_view bytes) const;
+    /// Whether bytes may be the first ones of an answer that has not come to its end.
+    bool IsBegunAnswer(std::string_view bytes) const;
     bool IsTwice(std::size_t bytes) const;
     Station& StationOf(int address) { return m_Stations[static_cast<std::size_t>(address)]; }
 
@@ -96,6 +100,8 @@ private:
     std::optional<Outcome> m_Latest;  ///< outcome of the latest request, unless it is pending
     std::string m_Answer;             ///< what has come for the latest request
     std::string m_Rest;               ///< what has come beyond that
+    std::string m_Begun;              ///< of an answer that was coming when the latest request was sent
+    bool m_IsBegunInNoise = false;    ///< it answers the request before, after noise
 };
 
 }  // namespace orvix::station

@@ -36,13 +36,15 @@ void ServiceNotifier::OnLine(const LineEvent& event) {
 }
 
 void ServiceNotifier::Reloading() {
+    // The end of a reload would be taken for the end of the start.
+    if (!m_Ready) return;
     const auto now = std::chrono::steady_clock::now().time_since_epoch();
     const auto microseconds = std::chrono::duration_cast<std::chrono::microseconds>(now).count();
     sd_notifyf(0, "RELOADING=1\nMONOTONIC_USEC=%lld", static_cast<long long>(microseconds));
 }
 
 void ServiceNotifier::Reloaded() {
-    sd_notify(0, "READY=1");
+    if (m_Ready) sd_notify(0, "READY=1");
 }
 
 }  // namespace orvix::station

@@ -66,7 +66,7 @@ public:
     BusHealth Health() { return m_Book.At(m_Now, 0, {}).Buses[0]; }
     void Pass(Duration time) { m_Now += time; }
 
-    static std::vector<Answer> Well(const std::string& reply, int) { return {{2ms, reply}}; }
+    static std::vector<Answer> Well(const std::string& reply, int) { return {{20ms, reply}}; }
 
 private:
     void Read(int address, const Fault& fault) {
@@ -122,6 +122,14 @@ Answers None(const std::string&, int) {
     return {};
 }
 
+/// Bytes as they come off a line of 9600 baud.
+Answers Paced(Duration after, const std::string& bytes) {
+    Answers answers;
+    for (const char byte : bytes)
+        answers.push_back({after += 1ms, {byte}});
+    return answers;
+}
+
 // Every fault that the simulator knows, at the rates people will try.
 const struct {
     const char* What;
@@ -154,6 +162,10 @@ const struct {
      [](const std::string& r, int) {
          return Answers{{400ms, r}};
      }},
+    {"late, cut in two by the time-out", "address 7 answers after the time-out of 50 ms",
+     [](const std::string& r, int) { return Paced(39ms, r); }},
+    {"late, cut in two by requests to others", "address 7 answers after the time-out of 50 ms",
+     [](const std::string& r, int) { return Paced(89ms, r); }},
     {"checksum", "10 % of the exchanges with address 7 bring checksum errors: its cable",
      [](const std::string& r, int n) {
          return Answers{{2ms, n % 10 == 1 ? Damaged(r, 7) : r}};
@@ -178,6 +190,10 @@ const struct {
      [](const std::string& r, int n) {
          return Answers{{2ms, n % 5 == 0 ? "\x01\x02" + r : r}};
      }},
+    {"noise that ends the exchange before the answer does", "noise: stray bytes around the answers of address 7",
+     [](const std::string& r, int n) {
+         return n % 5 == 0 ? Paced(2ms, "\x01\x02" + r) : Answers{{2ms, r}};
+     }},
     {"noise after", "noise: stray bytes around the answers of address 7",
      [](const std::string& r, int n) {
          return Answers{{2ms, n % 5 == 0 ? r + "\x01\x02" : r}};
@@ -190,6 +206,8 @@ const struct {
      [](const std::string& r, int) {
          return Answers{{2ms, r}, {9ms, r}};
      }},
+    {"two answers, the second cut in two by the next request", "two devices share address 7",
+     [](const std::string& r, int) { return Paced(2ms, r + r); }},
     {"two answers mixed", "two devices share address 7",
      [](const std::string& r, int n) {
          std::string mixed;
