@@ -51,14 +51,18 @@ _nimbo1() {
     line=$(printf '%s\n' "$help" | grep -E -e "^  (-[a-z],)?$before [A-Z]")
     if [ -n "$line" ] && [ "$before" != "${before#-}" ]; then
         offered=$(_nimbo1_values "$line" "$current")
-        compopt -o filenames 2>/dev/null
     else
+        line=$(printf '%s\n' "$help" | sed -n '/^Positionals:/,/^$/p')
         offered=$(
             _nimbo1_commands "$help"
-            _nimbo1_values "$(printf '%s\n' "$help" | sed -n '/^Positionals:/,/^$/p')" "$current"
+            _nimbo1_values "$line" "$current"
             [ "$current" = "${current#-}" ] || printf '%s\n' "$help" | sed -n 's/^  \(-[a-z],\)\{0,1\}\(--[a-z-]*\).*/\2/p'
         )
     fi
+    case $line in
+        *PATH* | *FILE* | *DIR*) compopt -o filenames 2>/dev/null ;;
+        *kinds:*) compopt -o nospace 2>/dev/null ;;
+    esac
     COMPREPLY=()
     while IFS= read -r word; do
         case $word in
