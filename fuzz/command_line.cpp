@@ -14,7 +14,8 @@ struct Check {
         Require(!options.Text.empty(), "a text says something");
     }
     void operator()(const station::RunOptions& options) const {
-        Require(options.Every.count() > 0 && (!options.For || options.For->count() > 0), "a time is above zero");
+        Require((!options.Every || options.Every->count() > 0) && (!options.For || options.For->count() > 0),
+                "a time is above zero");
         CheckBus(options.Bus);
     }
     void operator()(const station::ReadOptions& options) const {
@@ -34,7 +35,8 @@ struct Check {
 private:
     static void CheckBus(const station::BusOptions& bus) {
         Require(!bus.Ports.empty(), "there is a port");
-        Require(bus.Retries >= 0 && bus.TimeoutFactor > 0, "retries and time-out are in their ranges");
+        Require(bus.Retries.value_or(0) >= 0 && bus.TimeoutFactor.value_or(1) > 0,
+                "retries and time-out are in their ranges");
         for (const auto& port : bus.Ports) {
             for (const auto& device : port.Devices)
                 Require(device.Address >= 1 && device.Address <= 255, "an address is from 1 to 255");

@@ -16,8 +16,6 @@
 #include "host/text.h"
 #include "station/bus/clock.h"
 
-extern char** environ;
-
 namespace orvix::station {
 namespace {
 
@@ -44,6 +42,7 @@ std::vector<std::string> EnvironmentOf(const AlarmEvent& event) {
 /// The form in which the system takes a list of texts; refers to them.
 std::vector<char*> Pointers(std::vector<std::string>& texts) {
     std::vector<char*> pointers;
+    pointers.reserve(texts.size() + 1);
     for (auto& text : texts)
         pointers.push_back(text.data());
     pointers.push_back(nullptr);

@@ -21,7 +21,7 @@ DevicesOptions ReadDevices(const RawDevicesOptions& raw) {
 }
 
 std::shared_ptr<RawDevicesOptions> AddAction(CLI::App& command, Action action, CommandLine& result) {
-    const auto raw = std::make_shared<RawDevicesOptions>();
+    auto raw = std::make_shared<RawDevicesOptions>();
     raw->Parsed.What = action;
     const bool isList = action == Action::List;
     auto* port = AddPath(command, kPort, raw->Port, "PATH", isList ? "only those on this port" : "the device's port");

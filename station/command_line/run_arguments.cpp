@@ -2,7 +2,7 @@
 
 #include "simulator/device_arguments.h"
 #include "station/command_line/arguments.h"
-#include "station/health/metrics.h"
+#include "station/health/metrics_address.h"
 
 namespace orvix::station {
 namespace {
@@ -28,8 +28,8 @@ RunOptions ReadRun(const RawRunOptions& raw, const CLI::App& command) {
     options.NoHistory = raw.NoHistory;
     options.Metrics = raw.Metrics;
     if (!raw.Record.empty()) options.Record = AbsolutePath(raw.Record);
-    if (!raw.Metrics.empty() && !IsMetricsAddress(raw.Metrics)) {
-        throw UsageError("--metrics " + raw.Metrics + ": write a numeric address and a port, such as 127.0.0.1:9400");
+    if (!raw.Metrics.empty() && !ParseMetricsAddress(raw.Metrics)) {
+        throw UsageError("--metrics " + raw.Metrics + ": " + kMetricsAddressForm);
     }
     if (raw.Every) options.Every = simulator::ParseDuration(*raw.Every);
     if (options.Every && *options.Every < kShortestPeriod) {

@@ -10,6 +10,7 @@
 #include "platform/regular_file.h"
 #include "simulator/device_arguments.h"
 #include "station/configuration/toml_value.h"
+#include "station/health/metrics_address.h"
 
 namespace orvix::station {
 namespace {
@@ -128,13 +129,7 @@ constexpr TomlKey<HistorySetup> kHistoryKeys[] = {
 /// Host and port: what stands behind the last colon is a number, and something stands before it.
 std::string ListenAddress(const TomlValue& value) {
     auto text = value.Text();
-    const auto colon = text.rfind(':');
-    const auto port = colon == std::string::npos ? std::string() : text.substr(colon + 1);
-    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
-    const bool isNumber = !port.empty() && port.size() <= 5 && std::all_of(port.begin(), port.end(), isDigit);
-    if (colon == 0 || !isNumber || LeadingNumber(port) < 1 || LeadingNumber(port) > 65535) {
-        throw BadValue("write host and port, such as \"127.0.0.1:9400\"");
-    }
+    if (!ParseMetricsAddress(text)) throw BadValue(kMetricsAddressForm);
     return text;
 }
 

@@ -1,6 +1,5 @@
 #include "station/health/metrics.h"
 
-#include <netdb.h>
 #include <prometheus/collectable.h>
 #include <prometheus/exposer.h>
 #include <sys/socket.h>
@@ -12,6 +11,7 @@
 #include "host/error.h"
 #include "platform/file_descriptor.h"
 #include "station/health/metric_families.h"
+#include "station/health/metrics_address.h"
 
 namespace orvix::station {
 namespace {
@@ -22,30 +22,9 @@ constexpr std::int32_t kRefreshMs = 1000;
 constexpr char kThreads[] = "4";
 constexpr char kStillLimitMs[] = "3000";
 
-struct FreeAddresses {
-    void operator()(addrinfo* list) const { ::freeaddrinfo(list); }
-};
-using Addresses = std::unique_ptr<addrinfo, FreeAddresses>;
-
-/// Null for a text of another form.
-Addresses ParseAddress(const std::string& where) {
-    const auto colon = where.rfind(':');
-    if (colon == std::string::npos || colon == 0) return nullptr;
-    auto host = where.substr(0, colon);
-    const auto port = where.substr(colon + 1);
-    if (port.empty() || port.size() > 5 || port.find_first_not_of("0123456789") != std::string::npos) return nullptr;
-    if (std::stoi(port) < 1 || std::stoi(port) > 65535) return nullptr;
-    if (host.front() == '[' && host.back() == ']') host = host.substr(1, host.size() - 2);
-    addrinfo hints{};
-    hints.ai_flags = AI_NUMERICHOST | AI_NUMERICSERV | AI_PASSIVE;
-    hints.ai_socktype = SOCK_STREAM;
-    addrinfo* list = nullptr;
-    return ::getaddrinfo(host.c_str(), port.c_str(), &hints, &list) == 0 ? Addresses(list) : nullptr;
-}
-
 /// The package tells no reason when it cannot listen, so this finds it out. Raises SystemError.
 void CheckCanListen(const std::string& where) {
-    const auto addresses = ParseAddress(where);
+    const auto addresses = ParseMetricsAddress(where);
     if (!addresses) throw Error(errors::General, "metrics: " + where + " is no ADDRESS:PORT");
     const platform::FileDescriptor socket(::socket(addresses->ai_family, SOCK_STREAM | SOCK_CLOEXEC, 0));
     const int on = 1;
@@ -103,9 +82,5 @@ MetricsServer::MetricsServer(const std::string& where, Apartment& home, std::fun
 }
 
 MetricsServer::~MetricsServer() = default;
-
-bool IsMetricsAddress(const std::string& where) {
-    return ParseAddress(where) != nullptr;
-}
 
 }  // namespace orvix::station

@@ -29,7 +29,4 @@ private:
     std::unique_ptr<Timer> m_Timer;
 };
 
-/// Whether a text is a numeric address and a port, as MetricsServer takes it.
-bool IsMetricsAddress(const std::string& where);
-
 }  // namespace orvix::station

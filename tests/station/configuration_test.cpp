@@ -85,6 +85,9 @@ TEST(Configuration, EveryErrorHasItsPlaceAndKey) {
         {"[[bus]]\nport = \"\"", {"f:2:8: bus[0].port: write a text in quotes, and not an empty one"}},
         {"[[bus]]\nevry = \"1s\"", {"f:2:1: bus[0].evry: there is no such key; did you mean every?"}},
         {"colour = 1", {"f:1:1: colour: there is no such key"}},
+        {"[[\x01]]",
+         {"f:1:3: Error while parsing key: expected bare key starting character or string delimiter, saw "
+          "'\\u0001'"}},
         {"[bus]", {"f:1:1: bus: write [[...]] with two brackets: there may be several"}},
         {"history = 1", {"f:1:11: history: this must be a table: [history]"}},
         {"[[bus]]\nretries = -1\ntimeout_factor = 0\n[history]\nkeep = \"1s\"\nmax_size = \"9EB\"\non = 1",
@@ -109,7 +112,8 @@ TEST(Configuration, EveryErrorHasItsPlaceAndKey) {
           "}"}},
         {"[[bus]]\nport = \"/p\"\nname = \"a\"\n[[bus]]\nport = \"/p\"\nname = \"a\"",
          {"f:5:8: bus[1].port: this port is there twice", "f:6:8: bus[1].name: this name is there twice"}},
-        {"[metrics]\nlisten = \":70000\"", {"f:2:10: metrics.listen: write host and port, such as \"127.0.0.1:9400\""}},
+        {"[metrics]\nlisten = \":70000\"",
+         {"f:2:10: metrics.listen: write a numeric address and a port, such as 127.0.0.1:9400"}},
         {"[alarms]\non_alarm = \"x\"",
          {"f:2:12: alarms.on_alarm: write a list of texts, such as [\"program\", \"argument\"]"}},
     };
