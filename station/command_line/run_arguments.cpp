@@ -22,7 +22,8 @@ struct RawRunOptions {
 RunOptions ReadRun(const RawRunOptions& raw, const CLI::App& command) {
     RunOptions options;
     options.Bus = ReadBusOptions(raw.Bus, command);
-    options.Configuration = raw.Configuration;
+    // Read again later, when the library has made another folder the current one.
+    if (!raw.Configuration.empty()) options.Configuration = AbsolutePath(raw.Configuration);
     options.Plain = raw.Plain;
     options.Quiet = raw.Quiet;
     options.NoHistory = raw.NoHistory;
