@@ -14,7 +14,7 @@
 namespace orvix::station {
 namespace {
 
-constexpr std::size_t kChunk = 64 * 1024;
+constexpr std::size_t kChunk = std::size_t{64} * 1024;
 constexpr mode_t kDocument = 0666;
 
 HistoryReader OpenReader(const std::string& data) {

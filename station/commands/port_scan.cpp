@@ -9,7 +9,7 @@
 namespace orvix::station {
 
 PortScan::PortScan(Station& station, Apartment& home, const BusSetup& setup, ScanRange range, Output& output,
-                   bool showBar, OnFound onFound, OnEnd onEnd)
+                   bool showBar, const OnFound& onFound, const OnEnd& onEnd)
     : m_Output(output),
       m_Port(setup.PortLabel),
       m_Display(std::cerr, setup.PortLabel, showBar && ::isatty(STDERR_FILENO) != 0),

@@ -23,7 +23,7 @@ public:
     /// Both are called on `home`; none after the object has gone, provided `home` delivers nothing while it goes.
     /// Raises what keeps the port from being opened.
     PortScan(Station& station, Apartment& home, const BusSetup& setup, ScanRange range, Output& output, bool showBar,
-             OnFound onFound, OnEnd onEnd);
+             const OnFound& onFound, const OnEnd& onEnd);
 
     const std::vector<FoundDevice>& Found() const { return m_Found; }
     const ScanProgress& Progress() const { return m_Progress; }

@@ -26,6 +26,7 @@ BusSetup BusOf(const std::vector<BusSetup>& buses, const PortOptions& port) {
 void TakePorts(std::vector<BusSetup>& buses, const std::vector<PortOptions>& ports) {
     if (ports[0].Path) {
         std::vector<BusSetup> named;
+        named.reserve(ports.size());
         for (const auto& port : ports)
             named.push_back(BusOf(buses, port));
         buses = named;
