@@ -17,8 +17,8 @@ struct Unit {
     std::int64_t Worth;
 };
 
-constexpr Unit kAgeUnits[] = {{"h", 1}, {"d", 24}, {"w", 7 * 24}};
-constexpr std::int64_t kMostHours = 100 * 366 * 24;
+constexpr Unit kAgeUnits[] = {{"h", 1}, {"d", 24}, {"w", std::int64_t{7} * 24}};
+constexpr std::int64_t kMostHours = std::int64_t{100} * 366 * 24;
 
 constexpr std::int64_t kMegabyte = 1'000'000;
 constexpr Unit kSizeUnits[] = {{"KB", kMegabyte / 1000}, {"MB", kMegabyte}, {"GB", kMegabyte * 1000}};

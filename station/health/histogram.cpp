@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <numeric>
 
 namespace orvix::station {
@@ -43,7 +44,7 @@ Duration Histogram::Quantile(double share) const {
 }
 
 std::uint64_t Histogram::CountUpTo(int exponent) const {
-    const auto end = m_Bins.begin() + (exponent - kLeastExponent) * kBinsPerDoubling + 1;
+    const auto end = m_Bins.begin() + std::ptrdiff_t{exponent - kLeastExponent} * kBinsPerDoubling + 1;
     return std::accumulate(m_Bins.begin(), end, std::uint64_t{0});
 }
 
