@@ -16,6 +16,7 @@ void AddRecord(CLI::App& app, CommandLine& result);
 void AddReplay(CLI::App& app, CommandLine& result);
 void AddRead(CLI::App& app, CommandLine& result);
 void AddHistory(CLI::App& app, CommandLine& result);
+void AddAlarms(CLI::App& app, CommandLine& result);
 void AddExport(CLI::App& app, CommandLine& result);
 void AddSimulate(CLI::App& app, CommandLine& result);
 void AddTrace(CLI::App& app, CommandLine& result);
@@ -48,15 +49,17 @@ void AddDataOption(CLI::App& command, std::string& data);
 void AddTimeoutFactorOption(CLI::App& command, std::optional<std::int32_t>& factor);
 void AddJsonFlag(CLI::App& command, bool& json);
 
+inline constexpr char kLastHour[] = "1h";
+
 /// What the options of a period leave as texts.
 struct RawPeriod {
     std::string Since;
     std::string Until;
 };
 
-void AddPeriodOptions(CLI::App& command, RawPeriod& raw);
-/// The last hour when nothing is said; up to now.
-Period ReadPeriod(const RawPeriod& raw);
+/// The last hour, or what `since` says, when nothing is said; up to now.
+void AddPeriodOptions(CLI::App& command, RawPeriod& raw, const std::string& since = kLastHour);
+Period ReadPeriod(const RawPeriod& raw, const std::string& since = kLastHour);
 
 /// An option whose value is a path, or several. An empty one, as of an unset variable in a script, must not pass for an
 /// option that is not there.

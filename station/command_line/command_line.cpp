@@ -18,9 +18,10 @@ struct Command {
 
 // In the order in which help shows them.
 constexpr Command kCommands[] = {
-    {kDefaultCommand, AddRun}, {"scan", AddScan},       {"devices", AddDevices},   {"read", AddRead},
-    {"health", AddHealth},     {"history", AddHistory}, {"export", AddExport},     {"record", AddRecord},
-    {"replay", AddReplay},     {"config", AddConfig},   {"simulate", AddSimulate}, {"trace", AddTrace},
+    {kDefaultCommand, AddRun}, {"scan", AddScan},       {"devices", AddDevices}, {"read", AddRead},
+    {"health", AddHealth},     {"history", AddHistory}, {"alarms", AddAlarms},   {"export", AddExport},
+    {"record", AddRecord},     {"replay", AddReplay},   {"config", AddConfig},   {"simulate", AddSimulate},
+    {"trace", AddTrace},
 };
 
 bool NeedsDefaultCommand(const std::vector<std::string>& arguments) {

@@ -72,6 +72,12 @@ struct HistoryOptions {
     std::string Data;  ///< empty: the user's data folder
 };
 
+struct AlarmsOptions {
+    HistoryQuery Query;
+    bool Json = false;
+    std::string Data;  ///< empty: the user's data folder
+};
+
 /// A period of the history, to be written to a file.
 struct HistoryExportOptions {
     HistoryQuery Query;
@@ -129,9 +135,9 @@ struct TextOptions {
 };
 
 /// What the command line asks for: one command.
-using CommandLine =
-    std::variant<TextOptions, RunOptions, ScanOptions, DevicesOptions, ReadOptions, HealthOptions, HistoryOptions,
-                 ExportOptions, HistoryExportOptions, ReplayOptions, ConfigCheckOptions, SimulateOptions, TraceOptions>;
+using CommandLine = std::variant<TextOptions, RunOptions, ScanOptions, DevicesOptions, ReadOptions, HealthOptions,
+                                 HistoryOptions, AlarmsOptions, ExportOptions, HistoryExportOptions, ReplayOptions,
+                                 ConfigCheckOptions, SimulateOptions, TraceOptions>;
 
 /// Without a command the command is run. Raises UsageError.
 CommandLine ParseCommandLine(std::vector<std::string> arguments);

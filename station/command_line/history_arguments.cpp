@@ -17,11 +17,31 @@ struct RawHistoryOptions {
     HistoryOptions Parsed;
 };
 
+struct RawAlarmsOptions {
+    std::string Port;
+    std::string Device;
+    RawPeriod Period;
+    AlarmsOptions Parsed;
+};
+
+constexpr char kLastWeek[] = "7d";
+
+void AddQueryOptions(CLI::App& command, std::string& port, std::string& device) {
+    AddPath(command, kPort, port, "PATH", "only of this port");
+    AddPath(command, kDevice, device, "A|NAME", "only of the device with this address or name");
+}
+
 HistoryOptions ReadHistory(const RawHistoryOptions& raw) {
     auto options = raw.Parsed;
     options.Query = {.Port = PortLabelOf(raw.Port), .Device = raw.Device, .Time = ReadPeriod(raw.Period)};
     if (raw.Csv) options.Format = HistoryFormat::Csv;
     if (raw.Json) options.Format = HistoryFormat::Json;
+    return options;
+}
+
+AlarmsOptions ReadAlarms(const RawAlarmsOptions& raw) {
+    auto options = raw.Parsed;
+    options.Query = {.Port = PortLabelOf(raw.Port), .Device = raw.Device, .Time = ReadPeriod(raw.Period, kLastWeek)};
     return options;
 }
 
@@ -39,15 +59,17 @@ std::string PortLabelOf(const std::string& port) {
     return port.empty() || port == kSimulatedPort ? port : AbsolutePath(port);
 }
 
-void AddPeriodOptions(CLI::App& command, RawPeriod& raw) {
-    command.add_option("--since", raw.Since, "recorded since then: 15m, 2h or 30d ago, or 2026-11-22T10:00 (UTC) [1h]")
+void AddPeriodOptions(CLI::App& command, RawPeriod& raw, const std::string& since) {
+    command
+        .add_option("--since", raw.Since,
+                    "recorded since then: 15m, 2h or 30d ago, or 2026-11-22T10:00 (UTC) [" + since + "]")
         ->type_name("TIME");
     command.add_option("--until", raw.Until, "recorded before then [now]")->type_name("TIME");
 }
 
-Period ReadPeriod(const RawPeriod& raw) {
+Period ReadPeriod(const RawPeriod& raw, const std::string& since) {
     const auto now = UnixMilliseconds();
-    const Period period{TimeOf("--since", raw.Since.empty() ? "1h" : raw.Since, now),
+    const Period period{TimeOf("--since", raw.Since.empty() ? since : raw.Since, now),
                         TimeOf("--until", raw.Until.empty() ? "0s" : raw.Until, now)};
     if (period.Since >= period.Until) throw UsageError("--since is not before --until");
     return period;
@@ -56,14 +78,23 @@ Period ReadPeriod(const RawPeriod& raw) {
 void AddHistory(CLI::App& app, CommandLine& result) {
     auto* command = app.add_subcommand("history", "print what stations have recorded");
     const auto raw = std::make_shared<RawHistoryOptions>();
-    AddPath(*command, kPort, raw->Port, "PATH", "only of this port");
-    AddPath(*command, kDevice, raw->Device, "A|NAME", "only of the device with this address or name");
+    AddQueryOptions(*command, raw->Port, raw->Device);
     AddPeriodOptions(*command, raw->Period);
     command->add_flag("--summary", raw->Parsed.Summary, "one line a device: lowest, mean and highest value, gaps");
     auto* csv = command->add_flag("--csv", raw->Csv, "comma-separated values under a heading");
     command->add_flag("--json", raw->Json, "one JSON object a line")->excludes(csv);
     AddDataOption(*command, raw->Parsed.Data);
     command->callback([raw, &result] { result = ReadHistory(*raw); });
+}
+
+void AddAlarms(CLI::App& app, CommandLine& result) {
+    auto* command = app.add_subcommand("alarms", "list the alarms that stations have recorded");
+    const auto raw = std::make_shared<RawAlarmsOptions>();
+    AddQueryOptions(*command, raw->Port, raw->Device);
+    AddPeriodOptions(*command, raw->Period, kLastWeek);
+    AddJsonFlag(*command, raw->Parsed.Json);
+    AddDataOption(*command, raw->Parsed.Data);
+    command->callback([raw, &result] { result = ReadAlarms(*raw); });
 }
 
 }  // namespace orvix::station

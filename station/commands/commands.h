@@ -25,6 +25,7 @@ int Execute(const RunOptions& options, MainLoop& loop);
 int Execute(const ReadOptions& options, MainLoop& loop);
 int Execute(const ExportOptions& options, MainLoop& loop);
 int Execute(const HistoryOptions& options, MainLoop& loop);
+int Execute(const AlarmsOptions& options, MainLoop& loop);
 int Execute(const HistoryExportOptions& options, MainLoop& loop);
 int Execute(const SimulateOptions& options, MainLoop& loop);
 int Execute(const TraceOptions& options, MainLoop& loop);

@@ -87,6 +87,19 @@ int Execute(const HistoryOptions& options, MainLoop& loop) {
     return kDone;
 }
 
+int Execute(const AlarmsOptions& options, MainLoop& loop) {
+    RunBeside(loop, [&](const std::atomic<bool>& stop) {
+        auto reader = OpenReader(options.Data);
+        bool isEmpty = true;
+        reader.ReadAlarms(reader.Find(options.Query), options.Query.Time, [&](const AlarmRow& alarm) {
+            isEmpty = false;
+            return (std::cout << LineOf(alarm, options.Json)) && !stop;
+        });
+        if (isEmpty) OutputOf(false)->Note("there was no alarm in that time; --since 30d looks further back");
+    });
+    return kDone;
+}
+
 int Execute(const HistoryExportOptions& options, MainLoop& loop) {
     bool isDone = false;
     RunBeside(loop, [&](const std::atomic<bool>& stop) {

@@ -3,8 +3,8 @@
 #include <cerrno>
 #include <filesystem>
 #include <iostream>
+#include <list>
 #include <memory>
-#include <vector>
 
 #include "host/text.h"
 #include "station/bus/folders.h"
@@ -20,7 +20,8 @@ using std::chrono::milliseconds;
 constexpr std::int32_t kRealTimeStepMs = 20;
 constexpr milliseconds kFastStep{100};
 
-/// A data folder for a replay alone: it must neither see nor change the devices that this user has registered.
+/// A data folder for a bus alone: it must neither see nor change the devices that this user has registered, nor those
+/// of another bus.
 class PassingFolder {
 public:
     PassingFolder() {
@@ -46,16 +47,17 @@ private:
 /// Plays all buses of a recording, and shows what they read.
 class Replay {
 public:
-    Replay(Station& station, const Recording& recording, Output& output, MainLoop& loop)
-        : m_Output(output), m_Loop(loop) {
-        for (std::size_t index = 0; index < recording.Header.Buses.size(); ++index) {
-            const auto every = recording.Header.Buses[index].Every;
+    Replay(const Recording& recording, Output& output, MainLoop& loop) : m_Output(output), m_Loop(loop) {
+        for (const auto& recorded : recording.Buses) {
+            auto& bus = m_Buses.emplace_back();
+            const auto every = recorded.Setups.front().Setup.Every;
             const ReplayEvents events{
-                .OnReading = [this, every](const Reading& reading) { Show(reading, every); },
+                .OnReading = [this, &bus, every](const Reading& reading) { Show(reading, bus.Values, every); },
                 .OnTrouble = [this](const std::string& port,
                                     const Failure& failure) { m_Output.Trouble(port, failure); },
+                .OnDeviceGone = [&bus](const std::string& port, int address) { bus.Values.Forget(port, address); },
             };
-            m_Buses.push_back(std::make_unique<ReplayBus>(station, recording, index, events));
+            bus.Replay = std::make_unique<ReplayBus>(bus.Its, recording.Header, recorded, events);
         }
     }
 
@@ -63,8 +65,8 @@ public:
     void RunUntil(Duration time) {
         bool over = true;
         for (const auto& bus : m_Buses) {
-            bus->RunUntil(time);
-            over = over && bus->Over();
+            bus.Replay->RunUntil(time);
+            over = over && bus.Replay->Over();
         }
         if (over || !std::cout) m_Loop.Stop();
     }
@@ -73,8 +75,8 @@ public:
         int unknown = 0;
         int skipped = 0;
         for (const auto& bus : m_Buses) {
-            unknown += bus->Line().Unknown();
-            skipped += bus->Line().Skipped();
+            unknown += bus.Replay->Line().Unknown();
+            skipped += bus.Replay->Line().Skipped();
         }
         auto text = NumberText(m_Readings) + " readings, " + NumberText(m_Failed) + " of them failed";
         if (unknown > 0) text += "; requests that were not in the recording: " + NumberText(unknown);
@@ -83,19 +85,25 @@ public:
     }
 
 private:
-    void Show(Reading reading, milliseconds every) {
+    struct PlayedBus {
+        PassingFolder Folder;
+        Station Its{Folder.Folders(), FindLibrary()};
+        LatestValues Values;
+        std::unique_ptr<ReplayBus> Replay;
+    };
+
+    void Show(Reading reading, LatestValues& values, milliseconds every) {
         ++m_Readings;
         if (!reading.Valid()) ++m_Failed;
-        m_Values.Take(reading, every);
+        values.Take(reading, every);
         m_Output.Show(reading);
     }
 
     Output& m_Output;
     MainLoop& m_Loop;
-    LatestValues m_Values;
     std::int32_t m_Readings = 0;
     std::int32_t m_Failed = 0;
-    std::vector<std::unique_ptr<ReplayBus>> m_Buses;
+    std::list<PlayedBus> m_Buses;
 };
 
 /// One step after the other, so that a signal comes in between.
@@ -110,9 +118,7 @@ int Execute(const ReplayOptions& options, MainLoop& loop) {
     const auto recording = ReadRecording(options.File);
     const auto output = OutputOf(options.Json);
     if (recording.CutOff) output->Note(options.File + ": the last line is cut off and left out");
-    const PassingFolder folder;
-    Station station(folder.Folders(), FindLibrary());
-    Replay replay(station, recording, *output, loop);
+    Replay replay(recording, *output, loop);
 
     const auto started = loop.Apartment().Now();
     const auto step = loop.Apartment().CreateTimer([&] { replay.RunUntil(loop.Apartment().Now() - started); });

@@ -65,7 +65,7 @@ std::unique_ptr<Recorder> RunSession::RecordLines() {
     const auto say = [this](const std::string& text) {
         m_Loop.Apartment().Post([this, text] { m_Output.Note(text); });
     };
-    return std::make_unique<Recorder>(m_Options.Record, m_Setup.Buses, m_Loop.Apartment().Now(), say);
+    return std::make_unique<Recorder>(m_Options.Record, m_Loop.Apartment(), say);
 }
 
 std::unique_ptr<ControlServer> RunSession::OpenControl() {

@@ -62,6 +62,24 @@ std::string CsvLine(const HistoryRow& row) {
            Quoted(ReasonOf(row)) + "\n";
 }
 
+std::string EndText(const AlarmRow& alarm) {
+    switch (alarm.Ended) {
+        case AlarmRow::End::None:
+            return "still on";
+        case AlarmRow::End::Ended:
+            return "until " + DayAndClock(alarm.Until);
+        default:
+            return "until the station stopped";
+    }
+}
+
+std::string TableLine(const AlarmRow& alarm) {
+    const auto& event = alarm.Event;
+    return DayAndClock(event.Time) + "  " + Padded(EndText(alarm), 25) + "  " + Padded(Printable(event.Port), 14) +
+           "  " + Padded(std::to_string(event.Address), 3) + "  " + Padded(Printable(alarm.Name), 26) + "  " +
+           Padded(event.Kind, 7) + "  " + event.Text + "\n";
+}
+
 Json ToJson(const SeriesKey& key) {
     return {{"port", key.Port},
             {"address", key.Address},
@@ -89,6 +107,32 @@ std::string JsonLine(const HistoryRow& row) {
         if (row.Reason.Code != 0) object["code"] = CodeText(row.Reason.Code);
     }
     return Dumped(object);
+}
+
+const char* StateOf(const AlarmRow& alarm) {
+    switch (alarm.Ended) {
+        case AlarmRow::End::None:
+            return "on";
+        case AlarmRow::End::Ended:
+            return "ended";
+        default:
+            return "station stopped";
+    }
+}
+
+std::string JsonLine(const AlarmRow& alarm) {
+    const auto& event = alarm.Event;
+    const bool isOn = alarm.Ended == AlarmRow::End::None;
+    return Dumped({{"time", IsoText(event.Time)},
+                   {"event", "alarm"},
+                   {"state", StateOf(alarm)},
+                   {"until", isOn ? Json() : Json(IsoText(alarm.Until))},
+                   {"port", event.Port},
+                   {"address", event.Address},
+                   {"name", alarm.Name},
+                   {"alarm", event.Kind},
+                   {"value", event.Value},
+                   {"text", event.Text}});
 }
 
 double Seconds(std::chrono::milliseconds time) {
@@ -148,6 +192,10 @@ std::string LineOf(const HistoryRow& row, HistoryFormat format) {
         default:
             return TableLine(row);
     }
+}
+
+std::string LineOf(const AlarmRow& alarm, bool asJson) {
+    return asJson ? JsonLine(alarm) : TableLine(alarm);
 }
 
 std::string GapTimeText(std::chrono::milliseconds time) {

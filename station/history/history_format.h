@@ -14,6 +14,9 @@ std::string HeadingOf(HistoryFormat format);
 /// One line, with its end.
 std::string LineOf(const HistoryRow& row, HistoryFormat format);
 
+/// One line, with its end; as JSON, one object.
+std::string LineOf(const AlarmRow& alarm, bool asJson);
+
 /// One line a series under a heading; as JSON, one object a line.
 std::string SummaryText(const std::vector<SeriesSummary>& summaries, HistoryFormat format);
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <list>
+#include <map>
 #include <queue>
 
 #include "host/error.h"
@@ -126,6 +127,60 @@ SeriesSummary HistoryReader::Summarize(const StoredSeries& series, const Period&
     for (const auto& row : TimesNotRunning(series, period))
         summary.NotRunning += std::chrono::milliseconds(Overlap(row, period));
     return summary;
+}
+
+AlarmRow HistoryReader::AlarmOf(SqliteStatement& row) const {
+    AlarmRow alarm;
+    alarm.Event = {.Time = row.LongNumber(0),
+                   .Port = row.Text(3),
+                   .Address = row.Number(4),
+                   .Kind = row.Text(5),
+                   .Text = row.Text(6),
+                   .Value = row.Real(7),
+                   .Ended = {}};
+    const auto alive = row.LongNumber(9);
+    if (!row.IsNull(8)) {
+        alarm.Ended = AlarmRow::End::Ended;
+        alarm.Event.Ended = alarm.Until = row.LongNumber(8);
+    } else if (row.Number(10) != 0 || m_Now > alive + kAliveMilliseconds) {
+        alarm.Ended = AlarmRow::End::StationStopped;
+        alarm.Until = alive;
+    }
+    return alarm;
+}
+
+void HistoryReader::ReadAlarms(const std::vector<StoredSeries>& series, const Period& period,
+                               const std::function<bool(const AlarmRow&)>& take) {
+    constexpr std::size_t kPageRows = 512;
+    std::map<std::pair<std::string, int>, std::string> names;
+    for (const auto& [row, key] : series)
+        names[{key.Port, key.Address}] = key.Name;
+    SqliteStatement select(m_Connection,
+                           "SELECT time_ms, session, number, port, address, kind, text, value, ended_ms, alive_ms, "
+                           "ended FROM events JOIN sessions ON id = session "
+                           "WHERE (time_ms, session, number) > (?1, ?2, ?3) AND time_ms < ?4 "
+                           "AND coalesce(ended_ms, alive_ms) >= ?5 ORDER BY time_ms, session, number LIMIT ?6");
+    select.Bind(1, std::int64_t{0}).Bind(2, std::int64_t{0}).Bind(3, std::int64_t{0});
+    select.Bind(4, period.Until).Bind(5, period.Since).Bind(6, std::int64_t{kPageRows});
+    std::vector<AlarmRow> page;
+    do {
+        page.clear();
+        std::int64_t session = 0;
+        std::int64_t number = 0;
+        while (select.Step()) {
+            page.push_back(AlarmOf(select));
+            session = select.LongNumber(1);
+            number = select.LongNumber(2);
+        }
+        select.Reset();
+        if (!page.empty()) select.Bind(1, page.back().Event.Time).Bind(2, session).Bind(3, number);
+        for (auto& alarm : page) {
+            const auto name = names.find({alarm.Event.Port, alarm.Event.Address});
+            if (name == names.end()) continue;
+            alarm.Name = name->second;
+            if (!take(alarm)) return;
+        }
+    } while (page.size() == kPageRows);
 }
 
 }  // namespace orvix::station

@@ -43,6 +43,20 @@ struct HistoryRow {
     Failure Reason;          ///< of a gap
 };
 
+/// An alarm, from its start.
+struct AlarmRow {
+    enum class End {
+        None,            ///< it is on
+        Ended,           ///< it went away
+        StationStopped,  ///< it was on when its station stopped
+    };
+
+    HistoryEvent Event;
+    std::string Name;  ///< of the device, the latest that it had
+    End Ended = End::None;
+    std::int64_t Until = 0;  ///< of one that is not on: its end, or that of its station
+};
+
 struct ValueRange {
     double Lowest = 0;
     double Mean = 0;
@@ -72,11 +86,17 @@ public:
     void Read(const std::vector<StoredSeries>& series, const Period& period,
               const std::function<bool(const HistoryRow&)>& take);
     SeriesSummary Summarize(const StoredSeries& series, const Period& period);
+    /// Calls `take` with each alarm of the devices that these series are of, in order of their starts, until it returns
+    /// false: those that were on at any time of the period.
+    void ReadAlarms(const std::vector<StoredSeries>& series, const Period& period,
+                    const std::function<bool(const AlarmRow&)>& take);
 
 private:
     std::vector<StoredSeries> AllSeries();
     /// Times in which a station that has read the series before was not running.
     std::vector<HistoryRow> TimesNotRunning(const StoredSeries& series, const Period& period);
+
+    AlarmRow AlarmOf(platform::SqliteStatement& row) const;
 
     platform::SqliteConnection m_Connection;
     std::int64_t m_Now;

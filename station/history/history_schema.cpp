@@ -26,7 +26,8 @@ constexpr char kTables[] =
     " PRIMARY KEY(series, session)) WITHOUT ROWID;"
     "CREATE TABLE events(session INTEGER NOT NULL, number INTEGER NOT NULL, time_ms INTEGER NOT NULL,"
     " port TEXT NOT NULL, address INTEGER NOT NULL, kind TEXT NOT NULL, text TEXT NOT NULL, value REAL NOT NULL,"
-    " ended_ms INTEGER, PRIMARY KEY(session, number)) WITHOUT ROWID;";
+    " ended_ms INTEGER, PRIMARY KEY(session, number)) WITHOUT ROWID;"
+    "CREATE INDEX events_by_time ON events(time_ms, session, number);";
 
 void CheckVersion(SqliteConnection& connection) {
     const auto version = connection.Version();

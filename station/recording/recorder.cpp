@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 
-#include <algorithm>
 #include <utility>
 
 #include "platform/regular_file.h"
@@ -23,15 +22,13 @@ ByteView BytesOf(const std::string& text) {
 
 }  // namespace
 
-Recorder::Recorder(const std::string& path, const std::vector<BusSetup>& buses, Duration now,
-                   std::function<void(const std::string&)> tell)
+Recorder::Recorder(const std::string& path, const Apartment& clock, std::function<void(const std::string&)> tell)
     : m_Path(path),
-      m_Started(now),
+      m_Clock(clock),
+      m_Started(clock.Now()),
       m_Tell(std::move(tell)),
       m_File(platform::OpenRegularFile(path, O_WRONLY | O_CREAT | O_EXCL)),
-      m_Lines(HeaderLine({UnixMilliseconds(), kVersion, buses})) {
-    for (const auto& bus : buses)
-        m_Ports.push_back(bus.PortLabel);
+      m_Lines(HeaderLine({UnixMilliseconds(), kVersion})) {
     m_Thread = std::thread([this] { Write(); });
 }
 
@@ -49,26 +46,41 @@ std::optional<std::string> Recorder::Finish() {
     return m_LastFailure;
 }
 
-std::optional<std::size_t> Recorder::BusOf(const std::string& port) const {
-    const auto found = std::find(m_Ports.begin(), m_Ports.end(), port);
-    if (found == m_Ports.end()) return std::nullopt;
-    return static_cast<std::size_t>(found - m_Ports.begin());
+std::optional<std::size_t> Recorder::BusOn(const std::string& port, Duration time) const {
+    for (auto bus = m_Buses.size(); bus > 0; --bus) {
+        const auto& known = m_Buses[bus - 1];
+        if (known.Port == port && known.Began <= time) return bus - 1;
+    }
+    return std::nullopt;
+}
+
+void Recorder::OnSetup(const BusSetup& setup) {
+    const auto now = m_Clock.Now();
+    auto bus = BusOn(setup.PortLabel, now);
+    if (!bus || m_Buses[*bus].Gone) {
+        bus = m_Buses.size();
+        m_Buses.push_back({setup.PortLabel, now});
+    }
+    Add(SetupLine(*bus, {now - m_Started, setup}));
 }
 
 void Recorder::OnLine(const LineEvent& event) {
-    const auto bus = BusOf(event.Port);
-    if (!bus) return TellMissing(event.Port);
-    RecordedEvent recorded{*bus, event};
-    recorded.Event.Time -= m_Started;
-    const auto line = EventLine(recorded);
+    // What a bus did last may come when its port is in use again.
+    const auto bus = BusOn(event.Port, event.Time);
+    if (!bus) return;
+    auto recorded = event;
+    recorded.Time -= m_Started;
+    Add(EventLine(*bus, recorded));
+}
+
+void Recorder::OnPortGone(const std::string& port) {
+    if (const auto bus = BusOn(port, m_Clock.Now())) m_Buses[*bus].Gone = true;
+}
+
+void Recorder::Add(const std::string& line) {
     const std::lock_guard lock(m_Mutex);
     if (m_Ended || m_Lines.size() > kMostWaiting) return;
     m_Lines += line;
-}
-
-void Recorder::TellMissing(const std::string& port) {
-    if (!m_Missing.insert(port).second) return;
-    m_Tell(port + " came after the recording had begun, and is not in " + m_Path);
 }
 
 void Recorder::Write() {

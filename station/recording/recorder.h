@@ -4,11 +4,11 @@
 #include <functional>
 #include <mutex>
 #include <optional>
-#include <set>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "host/apartment.h"
 #include "platform/file_descriptor.h"
 #include "station/recording/recording.h"
 #include "station/run/listener.h"
@@ -19,32 +19,39 @@ namespace orvix::station {
 /// of its own does the writing; when that fails the recording ends there, and the station goes on.
 class Recorder : public Listener {
 public:
-    /// Makes the file, which must not be there yet, and begins. `now` is the steady time of line events. `tell` is
-    /// called, on one thread or the other, with a sentence about what is missing in the recording, each once. Raises
-    /// SystemError when the file cannot be made.
-    Recorder(const std::string& path, const std::vector<BusSetup>& buses, Duration now,
-             std::function<void(const std::string& text)> tell);
+    /// Makes the file, which must not be there yet, and begins. `clock` tells the steady time of line events. `tell` is
+    /// called on the writing thread with a sentence about what is missing in the recording. Raises SystemError when the
+    /// file cannot be made.
+    Recorder(const std::string& path, const Apartment& clock, std::function<void(const std::string& text)> tell);
     ~Recorder() override;
     Recorder(const Recorder&) = delete;
     Recorder& operator=(const Recorder&) = delete;
 
+    void OnSetup(const BusSetup& setup) override;
     void OnLine(const LineEvent& event) override;
+    void OnPortGone(const std::string& port) override;
     /// Writes what is left; nothing more is recorded. Returns what is missing in the end.
     std::optional<std::string> Finish();
 
 private:
-    /// Nothing for a bus that the header does not name.
-    std::optional<std::size_t> BusOf(const std::string& port) const;
-    void TellMissing(const std::string& port);
+    struct RunningBus {
+        std::string Port;
+        Duration Began{0};
+        bool Gone = false;
+    };
+
+    /// The bus that was the latest on the port at that time.
+    std::optional<std::size_t> BusOn(const std::string& port, Duration time) const;
+    void Add(const std::string& line);
     void Write();
     /// Returns why it failed.
     std::optional<std::string> WriteOut(const std::string& lines);
 
     std::string m_Path;
-    std::vector<std::string> m_Ports;
-    Duration m_Started;
+    const Apartment& m_Clock;
+    const Duration m_Started;
+    std::vector<RunningBus> m_Buses;  ///< also those that are gone
     std::function<void(const std::string&)> m_Tell;
-    std::set<std::string> m_Missing;  ///< ports that came later
     platform::FileDescriptor m_File;
 
     std::mutex m_Mutex;

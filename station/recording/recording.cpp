@@ -7,13 +7,17 @@
 #include <optional>
 
 #include "platform/regular_file.h"
-#include "station/recording/recording_header.h"
+#include "station/recording/recording_json.h"
 
 namespace orvix::station {
 namespace {
 
 using std::chrono::microseconds;
 using Kind = LineEvent::Kind;
+
+constexpr std::string_view kMagic = "nimbo1-recording ";
+constexpr std::string_view kVersion = "1 ";
+constexpr std::string_view kBus = "bus";
 
 constexpr std::size_t kMostBytes = std::size_t{1} << 30;
 // No driver sends or takes more at once.
@@ -58,6 +62,10 @@ std::optional<std::string> BytesOf(std::string_view hex) {
         bytes += static_cast<char>(high << 4 | low);
     }
     return bytes;
+}
+
+std::string MicrosecondsText(Duration time) {
+    return std::to_string(std::chrono::duration_cast<microseconds>(time).count());
 }
 
 /// The fields of a line, taken from its beginning; each error names the line.
@@ -109,45 +117,76 @@ void ReadContent(Fields& fields, Content holds, LineEvent& event) {
     }
 }
 
-RecordedEvent ParseEvent(std::string_view line, std::size_t number, std::size_t buses) {
-    Fields fields(line, number);
-    RecordedEvent recorded;
-    recorded.Event.Time = fields.NextTime("time in microseconds");
-    const auto bus = fields.NextNumber("number of a bus", static_cast<std::int64_t>(buses));
-    if (bus == 0) fields.Fail("buses are counted from 1");
-    recorded.Bus = static_cast<std::size_t>(bus - 1);
-    const auto name = fields.Next();
+LineEvent ReadEvent(Fields& fields, std::string_view name, Duration time) {
     for (const auto& kind : kKinds) {
         if (kind.Name != name) continue;
-        recorded.Event.What = kind.What;
-        ReadContent(fields, kind.Holds, recorded.Event);
-        return recorded;
+        LineEvent event{.Time = time, .What = kind.What};
+        ReadContent(fields, kind.Holds, event);
+        return event;
     }
     fields.Fail("'" + std::string(name.substr(0, 20)) + "' is no kind of event");
 }
 
+RecordingHeader ParseHeader(std::string_view line) {
+    if (!line.starts_with(kMagic)) throw RecordingError(1, "this is no recording of nimbo1");
+    line.remove_prefix(kMagic.size());
+    if (!line.starts_with(kVersion)) {
+        throw RecordingError(1, "this program reads version 1, not version " +
+                                    std::string(line.substr(0, std::min<std::size_t>(line.find(' '), 10))));
+    }
+    return ParseHeaderJson(line.substr(kVersion.size()), 1);
+}
+
+/// Takes a line behind the header.
+void TakeLine(std::string_view line, std::size_t number, std::vector<RecordedBus>& buses) {
+    Fields fields(line, number);
+    const auto time = fields.NextTime("time in microseconds");
+    const auto bus =
+        static_cast<std::size_t>(fields.NextNumber("number of a bus", static_cast<std::int64_t>(buses.size() + 1)));
+    if (bus == 0) fields.Fail("buses are counted from 1");
+    const auto name = fields.Next();
+    if (name == kBus) {
+        auto setup = ParseBusJson(fields.Rest(), number);
+        if (bus > buses.size()) buses.emplace_back();
+        buses[bus - 1].Setups.push_back({time, std::move(setup)});
+        return;
+    }
+    if (bus > buses.size()) fields.Fail("no line before describes this bus");
+    auto& events = buses[bus - 1].Events;
+    if (!events.empty() && time < events.back().Time) fields.Fail("it is earlier than the line before");
+    events.push_back(ReadEvent(fields, name, time));
+}
+
+std::string LineBeginning(Duration time, std::size_t bus, std::string_view kind) {
+    return MicrosecondsText(time) + " " + std::to_string(bus + 1) + " " + std::string(kind);
+}
+
 }  // namespace
 
-std::string EventLine(const RecordedEvent& recorded) {
-    const auto& event = recorded.Event;
-    const auto inMicroseconds = [](Duration time) {
-        return std::to_string(std::chrono::duration_cast<microseconds>(time).count());
-    };
+std::string HeaderLine(const RecordingHeader& header) {
+    return std::string(kMagic).append(kVersion).append(HeaderJson(header)).append("\n");
+}
+
+std::string SetupLine(std::size_t bus, const RecordedSetup& recorded) {
+    return LineBeginning(recorded.Time, bus, kBus) + " " + BusJson(recorded.Setup) + "\n";
+}
+
+std::string EventLine(std::size_t bus, const LineEvent& event) {
     const auto& kind = kKinds.at(static_cast<std::size_t>(event.What));
-    auto line = inMicroseconds(event.Time) + " " + std::to_string(recorded.Bus + 1) + " " + std::string(kind.Name);
+    auto line = LineBeginning(event.Time, bus, kind.Name);
     if (kind.Holds == Content::Bytes || kind.Holds == Content::BytesAndDuration) line += " " + HexOf(event.Bytes);
-    if (kind.Holds == Content::BytesAndDuration) line += " " + inMicroseconds(event.Lasted);
+    if (kind.Holds == Content::BytesAndDuration) line += " " + MicrosecondsText(event.Lasted);
     if (kind.Holds == Content::Reason) line += " " + Quoted(event.Reason);
     return line + "\n";
 }
 
 Recording ParseRecording(std::string_view text) {
     Recording recording;
-    std::vector<Duration> latest;
-    for (std::size_t number = 1; !text.empty(); ++number) {
+    for (std::size_t number = 1; number == 1 || !text.empty(); ++number) {
         const auto end = text.find('\n');
         if (std::min(end, text.size()) > kLongestLine) throw RecordingError(number, "it is too long");
         if (end == std::string_view::npos) {
+            if (number == 1) throw RecordingError(1, "the header is cut off");
             recording.CutOff = true;
             break;
         }
@@ -155,16 +194,10 @@ Recording ParseRecording(std::string_view text) {
         text.remove_prefix(end + 1);
         if (number == 1) {
             recording.Header = ParseHeader(line);
-            latest.resize(recording.Header.Buses.size());
-            continue;
+        } else {
+            TakeLine(line, number, recording.Buses);
         }
-        auto recorded = ParseEvent(line, number, latest.size());
-        if (recorded.Event.Time < latest[recorded.Bus])
-            throw RecordingError(number, "it is earlier than the line before");
-        latest[recorded.Bus] = recorded.Event.Time;
-        recording.Events.push_back(std::move(recorded));
     }
-    if (latest.empty()) throw RecordingError(1, "the header is cut off");
     return recording;
 }
 

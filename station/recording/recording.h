@@ -18,33 +18,40 @@ public:
         : Error(errors::General, "line " + std::to_string(line) + " of the recording: " + why) {}
 };
 
-/// What was recorded, and how its buses were used. The file's layout is in docs/recording.md.
+// The file's layout is in docs/recording.md. Times are counted from the start of the recording.
+
 struct RecordingHeader {
     std::int64_t StartedUnixMilliseconds = 0;
     std::string Program;  ///< version of the program that recorded
-    /// PortLabel, PortNumber, Every, Retries, TimeoutFactor and the devices with address, model and name.
-    std::vector<BusSetup> Buses;
 };
 
-/// An event of a serial line, its time counted from the start of the recording. Port is empty: the bus says it.
-struct RecordedEvent {
-    std::size_t Bus = 0;  ///< index into the header's buses
-    LineEvent Event;
+/// What a bus was from a time on.
+struct RecordedSetup {
+    Duration Time{0};
+    BusSetup Setup;  ///< PortLabel, PortNumber, Every, Retries, TimeoutFactor; devices with address, model and name
+};
+
+/// A bus from its start to its end. One that is started anew, on the same port, is another.
+struct RecordedBus {
+    std::vector<RecordedSetup> Setups;  ///< at least one; those behind the first differ in their devices alone
+    std::vector<LineEvent> Events;      ///< in order of time; Port is empty: the setup says it
+};
+
+struct Recording {
+    RecordingHeader Header;
+    std::vector<RecordedBus> Buses;
+    bool CutOff = false;  ///< the last line had no end and was left out
 };
 
 /// The first line of a recording, with its line end.
 std::string HeaderLine(const RecordingHeader& header);
-/// A line of its own for an event, with its line end.
-std::string EventLine(const RecordedEvent& recorded);
-
-struct Recording {
-    RecordingHeader Header;
-    std::vector<RecordedEvent> Events;  ///< of each bus in order of time
-    bool CutOff = false;                ///< the last line had no end and was left out
-};
+/// A line of its own for what a bus is, with its line end. Buses count from 0 in the order of their first lines.
+std::string SetupLine(std::size_t bus, const RecordedSetup& recorded);
+/// The same for an event.
+std::string EventLine(std::size_t bus, const LineEvent& event);
 
 /// Reads a whole recording. Raises RecordingError for a first line that is no header of this version, or is cut off,
-/// and for any other line that is no event.
+/// and for any other line that is neither a bus nor an event of one that a line before has described.
 Recording ParseRecording(std::string_view text);
 /// The same of a file. Raises SystemError as well, and General for what is no regular file or has more than 1 GiB.
 Recording ReadRecording(const std::string& path);

@@ -12,42 +12,48 @@ namespace {
 constexpr std::chrono::seconds kLookAhead{10};
 constexpr std::chrono::seconds kLongestClose{20};
 
-std::vector<LineEvent> EventsOfBus(const Recording& recording, std::size_t index) {
-    std::vector<LineEvent> events;
-    for (const auto& recorded : recording.Events) {
-        if (recorded.Bus == index) events.push_back(recorded.Event);
-    }
-    return events;
-}
-
-/// The bus as it was used, its devices in the order in which they were read: the library has an order of its own.
-BusSetup SetupOf(const Recording& recording, std::size_t index) {
-    auto setup = recording.Header.Buses[index];
+/// For each address, how many others were asked first: the order in which the devices of a bus were read.
+std::array<int, 256> TurnsOf(const std::vector<LineEvent>& events) {
     constexpr int kNever = 1000;
     std::array<int, 256> turns;
     turns.fill(kNever);
     int turn = 0;
-    for (const auto& recorded : recording.Events) {
-        if (recorded.Bus != index || recorded.Event.What != LineEvent::Kind::Sent) continue;
-        const auto request = ParseRequest(recorded.Event.Bytes);
+    for (const auto& event : events) {
+        if (event.What != LineEvent::Kind::Sent) continue;
+        const auto request = ParseRequest(event.Bytes);
         if (!request) continue;
         auto& first = turns.at(static_cast<std::size_t>(request->address));
         if (first == kNever) first = turn++;
     }
-    std::stable_sort(setup.Devices.begin(), setup.Devices.end(), [&](const DeviceSetup& a, const DeviceSetup& b) {
-        return turns.at(static_cast<std::size_t>(a.Address)) < turns.at(static_cast<std::size_t>(b.Address));
-    });
-    return setup;
+    return turns;
+}
+
+/// The bus as it was used, its devices in the order in which they were read: the library has an order of its own.
+std::vector<RecordedSetup> SetupsOf(const RecordedBus& recorded) {
+    const auto turns = TurnsOf(recorded.Events);
+    auto setups = recorded.Setups;
+    for (auto& [time, setup] : setups) {
+        std::stable_sort(setup.Devices.begin(), setup.Devices.end(), [&](const DeviceSetup& a, const DeviceSetup& b) {
+            return turns.at(static_cast<std::size_t>(a.Address)) < turns.at(static_cast<std::size_t>(b.Address));
+        });
+    }
+    return setups;
+}
+
+std::int64_t InMilliseconds(Duration time) {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(time).count();
 }
 
 }  // namespace
 
-ReplayBus::ReplayBus(Station& station, const Recording& recording, std::size_t index, ReplayEvents events)
-    : m_StartedUnixMilliseconds(recording.Header.StartedUnixMilliseconds),
-      m_Scheduler(FromUnixMilliseconds(m_StartedUnixMilliseconds)),
-      m_Line(EventsOfBus(recording, index), kLookAhead + 2 * recording.Header.Buses[index].Every, m_Apartment),
-      m_Services(station.ServicesFor(recording.Header.Buses[index], nullptr), m_Apartment, m_Line),
-      m_Bus(station.Library, m_Services, SetupOf(recording, index), EventsOf(std::move(events))) {
+ReplayBus::ReplayBus(Station& station, const RecordingHeader& header, const RecordedBus& recorded, ReplayEvents events)
+    : m_StartedUnixMilliseconds(header.StartedUnixMilliseconds),
+      m_Setups(SetupsOf(recorded)),
+      m_Events(std::move(events)),
+      m_Scheduler(FromUnixMilliseconds(m_StartedUnixMilliseconds + InMilliseconds(m_Setups[0].Time))),
+      m_Line(recorded.Events, m_Setups[0].Time, kLookAhead + 2 * m_Setups[0].Setup.Every, m_Apartment),
+      m_Services(station.ServicesFor(m_Setups[0].Setup, nullptr), m_Apartment, m_Line),
+      m_Bus(station.Library, m_Services, m_Setups[0].Setup, BusEventsOf()) {
     m_Apartment.Post([this] { m_Bus.Poll(); });
 }
 
@@ -60,20 +66,45 @@ ReplayBus::~ReplayBus() {
 }
 
 void ReplayBus::RunUntil(Duration time) {
-    if (time > m_Scheduler.Now()) m_Scheduler.RunUntil([this] { return Over(); }, time - m_Scheduler.Now());
+    const auto end = time - m_Setups[0].Time;
+    while (m_Scheduler.Now() < end && !Over()) {
+        if (IsChangeDue()) Change();
+        // Time goes on in leaps, and each request that is matched may bring the change closer.
+        const auto stop = std::min(end, ChangeTime());
+        m_Scheduler.RunUntil([&] { return Over() || ChangeTime() < stop; }, stop - m_Scheduler.Now());
+    }
 }
 
-BusEvents ReplayBus::EventsOf(ReplayEvents events) {
+Duration ReplayBus::ChangeTime() const {
+    if (m_NextSetup == m_Setups.size()) return Duration::max();
+    return m_Scheduler.Now() + (m_Setups[m_NextSetup].Time - m_Line.RecordedNow());
+}
+
+bool ReplayBus::IsRemoved(int address) const {
+    if (!IsChangeDue()) return false;
+    const auto& devices = m_Setups[m_NextSetup].Setup.Devices;
+    return std::none_of(devices.begin(), devices.end(),
+                        [&](const DeviceSetup& device) { return device.Address == address; });
+}
+
+void ReplayBus::Change() {
+    const auto& before = m_Setups[m_NextSetup - 1].Setup;
+    const auto changes = ChangesBetween(before.Devices, m_Setups[m_NextSetup++].Setup.Devices);
+    for (const auto address : changes.Removed)
+        m_Events.OnDeviceGone(before.PortLabel, address);
+    m_Apartment.Post([this, changes] { m_Bus.Devices(changes); });
+}
+
+BusEvents ReplayBus::BusEventsOf() {
     return {
         .OnReading =
-            [this, tell = std::move(events.OnReading)](Reading reading) {
-                const auto recorded = std::chrono::duration_cast<std::chrono::milliseconds>(m_Line.RecordedNow());
-                reading.UnixMilliseconds = m_StartedUnixMilliseconds + recorded.count();
-                if (!Over()) tell(reading);
+            [this](Reading reading) {
+                reading.UnixMilliseconds = m_StartedUnixMilliseconds + InMilliseconds(m_Line.RecordedNow());
+                if (!Over() && !IsRemoved(reading.Address)) m_Events.OnReading(reading);
             },
         .OnTrouble =
-            [this, tell = std::move(events.OnTrouble)](const Failure& failure) {
-                if (!Over()) tell(m_Services.Setup().PortLabel, failure);
+            [this](const Failure& failure) {
+                if (!Over()) m_Events.OnTrouble(m_Services.Setup().PortLabel, failure);
             },
         .OnMessage = [](const std::string&) {},
         .OnLine = nullptr,

@@ -15,30 +15,41 @@ namespace orvix::station {
 struct ReplayEvents {
     std::function<void(const Reading&)> OnReading;
     std::function<void(const std::string& port, const Failure&)> OnTrouble;
+    std::function<void(const std::string& port, int address)> OnDeviceGone;
 };
 
 /// One bus of a recording: the library works on the recorded line, in virtual time and on the caller's thread, so that
 /// it does the same each time.
 class ReplayBus {
 public:
-    /// `station` outlives this; `index` counts the buses of the header from 0. Raises Error when the library refuses
-    /// the setup.
-    ReplayBus(Station& station, const Recording& recording, std::size_t index, ReplayEvents events);
+    /// `station` outlives this, and is of no other bus: one that was on the same port would share its devices. Raises
+    /// Error when the library refuses the setup.
+    ReplayBus(Station& station, const RecordingHeader& header, const RecordedBus& recorded, ReplayEvents events);
     /// Takes the bus down in order.
     ~ReplayBus();
     ReplayBus(const ReplayBus&) = delete;
     ReplayBus& operator=(const ReplayBus&) = delete;
 
-    /// Lets the bus work until this time since its start.
+    /// Lets the bus work until this time since the start of the recording.
     void RunUntil(Duration time);
 
     bool Over() const { return m_Line.Over(); }
     const ReplayLine& Line() const { return m_Line; }
 
 private:
-    BusEvents EventsOf(ReplayEvents events);
+    BusEvents BusEventsOf();
+    /// When the devices change next, on the scheduler's clock.
+    Duration ChangeTime() const;
+    bool IsChangeDue() const { return ChangeTime() <= m_Scheduler.Now(); }
+    /// Whether a change that is due removes the device while a reading of it is on its way.
+    bool IsRemoved(int address) const;
+    /// Changes the devices to those that the bus had next.
+    void Change();
 
-    std::int64_t m_StartedUnixMilliseconds;
+    const std::int64_t m_StartedUnixMilliseconds;
+    const std::vector<RecordedSetup> m_Setups;
+    std::size_t m_NextSetup = 1;
+    const ReplayEvents m_Events;
     platform::VirtualScheduler m_Scheduler;
     platform::VirtualApartment m_Apartment{m_Scheduler};
     ReplayLine m_Line;

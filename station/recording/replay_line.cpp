@@ -43,8 +43,12 @@ private:
     bool m_PortOpen = false;
 };
 
-ReplayLine::ReplayLine(std::vector<LineEvent> events, Duration lookAhead, Apartment& apartment)
-    : m_Events(std::move(events)), m_LookAhead(lookAhead), m_Apartment(apartment), m_AnchorNow(apartment.Now()) {}
+ReplayLine::ReplayLine(std::vector<LineEvent> events, Duration began, Duration lookAhead, Apartment& apartment)
+    : m_Events(std::move(events)),
+      m_LookAhead(lookAhead),
+      m_Apartment(apartment),
+      m_AnchorRecorded(began),
+      m_AnchorNow(apartment.Now()) {}
 
 std::unique_ptr<SerialControl> ReplayLine::CreateSerialControl() {
     return std::make_unique<ReplayControl>(*this);

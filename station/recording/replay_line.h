@@ -15,9 +15,10 @@ namespace orvix::station {
 /// is counted from the latest match on, so that differences between then and now do not add up.
 class ReplayLine : public Line {
 public:
-    /// `events`: of one bus, in order. `lookAhead`: how much later than expected a request may stand in the recording.
-    /// `apartment` tells the time and is blocked while the line is waited for.
-    ReplayLine(std::vector<LineEvent> events, Duration lookAhead, Apartment& apartment);
+    /// `events`: of one bus, in order. `began`: when it was started, as counted from the start of the recording.
+    /// `lookAhead`: how much later than expected a request may stand in the recording. `apartment` tells the time and
+    /// is blocked while the line is waited for.
+    ReplayLine(std::vector<LineEvent> events, Duration began, Duration lookAhead, Apartment& apartment);
 
     /// The control refers to this object.
     std::unique_ptr<SerialControl> CreateSerialControl() override;
@@ -58,7 +59,7 @@ private:
     std::size_t m_Next = 0;
     bool m_Answers = false;  ///< the latest request is one of the recording
     bool m_Over = false;
-    Duration m_AnchorRecorded{0};
+    Duration m_AnchorRecorded;
     Duration m_AnchorNow;
     int m_Unknown = 0;
     int m_Skipped = 0;

@@ -180,6 +180,55 @@ TEST_F(HistoryTest, AnAlarmIsOneRowFromStartToEnd) {
     EXPECT_FALSE(rows.Step());
 }
 
+TEST_F(HistoryTest, ListsAlarmsWithTheirEnds) {
+    const auto add = [this](int address, std::int64_t time, bool starts) {
+        m_Pending->Add(ReadingOf(address, time, 31.5));
+        m_Pending->Add(AlarmEvent{.UnixMilliseconds = kStart + time,
+                                  .Port = "line",
+                                  .Address = address,
+                                  .Name = "Oven",
+                                  .Kind = AlarmKind::High,
+                                  .Starts = starts,
+                                  .Value = 31.5,
+                                  .Limit = 30});
+    };
+    Begin();
+    add(5, 0, true);
+    add(5, kSecond, false);
+    add(5, 2 * kSecond, true);
+    m_Writer->End(kStart + 3 * kSecond);
+    Begin({}, 2000, 10 * kSecond);
+    add(6, 11 * kSecond, true);
+    for (int number = 0; number < 600; ++number) {
+        add(5, 12 * kSecond, true);
+        add(5, 13 * kSecond, false);
+    }
+    Turn(14 * kSecond);
+
+    const auto list = [this](std::int64_t since, std::int64_t until, std::int64_t now, const char* device) {
+        auto reader = Reader(now);
+        Lines lines;
+        reader.ReadAlarms(reader.Find({.Port = {}, .Device = device, .Time = {}}), {kStart + since, kStart + until},
+                          [&](const AlarmRow& alarm) {
+                              lines.push_back(LineOf(alarm, false));
+                              return true;
+                          });
+        return lines;
+    };
+    const auto now = 15 * kSecond;
+    const Lines early = list(0, 5 * kSecond, now, "");
+    ASSERT_EQ(early.size(), 2U);
+    EXPECT_EQ(early[0],
+              "2026-11-18 11:06:40  until 2026-11-18 11:06:41  line            5    Oven                        high   "
+              "  31.5 °C is above the limit of 30 °C\n");
+    EXPECT_NE(early[1].find("until the station stopped"), std::string::npos);
+    EXPECT_EQ(list(4 * kSecond, now, now, "").size(), 601U);
+    const Lines six = list(4 * kSecond, now, now, "6");
+    ASSERT_EQ(six.size(), 1U);
+    EXPECT_NE(six[0].find("still on"), std::string::npos);
+    EXPECT_NE(list(0, now, now + 60 * kSecond, "6").at(0).find("station stopped"), std::string::npos) << "killed";
+}
+
 TEST_F(HistoryTest, AForeignFileIsLeftAlone) {
     std::ofstream(m_File) << "no database, but long enough to be taken for one";
     const auto before = ContentsOf(m_File);
@@ -292,6 +341,7 @@ TEST(History, BadInputIsOneClearLine) {
         const char* Says;
     } cases[] = {
         {{"history", "--device", "Oven"}, 1, "device Oven; it has 5 Nimbo1"},
+        {{"alarms", "--device", "Oven"}, 1, "device Oven; it has 5 Nimbo1"},
         {{"history", "--since", "soon"}, 2, "soon"},
         {{"history", "--since", "1h", "--until", "2h"}, 2, "--until"},
         {{"history", "--csv", "--json"}, 2, "--json"},
