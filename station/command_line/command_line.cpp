@@ -26,7 +26,7 @@ constexpr Command kCommands[] = {
 
 bool NeedsDefaultCommand(const std::vector<std::string>& arguments) {
     const auto begins = [&](const char* text) { return !arguments.empty() && arguments[0] == text; };
-    if (begins("--help") || begins("-h") || begins("--version")) return false;
+    if (begins("--help") || begins("-h") || begins("--help-all") || begins("--version")) return false;
     return std::none_of(std::begin(kCommands), std::end(kCommands),
                         [&](const Command& command) { return begins(command.Name); });
 }
@@ -45,11 +45,15 @@ CommandLine ParseCommandLine(std::vector<std::string> arguments) {
     CommandLine result;
     for (const auto& command : kCommands)
         command.Add(app, result);
+    // Last, since commands take over the help options that are there when they are added.
+    app.set_help_all_flag("--help-all", "Print the help of all commands and exit");
     try {
         std::reverse(arguments.begin(), arguments.end());
         app.parse(arguments);
     } catch (const CLI::CallForHelp&) {
         return TextOptions{app.help()};
+    } catch (const CLI::CallForAllHelp&) {
+        return TextOptions{app.help("", CLI::AppFormatMode::All)};
     } catch (const CLI::CallForVersion&) {
         return TextOptions{std::string("nimbo1 ") + kVersion + "\n"};
     } catch (const CLI::ParseError& error) {

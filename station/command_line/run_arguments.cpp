@@ -22,7 +22,7 @@ struct RawRunOptions {
 RunOptions ReadRun(const RawRunOptions& raw, const CLI::App& command) {
     RunOptions options;
     options.Bus = ReadBusOptions(raw.Bus, command);
-    // The data folder becomes the current one, and the file is read again later.
+    // Read again later, when the data folder has become the current one.
     if (!raw.Configuration.empty()) options.Configuration = AbsolutePath(raw.Configuration);
     options.Plain = raw.Plain;
     options.Quiet = raw.Quiet;

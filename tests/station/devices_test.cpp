@@ -90,8 +90,10 @@ TEST(Config, CheckTellsWhatIsInAFileOrWrongWithIt) {
     const auto good = RunProgram({"config", "check", file});
     EXPECT_EQ(good.Status, 0);
     EXPECT_EQ(good.Out, file + ": 2 buses, 1 device\n");
-    Program run({"run", "--config", file, "--every", "100ms", "--json"});
+    Program run({"run", "--config", std::filesystem::relative(file), "--every", "100ms", "--json"});
     EXPECT_TRUE(run.AwaitOutput("\"port\":\"simulated 2\""));
+    run.Signal(SIGHUP);
+    EXPECT_TRUE(run.AwaitError("configuration read again: nothing has changed"));
     run.Signal(SIGINT);
     EXPECT_EQ(run.Finish().Status, 0);
     std::ofstream(file) << "[[bus]]\nevery = 1\nretry = 1\n";
