@@ -1,6 +1,7 @@
 #include "station/alarms/alarm_book.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "host/text.h"
 
@@ -34,8 +35,9 @@ std::vector<Comparison> Compare(const AlarmLimits& limits, const ReadingValue& v
     return all;
 }
 
+/// As many decimals as a sensor of this kind is worth.
 std::string DegreesText(double degrees) {
-    return NumberText(degrees) + " °C";
+    return NumberText(std::round(degrees * 100) / 100) + " °C";
 }
 
 }  // namespace

@@ -63,6 +63,17 @@ std::vector<std::string> BusStarter::Apply(const std::vector<BusSetup>& wanted) 
     return done;
 }
 
+void BusStarter::KeepFound() {
+    for (const auto& scanned : m_Scans) {
+        const auto found = scanned.Scan->Found().size();
+        if (found == 0) continue;
+        scanned.Scan->ClearDisplay();
+        scanned.Scan->Remember(m_Station.Folders.Data, scanned.Setup.PortPath);
+        m_Output.Note(scanned.Setup.PortLabel + ": the scan was cut short; what it found is known from now on (" +
+                      std::to_string(found) + "); nimbo1 scan --remember looks for the rest");
+    }
+}
+
 void BusStarter::Prepare(BusSetup& bus) {
     bus.PortNumber = PortNumberIn(m_Station.Folders, bus.PortPath.empty() ? bus.PortLabel : bus.PortPath);
     if (bus.PortPath.empty()) return Simulate(bus);

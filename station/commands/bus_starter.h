@@ -30,6 +30,8 @@ public:
     /// Several at once take no heed of each other: a port on which nothing can be done is said, and the rest go on.
     /// Stops the main loop when nothing is left to wait for.
     void Start(const std::vector<BusSetup>& buses);
+    /// Keeps what scans that are under way have found so far.
+    void KeepFound();
     /// Turns the buses into those that are wanted, and leaves alone what stays as it is. Returns what was done, a
     /// sentence each.
     std::vector<std::string> Apply(const std::vector<BusSetup>& wanted);

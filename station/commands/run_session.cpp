@@ -124,6 +124,7 @@ void RunSession::Reload() {
 
 int RunSession::Finish() {
     if (m_Screen) m_Screen->End();
+    m_Starter.KeepFound();
     if (const auto missing = m_Recorder ? m_Recorder->Finish() : std::nullopt) m_Output.Note(*missing);
     const auto lost = m_History ? m_History->Close() : 0;
     if (lost > 0) m_Output.Note("history: " + std::to_string(lost) + " readings could not be written and are lost");

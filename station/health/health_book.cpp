@@ -49,8 +49,9 @@ public:
         m_RecentBytes.At(m_Now).Bytes += event.Bytes.size();
         m_Tracker.Take(event);
         if (event.What == Kind::Failed) {
-            ++m_PortFailures;
+            // Each attempt to open it again fails too, and is the same failure.
             if (!m_PortDown) {
+                ++m_PortFailures;
                 m_PortDown = {event.Reason, {}, m_WasOpen};
                 m_PortDownSince = event.Time;
             }

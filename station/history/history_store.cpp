@@ -1,9 +1,5 @@
 #include "station/history/history_store.h"
 
-#include <signal.h>
-
-#include <cerrno>
-
 #include "station/history/history_schema.h"
 
 namespace orvix::station {
@@ -16,10 +12,6 @@ constexpr std::int64_t kRowsPerStep = 5000;
 constexpr std::int64_t kPagesPerStep = 512;
 // New rows soon use what is free; only more than this is given back.
 constexpr std::int64_t kSparePages = 64;
-
-bool IsRunning(std::int64_t process) {
-    return ::kill(static_cast<pid_t>(process), 0) == 0 || errno == EPERM;
-}
 
 }  // namespace
 
@@ -41,16 +33,6 @@ HistoryStore::HistoryStore(const std::string& file, const HistorySession& sessio
     SqliteStatement row(m_Connection, "SELECT id FROM sessions WHERE start_ms = ? AND pid = ?");
     row.Bind(1, session.Start).Bind(2, session.Process).Step();
     m_Session = row.LongNumber(0);
-}
-
-std::vector<std::int64_t> HistoryStore::OtherStations(std::int64_t now) {
-    std::vector<std::int64_t> processes;
-    SqliteStatement other(m_Connection, "SELECT pid FROM sessions WHERE id <> ? AND NOT ended AND alive_ms > ?");
-    other.Bind(1, m_Session).Bind(2, now - kAliveMilliseconds);
-    while (other.Step()) {
-        if (IsRunning(other.LongNumber(0))) processes.push_back(other.LongNumber(0));
-    }
-    return processes;
 }
 
 void HistoryStore::Write(const HistoryBatch& batch, std::int64_t now) {

@@ -21,8 +21,6 @@ class HistoryStore {
 public:
     HistoryStore(const std::string& file, const HistorySession& session, std::int64_t now);
 
-    /// Processes that were recording into this file a moment ago and still run, without this one.
-    std::vector<std::int64_t> OtherStations(std::int64_t now);
     /// Writes all rows, and that the session is alive, in one transaction. A row that is there already stays as it is;
     /// a reading of the same series and millisecond with another value moves to the next free millisecond.
     void Write(const HistoryBatch& batch, std::int64_t now);

@@ -37,9 +37,6 @@ void HistoryWriter::Turn(std::int64_t now) {
 
 void HistoryWriter::Open(std::int64_t now) {
     m_Store.emplace(m_File, m_Session, now);
-    if (std::exchange(m_OthersSaid, true)) return;
-    for (const auto process : m_Store->OtherStations(now))
-        m_Say("another station (pid " + std::to_string(process) + ") records into " + m_File + " too");
 }
 
 void HistoryWriter::Write(std::int64_t now) {

@@ -39,7 +39,6 @@ private:
     HistoryBatch m_Batch;
     std::optional<HistoryStore> m_Store;
     bool m_Fails = false;
-    bool m_OthersSaid = false;
     int m_TurnsToRetention = 0;
 };
 

@@ -35,8 +35,7 @@ public:
     }
     void Tell(const AlarmEvent& event) override {
         m_Out << Begin(event.UnixMilliseconds, event.Port, event.Address, event.Name)
-              << Padded(event.Starts ? "ALARM" : "alarm over", 11) << "  " << event.KindText() << ": " << event.Text()
-              << std::endl;
+              << Padded(event.Starts ? "ALARM" : "alarm over", 11) << "  " << event.Text() << std::endl;
     }
     void Trouble(const std::string& port, const Failure& failure) override {
         Say(Severity::Error, port + ": " + failure.Text);

@@ -47,7 +47,7 @@ std::optional<std::string> FitPeriod(BusSetup& bus) {
     if (round <= bus.Every) return std::nullopt;
     const auto asked = bus.Every;
     bus.Every = (round + kTick - milliseconds(1)) / kTick * kTick;
-    const auto seconds = std::ceil(static_cast<double>(round.count()) / 100) / 10;
+    const auto seconds = std::ceil(static_cast<double>(round.count()) / 10) / 100;
     const auto count = static_cast<std::int32_t>(bus.Devices.size());
     return NumberText(count) + (count == 1 ? " device needs " : " devices need ") + NumberText(seconds) +
            " s a round at " + std::to_string(kBaud) + " baud; " + std::to_string(asked.count()) + " ms is not possible";

@@ -78,7 +78,7 @@ void LiveScreen::Tell(const EpisodeEvent& event) {
 
 void LiveScreen::Tell(const AlarmEvent& event) {
     const auto device = event.Port + ", " + std::to_string(event.Address) + " " + event.Name;
-    AddEvent(device + (event.Starts ? ": ALARM, " : ": alarm over, ") + event.KindText() + ": " + event.Text(),
+    AddEvent(device + (event.Starts ? ": ALARM, " : ": alarm over, ") + event.Text(),
              event.Starts ? Style::Bad : Style::Good);
 }
 

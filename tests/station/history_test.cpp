@@ -310,7 +310,7 @@ TEST(History, OutlivesKillsAndTwoStationsShareAFolder) {
     for (int reading = 0; reading < 40; ++reading)
         ASSERT_TRUE(first.AwaitOutput("21.5 °C"));
     Program second({"run", "--data", data, "--every", "100ms", "--device", "6:sensor"});
-    ASSERT_TRUE(second.AwaitError("another station (pid "));
+    ASSERT_TRUE(second.AwaitError("another station (process "));
     ASSERT_TRUE(second.AwaitOutput("°C"));
     first.Signal(SIGKILL);
     first.Finish();

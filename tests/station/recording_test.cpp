@@ -136,11 +136,11 @@ private:
     std::map<std::string, std::size_t> m_Running;
 };
 
-constexpr std::size_t kReadings = 30;
+constexpr std::size_t kReadings = 25;
 
 simulator::FaultPlan EveryFault(std::uint64_t seed) {
     std::vector<simulator::Fault> faults;
-    for (const auto* text : {"drop:rate=10%", "delay:by=140ms:rate=5%", "delay:by=20ms:rate=10%", "corrupt:rate=10%",
+    for (const auto* text : {"drop:rate=10%", "delay:by=300ms:rate=5%", "delay:by=20ms:rate=10%", "corrupt:rate=10%",
                              "cut:rate=5%", "refuse:rate=10%", "noise:rate=10%", "duplicate:rate=20%"}) {
         faults.push_back(simulator::ParseFault(text));
     }
@@ -167,7 +167,7 @@ Outcomes RecordTo(const std::string& file, const std::string& folder, Station& s
         setup.Devices = {{5, 106, {}, {}}, {7, 104, "Door", {}}};
         setup.Every = 100ms;
         // Far from what a busy machine holds a thread up: an answer at the limit may be in time once and late again.
-        setup.TimeoutFactor = 25;
+        setup.TimeoutFactor = 40;
         setup.Retries = number - 1;
         setup.DriverThread = number == 2;
         setups.push_back(setup);
