@@ -4,7 +4,6 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include <bit>
 #include <clocale>
 #include <csignal>
 #include <cstdint>
@@ -55,7 +54,7 @@ std::string Environment(const char* variable) {
 std::string Capability(const char* name) {
     const char* text = tigetstr(name);
     // -1: the name is not one of a text.
-    const bool isText = text != nullptr && std::bit_cast<std::intptr_t>(text) != -1;
+    const bool isText = text != nullptr && reinterpret_cast<std::intptr_t>(text) != -1;
     return isText ? std::string(text) : std::string();
 }
 
