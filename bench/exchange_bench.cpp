@@ -17,6 +17,7 @@
 #include "driver/cOrvixDriverNB1.h"
 #include "driver/exchange.h"
 #include "host/text.h"
+#include "platform/real_apartment.h"
 #include "platform/serial_line.h"
 #include "tasks/cOrvixTaskNB1.h"
 #include "tests/support/test_host.h"
@@ -47,9 +48,9 @@ class ExchangeOnly {
 public:
     explicit ExchangeOnly(TestStation& station)
         : m_Responder(OwnRequest().size(), OwnReply()),
-          m_Host(station.ServicesFor(kPort, m_Responder.Path())),
-          m_Errors(m_Host.Get()),
           m_Line({{kPort, m_Responder.Path()}}),
+          m_Host(station.ServicesFor(kPort, m_Responder.Path()), m_Apartment, m_Line),
+          m_Errors(m_Host.Get()),
           m_Control(m_Line.CreateSerialControl()) {
         m_Control->CommPort(kPort);
         m_Control->PortOpen(true);
@@ -62,9 +63,10 @@ public:
 
 private:
     Responder m_Responder;
+    platform::RealApartment m_Apartment;
+    platform::SerialLine m_Line;
     station::BusServices m_Host;
     cPlexaERR m_Errors;
-    platform::SerialLine m_Line;
     std::unique_ptr<SerialControl> m_Control;
     ExchangeRequest m_Request{kAddress, kCommand, 100, {}};
 };
@@ -75,7 +77,9 @@ class WorkItem {
 public:
     explicit WorkItem(TestStation& station)
         : m_Responder(OwnRequest().size(), OwnReply()),
-          m_Host(station.ServicesFor(kPort, m_Responder.Path())),
+          m_SerialLine({{kPort, m_Responder.Path()}}),
+          m_Line(m_SerialLine, m_Apartment, m_Responder.Path(), [](const station::LineEvent&) {}),
+          m_Host(station.ServicesFor(kPort, m_Responder.Path()), m_Apartment, m_Line),
           m_Driver(m_Host.Get()),
           m_Adapter(m_Host.Get().Messaging, "adapter", m_Driver.iOrvixDriver::ServerIPCName()) {
         iOrvixDriver& driver = m_Driver;
@@ -114,6 +118,9 @@ private:
     }
 
     Responder m_Responder;
+    platform::RealApartment m_Apartment;
+    platform::SerialLine m_SerialLine;
+    station::LineTap m_Line;
     station::BusServices m_Host;
     cOrvixDriverNB1 m_Driver;
     tests::RecordingEndpoint m_Adapter;

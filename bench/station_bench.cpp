@@ -8,6 +8,8 @@
 #include "bench/memory.h"
 #include "bench/program.h"
 #include "bench/test_station.h"
+#include "platform/real_apartment.h"
+#include "platform/serial_line.h"
 #include "simulator/bus_server.h"
 
 namespace orvix::bench {
@@ -38,7 +40,10 @@ std::vector<double> PollRounds(TestStation& station, int rounds) {
     constexpr int kSensors = 8;
     BusServer line(Sensors(kSensors), 9600);
     const auto setup = SetupOf(line, kSensors);
-    station::BusServices services(station.Shared().ServicesFor(setup, [](const station::LineEvent&) {}));
+    platform::RealApartment apartment;
+    platform::SerialLine serialLine({{setup.PortNumber, setup.PortPath}});
+    station::LineTap tap(serialLine, apartment, setup.PortLabel, [](const station::LineEvent&) {});
+    station::BusServices services(station.Shared().ServicesFor(setup, nullptr), apartment, tap);
     std::vector<double> measured;
     double start = 0;
     int completed = 0;
