@@ -1,11 +1,10 @@
 #include "station/scan/scan_display.h"
 
-#include <algorithm>
-#include <cmath>
 #include <ostream>
 
 #include "host/text.h"
 #include "simulator/device_arguments.h"
+#include "station/output/text.h"
 
 namespace orvix::station {
 namespace {
@@ -17,15 +16,9 @@ constexpr Duration kLinePeriod = std::chrono::seconds(3);
 constexpr char kClearLine[] = "\r\x1B[K";
 
 std::string ValueShown(const FoundDevice& device) {
-    if (const auto* degrees = std::get_if<double>(&device.Value))
-        return NumberText(std::round(*degrees * 100) / 100) + " °C";
-    if (const auto* inputs = std::get_if<std::int32_t>(&device.Value)) return "inputs " + NumberText(*inputs);
-    return "no value";
-}
-
-std::string Padded(std::string text, std::size_t width) {
-    text.resize(std::max(width, text.size()), ' ');
-    return text;
+    if (std::holds_alternative<std::monostate>(device.Value)) return "no value";
+    const bool isInputs = std::holds_alternative<std::int32_t>(device.Value);
+    return (isInputs ? "inputs " : "") + ValueWithUnit(device.Value);
 }
 
 }  // namespace

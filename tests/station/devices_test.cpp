@@ -2,28 +2,17 @@
 
 #include <csignal>
 #include <fstream>
-#include <nlohmann/json.hpp>
-#include <sstream>
 
 #include "devices/protocol/frame.h"
 #include "simulator/bus_server.h"
 #include "tests/station/faulty_bus.h"
+#include "tests/station/json_lines.h"
 #include "tests/station/program.h"
 #include "tests/support/scripted_line.h"
 #include "tests/support/test_folder.h"
 
 namespace orvix::tests {
 namespace {
-
-using Json = nlohmann::json;
-
-std::vector<Json> Objects(const std::string& lines) {
-    std::vector<Json> objects;
-    std::istringstream in(lines);
-    for (std::string line; std::getline(in, line);)
-        objects.push_back(Json::parse(line));
-    return objects;
-}
 
 TEST(Devices, WhatAScanFindsIsPolledNamedAndForgotten) {
     const TestFolder folder;

@@ -3,11 +3,10 @@
 #include <csignal>
 #include <filesystem>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <set>
-#include <sstream>
 
 #include "tests/station/faulty_bus.h"
+#include "tests/station/json_lines.h"
 #include "tests/station/program.h"
 #include "tests/support/scripted_line.h"
 #include "tests/support/test_folder.h"
@@ -15,22 +14,12 @@
 namespace orvix::tests {
 namespace {
 
-using Json = nlohmann::json;
-
 // 21.5 degrees from the sensor at address 5.
 const std::string kGoodReply = Bytes("1D 08 05 04 0B 00 83 2C 00 00 A0 0D 03");
 
 // A live device 5, everything else dead.
 std::string AnswerOfOne(const std::string& request) {
     return request[2] == 5 ? kGoodReply : "";
-}
-
-std::vector<Json> Objects(const std::string& lines) {
-    std::vector<Json> objects;
-    std::istringstream in(lines);
-    for (std::string line; std::getline(in, line);)
-        objects.push_back(Json::parse(line));
-    return objects;
 }
 
 // What a line delivers, and what the reader of one temperature gets for it.
