@@ -73,9 +73,6 @@ private:
     void StoreVariable(VariableRecord& record, iOrvixTaskNB1& task);
     void FinishVariable(VariableRecord& record);
     void ApplyMissionChange(iOrvixTaskNB1& task, const char* action);
-    bool DriverFailed(const iOrvixTaskNB1& task) const {
-        return m_Model.ExaminesDriverResult && task.e() != errors::None;
-    }
     void CheckDriverResult(const iOrvixTaskNB1& task);
     std::int32_t MissionInterval();
     std::int32_t MissionMonitorFlag();

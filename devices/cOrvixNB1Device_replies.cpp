@@ -58,7 +58,7 @@ void cOrvixNB1Device::ApplyAnswer(iOrvixTaskNB1& task) {
 
 void cOrvixNB1Device::ApplyVariable(iOrvixTaskNB1& task) {
     const std::int32_t varID = FirstItem(task.Params(), "Params").ToLong();
-    if (DriverFailed(task)) Record(varID)->Valid(false);
+    if (task.e() != errors::None) Attempt([&] { Record(varID)->Valid(false); });
     CheckDriverResult(task);
     if (varID != m_Model.Measurement.VarID && varID != ORVIXCNB1_VAR_TEMP_LOG && varID != ORVIXCNB1_VAR_SERIAL_NUMBER) {
         throw Error(errors::General, "undefined VarID");
@@ -112,8 +112,9 @@ void cOrvixNB1Device::ApplyMissionChange(iOrvixTaskNB1& task, const char* action
     NotifyTempLogChanged();
 }
 
+/// A failed exchange is a failure whatever was asked: its answer is not looked at.
 void cOrvixNB1Device::CheckDriverResult(const iOrvixTaskNB1& task) {
-    PlexaERR.Check(!DriverFailed(task), errors::Validation, task.eDescr());
+    PlexaERR.Check(task.e() == errors::None, errors::Validation, task.eDescr());
 }
 
 std::int32_t cOrvixNB1Device::MissionInterval() {

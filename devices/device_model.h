@@ -33,7 +33,6 @@ struct DeviceModelTable {
     const char* ClassName;   ///< first part of error labels
     const char* ClearLabel;  ///< error label of rebuilding the records
     DeviceCommand Measurement;
-    bool ExaminesDriverResult;    ///< a failed exchange is told by its result, not by the missing payload
     bool ReadingSetsMonitorFlag;  ///< after a reading the mission decides whether polling goes on
 };
 
@@ -43,7 +42,6 @@ inline constexpr DeviceModelTable kTemperatureSensor{
     .ClassName = "cOrvixNB1TP",
     .ClearLabel = "cOrvixNB1TP.Clear",
     .Measurement = {ORVIXCNB1_VAR_TEMPERATURE, std::string_view("\x0B\x00", 2)},
-    .ExaminesDriverResult = true,
     .ReadingSetsMonitorFlag = false,
 };
 
@@ -53,7 +51,6 @@ inline constexpr DeviceModelTable kDigitalModule{
     .ClassName = "cOrvixNB1DM",
     .ClearLabel = "cOrvixNB1Q27.Clear",
     .Measurement = {ORVIXCNB1_VAR_INPUTBYTE, std::string_view("\x05\x00", 2)},
-    .ExaminesDriverResult = false,
     .ReadingSetsMonitorFlag = true,
 };
 

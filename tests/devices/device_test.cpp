@@ -120,20 +120,39 @@ TEST_F(DeviceTest, ModuleReadings) {
     m_Module.ResponseInterpreter(*Answered(6, Bytes("05")));
     EXPECT_EQ(Var(m_Module, 6).Value().ToText(), "\x05");
     EXPECT_EQ(Var(m_Module, 6).MonitorFlag(), 1) << "simulated, the mission is in progress";
-    const auto failed = Task(6);
-    m_Module.ResponseInterpreter(*failed);
-    EXPECT_EQ(failed->e(), errors::MissingItem);
+    const auto noPayload = Task(6);
+    noPayload->e(errors::None);
+    m_Module.ResponseInterpreter(*noPayload);
+    EXPECT_EQ(noPayload->e(), errors::MissingItem);
     EXPECT_FALSE(Var(m_Module, 6).Valid());
 }
 
-TEST_F(DeviceTest, FailedAnswers) {
-    const auto refused = Answered(1, Bytes("41 42"));
-    refused->e(errors::Refused);
-    refused->eDescr("device refused");
-    m_Sensor.ResponseInterpreter(*refused);
-    EXPECT_EQ(refused->e(), errors::Validation);
-    EXPECT_THAT(refused->eDescr(), StartsWith("device refused (PlexaERR.Check.cOrvixNB1TP.ResponseInterpreterEx)"));
-    EXPECT_FALSE(Var(m_Sensor, 1).Valid());
+// Whatever else is in the task, and also for what the device could not read anyway.
+TEST_F(DeviceTest, AFailedExchangeFailsTheTask) {
+    const auto refuse = [](iOrvixDevice& device, iOrvixTaskNB1& task) {
+        task.e(errors::Refused);
+        task.eDescr("device refused");
+        device.ResponseInterpreter(task);
+        EXPECT_EQ(task.e(), errors::Validation);
+        EXPECT_THAT(task.eDescr(), StartsWith("device refused (PlexaERR.Check.cOrvixNB1"));
+        EXPECT_TRUE(task.CmdExecuted());
+    };
+    for (iOrvixDevice* device : std::initializer_list<iOrvixDevice*>{&m_Sensor, &m_Module}) {
+        for (const std::int32_t varID : {1, 2, 3, 4, 5, 6, 99}) {
+            SCOPED_TRACE(testing::Message() << device->DeviceDescription() << ", variable " << varID);
+            device->TaskCommand(*Task(varID));
+            const bool hasRecord = device->VarsEx().Exists(std::to_string(varID));
+            if (hasRecord) Var(*device, varID).Valid(true);
+            refuse(*device, *Answered(varID, Bytes("41 42 43 44")));
+            EXPECT_FALSE(hasRecord && Var(*device, varID).Valid());
+        }
+        for (const auto action : {ORVIXCNB1_TA_START_MISSION, ORVIXCNB1_TA_STOP_MISSION}) {
+            const auto task = Answered(0, "done");
+            task->CmdType(action);
+            refuse(*device, *task);
+        }
+    }
+    EXPECT_THAT(m_Adapter.Take(), IsEmpty());
 }
 
 TEST_F(DeviceTest, AnswerInParts) {
