@@ -127,8 +127,8 @@ private:
     void m_tmrComm_Tick();
     /// One step of the loop: never waits, and rearms the timer for the next.
     void AdvanceConnection();
-    /// The first part of an offline step. Returns whether queued tasks are to be processed all the same.
-    bool WorksOffline();
+    /// Resets the link; queued tasks are processed all the same when there is a port number.
+    void StepOffline();
     void RunConnectionRow(const ConnectionRow& row);
     void Run(ConnectionAction action);
     void LeaveIdle();

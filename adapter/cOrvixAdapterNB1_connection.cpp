@@ -13,6 +13,12 @@ std::string BooleanText(bool value) {
     return Variant(value).ToText();
 }
 
+/// Whether an address begins with digits that are not all zero: a sign or a blank makes it a name.
+bool BeginsWithPortNumber(std::string_view address) {
+    const std::string_view digits = address.substr(0, address.find_first_not_of("0123456789"));
+    return digits.find_first_not_of('0') != std::string_view::npos;
+}
+
 }  // namespace
 
 void cOrvixAdapterNB1::m_tmrComm_Tick() {
@@ -26,27 +32,26 @@ void cOrvixAdapterNB1::m_tmrComm_Tick() {
 }
 
 void cOrvixAdapterNB1::AdvanceConnection() {
-    if (!m_OnLine && !WorksOffline()) return;
-    if (m_OnLine) {
-        const ConnectionInputs inputs{m_Connected, m_SocketError, m_tmrTimeout->Expired()};
-        if (const ConnectionRow* row = FindConnectionRow(m_State, inputs)) return RunConnectionRow(*row);
-        if (m_State == ConnectionState::CONNECTED_IDLE) return LeaveIdle();
-    }
+    if (!m_OnLine) return StepOffline();
+    const ConnectionInputs inputs{m_Connected, m_SocketError, m_tmrTimeout->Expired()};
+    if (const ConnectionRow* row = FindConnectionRow(m_State, inputs)) return RunConnectionRow(*row);
+    if (m_State == ConnectionState::CONNECTED_IDLE) return LeaveIdle();
     if (m_Tasks->Empty()) return PlanOrIdle();
     ProcessNextTask();
     ReplyFast();
 }
 
-bool cOrvixAdapterNB1::WorksOffline() {
+void cOrvixAdapterNB1::StepOffline() {
     ResetConnection();
     NotifyActivity('0');
     DebugComm(" OFFLINE", StateName(m_State));
     if (m_Tasks->Empty()) {
         m_KeepTicking = false;
         StopTicking();
-        return false;
+    } else if (BeginsWithPortNumber(m_PortAddress)) {
+        ProcessNextTask();
+        ReplyFast();
     }
-    return LeadingNumber(m_PortAddress) != 0;
 }
 
 void cOrvixAdapterNB1::RunConnectionRow(const ConnectionRow& row) {

@@ -116,13 +116,18 @@ TEST_F(ConnectionTest, ClosingDropsALinkThatHasGoneOfflineSinceTheLastTick) {
 }
 
 TEST_F(ConnectionTest, OfflineWorkNeedsAPortNumber) {
-    for (const std::string port : {"3", "", "com3"}) {
+    const std::pair<const char*, bool> cases[] = {
+        {"3", true},   {"07x", true}, {"99999999999", true}, {"", false},  {"com3", false},
+        {"-3", false}, {"+3", false}, {" 3", false},         {"0", false}, {"00,3", false},
+    };
+    for (const auto& [port, works] : cases) {
+        SCOPED_TRACE(port);
         Init();
         Adapter.PortAddress(port);
         Adapter.DeviceAdd("5", 106);
         Queue(Reading("5"))->DeviceOrigin(0);  // not ended with the connection
         Host.Run(10);
-        EXPECT_EQ(Driver->TakeWork().size(), port == "3" ? 1U : 0U);
+        EXPECT_EQ(Driver->TakeWork().size(), works ? 1U : 0U);
     }
 }
 
