@@ -78,7 +78,7 @@ bool cOrvixAdapterNB1::iOrvixDevToAdapt_NewTask(const std::shared_ptr<iOrvixTask
 void cOrvixAdapterNB1::AddTask(const TaskRef& task, std::int32_t priority) {
     TaskQueue& queue = RequireQueue();
     // No answer is on its way to a task that comes in, whatever its state says: waiting for one would block the queue.
-    if (task->CmdSended() && !IsFinished(*task)) task->CmdSended(false);
+    if (task->CmdSended() && !HasOutcome(*task)) task->CmdSended(false);
     if (priority == kFirstInQueue) {
         queue.AddFirst(task);
     } else {
@@ -97,7 +97,7 @@ void cOrvixAdapterNB1::ProcessNextTask() {
     const std::string key = m_Tasks->Head().Key;
     const TaskRef task = m_Tasks->Head().Task;
     try {
-        if (IsFinished(*task)) {
+        if (HasOutcome(*task)) {
             CompleteTask(key, *task);
         } else if (!task->CmdSended()) {
             SendTask(key, task);

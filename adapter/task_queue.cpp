@@ -6,7 +6,7 @@
 
 namespace orvix {
 
-bool IsFinished(const iOrvixTaskNB1& task) {
+bool HasOutcome(const iOrvixTaskNB1& task) {
     return task.CmdExecuted() || task.Timeout() || task.IsLinked() || task.Executed();
 }
 
@@ -16,7 +16,7 @@ void TaskQueue::Append(TaskRef task) {
 
 void TaskQueue::AddFirst(TaskRef task) {
     Entry added = NewEntry(std::move(task));
-    if (Empty() || !Head().Task->CmdSended() || IsFinished(*Head().Task)) {
+    if (Empty() || !Head().Task->CmdSended() || HasOutcome(*Head().Task)) {
         Place(--m_First, std::move(added));
         return;
     }

@@ -14,8 +14,9 @@ namespace orvix {
 
 using TaskRef = std::shared_ptr<iOrvixTaskNB1>;
 
-/// Nothing more is to come for a task that has been sent: it was answered, timed out, or got its result otherwise.
-bool IsFinished(const iOrvixTaskNB1& task);
+/// Whether a task was answered, timed out, or got its result otherwise: it is then completed and never sent, also if it
+/// has not been sent yet.
+bool HasOutcome(const iOrvixTaskNB1& task);
 
 /// The tasks to do, in order. Each is keyed by the ID that it had when it was added, and found by its tag without a
 /// search through the queue.
