@@ -37,10 +37,10 @@ void Require(bool condition, const std::string& complaint) {
 }
 
 std::string OwnRequest() {
-    return BuildRequest(kAddress, kCommand, {});
+    return BuildFrame(kAddress, kCommand, {});
 }
 std::string OwnReply() {
-    return BuildReply(kAddress, kCommand, kPayload);
+    return BuildFrame(kAddress, kCommand, kPayload);
 }
 
 /// The library's exchange on a line of this machine, as the driver's engine runs it.

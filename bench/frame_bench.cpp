@@ -16,13 +16,13 @@ constexpr std::uint8_t kAddress = 5;
 const std::string kCode("\x0B\x00", 2);
 
 void AddFrame(const std::string& subject, const std::string& payload) {
-    if (BuildReply(kAddress, kCode, payload) != PlainBuild(kAddress, kCode, payload) ||
-        PlainCheck(BuildReply(kAddress, kCode, payload), kAddress) != payload) {
+    if (BuildFrame(kAddress, kCode, payload) != PlainBuild(kAddress, kCode, payload) ||
+        PlainCheck(BuildFrame(kAddress, kCode, payload), kAddress) != payload) {
         throw std::logic_error("the plain frame differs");
     }
     const auto own = [payload] {
         return TimePerCall(kCalls, [&] {
-            auto reply = CheckReply(BuildReply(kAddress, kCode, payload), kAddress);
+            auto reply = CheckReply(BuildFrame(kAddress, kCode, payload), kAddress);
             benchmark::DoNotOptimize(reply);
         });
     };

@@ -41,7 +41,7 @@ std::string Receive(SerialControl& line, cPlexaERR& plexaErr, const Countdown& c
         line.WaitForInput(countdown.Remaining());
         buffer += line.Input();
         if (countdown.Expired()) CheckNone(plexaErr, errors::TimeOut);
-        const auto length = ReplyLength(buffer);
+        const auto length = FrameLength(buffer);
         if (length && buffer.size() >= *length) return buffer;
     }
 }
@@ -49,7 +49,7 @@ std::string Receive(SerialControl& line, cPlexaERR& plexaErr, const Countdown& c
 std::string RunExchange(const Apartment& apartment, SerialControl& line, cPlexaERR& plexaErr,
                         const ExchangeRequest& request) {
     Countdown countdown(apartment);
-    Send(line, BuildRequest(request.DeviceAddress, request.Command, request.Payload));
+    Send(line, BuildFrame(request.DeviceAddress, request.Command, request.Payload));
     countdown.Interval(ReplyLimit(request.TimeFactor));
     countdown.Start();
     Reply reply = CheckReply(Receive(line, plexaErr, countdown), request.DeviceAddress);

@@ -85,7 +85,7 @@ SimulatedDevice ParseSimulatedDevice(const std::string& text) {
 }
 
 std::string BuildRefusal(int address) {
-    return BuildReply(address, kRefusalCode, kRefusalPayload);
+    return BuildFrame(address, kRefusalCode, kRefusalPayload);
 }
 
 SimulatedBus::SimulatedBus(const std::vector<SimulatedDevice>& devices, FaultPlan faults)
@@ -118,7 +118,7 @@ std::vector<BusAnswer> SimulatedBus::Receive(const std::string& bytes, Time sinc
 
 std::string SimulatedBus::Answer(const SimulatedDevice& device, const std::string& code, Time sinceStart) const {
     const auto value = device.Value.At(sinceStart);
-    const auto reply = [&](const std::string& payload) { return BuildReply(device.Address, code, payload); };
+    const auto reply = [&](const std::string& payload) { return BuildFrame(device.Address, code, payload); };
     if (code == kSerialNumberCode) return reply(SerialNumberOf(device.Address));
     if (code == kTemperatureCode && device.Model == kTemperatureSensorModel) {
         return reply(RealToBytes(static_cast<float>(value)));

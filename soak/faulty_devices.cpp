@@ -70,14 +70,14 @@ Chunks Rubbish(const Exchange& it, Random& random) {
     return {{reply}};
 }
 Chunks Refusal(const Exchange& it, Random&) {
-    return {{BuildReply(static_cast<unsigned char>(it.Request[2]), std::string_view("\x07\0", 2), "\xC9")}};
+    return {{BuildFrame(static_cast<unsigned char>(it.Request[2]), std::string_view("\x07\0", 2), "\xC9")}};
 }
 Chunks Echo(const Exchange& it, Random&) {
     return {{it.Request}, {it.Reply}};
 }
 Chunks OfAnother(const Exchange& it, Random& random) {
     const Measurement& another = kFleet[Draw(random, std::size(kFleet))];
-    return {{BuildReply(another.Address, std::string_view("\x0B\0", 2), another.At(it.Now))}, {it.Reply}};
+    return {{BuildFrame(another.Address, std::string_view("\x0B\0", 2), another.At(it.Now))}, {it.Reply}};
 }
 Chunks Doubled(const Exchange& it, Random&) {
     return {{it.Reply}, {it.Reply}};
@@ -151,7 +151,7 @@ Outcome FaultyDevices::Answer(const std::string& request, Duration now) {
     const auto* device = std::find_if(std::begin(kFleet), std::end(kFleet),
                                       [&](const Measurement& it) { return asked && it.Address == asked->address; });
     if (device == std::end(kFleet)) return {};
-    const Exchange exchange{request, BuildReply(asked->address, asked->code, device->At(now)), now};
+    const Exchange exchange{request, BuildFrame(asked->address, asked->code, device->At(now)), now};
     if (now < m_LateUntil || Draw(m_Random, kOneFaultIn) != 0) return {{{{exchange.Reply}}}};
     const auto& fault = kFaults[Draw(m_Random, std::size(kFaults))];
     ++m_Counts.Faults[fault.Name];

@@ -29,6 +29,16 @@ std::size_t Number(char byte) {
     return static_cast<std::uint8_t>(byte);
 }
 
+/// Inner packet of the frame that a buffer begins with; nothing when the frame is incomplete or not delimited.
+std::optional<std::string_view> InnerPacket(std::string_view buffer) {
+    const auto length = FrameLength(buffer);
+    if (!length || buffer.size() < *length) return std::nullopt;
+    if (buffer.front() != kStartByte || buffer[*length - 1] != kEndByte) return std::nullopt;
+    return buffer.substr(kInnerOffset, *length - kFrameOverhead);
+}
+
+}  // namespace
+
 std::string BuildFrame(std::int32_t address, std::string_view code, std::string_view payload) {
     if (address < 0 || address > kMaxAddress) {
         throw Error(errors::Overflow, "device address " + std::to_string(address) + " is outside 0 to 255");
@@ -41,30 +51,11 @@ std::string BuildFrame(std::int32_t address, std::string_view code, std::string_
     std::string frame;
     frame.reserve(innerLength + kFrameOverhead);
     frame.append(head, sizeof(head)).append(code).append(payload);
-    const std::size_t innerSum = XorOf(std::string_view(frame).substr(kInnerOffset));
-    frame.push_back(Byte(innerSum));
-    // Covers length, address, and the inner packet with its checksum, which need not be read a second time.
-    frame.push_back(Byte(innerLength ^ static_cast<std::size_t>(address) ^ innerSum ^ Number(frame.back())));
+    frame.push_back(Byte(XorOf(std::string_view(frame).substr(kInnerOffset))));
+    // The XOR of length, address and inner packet: with its checksum, the inner packet comes to zero.
+    frame.push_back(Byte(innerLength ^ static_cast<std::size_t>(address)));
     frame.push_back(kEndByte);
     return frame;
-}
-
-/// Inner packet of the frame that a buffer begins with; nothing when the frame is incomplete or not delimited.
-std::optional<std::string_view> InnerPacket(std::string_view buffer) {
-    const auto length = FrameLength(buffer);
-    if (!length || buffer.size() < *length) return std::nullopt;
-    if (buffer.front() != kStartByte || buffer[*length - 1] != kEndByte) return std::nullopt;
-    return buffer.substr(kInnerOffset, *length - kFrameOverhead);
-}
-
-}  // namespace
-
-std::string BuildRequest(std::int32_t address, std::string_view code, std::string_view payload) {
-    return BuildFrame(address, code, payload);
-}
-
-std::string BuildReply(std::int32_t address, std::string_view code, std::string_view payload) {
-    return BuildFrame(address, code, payload);
 }
 
 std::optional<std::size_t> FrameLength(std::string_view buffer) {

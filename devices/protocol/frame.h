@@ -45,19 +45,12 @@ struct Reply {
     std::string payload;
 };
 
-/// Raises Overflow for an address outside 0 to 255 and for code and payload that together exceed 253 bytes.
-std::string BuildRequest(std::int32_t address, std::string_view code, std::string_view payload);
-
-/// What a device answers; `code` has two bytes. Raises as BuildRequest does.
-std::string BuildReply(std::int32_t address, std::string_view code, std::string_view payload);
+/// A request, or what a device answers; the code of an answer has two bytes. Raises Overflow for an address outside
+/// 0 to 255 and for code and payload that together exceed 253 bytes.
+std::string BuildFrame(std::int32_t address, std::string_view code, std::string_view payload);
 
 /// Bytes of the whole frame that a buffer begins with; nothing while its length byte is not there.
 std::optional<std::size_t> FrameLength(std::string_view buffer);
-
-/// Bytes of the whole reply that a buffer begins with; nothing while its length byte is not there.
-inline std::optional<std::size_t> ReplyLength(std::string_view buffer) {
-    return FrameLength(buffer);
-}
 
 /// Checks the reply at the beginning of a buffer; what follows it is ignored. The first of these checks that fails
 /// tells the error:

@@ -55,7 +55,7 @@ std::vector<tests::Chunk> FaultyBus::Answer(const std::string& bytes) {
         m_Faults.pop_front();
     }
     const std::string payload = NewPayload(request->address, request->code);
-    const std::string frame = BuildReply(request->address, request->code, payload);
+    const std::string frame = BuildFrame(request->address, request->code, payload);
     switch (planned.Kind) {
         case Fault::None:
             return {{frame}};
@@ -70,7 +70,7 @@ std::vector<tests::Chunk> FaultyBus::Answer(const std::string& bytes) {
         case Fault::Missing:
             return {};
         case Fault::Refused:
-            return {{BuildReply(request->address, std::string(2, '\0'), "\xC9")}};
+            return {{BuildFrame(request->address, std::string(2, '\0'), "\xC9")}};
     }
     return {};
 }

@@ -72,7 +72,7 @@ void ExchangeTracker::Receive(const LineEvent& event) {
     }
     m_Answer += event.Bytes;
     if (!m_Begun.empty() && AwaitsTail()) return;
-    const auto length = ReplyLength(m_Answer);
+    const auto length = FrameLength(m_Answer);
     if (!length || m_Answer.size() < *length) return;
     m_Rest = m_Answer.substr(*length);
     m_Answer.resize(*length);
@@ -82,14 +82,14 @@ void ExchangeTracker::Receive(const LineEvent& event) {
 /// Whether the bytes that have come belong to the answer that had begun before the request, as far as can be told.
 bool ExchangeTracker::AwaitsTail() {
     const auto both = m_Begun + m_Answer;
-    const auto length = ReplyLength(both);
+    const auto length = FrameLength(both);
     const bool isWhole = length && both.size() >= *length;
     if (isWhole && AnswerAt(both)) {
         if (!m_IsBegunInNoise) TakeSurplusAnswer(AddressIn(both));
         EndDisturbed(both.substr(*length));
         return true;
     }
-    const auto ownLength = m_Answer.front() == kStartByte ? ReplyLength(m_Answer) : std::nullopt;
+    const auto ownLength = m_Answer.front() == kStartByte ? FrameLength(m_Answer) : std::nullopt;
     const bool hasOwnAnswer = ownLength && m_Answer.size() >= *ownLength;
     if (!isWhole && !hasOwnAnswer) return true;
     m_Begun.clear();
@@ -159,7 +159,7 @@ void ExchangeTracker::JudgeRest() {
             break;
         }
         const auto sender = AnswerAt(rest);
-        rest.remove_prefix(sender ? *ReplyLength(rest) : 1);
+        rest.remove_prefix(sender ? *FrameLength(rest) : 1);
         if (!sender) {
             ++strange;
         } else if (mayAnswerInNoise && *sender == m_Request.Address) {
@@ -201,7 +201,7 @@ std::optional<int> ExchangeTracker::AnswerAt(std::string_view bytes) const {
 
 bool ExchangeTracker::IsBegunAnswer(std::string_view bytes) const {
     if (bytes.front() != kStartByte) return false;
-    const auto length = ReplyLength(bytes);
+    const auto length = FrameLength(bytes);
     if (length && bytes.size() >= *length) return false;
     if (bytes.size() <= kAddressOffset) return true;
     const auto& sender = m_Stations[static_cast<std::size_t>(AddressIn(bytes))];

@@ -145,7 +145,7 @@ ScanOutcome ScanLine::Ask(const ScanRequest& request) {
         if (!IsOfTheDevice(failure.Code)) throw Error(failure.Code, failure.Text);
         outcome.What = KindOf(failure.Code, !m_Line.Received.empty());
     }
-    const auto length = ReplyLength(m_Line.Received);
+    const auto length = FrameLength(m_Line.Received);
     outcome.MoreBytes = length && m_Line.Received.size() > *length;
     return outcome;
 }

@@ -36,7 +36,7 @@ Chunks Nothing(std::string) {
     return {};
 }
 Chunks Echo(std::string reply) {
-    return {{BuildRequest(5, kTemperatureCommand, {})}, {std::move(reply)}};
+    return {{BuildFrame(5, kTemperatureCommand, {})}, {std::move(reply)}};
 }
 Chunks Rubbish(std::string reply) {
     return {{"\xFF" + std::string(1, '\0') + reply}};
@@ -45,16 +45,16 @@ Chunks SecondStart(std::string reply) {
     return {{"\x1D" + reply}};
 }
 Chunks OfAnother(std::string reply) {
-    return {{BuildReply(6, kTemperatureCommand, RealToBytes(99))}, {std::move(reply)}};
+    return {{BuildFrame(6, kTemperatureCommand, RealToBytes(99))}, {std::move(reply)}};
 }
 Chunks Refusal(std::string) {
-    return {{BuildReply(5, std::string("\x07\x00", 2), "\xC9")}};
+    return {{BuildFrame(5, std::string("\x07\x00", 2), "\xC9")}};
 }
 Chunks Short(std::string) {
-    return {{BuildReply(5, kTemperatureCommand, "\x83\x2C")}};
+    return {{BuildFrame(5, kTemperatureCommand, "\x83\x2C")}};
 }
 Chunks NoNumber(std::string) {
-    return {{BuildReply(5, kTemperatureCommand, "\xFF\xFF\xFF\xFF")}};
+    return {{BuildFrame(5, kTemperatureCommand, "\xFF\xFF\xFF\xFF")}};
 }
 Chunks Dripping(std::string reply) {
     Chunks bytes;
@@ -226,7 +226,7 @@ private:
     /// A sensor measures 20 degrees and its address. Sensor 6 takes its time, so that what is late finds it at work.
     Response Respond(const std::string& request) {
         const int address = static_cast<unsigned char>(request.at(2));
-        std::string reply = BuildReply(address, kTemperatureCommand, RealToBytes(20.0F + static_cast<float>(address)));
+        std::string reply = BuildFrame(address, kTemperatureCommand, RealToBytes(20.0F + static_cast<float>(address)));
         if (address != 5) return {.Reply = {{std::move(reply), 30ms}}};
         if (!std::exchange(m_Armed, false)) return {.Reply = {{std::move(reply)}}};
         return {m_Fault.Comes(std::move(reply)), m_Fault.Happens == Line::RefusesTheWrite};

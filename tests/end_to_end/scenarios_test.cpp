@@ -33,8 +33,8 @@ protected:
 
     /// The next request goes to this sensor, which answers.
     void Expect(std::int16_t address, float temperature) {
-        Line.Expect(Hex(BuildRequest(address, kTemperatureCommand, {})),
-                    {{BuildReply(address, kTemperatureCommand, RealToBytes(temperature))}});
+        Line.Expect(Hex(BuildFrame(address, kTemperatureCommand, {})),
+                    {{BuildFrame(address, kTemperatureCommand, RealToBytes(temperature))}});
     }
     void ExpectGoodReading(const std::string& address, float temperature) {
         Expect(Variant(address).ToInteger(), temperature);
@@ -131,7 +131,7 @@ TEST_P(EndToEnd, ALateAnswerReachesNoOtherTask) {
         if (lateEnded == 0ns && late->WaitForCompletion(0)) lateEnded = World.Scheduler.Now() - start;
     });
     watch->Rearm(10, true);
-    const std::string dead = Hex(BuildRequest(9, kTemperatureCommand, {}));
+    const std::string dead = Hex(BuildFrame(9, kTemperatureCommand, {}));
     for (int attempt = 0; attempt < 4; ++attempt)
         Line.Expect(dead, {});
     Expect(5, 21.5F);

@@ -20,13 +20,13 @@ std::string Bytes(const std::string& hex) {
 }
 
 TEST(FrameTest, RequestBytes) {
-    EXPECT_EQ(BuildRequest(5, Bytes("00 07"), ""), Bytes("1D 04 05 00 00 07 07 01 03"));
-    EXPECT_EQ(BuildRequest(255, Bytes("0B 00"), "A"), Bytes("1D 05 FF 01 0B 00 41 4B FA 03"));
-    EXPECT_EQ(BuildRequest(5, "", ""), Bytes("1D 02 05 00 00 07 03"));
-    EXPECT_EQ(BuildRequest(1, "ab", std::string(kMaxPayload, 'x')).size(), kMaxPayload + 9);
-    EXPECT_THROW(BuildRequest(1, "ab", std::string(kMaxPayload + 1, 'x')), Error);
-    EXPECT_THROW(BuildRequest(256, "ab", ""), Error);
-    EXPECT_THROW(BuildRequest(-1, "ab", ""), Error);
+    EXPECT_EQ(BuildFrame(5, Bytes("00 07"), ""), Bytes("1D 04 05 00 00 07 07 01 03"));
+    EXPECT_EQ(BuildFrame(255, Bytes("0B 00"), "A"), Bytes("1D 05 FF 01 0B 00 41 4B FA 03"));
+    EXPECT_EQ(BuildFrame(5, "", ""), Bytes("1D 02 05 00 00 07 03"));
+    EXPECT_EQ(BuildFrame(1, "ab", std::string(kMaxPayload, 'x')).size(), kMaxPayload + 9);
+    EXPECT_THROW(BuildFrame(1, "ab", std::string(kMaxPayload + 1, 'x')), Error);
+    EXPECT_THROW(BuildFrame(256, "ab", ""), Error);
+    EXPECT_THROW(BuildFrame(-1, "ab", ""), Error);
 }
 
 TEST(FrameTest, RepliesAreCheckedInOrder) {
@@ -60,8 +60,8 @@ TEST(FrameTest, RepliesAreCheckedInOrder) {
         EXPECT_EQ(reply.error, c.error) << c.what;
         EXPECT_EQ(reply.payload, c.payload) << c.what;
     }
-    EXPECT_FALSE(ReplyLength("\x1D"));
-    EXPECT_EQ(ReplyLength("\x1D\xFF"), 260U);
+    EXPECT_FALSE(FrameLength("\x1D"));
+    EXPECT_EQ(FrameLength("\x1D\xFF"), 260U);
 }
 
 TEST(FrameTest, DevicesReadWhatTheBusSends) {
@@ -69,13 +69,13 @@ TEST(FrameTest, DevicesReadWhatTheBusSends) {
         std::string payload;
         for (std::size_t i = 0; i < length; ++i)
             payload.push_back(static_cast<char>(i * 37 + length));
-        const std::string frame = BuildRequest(9, "ab", payload);
+        const std::string frame = BuildFrame(9, "ab", payload);
         const auto request = ParseRequest(frame);
         ASSERT_TRUE(request);
         EXPECT_EQ(request->address, 9);
         EXPECT_EQ(request->code, "ab");
         EXPECT_EQ(request->payload, payload);
-        EXPECT_EQ(CheckReply(BuildReply(9, "ab", payload), 9).payload, payload);
+        EXPECT_EQ(CheckReply(BuildFrame(9, "ab", payload), 9).payload, payload);
         for (std::size_t i = 0; i < frame.size(); ++i) {
             std::string damaged = frame;
             damaged[i] = static_cast<char>(damaged[i] ^ 0x10);
@@ -84,7 +84,7 @@ TEST(FrameTest, DevicesReadWhatTheBusSends) {
             CheckReply(damaged, 9);
         }
     }
-    EXPECT_EQ(ParseRequest(BuildRequest(9, "", ""))->code, "");
+    EXPECT_EQ(ParseRequest(BuildFrame(9, "", ""))->code, "");
 }
 
 TEST(RealTest, EncodingOfEverySingle) {

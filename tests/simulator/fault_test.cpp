@@ -19,7 +19,7 @@ SimulatedBus BusWith(const std::string& fault, std::uint64_t seed = 1) {
 }
 
 BusAnswer Ask(SimulatedBus& bus, int address) {
-    auto answers = bus.Receive(BuildRequest(address, std::string("\x0B\x00", 2), ""), 1s);
+    auto answers = bus.Receive(BuildFrame(address, std::string("\x0B\x00", 2), ""), 1s);
     return answers.size() == 1 ? answers[0] : BusAnswer{"no single answer"};
 }
 
@@ -56,7 +56,7 @@ TEST(Faults, NoiseAndADuplicateSpoilAnswersInSeveralWays) {
     for (const auto* fault : {"noise", "duplicate"}) {
         SCOPED_TRACE(fault);
         auto bus = BusWith(fault);
-        const auto good = BuildReply(5, std::string("\x0B\x00", 2), std::string("\x83\x2C\x00\x00", 4));
+        const auto good = BuildFrame(5, std::string("\x0B\x00", 2), std::string("\x83\x2C\x00\x00", 4));
         std::map<ErrorNumber, int> outcomes;
         for (int request = 0; request < kRequests; ++request) {
             const auto answer = Ask(bus, 5);

@@ -62,7 +62,7 @@ TEST(Scan, TwoDevicesAtOneAddressAreSuspect) {
     FaultyBus bus([](const std::string& request) {
         const auto code = request.substr(4, 2);
         const auto payload = code == std::string("\x0B\x00", 2) ? Bytes("83 2C 00 00") : "N";
-        return BuildReply(5, code, payload) + BuildReply(5, code, payload);
+        return BuildFrame(5, code, payload) + BuildFrame(5, code, payload);
     });
     const auto result = RunProgram(
         {"scan", "--port", bus.Terminal.Path(), "--from", "5", "--to", "5", "--timeout-factor", "100", "--json"});

@@ -70,10 +70,10 @@ public:
 
 private:
     void Read(int address, const Fault& fault) {
-        const auto reply = BuildReply(address, kCommand, RealToBytes(21.5F));
+        const auto reply = BuildFrame(address, kCommand, RealToBytes(21.5F));
         for (int attempt = 0; attempt <= kRetries; ++attempt) {
             Discard();
-            Tell(Kind::Sent, BuildRequest(address, kCommand, {}));
+            Tell(Kind::Sent, BuildFrame(address, kCommand, {}));
             for (auto& answer : fault(reply, m_Requests[address]++))
                 m_Coming.emplace(m_Now + answer.After, answer.Bytes);
             if (Receive(address)) return;
@@ -100,7 +100,7 @@ private:
             const auto bytes = TakeNext();
             received += bytes;
             Tell(Kind::Received, bytes);
-            const auto length = ReplyLength(received);
+            const auto length = FrameLength(received);
             if (length && received.size() >= *length) return CheckReply(received, address).error == errors::None;
         }
         m_Now = end;
@@ -180,11 +180,11 @@ const struct {
      }},
     {"refuses", "address 7 refuses: wrong model?",
      [](const std::string&, int) {
-         return Answers{{2ms, BuildReply(kIll, "\x07\x00"s, "\xC9")}};
+         return Answers{{2ms, BuildFrame(kIll, "\x07\x00"s, "\xC9")}};
      }},
     {"refuses at times", "address 7 refuses 20 % of the requests",
      [](const std::string& r, int n) {
-         return Answers{{2ms, n % 5 == 0 ? BuildReply(kIll, "\x07\x00"s, "\xC9") : r}};
+         return Answers{{2ms, n % 5 == 0 ? BuildFrame(kIll, "\x07\x00"s, "\xC9") : r}};
      }},
     {"noise before", "noise: stray bytes around the answers of address 7",
      [](const std::string& r, int n) {
@@ -259,7 +259,7 @@ TEST(Diagnosis, WhatAllDevicesHaveIsTheBuss) {
 TEST(Diagnosis, SpeaksOfNow) {
     FaultyLine line;
     line.Poll(20, FaultyLine::Well);
-    line.Tell(Kind::Sent, BuildRequest(kIll, kCommand, {}));
+    line.Tell(Kind::Sent, BuildFrame(kIll, kCommand, {}));
     line.Tell(Kind::Failed, {}, "no such device");
     line.Pass(12s);
     const auto gone = line.Findings();
