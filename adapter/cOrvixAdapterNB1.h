@@ -168,25 +168,32 @@ private:
     void LoadWork(iOrvixTaskNB1& task);
     /// Ends a task that cannot be queued with an error.
     void RefuseWork(iOrvixTaskNB1& task, const Error& error);
+    /// A step is at work on the task: it has left the queue, or is about to, and has not ended.
+    bool IsInHand(const iOrvixTaskNB1& task) const;
     void AddTask(const TaskRef& task, std::int32_t priority);
     TaskQueue& RequireQueue();
     /// Submits the head task, or completes it once its answer is there.
     void ProcessNextTask();
-    void SendTask(const std::string& key, const TaskRef& task);
+    void SendTask(const TaskRef& task);
     /// Has the device build the command. Returns false when the task needs no exchange.
     bool PrepareCommand(iOrvixTaskNB1& task);
-    void CompleteTask(const std::string& key, iOrvixTaskNB1& task);
+    void CompleteTask(const TaskRef& task);
     void TakeResult(iOrvixTaskNB1& task);
+    /// Has the device interpret the answer. A task that timed out, or whose answer is incomplete, has failed, and
+    /// leaves its variable invalid.
+    void InterpretAnswer(iOrvixTaskNB1& task);
     /// Ends the head task with an error and tells the host.
-    void FailTask(const std::string& key, iOrvixTaskNB1& task, ErrorNumber code, const std::string& description);
+    void FailTask(iOrvixTaskNB1& task, ErrorNumber code, const std::string& description);
     /// Gives every queued task the error; those of live devices end with it.
     void FailPendingTasks(ErrorNumber ErrorCode);
-    /// The first task of another ID that has the tag, so asks for the same thing, or null.
-    TaskRef LinkedTaskExists(const std::string& ID, const std::string& Tag);
+    /// The first other task that has the tag, so asks for the same thing, or null.
+    TaskRef LinkedTaskExists(const iOrvixTaskNB1& Task, const std::string& Tag);
     /// Answers all tasks that ask for the same thing.
     void PullLinkedTasks(iOrvixTaskNB1& Task);
+    /// Loads a task from its shared memory entry. What an exchange has left in the state is none of this one's.
+    void TakeState(iOrvixTaskNB1& task);
     /// Loads a task that still stands in its shared memory entry, and gives one that the library made its intervals.
-    void ReadTask(const std::string& key, iOrvixTaskNB1& task);
+    void ReadTask(iOrvixTaskNB1& task);
     void GiveIntervals(iOrvixTaskNB1& task) const;
     /// Makes a task the one whose answer is awaited; a request still unanswered is given up.
     void SetCurrentTask(TaskRef task);
@@ -262,6 +269,8 @@ private:
     bool m_Mounting = false;
 
     std::unique_ptr<TaskQueue> m_Tasks;
+    /// What steps are at work on, the innermost last: a callback may wait, and so let another step run.
+    std::vector<TaskRef> m_InHand;
     /// The task whose answer the driver sends next.
     TaskRef m_CurrentTask;
 

@@ -71,6 +71,7 @@ void cOrvixAdapterNB1::TaskComplete(const std::vector<std::string>& fields) {
 void cOrvixAdapterNB1::LoadAnswer(const ByteArray& state) {
     const std::string id = m_CurrentTask->ID();
     const std::string memoryMapKey = m_CurrentTask->MemoryMapKey();
+    const std::int32_t origin = m_CurrentTask->DeviceOrigin();
     try {
         m_CurrentTask->SetSuperState(state);
     } catch (...) {
@@ -82,7 +83,9 @@ void cOrvixAdapterNB1::LoadAnswer(const ByteArray& state) {
     }
     m_CurrentTask->ID(id);
     m_CurrentTask->MemoryMapKey(memoryMapKey);
-    if (m_Tasks) m_Tasks->TagChanged(id);
+    // A state does not carry it, and the task still asks for what it asked for.
+    m_CurrentTask->DeviceOrigin(origin);
+    if (m_Tasks) m_Tasks->TagChanged(*m_CurrentTask);
 }
 
 void cOrvixAdapterNB1::m_IPCDriver_OnProgress(const std::string& Text, std::int32_t Value, std::int32_t Minimum,

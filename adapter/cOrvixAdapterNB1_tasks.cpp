@@ -15,9 +15,29 @@ constexpr std::int32_t kFirstInQueue = 1;
 constexpr std::int32_t kSubmitted = 20;
 constexpr std::int32_t kCompleted = 100;
 constexpr char kRefusedID[] = "XX";
+constexpr char kIncomplete[] = "incomplete answer";
 
 /// Both intervals of a task that nobody has given any.
 constexpr std::int32_t kClearedInterval = 10;
+
+/// Enters a task in the list of those that steps are at work on, while this lives.
+class AtWork {
+public:
+    AtWork(std::vector<TaskRef>& all, TaskRef task) : m_All(all) { m_All.push_back(std::move(task)); }
+    ~AtWork() { m_All.pop_back(); }
+    AtWork(const AtWork&) = delete;
+    AtWork& operator=(const AtWork&) = delete;
+
+private:
+    std::vector<TaskRef>& m_All;
+};
+
+/// Nothing was read: what the variable holds is no reading of now.
+void Invalidate(iOrvixDevice& device, const iOrvixTaskNB1& task) {
+    if (task.CmdType() != ORVIXCNB1_TA_GET_VAR) return;
+    const std::string key = NumberText(std::int32_t{task.VarID()});
+    if (device.VarsEx().Exists(key)) device.VarsEx().Item(key)->Valid(false);
+}
 
 }  // namespace
 
@@ -50,7 +70,7 @@ void cOrvixAdapterNB1::LoadWork(iOrvixTaskNB1& task) {
     RequireQueue();
     const std::string key = task.MemoryMapKey();
     if (!key.empty()) {
-        task.ReadMemory();
+        TakeState(task);
         // Reading never fails by itself: what it leaves behind tells whether there was anything to read.
         if (task.CmdType() == ORVIXCNB1_TA_NONE) {
             throw Error(errors::General, "The shared entry \"" + key + "\" holds no task");
@@ -60,7 +80,7 @@ void cOrvixAdapterNB1::LoadWork(iOrvixTaskNB1& task) {
 }
 
 void cOrvixAdapterNB1::RefuseWork(iOrvixTaskNB1& task, const Error& error) {
-    if (!task.MemoryMapKey().empty()) task.ReadMemory();
+    if (!task.MemoryMapKey().empty()) TakeState(task);
     task.e(error.Number);
     task.eDescr(error.Description + " (" + error.Source + ".cOrvixAdapterNB1.m_IPCSubscriber_NewWork)");
     task.ID(kRefusedID);
@@ -70,15 +90,21 @@ void cOrvixAdapterNB1::RefuseWork(iOrvixTaskNB1& task, const Error& error) {
 bool cOrvixAdapterNB1::iOrvixDevToAdapt_NewTask(const std::shared_ptr<iOrvixTask>& Task, std::int32_t Priority) {
     const TaskRef task = std::dynamic_pointer_cast<iOrvixTaskNB1>(Task);
     if (!task) throw Error(errors::TypeMismatch, "NewTask: this is no task of this library");
+    if (RequireQueue().Holds(*task) || IsInHand(*task)) {
+        throw Error(errors::General, "NewTask: the task \"" + task->Name() + "\" has not ended yet");
+    }
+    task->ForgetExchange();
     task->ID(m_Services.Messaging.NewIdentifier());
     AddTask(task, Priority);
     return true;
 }
 
+bool cOrvixAdapterNB1::IsInHand(const iOrvixTaskNB1& task) const {
+    return std::any_of(m_InHand.begin(), m_InHand.end(), [&](const TaskRef& it) { return it.get() == &task; });
+}
+
 void cOrvixAdapterNB1::AddTask(const TaskRef& task, std::int32_t priority) {
     TaskQueue& queue = RequireQueue();
-    // No answer is on its way to a task that comes in, whatever its state says: waiting for one would block the queue.
-    if (task->CmdSended() && !HasOutcome(*task)) task->CmdSended(false);
     if (priority == kFirstInQueue) {
         queue.AddFirst(task);
     } else {
@@ -94,30 +120,30 @@ TaskQueue& cOrvixAdapterNB1::RequireQueue() {
 
 void cOrvixAdapterNB1::ProcessNextTask() {
     if (m_Tasks->Empty()) return;
-    const std::string key = m_Tasks->Head().Key;
-    const TaskRef task = m_Tasks->Head().Task;
+    const TaskRef task = m_Tasks->Head();
+    const AtWork atWork(m_InHand, task);
     try {
         if (HasOutcome(*task)) {
-            CompleteTask(key, *task);
+            CompleteTask(task);
         } else if (!task->CmdSended()) {
-            SendTask(key, task);
+            SendTask(task);
         }
     } catch (...) {
         const Error error = CurrentError();
         m_Tracer.PLXTrcV("OrvixNimbo1Lib.cOrvixAdapterNB1.ProcessNextTask - Err.Description", error.Description);
-        FailTask(key, *task, error.Number, error.Description);
+        FailTask(*task, error.Number, error.Description);
     }
 }
 
-void cOrvixAdapterNB1::SendTask(const std::string& key, const TaskRef& task) {
-    ReadTask(key, *task);
+void cOrvixAdapterNB1::SendTask(const TaskRef& task) {
+    ReadTask(*task);
     SendTaskProgress(*task, kSubmitted);
     SendDebugInfo("Processing " + task->Name() + " of " + std::to_string(m_Tasks->Count()) + " ...",
                   "PROCESS NEW TASK");
     SetCurrentTask(task);
     if (!PrepareCommand(*task)) return;
     task->CmdSended(true);
-    if (task->e() != errors::None) return FailTask(key, *task, task->e(), task->eDescr());
+    if (task->e() != errors::None) return FailTask(*task, task->e(), task->eDescr());
     m_TrackDriver->Arguments().assign(1, task->GetSuperState());
     m_TrackDriver->ExecuteAsync();
 }
@@ -145,11 +171,11 @@ bool cOrvixAdapterNB1::PrepareCommand(iOrvixTaskNB1& task) {
     }
 }
 
-void cOrvixAdapterNB1::CompleteTask(const std::string& key, iOrvixTaskNB1& task) {
-    m_Tasks->Remove(key);
+void cOrvixAdapterNB1::CompleteTask(const TaskRef& task) {
+    m_Tasks->Remove(*task);
     // A linked task, and one that a lost connection has ended, has been published already.
-    if (!task.Executed()) TakeResult(task);
-    SendTaskProgress(task, kCompleted);
+    if (!task->Executed()) TakeResult(*task);
+    SendTaskProgress(*task, kCompleted);
     SetCurrentTask(NewEmptyTask());
 }
 
@@ -159,7 +185,7 @@ void cOrvixAdapterNB1::TakeResult(iOrvixTaskNB1& task) {
         case ORVIXCNB1_TA_SET_VAR:
         case ORVIXCNB1_TA_START_MISSION:
         case ORVIXCNB1_TA_STOP_MISSION:
-            m_DevicesEvt->Item(task.DeviceAddress())->ResponseInterpreter(task);
+            InterpretAnswer(task);
             break;
         case ORVIXCNB1_TA_GET_DEVICELIST:
             if (task.e() == errors::None) MountDevices(task.RtnArgs());
@@ -172,11 +198,26 @@ void cOrvixAdapterNB1::TakeResult(iOrvixTaskNB1& task) {
     task.Executed(true);
 }
 
-void cOrvixAdapterNB1::FailTask(const std::string& key, iOrvixTaskNB1& task, ErrorNumber code,
-                                const std::string& description) {
+void cOrvixAdapterNB1::InterpretAnswer(iOrvixTaskNB1& task) {
+    const auto device = m_DevicesEvt->Item(task.DeviceAddress());
+    const bool timedOut = task.Timeout();
+    const ErrorNumber driverResult = task.e();
+    const std::string driverText = task.eDescr();
+    device->ResponseInterpreter(task);
+    // The driver has answered, or never will: what has not come by now does not come.
+    const bool incomplete = task.WaitingMultiPart() && task.e() == errors::None;
+    if (incomplete) {
+        task.WaitingMultiPart(false);
+        task.e(driverResult != errors::None ? driverResult : errors::General);
+        task.eDescr(driverResult != errors::None ? driverText : kIncomplete);
+    }
+    if (timedOut || incomplete) Invalidate(*device, task);
+}
+
+void cOrvixAdapterNB1::FailTask(iOrvixTaskNB1& task, ErrorNumber code, const std::string& description) {
     task.e(code);
     task.eDescr(description);
-    m_Tasks->Remove(key);
+    m_Tasks->Remove(task);
     if (!task.Executed()) task.Executed(true);
     SetCurrentTask(NewEmptyTask());
     SendToHost(JoinFields({"ERROR", description}));
@@ -186,20 +227,19 @@ void cOrvixAdapterNB1::FailPendingTasks(ErrorNumber ErrorCode) {
     if (!m_Tasks) return;
     const std::string text = PlexaERR.GetMessageText(ErrorCode);
     SetCurrentTask(NewEmptyTask());
-    m_Tasks->ForEach([&](const TaskQueue::Entry& entry) {
-        iOrvixTaskNB1& task = *entry.Task;
-        if (task.Executed()) return;
-        ReadTask(entry.Key, task);
-        task.e(ErrorCode);
-        task.eDescr(text);
-        if (task.DeviceOrigin() == kDeviceOriginLive) task.Executed(true);
+    m_Tasks->ForEach([&](const TaskRef& task) {
+        if (task->Executed()) return;
+        ReadTask(*task);
+        task->e(ErrorCode);
+        task->eDescr(text);
+        if (task->DeviceOrigin() == kDeviceOriginLive) task->Executed(true);
     });
     m_Tasks->RemoveExecutedHeads();
 }
 
-TaskRef cOrvixAdapterNB1::LinkedTaskExists(const std::string& ID, const std::string& Tag) {
+TaskRef cOrvixAdapterNB1::LinkedTaskExists(const iOrvixTaskNB1& Task, const std::string& Tag) {
     try {
-        return m_Tasks->FindLinked(ID, Tag);
+        return m_Tasks->FindLinked(Task, Tag);
     } catch (...) {
         TraceAndRaise("OrvixNimbo1Lib.cOrvixAdapterNB1.LinkedTaskExists - Err.Description,",
                       "cOrvixAdapterNB1.LinkedTaskExists(Task)");
@@ -208,9 +248,8 @@ TaskRef cOrvixAdapterNB1::LinkedTaskExists(const std::string& ID, const std::str
 
 void cOrvixAdapterNB1::PullLinkedTasks(iOrvixTaskNB1& Task) {
     try {
-        const std::string id = Task.ID();
         const std::string tag = Task.Tag();
-        while (const TaskRef linked = LinkedTaskExists(id, tag))
+        while (const TaskRef linked = LinkedTaskExists(Task, tag))
             linked->ReadLinkedResult(Task);
     } catch (...) {
         TraceAndRaise("OrvixNimbo1Lib.cOrvixAdapterNB1.PullLinkedTasks - Err.Description,",
@@ -223,11 +262,16 @@ void cOrvixAdapterNB1::TraceAndRaise(const char* traceName, const char* label) {
     PlexaERR.ErrorIn(label);
 }
 
-void cOrvixAdapterNB1::ReadTask(const std::string& key, iOrvixTaskNB1& task) {
-    if (task.MemoryReaded()) return;
+void cOrvixAdapterNB1::TakeState(iOrvixTaskNB1& task) {
     task.ReadMemory();
+    task.ForgetExchange();
+}
+
+void cOrvixAdapterNB1::ReadTask(iOrvixTaskNB1& task) {
+    if (task.MemoryReaded()) return;
+    TakeState(task);
     GiveIntervals(task);
-    m_Tasks->TagChanged(key);
+    m_Tasks->TagChanged(task);
 }
 
 void cOrvixAdapterNB1::GiveIntervals(iOrvixTaskNB1& task) const {

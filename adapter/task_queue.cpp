@@ -16,74 +16,69 @@ void TaskQueue::Append(TaskRef task) {
 
 void TaskQueue::AddFirst(TaskRef task) {
     Entry added = NewEntry(std::move(task));
-    if (Empty() || !Head().Task->CmdSended() || HasOutcome(*Head().Task)) {
+    if (Empty() || !Head()->CmdSended() || HasOutcome(*Head())) {
         Place(--m_First, std::move(added));
         return;
     }
-    Entry head = Head();
-    Remove(head.Key);
+    Entry head = m_Entries.begin()->second;
+    Remove(*head.Task);
     Place(--m_First, std::move(added));
     Place(--m_First, std::move(head));
 }
 
 TaskQueue::Entry TaskQueue::NewEntry(TaskRef task) const {
-    Entry entry{task->ID(), task->Tag(), std::move(task)};
-    if (m_ByKey.contains(entry.Key)) {
-        throw Error(errors::General, "The queue already has a task \"" + entry.Key + "\"");
-    }
-    return entry;
+    if (Holds(*task)) throw Error(errors::General, "The task \"" + task->Name() + "\" is queued already");
+    return {task->Tag(), std::move(task)};
 }
 
 void TaskQueue::Place(Position position, Entry entry) {
-    m_ByKey[entry.Key] = position;
-    const Entry& placed = m_Entries.emplace(position, std::move(entry)).first->second;
-    m_ByTag[placed.Tag].emplace(position, &placed);
+    m_Positions[entry.Task.get()] = position;
+    Index(position, m_Entries.emplace(position, std::move(entry)).first->second);
 }
 
-void TaskQueue::Remove(const std::string& key) {
-    const auto found = m_ByKey.find(key);
-    if (found == m_ByKey.end()) return;
+void TaskQueue::Remove(const iOrvixTaskNB1& task) {
+    const auto found = m_Positions.find(&task);
+    if (found == m_Positions.end()) return;
     const auto entry = m_Entries.find(found->second);
     Unindex(entry->first, entry->second);
-    m_ByKey.erase(found);
+    m_Positions.erase(found);
     m_Entries.erase(entry);
 }
 
 void TaskQueue::RemoveExecutedHeads() {
-    while (!Empty() && Head().Task->Executed())
-        Remove(std::string(Head().Key));
+    while (!Empty() && Head()->Executed())
+        Remove(*Head());
 }
 
-TaskRef TaskQueue::FindLinked(const std::string& id, const std::string& tag) {
-    const auto sameWork = m_ByTag.find(tag);
-    if (sameWork == m_ByTag.end()) return nullptr;
-    auto& tasks = sameWork->second;
-    for (auto candidate = tasks.begin(); candidate != tasks.end();) {
-        const Entry& entry = *candidate->second;
-        if (entry.Task->Executed()) {
-            candidate = tasks.erase(candidate);
-        } else if (entry.Key == id) {
-            ++candidate;
+TaskRef TaskQueue::FindLinked(const iOrvixTaskNB1& task, const std::string& tag) {
+    for (auto sameWork = m_ByTag.find(tag); sameWork != m_ByTag.end(); sameWork = m_ByTag.find(tag)) {
+        auto candidate = sameWork->second.begin();
+        if (candidate->second->Task.get() == &task) ++candidate;
+        if (candidate == sameWork->second.end()) return nullptr;
+        const auto [position, entry] = *candidate;
+        if (entry->Task->Executed()) {
+            Unindex(position, *entry);
+        } else if (entry->Task->Tag() != tag) {
+            Reindex(position, *entry);
         } else {
-            return entry.Task;
+            return entry->Task;
         }
     }
     return nullptr;
 }
 
-void TaskQueue::TagChanged(const std::string& key) {
-    const auto found = m_ByKey.find(key);
-    if (found == m_ByKey.end()) return;
-    const Position position = found->second;
-    Entry& entry = m_Entries.at(position);
-    Unindex(position, entry);
-    entry.Tag = entry.Task->Tag();
-    m_ByTag[entry.Tag].emplace(position, &entry);
+void TaskQueue::TagChanged(const iOrvixTaskNB1& task) {
+    const auto found = m_Positions.find(&task);
+    if (found != m_Positions.end()) Reindex(found->second, m_Entries.at(found->second));
 }
 
-void TaskQueue::ForEach(const std::function<void(const Entry&)>& action) const {
+void TaskQueue::ForEach(const std::function<void(const TaskRef&)>& action) const {
     for (const auto& [position, entry] : m_Entries)
-        action(entry);
+        action(entry.Task);
+}
+
+void TaskQueue::Index(Position position, Entry& entry) {
+    m_ByTag[entry.Tag].emplace(position, &entry);
 }
 
 void TaskQueue::Unindex(Position position, const Entry& entry) {
@@ -91,6 +86,12 @@ void TaskQueue::Unindex(Position position, const Entry& entry) {
     if (sameWork == m_ByTag.end()) return;
     sameWork->second.erase(position);
     if (sameWork->second.empty()) m_ByTag.erase(sameWork);
+}
+
+void TaskQueue::Reindex(Position position, Entry& entry) {
+    Unindex(position, entry);
+    entry.Tag = entry.Task->Tag();
+    Index(position, entry);
 }
 
 }  // namespace orvix

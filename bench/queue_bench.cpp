@@ -39,36 +39,43 @@ std::vector<TaskRef> MakeTasks(const Services& services, int count) {
 /// A queue without indexes: who did the same work is found by going through all that is queued.
 class PlainQueue {
 public:
-    void Append(const TaskRef& task) { m_Entries.push_back({task->ID(), task->Tag(), task}); }
+    void Append(const TaskRef& task) { m_Entries.push_back({task->Tag(), task}); }
     bool Empty() const { return m_Entries.empty(); }
-    const TaskQueue::Entry& Head() const { return m_Entries.front(); }
-    TaskRef FindLinked(const std::string& id, const std::string& tag) const {
+    const TaskRef& Head() const { return m_Entries.front().Task; }
+    TaskRef FindLinked(const iOrvixTaskNB1& task, const std::string& tag) const {
         for (const auto& entry : m_Entries) {
-            if (entry.Tag == tag && entry.Key != id && !entry.Task->Executed()) return entry.Task;
+            if (entry.Tag == tag && entry.Task.get() != &task && !entry.Task->Executed()) return entry.Task;
         }
         return nullptr;
     }
-    void Remove(const std::string& key) {
+    void Remove(const iOrvixTaskNB1& task) {
         const auto found =
-            std::find_if(m_Entries.begin(), m_Entries.end(), [&](const auto& e) { return e.Key == key; });
+            std::find_if(m_Entries.begin(), m_Entries.end(), [&](const auto& e) { return e.Task.get() == &task; });
         if (found != m_Entries.end()) m_Entries.erase(found);
     }
 
 private:
-    std::deque<TaskQueue::Entry> m_Entries;
+    struct Entry {
+        std::string Tag;
+        TaskRef Task;
+    };
+    std::deque<Entry> m_Entries;
 };
 
 /// Nanoseconds a task: all are queued, then each is removed and its linked tasks are looked for.
 template <class Queue>
 double TimePerTask(const std::vector<TaskRef>& tasks) {
+    std::vector<std::string> tags;
+    for (const TaskRef& task : tasks)
+        tags.push_back(task->Tag());
     const auto drain = [&] {
         Queue queue;
         for (const TaskRef& task : tasks)
             queue.Append(task);
-        while (!queue.Empty()) {
-            const TaskQueue::Entry head = queue.Head();
-            queue.Remove(head.Key);
-            auto linked = queue.FindLinked(head.Key, head.Tag);
+        for (std::size_t i = 0; !queue.Empty(); ++i) {
+            const TaskRef head = queue.Head();
+            queue.Remove(*head);
+            auto linked = queue.FindLinked(*head, tags[i]);
             benchmark::DoNotOptimize(linked);
         }
     };

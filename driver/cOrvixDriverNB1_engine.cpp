@@ -96,13 +96,14 @@ void cOrvixDriverNB1::NetRequest() {
             Simulate();
         } else {
             Dispatch();
-            m_Task->ArrivalExpectedBytes(m_Task->ResponseBytes());
         }
     } catch (...) {
         outcome = ErrorAt("NetRequest Port " + m_PortAddress);
         m_Tracer.TraceEvent(outcome.Description);
         Attempt([&] { SendResult("SOCKETERROR", outcome.Number, outcome.Description); });
     }
+    // Also of a failure: nothing more is to come for this task.
+    m_Task->ArrivalExpectedBytes(m_Task->ResponseBytes());
     m_Task->e(outcome.Number);
     m_Task->eDescr(outcome.Description);
     m_Countdown.reset();

@@ -58,8 +58,28 @@ void cOrvixTaskNB1::iOrvixTask_Destroy() {
     m_RtnArgs.clear();
 }
 
-void cOrvixTaskNB1::ReleaseTimer() {
+void cOrvixTaskNB1::iOrvixTaskNB1_ForgetExchange() {
+    StopTimer();
+    m_CmdSended = false;
+    m_CmdExecuted = false;
+    m_IsLinked = false;
+    m_Timeout = false;
+    m_Executed = false;
+    m_WaitingMultiPart = false;
+    m_Response = "";
+    m_ResponseBytes = 0;
+    m_Arrival = "";
+    m_ArrivalBytes = 0;
+    m_ArrivalExpectedBytes = 0;
+    m_RtnArgs.clear();
+}
+
+void cOrvixTaskNB1::StopTimer() {
     if (m_Tmr) Attempt([&] { m_Tmr->Enabled(false); });
+}
+
+void cOrvixTaskNB1::ReleaseTimer() {
+    StopTimer();
     m_Tmr.reset();
 }
 
@@ -115,7 +135,7 @@ void cOrvixTaskNB1::m_Tmr_Tick() {
 void cOrvixTaskNB1::iOrvixTask_Executed(bool rhs) {
     m_Executed = rhs;
     if (!rhs) return;
-    if (m_Tmr) Attempt([&] { m_Tmr->Enabled(false); });
+    StopTimer();
     if (!m_MemoryMapKey.empty()) PublishResult();
     m_Executed = rhs;
 }

@@ -87,6 +87,7 @@ private:
     void iOrvixTaskNB1_GetDeviceList(std::int32_t DeviceModel) override;
     void iOrvixTaskNB1_ReadLinkedResult(iOrvixTaskNB1& Task) override;
     void iOrvixTaskNB1_ReadMemory() override;
+    void iOrvixTaskNB1_ForgetExchange() override;
 
     // Event handlers.
     void m_Tmr_Tick();
@@ -98,6 +99,7 @@ private:
     /// The task's shared entry; null when it cannot be opened.
     std::unique_ptr<SharedEntry> OpenEntry() const;
     void PublishResult();
+    void StopTimer();
     void ReleaseTimer();
 
     const Services& m_Services;

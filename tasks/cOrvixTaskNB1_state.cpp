@@ -4,6 +4,7 @@
 #include <limits>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "host/iOrvixDevice.h"
 #include "host/property_bag.h"
@@ -116,9 +117,11 @@ ByteArray cOrvixTaskNB1::iOrvixTask_GetSuperState() const {
 }
 
 void cOrvixTaskNB1::iOrvixTask_SetSuperState(ByteView arState) {
+    // The bytes may stand in a list of this very task.
+    ByteArray state(arState.begin(), arState.end());
     Clear();
     PropertyBag outer;
-    outer.Contents(ByteArray(arState.begin(), arState.end()));
+    outer.Contents(std::move(state));
     PropertyBag inner;
     inner.Contents(outer.ReadProperty(kStateKey).ToBytes());
     try {

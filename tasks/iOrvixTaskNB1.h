@@ -58,6 +58,10 @@ public:
     /// Loads the task from its shared memory entry. A task keeps the identifier it has been given, and the name of the
     /// entry it was loaded from when the state carries none.
     void ReadMemory() { iOrvixTaskNB1_ReadMemory(); }
+    /// Makes the task one that nothing has been done for: the marks of sent, executed, linked, timed out, published and
+    /// waiting for parts are taken off, the answer and its byte counts emptied, the time-out timer stopped. What is to
+    /// be done, and result code and text, stay.
+    void ForgetExchange() { iOrvixTaskNB1_ForgetExchange(); }
 
 private:
     virtual ORVIXCNB1_TASK_ACTION iOrvixTaskNB1_CmdType() const = 0;
@@ -89,6 +93,7 @@ private:
     virtual void iOrvixTaskNB1_GetDeviceList(std::int32_t DeviceModel) = 0;
     virtual void iOrvixTaskNB1_ReadLinkedResult(iOrvixTaskNB1& Task) = 0;
     virtual void iOrvixTaskNB1_ReadMemory() = 0;
+    virtual void iOrvixTaskNB1_ForgetExchange() = 0;
 };
 
 }  // namespace orvix

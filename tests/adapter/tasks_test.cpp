@@ -56,6 +56,54 @@ TEST_F(TasksTest, AnswersThatAreNoReading) {
     }
 }
 
+TEST_F(TasksTest, AnAnswerWithPartsMissingIsAFailure) {
+    const struct {
+        ErrorNumber DriverResult, e;
+        std::string eDescr;
+    } cases[] = {{errors::None, errors::General, "incomplete answer"}, {errors::BadFrame, errors::BadFrame, "bad"}};
+    for (const auto& it : cases) {
+        Connect();
+        const auto record = Adapter.Devices()->Item("5")->DefaultVar();
+        record->Valid(true);
+        const auto task = Queue(Reading("5"));
+        Driver->Answer(NextWork(), {kReply24}, [&](iOrvixTaskNB1& answer) {
+            answer.ArrivalExpectedBytes(7);
+            answer.e(it.DriverResult);
+            answer.eDescr("bad");
+        });
+        Host.Run(20);
+        EXPECT_TRUE(task->Executed());
+        EXPECT_EQ(task->e(), it.e);
+        EXPECT_EQ(task->eDescr(), it.eDescr);
+        EXPECT_FALSE(record->Valid() || task->WaitingMultiPart());
+    }
+}
+
+TEST_F(TasksTest, ATaskGetsNoAnswerToWhatItAsksForNoLonger) {
+    Connect();
+    Adapter.DeviceAdd("6", 106);
+    const auto first = Queue(Reading("5"));
+    first->DeviceOrigin(0);
+    const auto equal = Queue(Reading("5"));
+    equal->DeviceOrigin(0);  // asks for the same thing only since it is queued
+    const auto changed = Queue(Reading("5"));
+    changed->DeviceAddress("6");
+    const auto otherOrigin = Queue(Reading("5"));
+    Driver->Answer(NextWork(), {kReply24});
+    Host.Run(10);
+    EXPECT_TRUE(first->Executed());
+    EXPECT_FALSE(changed->Executed() || otherOrigin->Executed());
+    for (const auto& task : {equal, changed, otherOrigin}) {
+        if (task->Executed()) continue;
+        Host.Run(20);
+        Driver->Answer(Driver->TakeWork().at(0), {kReply24});
+        Host.Run(10);
+        EXPECT_TRUE(task->Executed());
+    }
+    EXPECT_EQ(changed->DeviceAddress(), "6");
+    EXPECT_TRUE(Adapter.Devices()->Item("6")->DefaultVar()->Valid());
+}
+
 TEST_F(TasksTest, PriorityGoesFirstButBehindAHeadInFlight) {
     TaskQueue queue;
     const auto task = [&](const std::string& id) {
@@ -66,14 +114,14 @@ TEST_F(TasksTest, PriorityGoesFirstButBehindAHeadInFlight) {
     queue.AddFirst(task("a"));
     queue.AddFirst(task("b"));
     queue.Append(task("c"));
-    queue.Head().Task->CmdSended(true);
+    queue.Head()->CmdSended(true);
     queue.AddFirst(task("d"));
     queue.AddFirst(task("e"));
-    queue.Head().Task->CmdExecuted(true);
+    queue.Head()->CmdExecuted(true);
     queue.AddFirst(task("f"));
-    EXPECT_THROW(queue.Append(task("e")), Error);
+    EXPECT_THROW(queue.Append(queue.Head()), Error);
     std::string keys;
-    queue.ForEach([&](const TaskQueue::Entry& entry) { keys += entry.Key; });
+    queue.ForEach([&](const TaskRef& it) { keys += it->ID(); });
     EXPECT_EQ(keys, "fbedac");
 }
 

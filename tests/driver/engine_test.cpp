@@ -104,6 +104,7 @@ TEST_F(DriverTest, AllowsEachCommandAndVariableForItsModelsOnly) {
             const auto task = Execute({.CmdType = it.CmdType, .Params = {it.Param}, .Model = model});
             const auto refused = StartsWith("Task not executed: " + it.Otherwise + " (");
             EXPECT_NE(testing::Value(task->eDescr(), refused), it.Allowed.contains(model)) << task->eDescr();
+            EXPECT_EQ(task->ArrivalExpectedBytes(), task->ResponseBytes());
         }
     }
 }

@@ -43,16 +43,31 @@ public:
 
     std::unique_ptr<SharedEntry> Ask(const std::string& address, std::int32_t model, ORVIXCNB1_VARS variable,
                                      int timeFactor, int timeout, std::int32_t priority = 0) {
-        cOrvixTaskNB1 object(m_Services);
-        iOrvixTaskNB1& task = object;
-        task.DeviceAddress(address);
-        task.DeviceModel(model);
-        task.NetTimeoutInterval(timeFactor);
-        task.TimeoutInterval(timeout);
-        task.GetVar(variable);
+        return Submit(*Task(address, model, variable, timeFactor, timeout), priority);
+    }
+
+    std::shared_ptr<iOrvixTaskNB1> Task(const std::string& address, std::int32_t model = kSensorModel,
+                                        ORVIXCNB1_VARS variable = ORVIXCNB1_VAR_TEMPERATURE, int timeFactor = 10,
+                                        int timeout = 60000) {
+        std::shared_ptr<iOrvixTaskNB1> task = std::make_shared<cOrvixTaskNB1>(m_Services);
+        task->DeviceAddress(address);
+        task->DeviceModel(model);
+        task->NetTimeoutInterval(timeFactor);
+        task->TimeoutInterval(timeout);
+        task->GetVar(variable);
+        return task;
+    }
+
+    /// An entry that holds the task, for the adapter to take.
+    std::unique_ptr<SharedEntry> EntryWith(const iOrvixTaskNB1& task) {
         auto entry = m_Services.Messaging.CreateSharedEntry();
         entry->Create("");
         entry->Data().ArgumentList.push_back(task.GetSuperState());
+        return entry;
+    }
+
+    std::unique_ptr<SharedEntry> Submit(const iOrvixTaskNB1& task, std::int32_t priority = 0) {
+        auto entry = EntryWith(task);
         Adapter.NewWork(entry->Name(), priority);
         return entry;
     }

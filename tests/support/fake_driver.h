@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -37,15 +38,21 @@ public:
         return task;
     }
 
-    /// Finishes a work item with these return arguments.
-    void Answer(const std::string& key, VariantList rtnArgs) {
+    /// Puts a task's result into its work item, with these return arguments and what else is changed of the task.
+    void Finish(const std::string& key, VariantList rtnArgs, const std::function<void(iOrvixTaskNB1&)>& change = {}) {
         const auto task = Load(key);
         task->RtnArgs() = std::move(rtnArgs);
         task->e(errors::None);
         task->CmdExecuted(true);
+        if (change) change(*task);
         const auto entry = m_Host.Messaging.CreateSharedEntry();
         entry->Open(key);
         entry->Data().ResultList.push_back(task->GetSuperState());
+    }
+
+    /// Finishes a work item and says so.
+    void Answer(const std::string& key, VariantList rtnArgs, const std::function<void(iOrvixTaskNB1&)>& change = {}) {
+        Finish(key, std::move(rtnArgs), change);
         Send(JoinFields({"TASKCOMPLETE", "0", ""}));
     }
 

@@ -75,6 +75,41 @@ TEST_F(TaskTest, ClearKeepsWhatItMustKeep) {
     EXPECT_EQ(m_Task.GetSuperState(), expected.GetSuperState());
 }
 
+TEST_F(TaskTest, ForgettingAnExchangeKeepsWhatIsToBeDone) {
+    Fill(m_Task);
+    m_Task.CmdSended(true);
+    m_Task.DeviceOrigin(2);
+    m_Task.ForgetExchange();
+    m_Host.Run(1000);
+    EXPECT_FALSE(m_Task.Timeout());
+    EXPECT_EQ(m_Task.DeviceOrigin(), 2);
+    cOrvixTaskNB1 expected(m_Host.Services);
+    Fill(expected);
+    expected.CmdExecuted(false);
+    expected.Response("");
+    expected.ResponseBytes(0);
+    expected.Arrival("");
+    expected.ArrivalBytes(0);
+    expected.ArrivalExpectedBytes(0);
+    expected.WaitingMultiPart(false);
+    expected.RtnArgs().clear();
+    EXPECT_EQ(m_Task.GetSuperState(), expected.GetSuperState());
+    m_Task.ReadLinkedResult(expected);
+    m_Task.ForgetExchange();
+    EXPECT_FALSE(m_Task.IsLinked() || m_Task.Executed());
+}
+
+TEST_F(TaskTest, AStateMayStandInTheTasksOwnLists) {
+    cOrvixTaskNB1 source(m_Host.Services);
+    Fill(source);
+    source.RtnArgs().assign(1, ByteArray(5000, 7));
+    for (VariantList* list : {&m_Task.Params(), &m_Task.RtnArgs()}) {
+        list->assign(1, source.GetSuperState());
+        m_Task.SetSuperState(*list->front().As<ByteArray>());
+        EXPECT_EQ(m_Task.GetSuperState(), source.GetSuperState());
+    }
+}
+
 TEST_F(TaskTest, VariableAndTag) {
     EXPECT_EQ(m_Task.Tag(), JoinFields({"", "0", "1", "0", "0"}));
     m_Task.DeviceAddress("12");

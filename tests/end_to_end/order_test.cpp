@@ -1,0 +1,156 @@
+#include <utility>
+#include <vector>
+
+#include "tests/end_to_end/end_to_end_fixture.h"
+
+// Orders of events beyond the usual one, with the driver in either place.
+
+using namespace std::chrono_literals;
+
+namespace orvix::tests {
+namespace {
+
+using testing::Contains;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+class Order : public EndToEnd {
+protected:
+    /// Online, with a reading of sensor 5 in.
+    void Connect() {
+        Side->Adapter.OnLine(true);
+        ExpectGoodReading("5", 21.5F);
+        Side->Subscriber.Take();
+    }
+
+    bool Await(const iOrvixTaskNB1& task) {
+        return World.Scheduler.RunUntil([&] { return task.Executed(); }, 1min);
+    }
+
+    void NewTask(const std::shared_ptr<iOrvixTaskNB1>& task) {
+        static_cast<iOrvixDevToAdapt&>(Side->Object).NewTask(task, 0);
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Driver, Order, kPlacements, NameOfPlacement);
+
+TEST_P(Order, AStateFromOutsideBringsNoBookkeepingAlong) {
+    using Task = iOrvixTaskNB1;
+    const std::vector<std::pair<const char*, std::function<void(Task&)>>> cases = {
+        {"expected bytes", [](Task& task) { task.ArrivalExpectedBytes(4); }},
+        {"response", [](Task& task) { task.ResponseBytes(4), task.Response("abcd"); }},
+        {"waiting", [](Task& task) { task.WaitingMultiPart(true); }},
+        {"waiting for more", [](Task& task) { task.WaitingMultiPart(true), task.ArrivalExpectedBytes(4); }},
+        {"arrival", [](Task& task) { task.ArrivalBytes(4), task.Arrival("abcd"), task.WaitingMultiPart(true); }},
+        {"return arguments", [](Task& task) { task.RtnArgs().emplace_back(RealToBytes(99)); }},
+        {"sent", [](Task& task) { task.CmdSended(true); }},
+        {"executed",
+         [](Task& task) { task.CmdExecuted(true), task.RtnArgs().emplace_back(RealToBytes(99)), task.e(0); }},
+        {"linked, published",
+         [this](Task& task) {
+             auto other = Side->Task("5");
+             other->RtnArgs().emplace_back(RealToBytes(99));
+             other->e(0);
+             task.ReadLinkedResult(*other);
+         }},
+        {"timed out",
+         [this](Task& task) {
+             task.TimeoutInterval(10);
+             task.CmdSended(true);
+             Host.Run(20);
+             task.TimeoutInterval(60000);
+         }},
+    };
+    Connect();
+    const std::string request = Hex(BuildFrame(5, kTemperatureCommand, {}));
+    for (const auto& [name, change] : cases) {
+        SCOPED_TRACE(name);
+        for (const bool fromHost : {true, false}) {
+            const auto failing = Side->Task("5");
+            change(*failing);
+            Line.Expect(request, {});
+            const auto entry = fromHost ? Side->Submit(*failing) : nullptr;
+            if (!fromHost) {
+                failing->e(0);
+                NewTask(failing);
+            }
+            ASSERT_TRUE(entry ? EndToEnd::Await(*entry) : Await(*failing));
+            EXPECT_EQ(entry ? entry->Data().e : failing->e(), errors::Validation);
+            EXPECT_TRUE(Line.AllMet());
+            EXPECT_FALSE(Side->Temperature("5")->Valid());
+
+            const auto good = Side->Task("5");
+            change(*good);
+            Expect(5, 21.5F);
+            const auto answer = Side->Submit(*good);
+            ASSERT_TRUE(EndToEnd::Await(*answer));
+            EXPECT_EQ(answer->Data().e, errors::None) << answer->Data().eDescr;
+            EXPECT_TRUE(Line.AllMet() && Side->Temperature("5")->Valid());
+            EXPECT_EQ(Side->Temperature("5")->Value().ToSingle(), 21.5F);
+        }
+    }
+}
+
+TEST_P(Order, ATaskThatIsStillQueuedIsRefusedASecondTimeAndAfterwardsTaken) {
+    Connect();
+    const auto task = Side->Task("5");
+    task->e(0);
+    NewTask(task);
+    EXPECT_TRUE(ErrorOf([&] { NewTask(task); }));
+    std::optional<Error> whileItEnds;
+    Side->Temperature("5")->OnValid([&](VariableRecord&) { whileItEnds = ErrorOf([&] { NewTask(task); }); });
+    Expect(5, 22);
+    EXPECT_TRUE(Await(*task));
+    EXPECT_TRUE(whileItEnds);
+    Side->Temperature("5")->OnValid(nullptr);
+    NewTask(task);
+    EXPECT_FALSE(task->Executed());
+    Expect(5, 23);
+    EXPECT_TRUE(Await(*task));
+    EXPECT_EQ(task->e(), errors::None);
+    EXPECT_EQ(task->RtnArgs(), VariantList{RealToBytes(23)});
+}
+
+TEST_P(Order, AFailedExchangeFailsEveryVariableOfEitherModel) {
+    constexpr std::int32_t kModule = 104;
+    Connect();
+    Side->Adapter.DeviceAdd("6", kModule);
+    const struct {
+        const char* Address;
+        std::int32_t Model;
+        ORVIXCNB1_VARS Variable;
+        const char* Text;
+    } cases[] = {{"5", kSensorModel, ORVIXCNB1_VAR_TEMPERATURE, "No answer in time"},
+                 {"5", kSensorModel, ORVIXCNB1_VAR_TEMP_LOG, "Task not executed: Invalid device model"},
+                 {"6", kModule, ORVIXCNB1_VAR_SERIAL_NUMBER, "Task not executed: Invalid device model"},
+                 {"6", kModule, ORVIXCNB1_VAR_TEMP_LOG, "Task not executed: Invalid device model"},
+                 {"6", kModule, ORVIXCNB1_VAR_STATUS, "Task not executed: Invalid device model"},
+                 {"6", kModule, ORVIXCNB1_VAR_INPUTBYTE, "No answer in time"}};
+    for (const auto& it : cases) {
+        SCOPED_TRACE(testing::Message() << it.Address << " " << it.Variable);
+        const auto entry = Side->Ask(it.Address, it.Model, it.Variable, 10, 60000);
+        ASSERT_TRUE(EndToEnd::Await(*entry));
+        EXPECT_EQ(entry->Data().e, errors::Validation);
+        EXPECT_THAT(entry->Data().eDescr, StartsWith(it.Text));
+        const auto& records = Side->Adapter.Devices()->Item(it.Address)->VarsEx();
+        EXPECT_FALSE(records.Item(NumberText(std::int32_t{it.Variable}))->Valid());
+    }
+}
+
+// On the host's thread the exchange holds up the time-out, so that the driver's own result comes first.
+TEST_P(Order, AReadingThatTimesOutMakesItsRecordInvalidAndTells) {
+    Connect();
+    std::vector<bool> told;
+    Side->Temperature("5")->OnValid([&](VariableRecord& record) { told.push_back(record.Valid()); });
+    Line.Expect(Hex(BuildFrame(5, kTemperatureCommand, {})), {});
+    const auto entry = Side->Read("5", 100, 200);
+    ExpectFailure(*entry, "No answer in time");
+    EXPECT_EQ(entry->Data().e, errors::Validation);
+    EXPECT_FALSE(Side->Temperature("5")->Valid());
+    EXPECT_EQ(told, std::vector<bool>{false});
+    Side->Temperature("5")->OnValid(nullptr);
+    ExpectGoodReading("5", 22);
+}
+
+}  // namespace
+}  // namespace orvix::tests
