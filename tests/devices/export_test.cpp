@@ -73,14 +73,21 @@ TEST_F(ExportTest, TextListing) {
 }
 
 TEST_F(ExportTest, ReportDocument) {
-    const std::string head = "title Batch 7\nDevice: Oven\nDevice: 12\nMission: Batch 7\nDate|Time|Temp|\n";
+    const std::string head =
+        "page 1.5|1.5|1.5|1.5|20|14|\nfont 0|Arial|10|\nfont 1|Arial|10|\nfont 2|Arial|10|\nfont 3|Courier|14|\n"
+        "title Batch 7\nDevice: Oven\nDevice: 12\nMission: Batch 7\nDate|Time|Temp|\nplot 0|2|\u00B0C|";
+    const std::string row = "18/11/2026 11:06:40|11:06|20.5|\n";
     Log({20.5F});
-    EXPECT_EQ(Saved(*Sensor, kFileFormatReport), head + "limits none none\n18/11/2026 11:06:40|11:06|20.5|\n");
-    MissionStatusSeam::Temperature(Mission()).HighAlarm = 30;
+    EXPECT_EQ(Saved(*Sensor, kFileFormatReport), head + "none|none|\n" + row) << "no limits";
+    auto& limits = MissionStatusSeam::Temperature(Mission());
+    limits.HighAlarm = 30;
     Log({});
-    EXPECT_EQ(Saved(*Sensor, kFileFormatReport), head + "limits none none\n") << "no row tells a limit";
+    EXPECT_EQ(Saved(*Sensor, kFileFormatReport), head + "none|none|\n") << "no row tells a limit";
     Log({20.5F});
-    EXPECT_THAT(Saved(*Sensor, kFileFormatReport), HasSubstr("limits 30 0\n")) << "a limit may be 0";
+    EXPECT_EQ(Saved(*Sensor, kFileFormatReport), head + "30|0|\n" + row) << "a limit may be 0";
+    limits = {.HighAlarm = 0, .LowAlarm = -5};
+    Log({-5});
+    EXPECT_EQ(Saved(*Sensor, kFileFormatReport), head + "0|-5|\n18/11/2026 11:06:40|11:06|-5|\n");
 }
 
 TEST_F(ExportTest, ADeviceFileGoesRound) {

@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <map>
+
 #include "host/text.h"
 #include "tasks/cOrvixTaskNB1.h"
 #include "tests/support/fake_adapter.h"
@@ -213,6 +215,60 @@ TEST_F(MissionTest, SettingsOutsideTheirRangeAreRefused) {
     EXPECT_EQ(sensor.Name(), "");
     Seam::CommitName(sensor);
     EXPECT_EQ(sensor.Name(), "Cellar");
+}
+
+// One flag at a time, so that no two can stand for each other.
+TEST_F(MissionTest, StateCarriesEveryField) {
+    constexpr const char* kKeys[] = {"Name",          "NewName",        "AlarmHighFlag",  "AlarmLowFlag",
+                                     "MinTemp",       "MaxTemp",        "StatusLoaded",   "StatusChanged",
+                                     "TempLogLoaded", "TempLogChanged", "AlmostOneAlarm", "LastAlarmStatus",
+                                     "LastAlarmInfo", "NewAlarm",       "NewAlarmInfo"};
+    const std::map<std::string, Variant> others = {{"Name", "now"},          {"NewName", "next"},
+                                                   {"MinTemp", -1.5F},       {"MaxTemp", 2.5F},
+                                                   {"LastAlarmInfo", "old"}, {"NewAlarmInfo", "new"}};
+    for (const std::string flag : kKeys) {
+        SCOPED_TRACE(flag);
+        PropertyBag inner, outer;
+        for (const std::string key : kKeys)
+            inner.WriteProperty(key, others.contains(key) ? others.at(key) : Variant(key == flag));
+        outer.WriteProperty("State", inner.Contents());
+        cOrvixNB1TPMission loaded(host.Services);
+        loaded.SetSuperState(outer.Contents());
+        EXPECT_EQ(loaded.GetSuperState(), outer.Contents());
+        EXPECT_EQ(Seam::Flags(loaded),
+                  std::string(flag == "StatusLoaded" ? "1" : "0") + (flag == "StatusChanged" ? "1" : "0") +
+                      (flag == "TempLogLoaded" ? "1" : "0") + (flag == "TempLogChanged" ? "1" : "0"));
+        EXPECT_EQ(loaded.AlmostOneAlarm(), flag == "AlmostOneAlarm");
+        EXPECT_EQ(Seam::NewAlarm(loaded), flag == "NewAlarm");
+        EXPECT_FALSE(loaded.AlarmHighFlag() || loaded.AlarmLowFlag()) << "none without AlmostOneAlarm";
+        EXPECT_EQ(loaded.Name() + loaded.LastAlarmInfo(), "nowold");
+        EXPECT_EQ(loaded.MinTemp() + loaded.MaxTemp(), 1.0F);
+    }
+}
+
+TEST_F(MissionTest, StatusIsReadAsItStands) {
+    Seam::Status(sensor) = {.InProgress = true,
+                            .StartValue = 1795345923,
+                            .MissionSamples = 4,
+                            .MaxSamples = 2048,
+                            .RolloverOccurred = true,
+                            .Rate = 30,
+                            .Delay = 60000,
+                            .Rollover = true,
+                            .Synchronize = true};
+    EXPECT_TRUE(sensor.InProgress() && sensor.RolloverOccurred() && sensor.Rollover() && sensor.Synchronize());
+    EXPECT_EQ(sensor.MissionSamples() + sensor.TotMissionSamples(), 8);
+    EXPECT_EQ(sensor.MaxSamples() + sensor.Delay() + sensor.Rate(), 2048 + 60000 + 30);
+    EXPECT_EQ(sensor.MissionStartDate(), FromCivilTime({2026, 11, 22, 11, 12, 3}));
+    EXPECT_EQ(sensor.HighAlarm() - sensor.LowAlarm(), 20.0F);
+    // Settings are pending until a mission starts; no status tells of them.
+    sensor.Rollover(false);
+    sensor.Synchronize(false);
+    EXPECT_TRUE(sensor.Rollover() && sensor.Synchronize());
+    sensor.ClockAlarm(true);
+    EXPECT_TRUE(sensor.ClockAlarm() && !digital.ClockAlarm());
+    EXPECT_EQ(sensor.Decimals(), 1);
+    EXPECT_FALSE(sensor.HighTempResolution() || digital.InProgress());
 }
 
 TEST_F(MissionTest, StateTravelsWithoutTables) {

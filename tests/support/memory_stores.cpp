@@ -16,6 +16,13 @@ struct MemoryFile : AppendFile {
     std::string& m_Contents;
 };
 
+std::string Joined(const VariantList& values) {
+    std::string line;
+    for (const Variant& value : values)
+        line += value.ToText() + '|';
+    return line + '\n';
+}
+
 std::string OrNone(const std::optional<double>& limit) {
     return limit ? NumberText(*limit) : "none";
 }
@@ -28,18 +35,21 @@ struct MemoryReport : ReportWriter {
         m_Path = path;
         return m_Refusal;
     }
-    void PageSetup(const ReportPageSetup&) override {}
-    void Font(ReportFont, const std::string&, double) override {}
+    void PageSetup(const ReportPageSetup& setup) override {
+        m_Text += "page " + Joined({setup.LeftCm, setup.RightCm, setup.TopCm, setup.BottomCm, setup.HeadingHeight,
+                                    setup.RowHeight});
+    }
+    void Font(ReportFont use, const std::string& family, double points) override {
+        m_Text += "font " + Joined({static_cast<std::int32_t>(use), family, points});
+    }
     void Title(const std::string& title) override { m_Text += "title " + title + '\n'; }
     void HeaderLine(const std::string& text) override { m_Text += text + '\n'; }
     void ColumnHeadings(const std::vector<std::string>& headings) override { Row({headings.begin(), headings.end()}); }
-    void Row(VariantList cells) override {
-        for (const Variant& cell : cells)
-            m_Text += cell.ToText() + '|';
-        m_Text += '\n';
-    }
+    void Row(VariantList cells) override { m_Text += Joined(cells); }
     void Plot(const ReportPlot& plot) override {
-        m_Text += "limits " + OrNone(plot.HighLimit) + ' ' + OrNone(plot.LowLimit) + '\n';
+        m_Text +=
+            "plot " + Joined({static_cast<std::int32_t>(plot.TimeColumn), static_cast<std::int32_t>(plot.ValueColumn),
+                              plot.Unit, OrNone(plot.HighLimit), OrNone(plot.LowLimit)});
     }
     void Close() override { m_Files[m_Path] = m_Text; }
 

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "host/property_bag.h"
 #include "host/text.h"
 #include "tests/support/test_host.h"
@@ -48,6 +50,55 @@ protected:
         task.ContinueIfFail(true);
         task.MemoryMapKey("map");
         task.DeviceModel(106);
+    }
+
+    /// What the state of a filled task that has been sent holds, entry by entry.
+    static PropertyBag FilledState() {
+        const std::pair<const char*, Variant> entries[] = {{"ID", "T1"},
+                                                           {"CmdType", 1},
+                                                           {"Cmd", std::string("\x18\0", 2)},
+                                                           {"CmdSended", true},
+                                                           {"CmdExecuted", true},
+                                                           {"ResponseAsParameter", false},
+                                                           {"Response", ByteArray{9}},
+                                                           {"ResponseBytes", 1},
+                                                           {"DataReturnedAsArray", false},
+                                                           {"Arrival", 21.5},
+                                                           {"ArrivalBytes", 2},
+                                                           {"ArrivalExpectedBytes", 3},
+                                                           {"WaitingMultiPart", true},
+                                                           {"Param1", 2},
+                                                           {"Param2", ByteArray{0, 1, 255}},
+                                                           {"ParamsCount", 2},
+                                                           {"RtnArgsCount", 2},
+                                                           {"RtnArg1", Null{}},
+                                                           {"RtnArg2", "payload"},
+                                                           {"Name", "Reading Temp Device 12"},
+                                                           {"TimeoutInterval", 400},
+                                                           {"NetTimeoutInterval", -7},
+                                                           {"e", std::int32_t{errors::Checksum}},
+                                                           {"eDescr", "bad sum"},
+                                                           {"ContinueIfFail", true},
+                                                           {"MemMapKey", "map"},
+                                                           {"DeviceAddress", "12"},
+                                                           {"DeviceModel", 106}};
+        PropertyBag bag;
+        for (const auto& [key, value] : entries)
+            bag.WriteProperty(key, value);
+        return bag;
+    }
+
+    /// What the members read.
+    static std::string Shown(const iOrvixTaskNB1& task) {
+        std::ostringstream all;
+        all << std::boolalpha << task.ID() << ", " << task.CmdType() << ", " << task.VarID() << ", "
+            << task.Cmd().ToText().c_str() << ", " << task.CmdSended() << ", " << task.CmdExecuted() << ", "
+            << task.Response().ToText() << ", " << task.ResponseBytes() << ", " << task.Arrival().ToText() << ", "
+            << task.ArrivalBytes() << ", " << task.ArrivalExpectedBytes() << ", " << task.WaitingMultiPart() << ", "
+            << task.Name() << ", " << task.TimeoutInterval() << ", " << task.NetTimeoutInterval() << ", " << task.e()
+            << ", " << task.eDescr() << ", " << task.ContinueIfFail() << ", " << task.MemoryMapKey() << ", "
+            << task.DeviceAddress() << ", " << task.DeviceModel() << ", " << task.Executed() << ", " << task.IsLinked();
+        return all.str();
     }
 
     tests::World m_World;
@@ -149,39 +200,34 @@ TEST_F(TaskTest, TimesOutUnlessAnswered) {
 }
 
 TEST_F(TaskTest, StateCarriesEveryField) {
-    cOrvixTaskNB1 source(m_Host.Services);
-    Fill(source);
-    source.CmdSended(true);
-    source.DeviceOrigin(2);
-    m_Task.SetSuperState(source.GetSuperState());
-    EXPECT_EQ(m_Task.GetSuperState(), source.GetSuperState());
-    EXPECT_TRUE(m_Task.CmdSended());
-    EXPECT_EQ(m_Task.DeviceOrigin(), 1);
-    m_Task.CmdExecuted(false);
+    PropertyBag filled = FilledState();
+    Fill(m_Task);
+    m_Task.CmdSended(true);
+    m_Task.DeviceOrigin(2);
+    EXPECT_EQ(m_Task.GetSuperState(), Outer(filled.Contents()));
+
+    filled.WriteProperty("ResponseAsParameter", true);
+    filled.WriteProperty("DataReturnedAsArray", true);
+    cOrvixTaskNB1 loaded(m_Host.Services);
+    loaded.SetSuperState(Outer(filled.Contents()));
+    EXPECT_EQ(loaded.GetSuperState(), Outer(filled.Contents()));
+    EXPECT_EQ(loaded.DeviceOrigin(), 1) << "not carried";
+    EXPECT_EQ(Shown(loaded),
+              "T1, 1, 2, \x18, true, true, \x9, 1, 21.5, 2, 3, true, Reading Temp Device 12, 400, -7, -2147215988, "
+              "bad sum, true, map, 12, 106, false, false");
+    loaded.CmdExecuted(false);
     m_Host.Run(1000);
-    EXPECT_FALSE(m_Task.Timeout()) << "loading must not start the timer";
+    EXPECT_FALSE(loaded.Timeout()) << "loading must not start the timer";
+    loaded.GetDeviceList(104);
+    filled.WriteProperty("CmdType", 3);
+    filled.WriteProperty("Name", "Discovering net devices");
+    filled.WriteProperty("CmdExecuted", false);
+    filled.WriteProperty("DeviceModel", 104);
+    EXPECT_EQ(loaded.GetSuperState(), Outer(filled.Contents()));
 
-    PropertyBag outer;
-    outer.Contents(source.GetSuperState());
-    EXPECT_EQ(outer.ReadProperty("Device"), Variant(""));
-    PropertyBag inner;
-    inner.Contents(outer.ReadProperty("State").ToBytes());
-    const std::pair<const char*, Variant> entries[] = {{"Param1", 2},
-                                                       {"Param2", ByteArray{0, 1, 255}},
-                                                       {"ParamsCount", 2},
-                                                       {"RtnArg2", "payload"},
-                                                       {"RtnArgsCount", 2},
-                                                       {"MemMapKey", "map"},
-                                                       {"Response", ByteArray{9}},
-                                                       {"Cmd", std::string("\x18\0", 2)},
-                                                       {"DataReturnedAsArray", false},
-                                                       {"e", std::int32_t{errors::Checksum}}};
-    for (const auto& [key, value] : entries)
-        EXPECT_EQ(inner.ReadProperty(key), value) << key;
-
-    m_Task.RtnArgs().assign(50000, "a state of any size loads and stores in a time in proportion to it");
-    source.SetSuperState(m_Task.GetSuperState());
-    EXPECT_EQ(source.RtnArgs(), m_Task.RtnArgs());
+    loaded.RtnArgs().assign(50000, "a state of any size loads and stores in a time in proportion to it");
+    m_Task.SetSuperState(loaded.GetSuperState());
+    EXPECT_EQ(m_Task.RtnArgs(), loaded.RtnArgs());
 }
 
 TEST_F(TaskTest, StatesFromOutside) {
