@@ -12,6 +12,7 @@
 #include "tasks/cOrvixTaskNB1.h"
 #include "tests/support/fake_driver.h"
 #include "tests/support/test_host.h"
+#include "tests/support/watched_apartment.h"
 
 namespace orvix::tests {
 
@@ -84,7 +85,10 @@ protected:
     TestHost Host{Shared};
     RecordingEndpoint Subscriber{Host.Messaging, "HOST", ""};
     std::shared_ptr<FakeDriver> Driver = std::make_shared<FakeDriver>(Host);
-    cOrvixAdapterNB1 Object{Host.Services};
+    WatchedApartment Apartment{Host.Apartment};
+    Services AdaptersServices{Apartment,     Host.Messaging, Host.Line,   Host.Stores,
+                              Host.Database, Host.Reports,   Host.Viewer, Host.State};
+    cOrvixAdapterNB1 Object{AdaptersServices};
     iOrvixAdapter& Adapter = Object;
     iOrvixDevToAdapt& ToAdapter = Object;
 };

@@ -4,17 +4,47 @@ namespace orvix::tests {
 
 class ConfigurationTest : public AdapterTest {};
 
-TEST_F(ConfigurationTest, InitConfiguresTheDriver) {
+TEST_F(ConfigurationTest, TheDriverIsToldWhatIsWritten) {
+    const std::vector<std::string> before = std::exchange(Driver->Writes, {});
+    EXPECT_THAT(before, ElementsAre("PortType=2", "PortAddress=3", "DebugMode=True"));
     Adapter.Path("/data");
+    Adapter.PortType(7);
+    Adapter.PortAddress("9");
+    Adapter.PortSettings("19200");
+    Adapter.NetRetry(-1);
+    Adapter.LogMode(1);
+    Adapter.LogPath("/trace");
+    Adapter.Simulation(true);
+    const std::vector<std::string> written{"Path=/data/", "PortType=7", "PortAddress=9",  "PortSettings=19200",
+                                           "NetRetry=0",  "LogMode=1",  "LogPath=/trace", "Simulation=True"};
+    EXPECT_EQ(std::exchange(Driver->Writes, {}), written);
+    EXPECT_EQ(Adapter.Path() + Adapter.Address() + Adapter.PortAddress() + Adapter.PortSettings() + Adapter.LogPath(),
+              "/data/7x9919200/trace");
+    EXPECT_TRUE(Adapter.PortType() == 7 && Adapter.NetRetry() == -1 && Adapter.LogMode() == 1 && Adapter.Simulation());
+    // Init tells it all of it again, except what the line does not take.
     Adapter.NetRetry(100000);
     Adapter.OnLine(true);  // takes effect in Init
+    Driver->Writes.clear();
     Init();
-    const std::vector<std::string> expected{"Path=/data/",      "DebugMode=True", "LogMode=0",     "LogPath=/data/",
-                                            "Simulation=False", "PortType=2",     "PortAddress=3", "NetRetry=32767"};
-    EXPECT_THAT(Driver->Writes, testing::IsSupersetOf(expected));
+    EXPECT_THAT(Driver->Writes, ElementsAre("Path=/data/", "DebugMode=True", "LogMode=1", "LogPath=/trace",
+                                            "Simulation=True", "PortType=7", "PortAddress=9", "NetRetry=32767"));
     EXPECT_THAT(Host.Database.Opened, ElementsAre("/data/Orvix.mdb|/data/Orvix.mdw|NineChars|Secret123"));
     Host.Run(10);
     EXPECT_THAT(Driver->Peer.Take(), Contains("CONNECT"));
+}
+
+TEST_F(ConfigurationTest, IntervalsHaveAFloorAndADefault) {
+    EXPECT_EQ(Adapter.IdleMsecs() + Adapter.IdleAfterErrorMsecs() + Adapter.PollingMSecs(), 6000 + 4000 + 7000);
+    EXPECT_EQ(Adapter.NetTimeoutShortInterval() + Adapter.NetTimeoutLongInterval() + Adapter.NetRetry(), 6003);
+    EXPECT_FALSE(Adapter.MonitorNet() || Adapter.MonitorVars() || Adapter.IdleAllowed() || Adapter.OnLine());
+    for (const std::int32_t interval : {-1, 99, 100, 101}) {
+        Adapter.IdleMsecs(interval);
+        Adapter.IdleAfterErrorMsecs(interval);
+        Adapter.PollingMSecs(interval);
+        for (const std::int32_t stored : {Adapter.IdleMsecs(), Adapter.IdleAfterErrorMsecs(), Adapter.PollingMSecs()})
+            EXPECT_EQ(stored, std::max(interval, 100));
+    }
+    EXPECT_EQ(Adapter.AdapterType(), 2);
 }
 
 TEST_F(ConfigurationTest, InitMountsRegisteredDevices) {

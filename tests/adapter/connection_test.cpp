@@ -1,4 +1,5 @@
 #include "tests/adapter/adapter_fixture.h"
+#include "tests/support/meddled_messaging.h"
 
 namespace orvix::tests {
 
@@ -8,6 +9,8 @@ struct Step {
     int Milliseconds;
     std::string ToDriver;
     std::string ToHost;  ///< an activity notification stands as its digit
+    std::string Timers;  ///< intervals of those that are on
+    bool Networking;
 };
 
 class ConnectionTest : public AdapterTest {
@@ -31,18 +34,20 @@ protected:
             Host.Run(step.Milliseconds);
             EXPECT_EQ(Joined(Driver->Peer.Take()), step.ToDriver);
             EXPECT_EQ(Joined(Subscriber.Take()), step.ToHost);
+            EXPECT_EQ(Apartment.Running(), step.Timers);
+            EXPECT_EQ(Adapter.Networking(), step.Networking);
         }
     }
 };
 
 TEST_F(ConnectionTest, ConnectsIdlesAndStops) {
     Init();
-    Play({{"online", 10, "CONNECT", "2"},
-          {"", 10, "DEBUGINFO | Comm 2 WAITING FOR CONNECTION | True | CONNECTING", ""},
-          {JoinFields({"CONNECTED", "x"}), 10, "", ""},
-          {"", 60000, "DEBUGINFO | Comm 4 WAITING FOR IDLE... | True | WAITING_FOR_IDLE", "0"},
-          {"offline", 60000, "DISCONNECT; DEBUGINFO | Comm 7 OFFLINE | False | DISCONNECTED", "1; 0"},
-          {"online", 10, "CONNECT", "2"}});
+    Play({{"online", 10, "CONNECT", "2", "10 3000", false},
+          {"", 10, "DEBUGINFO | Comm 2 WAITING FOR CONNECTION | True | CONNECTING", "", "10 3000", false},
+          {JoinFields({"CONNECTED", "x"}), 10, "", "", "10", true},
+          {"", 60000, "DEBUGINFO | Comm 4 WAITING FOR IDLE... | True | WAITING_FOR_IDLE", "0", "6000", true},
+          {"offline", 60000, "DISCONNECT; DEBUGINFO | Comm 7 OFFLINE | False | DISCONNECTED", "1; 0", "", false},
+          {"online", 10, "CONNECT", "2", "10 3000", false}});
 }
 
 TEST_F(ConnectionTest, LostAnswerPausesAndStartsAfresh) {
@@ -54,27 +59,28 @@ TEST_F(ConnectionTest, LostAnswerPausesAndStartsAfresh) {
     Play({{"", 10,
            "DEBUGINFO | Comm 301 TIMEOUT ON DEVICE CONNECTION - DISCONNECT! | True | WAIT_AFTER_CONNECTION_FAIL; "
            "DISCONNECT",
-           "1; 1"},
-          {"CONNECTED", 400, "", ""}});
+           "1; 1", "500 500", true},
+          {"CONNECTED", 400, "", "", "500 500", true}});
     Host.Run(90);
     Forget();
-    Play({{"", 10, "DEBUGINFO | Comm 302 WAIT CONNECTION FAILED TIMEOUT  - RESTART | True | DISCONNECTED", "0"},
-          {"", 10, "CONNECT", "2"}});
+    Play({{"", 10, "DEBUGINFO | Comm 302 WAIT CONNECTION FAILED TIMEOUT  - RESTART | True | DISCONNECTED", "0", "10",
+           true},
+          {"", 10, "CONNECT", "2", "10 3000", true}});
 }
 
 TEST_F(ConnectionTest, SocketErrorPausesAndStartsAfresh) {
     Init();
     Adapter.IdleAfterErrorMsecs(1);  // floor: 100
-    Play({{"online", 10, "CONNECT", "2"},
+    Play({{"online", 10, "CONNECT", "2", "10 3000", false},
           {JoinFields({"SOCKETERROR", "10061", "refused"}), 10,
            "DEBUGINFO | Comm 2 SOCKET ERROR ON DEVICE CONNECTION - DISCONNECT! | True | WAIT_AFTER_SOCKET_ERROR; "
            "DISCONNECT",
-           "Driver error 10061 - refused; 1; 1"},
-          {"CONNECTED", 90, "", ""},
+           "Driver error 10061 - refused; 1; 1", "100 100", true},
+          {"CONNECTED", 90, "", "", "100 100", true},
           {"", 10, "DEBUGINFO | Comm 3 WAIT AFTER SOCKET ERROR TIMEOUT  - RESTART | True | DISCONNECTED; DISCONNECT",
-           "0"},
+           "0", "10", true},
           // An error that comes before the next attempt does not spoil it.
-          {JoinFields({"SOCKETERROR", "1", "old"}), 10, "CONNECT", "Driver error 1 - old; 2"}});
+          {JoinFields({"SOCKETERROR", "1", "old"}), 10, "CONNECT", "Driver error 1 - old; 2", "10 3000", true}});
 }
 
 TEST_F(ConnectionTest, IdleLinkIsDroppedAndComesBackForWork) {
@@ -83,16 +89,17 @@ TEST_F(ConnectionTest, IdleLinkIsDroppedAndComesBackForWork) {
     Connect();
     Host.Run(990);
     // Writing OnLine has asked for one more round.
-    Play({{"", 10, "DEBUGINFO | Comm 103 IDLE! | True | CONNECTED_IDLE; DISCONNECT", "0"},
-          {"DISCONNECTED", 10, "DEBUGINFO | Comm 104 IDLE - RECONNECT | True | DISCONNECTED", ""},
-          {"", 10, "CONNECT", "2"}});
+    Play({{"", 10, "DEBUGINFO | Comm 103 IDLE! | True | CONNECTED_IDLE; DISCONNECT", "0", "10", true},
+          {"DISCONNECTED", 10, "DEBUGINFO | Comm 104 IDLE - RECONNECT | True | DISCONNECTED", "", "10", true},
+          {"", 10, "CONNECT", "2", "10 3000", true}});
     FromDriver("CONNECTED");
     Host.Run(1030);
     FromDriver("DISCONNECTED");
     Host.Run(60000);
     Forget();
     Queue(Reading("5"));
-    Play({{"", 10, "DEBUGINFO | Comm 208 IDLE - RECONNECT | True | DISCONNECTED", ""}, {"", 10, "CONNECT", "2"}});
+    Play({{"", 10, "DEBUGINFO | Comm 208 IDLE - RECONNECT | True | DISCONNECTED", "", "10", true},
+          {"", 10, "CONNECT", "2", "10 3000", true}});
 }
 
 TEST_F(ConnectionTest, FailingStepIsReportedAndTheLoopGoesOn) {
@@ -104,6 +111,26 @@ TEST_F(ConnectionTest, FailingStepIsReportedAndTheLoopGoesOn) {
     Driver->Peer.Endpoint().Activate(true);
     Host.Run(10);
     EXPECT_THAT(Driver->Peer.Take(), ElementsAre("CONNECT"));
+}
+
+TEST_F(ConnectionTest, AFailedStepCountsAsAnErrorOfTheLink) {
+    MeddledMessaging messaging(Host.Messaging, Host.Apartment);
+    const Services services{Host.Apartment, messaging,    Host.Line,   Host.Stores,
+                            Host.Database,  Host.Reports, Host.Viewer, Host.State};
+    cOrvixAdapterNB1 object(services);
+    iOrvixAdapter& adapter = object;
+    adapter.SubscriberIPCName("HOST");
+    adapter.Driver(Driver);
+    adapter.Init();
+    Forget();
+    messaging.Decide = [](const std::string& message) -> MeddledMessaging::Fate {
+        if (message == JoinFields({"ORVIX_CNN_ACTIVITY", "2"})) throw Error(errors::General, "host unwell");
+        return {};
+    };
+    adapter.OnLine(true);
+    Host.Run(20);
+    EXPECT_EQ(Joined(Driver->Peer.Take()), "CONNECT; DISCONNECT");
+    EXPECT_EQ(Joined(Subscriber.Take()), "ERROR: host unwell; 1; 1");
 }
 
 TEST_F(ConnectionTest, ClosingDropsALinkThatHasGoneOfflineSinceTheLastTick) {

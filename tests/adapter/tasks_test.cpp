@@ -24,6 +24,9 @@ TEST_F(TasksTest, EqualRequestsAreAnsweredOnce) {
     Host.Run(40);
     EXPECT_THAT(Driver->Peer.Take(),
                 ElementsAre("DEBUGINFO | Executed Reading Temp Device 5 - Result success | True | "));
+    EXPECT_THAT(Subscriber.Take(),
+                ElementsAre("progress:Reading Temp Device 5:20:0:100", "DEVICE_STATUS_CHANGED | 5",
+                            "progress:Reading Temp Device 5:100:0:100", "progress:Reading Temp Device 5:100:0:100"));
     EXPECT_TRUE(entry->Succeeded() && first->Executed());
     EXPECT_EQ(entry->Data().ResultList.size(), 1U) << "published once";
     EXPECT_FALSE(Object.Busy());

@@ -47,7 +47,7 @@ TEST_F(ErrorModuleTest, CheckFormsTheText) {
         {"%1 then %2 then %3", {"x%2||", 5}, "x%2|| then 5 then %3"},
         {"100%% of %1, %%1, %01, %", {"it"}, "100% of it, %1, %01, %"},
         {"%12", {"A"}, "A2"},
-        {"%10", {"a", "b", "c", "d", "e", "f", "g", "h", "i", "ten"}, "ten"},
+        {"%10 %: %9", {"a", "b", "c", "d", "e", "f", "g", "h", "i", "ten"}, "ten %: i"},
         {"%1", {Null{}}, "(unprintable value)"},
         {"#-2147219990", {"Rate", "1..9"}, "Rate must be\r\n1..9"},
         {"#7", {"Rate", "%1"}, "#7 Rate %1"},

@@ -86,6 +86,10 @@ TEST(TextTest, LeadingNumbers) {
         {"inf", 0, 0},
         {"99999999999", 0, 99999999999.0},
         {"-", 0, 0},
+        {"0.5", 0, 0.5},
+        {".5", 0, 0.5},
+        {"9/9", 9, 9},
+        {"2147483647", 2147483647, 2147483647},
     };
     for (const auto& [text, number, real] : cases) {
         EXPECT_EQ(LeadingNumber(text), number) << text;
@@ -123,6 +127,7 @@ TEST(DateTest, SampleTimesRoundTripToTheSecond) {
     EXPECT_EQ(DateToChartTime(ParseSampleTime("29/02/24 23:59:59")), "20240229235959");
     EXPECT_EQ(DateToChartTime(ParseSampleTime("01/01/30 00:00:00")), "19300101000000");
     EXPECT_EQ(DateToChartTime(FromUnixMilliseconds(999999999600)), "20010909014640");
+    EXPECT_EQ(DateToChartTime(ParseSampleTime("09/09/99 09:19:39")), "19990909091939");
     for (const char* text : {"29/02/23 00:00:00", "01/13/24 00:00:00", "01/01/24 24:00:00", "1/01/24 00:00:00",
                              "01/01/24T00:00:00", "01/01/24 00:00:0x", ""}) {
         EXPECT_EQ(Raised([&] { ParseSampleTime(text); }), errors::TypeMismatch) << text;
