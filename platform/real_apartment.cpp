@@ -1,19 +1,29 @@
 #include "platform/real_apartment.h"
 
+#include <sys/eventfd.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <thread>
 #include <utility>
 
-namespace orvix::platform {
+#include "host/error.h"
 
+namespace orvix::platform {
 namespace {
-using SteadyTime = std::chrono::time_point<std::chrono::steady_clock, Duration>;
+
+timespec SystemTime(Duration time) {
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
+    return {.tv_sec = seconds.count(), .tv_nsec = (time - seconds).count()};
 }
 
-RealApartment::RealApartment() : m_ThreadID(gettid()) {}
+}  // namespace
+
+RealApartment::RealApartment() : m_ThreadID(gettid()), m_Wake(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+    if (!m_Wake.IsOpen()) throw SystemError("no event for a message loop", errno);
+}
 
 void RealApartment::Run() {
     while (!m_Quit) {
@@ -39,7 +49,13 @@ void RealApartment::Post(std::function<void()> message) {
     const std::lock_guard lock(m_Mutex);
     m_Messages.push_back(std::move(message));
     // Under the lock: once it is free the receiver may deliver the message, quit and destroy the apartment.
-    m_Wake.notify_one();
+    if (std::exchange(m_Sleeps, false)) ::eventfd_write(m_Wake.Get(), 1);
+}
+
+std::unique_ptr<DescriptorWatch> RealApartment::Watch(int descriptor, short events, std::function<void(short)> ready) {
+    const auto number = ++m_LatestWatch;
+    m_Watched.emplace(number, Watched{descriptor, events, std::move(ready)});
+    return std::make_unique<DescriptorWatch>([this, number] { m_Watched.erase(number); });
 }
 
 std::unique_ptr<Timer> RealApartment::CreateTimer(std::function<void()> tick) {
@@ -49,7 +65,8 @@ std::unique_ptr<Timer> RealApartment::CreateTimer(std::function<void()> tick) {
 bool RealApartment::PumpUntil(const std::function<bool()>& done, Duration limit) {
     const Duration end = Now() + limit;
     while (!done()) {
-        if (!DeliverNext(end) || Now() > end) return done();
+        DeliverNext(end);
+        if (Now() > end) return done();
     }
     return true;
 }
@@ -58,17 +75,52 @@ void RealApartment::Block(Duration time) {
     std::this_thread::sleep_for(time);
 }
 
-bool RealApartment::DeliverNext(Duration end) {
-    if (const auto message = WaitForMessage(std::min(end, m_Timers.NextDue().value_or(end)))) {
-        (*message)();
-        return true;
-    }
-    return m_Timers.TickNext(Now());
+void RealApartment::DeliverNext(Duration end) {
+    HandleDescriptors(std::min(end, m_Timers.NextDue().value_or(end)));
+    if (const auto message = TakeMessage()) return (*message)();
+    m_Timers.TickNext(Now());
 }
 
-std::optional<std::function<void()>> RealApartment::WaitForMessage(Duration end) {
-    std::unique_lock lock(m_Mutex);
-    if (!m_Wake.wait_until(lock, SteadyTime(end), [this] { return !m_Messages.empty(); })) return std::nullopt;
+void RealApartment::HandleDescriptors(Duration end) {
+    std::vector<std::uint64_t> numbers;
+    for (const auto& [number, watched] : m_Watched)
+        numbers.push_back(number);
+    const auto polled = Wait(end);
+    for (std::size_t i = 0; i < numbers.size(); ++i) {
+        const auto watched = m_Watched.find(numbers[i]);
+        // An earlier handler may have ended it.
+        if (polled[i].revents == 0 || watched == m_Watched.end()) continue;
+        const auto ready = watched->second.Ready;  // the handler may end its own watch
+        ready(polled[i].revents);
+    }
+}
+
+std::vector<pollfd> RealApartment::Wait(Duration end) {
+    std::vector<pollfd> polled;
+    for (const auto& [number, watched] : m_Watched)
+        polled.push_back({watched.Descriptor, watched.Events, 0});
+    {
+        const std::lock_guard lock(m_Mutex);
+        m_Sleeps = m_Messages.empty();
+        if (!m_Sleeps && polled.empty()) return polled;
+        if (!m_Sleeps) end = Duration::zero();
+    }
+    polled.push_back({m_Wake.Get(), POLLIN, 0});
+    const auto limit = SystemTime(std::max(end - Now(), Duration::zero()));
+    if (::ppoll(polled.data(), polled.size(), end == Duration::max() ? nullptr : &limit, nullptr) < 0) {
+        for (auto& descriptor : polled)
+            descriptor.revents = 0;
+    }
+    eventfd_t count = 0;
+    if (polled.back().revents != 0) ::eventfd_read(m_Wake.Get(), &count);
+    polled.pop_back();
+    return polled;
+}
+
+std::optional<std::function<void()>> RealApartment::TakeMessage() {
+    const std::lock_guard lock(m_Mutex);
+    m_Sleeps = false;
+    if (m_Messages.empty()) return std::nullopt;
     auto message = std::move(m_Messages.front());
     m_Messages.pop_front();
     return message;

@@ -1,7 +1,10 @@
+#include <sys/eventfd.h>
+
 #include <gtest/gtest.h>
 
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -75,6 +78,39 @@ TEST(RealApartment, SleepsUntilTheNextTimerIsDueAndGoesOnAfterAnException) {
     apartment.Run();
     EXPECT_GE(apartment.Now() - start, 6ms);
     EXPECT_EQ(ticks, 3);
+}
+
+TEST(RealApartment, MessagesGoBeforeTicksAndDescriptorsWaitForNeither) {
+    const FileDescriptor event(::eventfd(1, EFD_CLOEXEC | EFD_NONBLOCK));
+    RealApartment apartment;
+    std::vector<std::string> events;
+    auto timer = apartment.CreateTimer([&] {
+        events.emplace_back("tick");
+        apartment.Quit();
+    });
+    timer->Rearm(1, true);
+    std::unique_ptr<DescriptorWatch> watch = apartment.Watch(event.Get(), POLLIN, [&](short ready) {
+        events.emplace_back(ready == POLLIN ? "ready" : "other");
+        watch.reset();
+    });
+    // Each message posts the next one, so that there is always one waiting.
+    std::function<void(int)> flood = [&](int left) {
+        events.emplace_back("message");
+        apartment.Block(1ms);
+        if (left > 0) apartment.Post([&flood, left] { flood(left - 1); });
+    };
+    apartment.Post([&] { flood(2); });
+    apartment.Run();
+    EXPECT_EQ(events, (std::vector<std::string>{"ready", "message", "message", "message", "tick"}));
+}
+
+TEST(RealApartment, AMessageOfAnotherThreadWakesItWhileItWaitsForADescriptor) {
+    const FileDescriptor never(::eventfd(0, EFD_CLOEXEC));
+    RealApartment apartment;
+    const auto watch = apartment.Watch(never.Get(), POLLIN, [](short) { FAIL(); });
+    std::thread other([&] { apartment.Quit(); });
+    apartment.Run();
+    other.join();
 }
 
 }  // namespace
