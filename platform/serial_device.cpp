@@ -26,11 +26,18 @@ bool IsUnsupported(int systemCode) {
     return systemCode == ENOTTY || systemCode == EINVAL;
 }
 
+/// What a descriptor is ready for within the limit, whatever signals come meanwhile; 0: nothing.
 short PollOnce(int descriptor, short events, Duration limit) {
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(limit);
-    const timespec time{seconds.count(), (limit - seconds).count()};
-    pollfd entry{descriptor, events, 0};
-    return ::ppoll(&entry, 1, &time, nullptr) > 0 ? entry.revents : short{0};
+    const auto end = std::chrono::steady_clock::now() + limit;
+    for (;;) {
+        const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(limit);
+        const timespec time{seconds.count(), (limit - seconds).count()};
+        pollfd entry{descriptor, events, 0};
+        const int count = ::ppoll(&entry, 1, &time, nullptr);
+        if (count > 0) return entry.revents;
+        if (count == 0 || errno != EINTR) return 0;
+        limit = std::max<Duration>(end - std::chrono::steady_clock::now(), Duration::zero());
+    }
 }
 
 termios RawTerminal(termios terminal, const SerialFormat& format) {

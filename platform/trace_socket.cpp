@@ -1,7 +1,6 @@
 #include "platform/trace_socket.h"
 
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -38,8 +37,7 @@ std::string TraceFolder() {
 }
 
 TraceListener::TraceListener(const std::string& folder)
-    : m_Path(folder + kSocketName), m_Socket(NewUnixSocket(SOCK_DGRAM)), m_StopEvent(::eventfd(0, EFD_CLOEXEC)) {
-    if (!m_StopEvent.IsOpen()) throw SystemError("no event for the trace", errno);
+    : m_Path(folder + kSocketName), m_Socket(NewUnixSocket(SOCK_DGRAM)) {
     if (::mkdir(folder.c_str(), kOwnerOnly) != 0 && errno != EEXIST) {
         throw SystemError("folder " + folder + " cannot be created", errno);
     }
@@ -57,20 +55,11 @@ TraceListener::~TraceListener() {
 }
 
 std::optional<std::string> TraceListener::Receive() {
-    for (;;) {
-        pollfd ends[] = {{m_StopEvent.Get(), POLLIN, 0}, {m_Socket.Get(), POLLIN, 0}};
-        if (::poll(ends, 2, -1) < 0) continue;
-        if (ends[0].revents != 0) return std::nullopt;
-        std::string line(kLongestTraceLine, '\0');
-        const ssize_t size = ::recv(m_Socket.Get(), line.data(), line.size(), 0);
-        if (size < 0) continue;
-        line.resize(static_cast<std::size_t>(size));
-        return line;
-    }
-}
-
-void TraceListener::Stop() {
-    ::eventfd_write(m_StopEvent.Get(), 1);
+    std::string line(kLongestTraceLine, '\0');
+    const ssize_t size = ::recv(m_Socket.Get(), line.data(), line.size(), 0);
+    if (size < 0) return std::nullopt;
+    line.resize(static_cast<std::size_t>(size));
+    return line;
 }
 
 SocketTraceViewer::SocketTraceViewer(std::int64_t moduleHandle, std::string folder)

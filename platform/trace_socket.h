@@ -27,15 +27,14 @@ public:
     TraceListener(const TraceListener&) = delete;
     TraceListener& operator=(const TraceListener&) = delete;
 
-    /// The next line; waits until there is one. Empty after Stop.
+    /// Readable when there is a line.
+    int Descriptor() const { return m_Socket.Get(); }
+    /// The next line; nothing when there is none yet.
     std::optional<std::string> Receive();
-    /// Ends a Receive under way and all later ones. May be called from any thread.
-    void Stop();
 
 private:
     std::string m_Path;
     FileDescriptor m_Socket;
-    FileDescriptor m_StopEvent;
 };
 
 /// The sending end, for all apartments of the process. A viewer that has gone takes nothing, at once.

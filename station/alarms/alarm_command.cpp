@@ -4,15 +4,12 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
-#include <sys/eventfd.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstring>
 
-#include "host/error.h"
 #include "host/text.h"
 #include "station/bus/clock.h"
 
@@ -49,8 +46,12 @@ std::vector<char*> Pointers(std::vector<std::string>& texts) {
     return pointers;
 }
 
+/// The signals that this program ignores and others do not expect to be: those of writing, and the one of a terminal
+/// that the live screen does without.
+constexpr int kIgnored[] = {SIGPIPE, SIGXFSZ, SIGTSTP};
+
 /// Attributes of a program that is started: a process group of its own, so that all of it can be killed, and the
-/// signals as a program expects them, where this one blocks or ignores some.
+/// signals as a program expects them.
 class SpawnAttributes {
 public:
     SpawnAttributes() {
@@ -60,7 +61,8 @@ public:
         sigset_t signals;
         sigemptyset(&signals);
         posix_spawnattr_setsigmask(&m_Attributes, &signals);
-        sigaddset(&signals, SIGPIPE);
+        for (const int signal : kIgnored)
+            sigaddset(&signals, signal);
         posix_spawnattr_setsigdefault(&m_Attributes, &signals);
         posix_spawn_file_actions_init(&m_Files);
         posix_spawn_file_actions_addopen(&m_Files, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
@@ -84,90 +86,83 @@ private:
     posix_spawn_file_actions_t m_Files{};
 };
 
+/// What went wrong with a program that has ended; empty: nothing.
+std::string ProblemOf(int status) {
+    if (WIFSIGNALED(status)) return "ended by signal " + std::to_string(WTERMSIG(status));
+    return WEXITSTATUS(status) == 0 ? "" : "ended with status " + std::to_string(WEXITSTATUS(status));
+}
+
 }  // namespace
 
-AlarmCommand::AlarmCommand(std::vector<std::string> command, Duration limit, Apartment& home,
+AlarmCommand::AlarmCommand(std::vector<std::string> command, Duration limit, platform::RealApartment& home,
                            std::function<void(const std::string&)> tell)
-    : m_Limit(limit),
-      m_Home(home),
-      m_Tell(std::move(tell)),
-      m_Command(std::move(command)),
-      m_StopEvent(eventfd(0, EFD_CLOEXEC)) {
-    if (!m_StopEvent.IsOpen()) throw SystemError("cannot prepare the alarm command", errno);
-    m_Thread = std::thread([this] { Live(); });
-}
+    : m_Limit(limit), m_Home(home), m_Tell(std::move(tell)), m_Command(std::move(command)) {}
 
 AlarmCommand::~AlarmCommand() {
-    {
-        const std::lock_guard lock(m_Mutex);
-        m_Stopping = true;
-    }
-    m_Wake.notify_one();
-    eventfd_write(m_StopEvent.Get(), 1);
-    m_Thread.join();
-}
-
-void AlarmCommand::Command(std::vector<std::string> command) {
-    const std::lock_guard lock(m_Mutex);
-    m_Command = std::move(command);
+    if (m_Running) Kill();
 }
 
 void AlarmCommand::OnAlarm(const AlarmEvent& event) {
-    {
-        const std::lock_guard lock(m_Mutex);
-        if (m_Command.empty()) return;
-        if (m_Waiting.size() >= kMostWaiting) {
-            Tell(m_Command[0] + " is not run for device " + NumberText(std::int32_t{event.Address}) +
-                 ": too many wait");
-            return;
-        }
-        m_Waiting.push_back(event);
+    if (m_Command.empty()) return;
+    if (m_Waiting.size() >= kMostWaiting) {
+        return TellOf(m_Command[0],
+                      "is not run for device " + NumberText(std::int32_t{event.Address}) + ": too many wait");
     }
-    m_Wake.notify_one();
+    m_Waiting.push_back(event);
+    RunNext();
 }
 
-void AlarmCommand::Live() {
-    for (;;) {
-        std::unique_lock lock(m_Mutex);
-        m_Wake.wait(lock, [this] { return m_Stopping || !m_Waiting.empty(); });
-        if (m_Stopping) return;
+void AlarmCommand::RunNext() {
+    while (!m_Running && !m_Waiting.empty()) {
         const auto event = std::move(m_Waiting.front());
         m_Waiting.pop_front();
-        const auto command = m_Command;
-        lock.unlock();
-        if (command.empty()) continue;
-        const auto problem = Run(command, event);
-        if (!problem.empty()) Tell(command[0] + " " + problem);
+        if (!m_Command.empty()) Start(event);
     }
 }
 
-std::string AlarmCommand::Run(const std::vector<std::string>& command, const AlarmEvent& event) {
+void AlarmCommand::Start(const AlarmEvent& event) {
+    const auto& program = m_Command[0];
     pid_t process = 0;
-    const int failure = SpawnAttributes().Start(process, command, EnvironmentOf(event));
-    return failure != 0 ? std::string("cannot be started: ") + std::strerror(failure) : Await(process);
-}
+    const int failure = SpawnAttributes().Start(process, m_Command, EnvironmentOf(event));
+    if (failure != 0) return TellOf(program, std::string("cannot be started: ") + std::strerror(failure));
 
-std::string AlarmCommand::Await(int process) {
-    const platform::FileDescriptor handle(static_cast<int>(::syscall(SYS_pidfd_open, process, 0)));
-    pollfd ends[] = {{handle.Get(), POLLIN, 0}, {m_StopEvent.Get(), POLLIN, 0}};
+    m_Running = std::make_unique<Running>();
+    m_Running->Program = program;
+    m_Running->Process = process;
+    m_Running->Handle = platform::FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, process, 0)));
+    m_Running->End = m_Home.Watch(m_Running->Handle.Get(), POLLIN, [this](short) { TakeEnd(); });
+    m_Running->Limit = m_Home.CreateTimer([this] {
+        m_Running->IsKilled = true;
+        Kill();
+    });
     const auto limit = std::chrono::ceil<std::chrono::milliseconds>(m_Limit);
-    int ready = 0;
-    do {
-        ready = ::poll(ends, 2, static_cast<int>(limit.count()));
-    } while (ready < 0 && errno == EINTR);
-    const bool ended = ends[0].revents != 0;
-    // What it has left behind in the background goes too.
-    ::kill(-process, SIGKILL);
-    int status = 0;
-    ::waitpid(process, &status, 0);
-    if (ready == 0) return "was killed after " + std::to_string(limit.count() / 1000) + " s";
-    if (!ended || (WIFEXITED(status) && WEXITSTATUS(status) == 0)) return {};
-    return WIFEXITED(status) ? "ended with status " + std::to_string(WEXITSTATUS(status))
-                             : "ended by signal " + std::to_string(WTERMSIG(status));
+    // Without a handle, for want of descriptors, nothing would tell its end.
+    m_Running->Limit->Rearm(m_Running->Handle.IsOpen() ? static_cast<std::int32_t>(limit.count()) : 0, true);
 }
 
-void AlarmCommand::Tell(const std::string& problem) {
-    m_Home.Post([tell = m_Tell, text = "alarm command " + problem] { tell(text); });
+void AlarmCommand::Kill() {
+    m_Running->Limit->Enabled(false);
+    // With what it has started. One that waits for a disk dies when that answers.
+    ::kill(-m_Running->Process, SIGKILL);
+    if (!m_Running->Handle.IsOpen()) TakeEnd();
+}
+
+void AlarmCommand::TakeEnd() {
+    const auto ended = std::exchange(m_Running, nullptr);
+    // What it has left behind in the background goes too.
+    ::kill(-ended->Process, SIGKILL);
+    int status = 0;
+    ::waitpid(ended->Process, &status, 0);
+    const auto problem =
+        ended->IsKilled ? "was killed after " +
+                              std::to_string(std::chrono::duration_cast<std::chrono::seconds>(m_Limit).count()) + " s"
+                        : ProblemOf(status);
+    if (!problem.empty()) TellOf(ended->Program, problem);
+    RunNext();
+}
+
+void AlarmCommand::TellOf(const std::string& program, const std::string& problem) const {
+    m_Tell("alarm command " + program + " " + problem);
 }
 
 }  // namespace orvix::station

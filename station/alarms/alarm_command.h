@@ -1,22 +1,20 @@
 #pragma once
 
-#include <condition_variable>
 #include <deque>
 #include <functional>
-#include <mutex>
+#include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
-#include "host/apartment.h"
 #include "platform/file_descriptor.h"
+#include "platform/real_apartment.h"
 #include "station/run/listener.h"
 
 namespace orvix::station {
 
-/// Runs a command of the user's at each alarm that starts or ends, one at a time, in their order, on a thread of its
-/// own. No shell is between: the first word is the program, searched in PATH, the others are its arguments. Standard
-/// input is empty, standard output goes to standard error. The event is in the environment:
+/// Runs a command of the user's at each alarm that starts or ends, one at a time, in their order. No shell is
+/// between: the first word is the program, searched in PATH, the others are its arguments. Standard input is empty,
+/// standard output goes to standard error. The event is in the environment:
 ///
 ///   NIMBO1_EVENT    "start" or "end"
 ///   NIMBO1_ALARM    "low", "high" or "input N"
@@ -31,35 +29,40 @@ class AlarmCommand : public Listener {
 public:
     static constexpr std::size_t kMostWaiting = 100;
 
-    /// `command` may be empty: nothing is run. `tell` is called in `home` with one sentence when a command failed.
-    AlarmCommand(std::vector<std::string> command, Duration limit, Apartment& home,
+    /// `command` may be empty: nothing is run. `home` is where all is done; `tell` is called there with one sentence
+    /// when a command failed.
+    AlarmCommand(std::vector<std::string> command, Duration limit, platform::RealApartment& home,
                  std::function<void(const std::string&)> tell);
     /// Kills a command that is running; events that wait are dropped.
     ~AlarmCommand() override;
 
     /// The command from now on.
-    void Command(std::vector<std::string> command);
+    void Command(std::vector<std::string> command) { m_Command = std::move(command); }
     void OnAlarm(const AlarmEvent& event) override;
 
 private:
-    void Live();
-    std::string Run(const std::vector<std::string>& command, const AlarmEvent& event);
-    /// Waits for the program's end. Returns what went wrong with it; empty: nothing.
-    std::string Await(int process);
-    void Tell(const std::string& problem);
+    struct Running {
+        std::string Program;
+        int Process = 0;
+        bool IsKilled = false;  ///< it took too long
+        platform::FileDescriptor Handle;
+        std::unique_ptr<platform::DescriptorWatch> End;
+        std::unique_ptr<Timer> Limit;
+    };
+
+    /// Runs the command for the events that wait, unless it is running for an earlier one.
+    void RunNext();
+    void Start(const AlarmEvent& event);
+    void Kill();
+    void TakeEnd();
+    void TellOf(const std::string& program, const std::string& problem) const;
 
     const Duration m_Limit;
-    Apartment& m_Home;
+    platform::RealApartment& m_Home;
     const std::function<void(const std::string&)> m_Tell;
-
-    std::mutex m_Mutex;  ///< guards the members below
-    std::condition_variable m_Wake;
     std::vector<std::string> m_Command;
     std::deque<AlarmEvent> m_Waiting;
-    bool m_Stopping = false;
-
-    platform::FileDescriptor m_StopEvent;  ///< readable once the command that is running must end
-    std::thread m_Thread;
+    std::unique_ptr<Running> m_Running;
 };
 
 }  // namespace orvix::station

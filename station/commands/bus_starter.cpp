@@ -33,8 +33,9 @@ std::string NothingFound(const BusSetup& bus) {
 
 }  // namespace
 
-BusStarter::BusStarter(Station& station, StationRun& run, SimulatedBuses& simulated, MainLoop& loop, Output& output)
-    : m_Station(station), m_Run(run), m_Simulated(simulated), m_Loop(loop), m_Output(output) {}
+BusStarter::BusStarter(Station& station, StationRun& run, SimulatedBuses& simulated, MainLoop& loop, Output& output,
+                       std::ostream& err)
+    : m_Station(station), m_Run(run), m_Simulated(simulated), m_Loop(loop), m_Output(output), m_Err(err) {}
 
 void BusStarter::Start(const std::vector<BusSetup>& buses) {
     for (const auto& bus : buses) {
@@ -115,7 +116,7 @@ void BusStarter::StartScan(const BusSetup& bus, bool showBar) {
     const auto scanned = m_Scans.insert(m_Scans.end(), {bus, nullptr});
     try {
         scanned->Scan = std::make_unique<PortScan>(
-            m_Station, m_Loop.Apartment(), bus, ScanRange{}, m_Output, showBar,
+            m_Station, m_Loop.Apartment(), bus, ScanRange{}, m_Output, m_Err, showBar,
             [this, port = bus.PortLabel](const FoundDevice& device) {
                 m_Output.Note(port + ": found " + DescriptionOf(device));
             },

@@ -3,6 +3,7 @@
 #include <list>
 #include <map>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -24,8 +25,9 @@ public:
     /// Simulations that have been started, by what people call their port; they outlive the buses that run on them.
     using SimulatedBuses = std::map<std::string, std::unique_ptr<simulator::BusServer>>;
 
-    /// All outlive this.
-    BusStarter(Station& station, StationRun& run, SimulatedBuses& simulated, MainLoop& loop, Output& output);
+    /// All outlive this. `err` shows how far scans are.
+    BusStarter(Station& station, StationRun& run, SimulatedBuses& simulated, MainLoop& loop, Output& output,
+               std::ostream& err);
 
     /// Several at once take no heed of each other: a port on which nothing can be done is said, and the rest go on.
     /// Stops the main loop when nothing is left to wait for.
@@ -58,6 +60,7 @@ private:
     SimulatedBuses& m_Simulated;
     MainLoop& m_Loop;
     Output& m_Output;
+    std::ostream& m_Err;
     std::list<ScannedBus> m_Scans;
 };
 

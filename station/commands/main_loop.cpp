@@ -1,76 +1,117 @@
 #include "station/commands/main_loop.h"
 
-#include <pthread.h>
+#include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
-#include <initializer_list>
 #include <utility>
+
+#include "host/error.h"
 
 namespace orvix::station {
 namespace {
 
-// Sent by the destructor to its own signal thread.
-constexpr int kEndOfProgram = SIGUSR1;
-
 constexpr int kInterruptedStatus = 130;
 
 // An exchange cannot be broken off; one with long time-outs and many attempts must not keep the program.
-constexpr timespec kLongestStop{12, 0};
+constexpr unsigned kLongestStopSeconds = 12;
 
-sigset_t SignalSet(std::initializer_list<int> members) {
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int member : members)
-        sigaddset(&signals, member);
-    return signals;
+constexpr int kTaken[] = {SIGINT, SIGTERM, SIGHUP, SIGWINCH, SIGUSR1, SIGALRM};
+
+// What handlers of signals work with. They may run on any thread, at any moment.
+std::atomic<unsigned> arrivedSignals{0};  // a bit each
+std::atomic<bool> isEnding{false};
+std::atomic<int> arrivedEvent{-1};
+std::atomic<const std::function<void()>*> forcedEnd{nullptr};
+
+unsigned BitOf(int signal) {
+    return 1U << static_cast<unsigned>(signal);
 }
 
-sigset_t AwaitedSignals() {
-    return SignalSet({SIGINT, SIGTERM, SIGHUP, SIGWINCH, kEndOfProgram});
+[[noreturn]] void ForceEnd() {
+    if (const auto* ending = forcedEnd.load()) (*ending)();
+    ::_exit(kInterruptedStatus);
+}
+
+/// A second demand ends the program, and so does the first when it is not obeyed in time.
+void DemandEnd() {
+    if (isEnding.exchange(true)) ForceEnd();
+    ::alarm(kLongestStopSeconds);
+}
+
+void OnSignal(int signal) {
+    const int error = errno;
+    if (signal == SIGALRM) ForceEnd();
+    if (signal == SIGINT || signal == SIGTERM) DemandEnd();
+    arrivedSignals |= BitOf(signal);
+    ::eventfd_write(arrivedEvent, 1);
+    errno = error;
+}
+
+bool IsIgnored(int signal) {
+    struct sigaction action {};
+    return ::sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
+void Handle(int signal, void (*handler)(int)) {
+    struct sigaction action {};
+    action.sa_handler = handler;
+    action.sa_flags = SA_RESTART;
+    ::sigaction(signal, &action, nullptr);
+}
+
+void UnblockSignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int signal : kTaken)
+        sigaddset(&signals, signal);
+    ::pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
 }
 
 }  // namespace
 
-MainLoop::MainLoop() {
-    const auto signals = AwaitedSignals();
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    // Output that nobody reads any more ends the loop by its error, not the program by a signal.
-    std::signal(SIGPIPE, SIG_IGN);
-    m_Signals = std::thread([this] { AwaitSignals(); });
+MainLoop::MainLoop()
+    : m_Arrived(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      m_Watch(m_Apartment.Watch(m_Arrived.Get(), POLLIN, [this](short) { TakeSignals(); })) {
+    if (!m_Arrived.IsOpen()) throw SystemError("no event for signals", errno);
+    arrivedEvent = m_Arrived.Get();
+    for (const int signal : kTaken) {
+        if (signal != SIGHUP || !IsIgnored(SIGHUP)) Handle(signal, OnSignal);
+    }
+    UnblockSignals();
+    // Output that nobody reads any more, or beyond the size that a file may have, is an error of its writing.
+    for (const int signal : {SIGPIPE, SIGXFSZ})
+        Handle(signal, SIG_IGN);
 }
 
 MainLoop::~MainLoop() {
-    pthread_kill(m_Signals.native_handle(), kEndOfProgram);
-    m_Signals.join();
+    ::alarm(0);
+    for (const int signal : kTaken) {
+        if (signal != SIGHUP || !IsIgnored(SIGHUP)) Handle(signal, SIG_DFL);
+    }
+    arrivedEvent = -1;
+    forcedEnd = nullptr;
 }
 
 void MainLoop::OnForcedEnd(std::function<void()> ending) {
-    const std::lock_guard lock(m_Mutex);
+    forcedEnd = nullptr;
     m_ForcedEnd = std::move(ending);
+    if (m_ForcedEnd) forcedEnd = &m_ForcedEnd;
 }
 
-void MainLoop::ForceEnd() {
-    const std::lock_guard lock(m_Mutex);
-    if (m_ForcedEnd) m_ForcedEnd();
-    _exit(kInterruptedStatus);
-}
-
-void MainLoop::AwaitSignals() {
-    const auto signals = AwaitedSignals();
-    int signal = 0;
-    while (sigwait(&signals, &signal) == 0 && (signal == SIGWINCH || signal == SIGHUP)) {
-        auto& handler = signal == SIGWINCH ? m_WindowChanged : m_HungUp;
-        m_Apartment.Post([&handler] { handler(); });
-    }
-    if (signal == kEndOfProgram) return;
-    Stop();
-    const auto ending = SignalSet({SIGINT, SIGTERM, kEndOfProgram});
-    do {
-        signal = sigtimedwait(&ending, nullptr, &kLongestStop);
-    } while (signal < 0 && errno == EINTR);
-    if (signal != kEndOfProgram) ForceEnd();
+void MainLoop::TakeSignals() {
+    eventfd_t count = 0;
+    ::eventfd_read(m_Arrived.Get(), &count);
+    const auto arrived = arrivedSignals.exchange(0);
+    const auto hasCome = [arrived](int signal) { return (arrived & BitOf(signal)) != 0; };
+    if (hasCome(SIGWINCH)) m_WindowChanged();
+    if (hasCome(SIGUSR1)) m_Reopen();
+    if (hasCome(SIGHUP) && m_HungUp) m_HungUp();
+    const bool isHungUp = hasCome(SIGHUP) && !m_HungUp && !isEnding;
+    if (isHungUp) DemandEnd();
+    if (hasCome(SIGINT) || hasCome(SIGTERM) || isHungUp) Stop();
 }
 
 }  // namespace orvix::station

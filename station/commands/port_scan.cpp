@@ -2,17 +2,15 @@
 
 #include <unistd.h>
 
-#include <iostream>
-
 #include "station/configuration/device_registry.h"
 
 namespace orvix::station {
 
 PortScan::PortScan(Station& station, Apartment& home, const BusSetup& setup, ScanRange range, Output& output,
-                   bool showBar, const OnFound& onFound, const OnEnd& onEnd)
+                   std::ostream& err, bool showBar, const OnFound& onFound, const OnEnd& onEnd)
     : m_Output(output),
       m_Port(setup.PortLabel),
-      m_Display(std::cerr, setup.PortLabel, showBar && ::isatty(STDERR_FILENO) != 0),
+      m_Display(err, setup.PortLabel, showBar && ::isatty(STDERR_FILENO) != 0),
       m_Progress{0, range.To - range.From + 1, {}},
       m_Thread(station, home, setup, range,
                {.OnFound =

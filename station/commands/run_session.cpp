@@ -1,7 +1,5 @@
 #include "station/commands/run_session.h"
 
-#include <iostream>
-
 #include "station/bus/clock.h"
 #include "station/commands/commands.h"
 #include "station/commands/run_setup.h"
@@ -19,8 +17,8 @@ bool WantsScreen(const RunOptions& options) {
     return !options.Plain && !options.Quiet && !options.Bus.Json;
 }
 
-Output& ScreenOr(Output& lines, std::optional<ScreenSession>& screen) {
-    return screen && screen->Get() != nullptr ? *screen->Get() : lines;
+Output& ScreenOr(LiveOutput& lines, std::optional<ScreenSession>& screen) {
+    return screen && screen->Get() != nullptr ? *screen->Get() : lines.Lines();
 }
 
 }  // namespace
@@ -30,18 +28,17 @@ RunSession::RunSession(const RunOptions& options, MainLoop& loop)
       m_Loop(loop),
       m_Setup(SetupOf(options)),
       m_Station(OpenStation(m_Setup.Data)),
-      m_Lines(OutputOf(options.Bus.Json, m_Setup.Buses.size() > 1)),
-      m_Screen(WantsScreen(options) ? std::make_optional<ScreenSession>(loop) : std::nullopt),
-      m_Output(ScreenOr(*m_Lines, m_Screen)),
-      m_Listener(m_Output, loop.Apartment(), {.Readings = !options.Quiet, .Messages = options.Bus.Verbose},
-                 [&loop] { loop.Stop(); }),
+      m_Lines(loop, options.Bus.Json, m_Setup.Buses.size() > 1),
+      m_Screen(WantsScreen(options) ? std::make_optional<ScreenSession>(loop, m_Lines) : std::nullopt),
+      m_Output(ScreenOr(m_Lines, m_Screen)),
+      m_Listener(m_Output, loop.Apartment(), {.Readings = !options.Quiet, .Messages = options.Bus.Verbose}),
       m_Service(loop.Apartment()),
       m_AlarmCommand(m_Setup.OnAlarm, kAlarmCommandLimit, loop.Apartment(),
                      [this](const std::string& text) { m_Output.Note(text); }),
       m_History(RecordHistory()),
       m_Recorder(RecordLines()),
       m_Run(*m_Station, loop.Apartment()),
-      m_Starter(*m_Station, m_Run, m_Simulated, loop, m_Output),
+      m_Starter(*m_Station, m_Run, m_Simulated, loop, m_Output, m_Lines.Err()),
       m_Control(OpenControl()) {
     for (Listener* listener : std::initializer_list<Listener*>{&m_Listener, &m_Service, &m_Health, &m_AlarmCommand})
         m_Run.Add(*listener);
@@ -129,6 +126,7 @@ int RunSession::Finish() {
     const auto lost = m_History ? m_History->Close() : 0;
     if (lost > 0) m_Output.Note("history: " + std::to_string(lost) + " readings could not be written and are lost");
     if (const auto summary = m_Listener.Summary(); !summary.empty()) m_Output.Note(summary);
+    m_Lines.Finish();
     return m_Listener.AnyGood() ? kDone : kFailed;
 }
 

@@ -8,6 +8,7 @@
 #include "station/alarms/alarm_command.h"
 #include "station/command_line/command_line.h"
 #include "station/commands/bus_starter.h"
+#include "station/commands/live_output.h"
 #include "station/commands/main_loop.h"
 #include "station/commands/screen_session.h"
 #include "station/control/control_server.h"
@@ -44,7 +45,7 @@ private:
     MainLoop& m_Loop;
     StationSetup m_Setup;
     std::unique_ptr<Station> m_Station;
-    std::unique_ptr<Output> m_Lines;
+    LiveOutput m_Lines;
     std::optional<ScreenSession> m_Screen;
     Output& m_Output;  ///< the screen or the lines
 

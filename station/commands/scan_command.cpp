@@ -61,7 +61,7 @@ int Execute(const ScanOptions& options, MainLoop& loop) {
     std::optional<std::string> failure;
     const auto output = OutputOf(options.Bus.Json);
     PortScan scan(
-        *station, loop.Apartment(), setup, options.Range, *output, true,
+        *station, loop.Apartment(), setup, options.Range, *output, std::cerr, true,
         [&](const FoundDevice& device) {
             if (options.Bus.Json) {
                 Write(ToJson(setup.PortLabel, device));

@@ -2,8 +2,8 @@
 
 namespace orvix::station {
 
-ScreenSession::ScreenSession(MainLoop& loop)
-    : m_Loop(loop), m_Screen(OpenLiveScreen(loop.Apartment(), [&loop] { loop.Stop(); })) {
+ScreenSession::ScreenSession(MainLoop& loop, LiveOutput& output)
+    : m_Loop(loop), m_Screen(OpenLiveScreen(output.Out(), output.Lines(), loop.Apartment(), [&loop] { loop.Stop(); })) {
     if (!m_Screen) return;
     loop.OnWindowChange([this] { m_Screen->Resize(); });
     loop.OnForcedEnd([this] { m_Screen->RestoreTerminal(); });

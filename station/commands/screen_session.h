@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "station/commands/live_output.h"
 #include "station/commands/main_loop.h"
 #include "station/screen/live_screen.h"
 
@@ -11,7 +12,7 @@ namespace orvix::station {
 /// not one for it.
 class ScreenSession {
 public:
-    explicit ScreenSession(MainLoop& loop);
+    ScreenSession(MainLoop& loop, LiveOutput& output);
     ~ScreenSession() { End(); }
     ScreenSession(const ScreenSession&) = delete;
     ScreenSession& operator=(const ScreenSession&) = delete;

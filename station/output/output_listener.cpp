@@ -1,8 +1,5 @@
 #include "station/output/output_listener.h"
 
-#include <iostream>
-#include <utility>
-
 namespace orvix::station {
 namespace {
 
@@ -10,11 +7,10 @@ constexpr std::int32_t kPassingPeriodMs = 5000;
 
 }  // namespace
 
-OutputListener::OutputListener(Output& output, Apartment& home, Choice choice, std::function<void()> unheard)
+OutputListener::OutputListener(Output& output, Apartment& home, Choice choice)
     : m_Output(output),
       m_Home(home),
       m_Choice(choice),
-      m_Unheard(std::move(unheard)),
       m_Passing(home.CreateTimer([this] { TellAll(m_Episodes.OnPassing(m_Home.Now())); })) {
     m_Passing->Rearm(kPassingPeriodMs, true);
 }
@@ -23,7 +19,6 @@ void OutputListener::OnReading(const Reading& reading) {
     m_AnyGood = m_AnyGood || reading.Valid();
     if (m_Choice.Readings) m_Output.Show(reading);
     TellAll(m_Episodes.OnReading(reading, m_Home.Now()));
-    if (!std::cout) m_Unheard();
 }
 
 void OutputListener::OnTrouble(const std::string& port, const Failure& failure) {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -20,8 +19,7 @@ public:
         bool Messages = false;  ///< also the library's messages to its host
     };
 
-    /// `unheard` is called when standard output cannot be written any more.
-    OutputListener(Output& output, Apartment& home, Choice choice, std::function<void()> unheard);
+    OutputListener(Output& output, Apartment& home, Choice choice);
 
     /// Whether there has been a good reading.
     bool AnyGood() const { return m_AnyGood; }
@@ -42,7 +40,6 @@ private:
     Output& m_Output;
     Apartment& m_Home;
     const Choice m_Choice;
-    const std::function<void()> m_Unheard;
     bool m_AnyGood = false;
     Episodes m_Episodes;
     std::unique_ptr<Timer> m_Passing;

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <iostream>
 #include <utility>
 
 #include "station/bus/clock.h"
@@ -16,6 +15,9 @@ constexpr std::int32_t kPaintingPeriodMs = 250;
 
 // Ages go on without any reading.
 constexpr Duration kLongestUnpainted = std::chrono::seconds(1);
+
+// For which the terminal may stand still while it is given back.
+constexpr std::chrono::seconds kLongestEnd{1};
 
 constexpr std::size_t kMostEvents = 200;
 
@@ -32,30 +34,36 @@ Style LookOf(EpisodeEvent::Kind kind) {
 
 }  // namespace
 
-std::unique_ptr<LiveScreen> OpenLiveScreen(Apartment& apartment, std::function<void()> quit) {
-    auto terminal = Terminal::Open();
-    return terminal ? std::make_unique<LiveScreen>(std::move(terminal), apartment, std::move(quit)) : nullptr;
+std::unique_ptr<LiveScreen> OpenLiveScreen(LiveStream& out, Output& lines, platform::RealApartment& apartment,
+                                           std::function<void()> quit) {
+    auto terminal = Terminal::Open(out);
+    return terminal ? std::make_unique<LiveScreen>(std::move(terminal), out, lines, apartment, std::move(quit))
+                    : nullptr;
 }
 
-LiveScreen::LiveScreen(std::unique_ptr<Terminal> terminal, Apartment& apartment, std::function<void()> quit)
+LiveScreen::LiveScreen(std::unique_ptr<Terminal> terminal, LiveStream& out, Output& lines,
+                       platform::RealApartment& apartment, std::function<void()> quit)
     : m_Terminal(std::move(terminal)),
       m_Apartment(apartment),
       m_Quit(std::move(quit)),
       m_Started(apartment.Now()),
-      m_Lines(MakePlainOutput(std::cout, std::cerr)),
+      m_Out(out),
+      m_Lines(lines),
       m_IsSaidInLines(::isatty(STDERR_FILENO) == 0),
       m_Painting(apartment.CreateTimer([this] { PaintIfChanged(); })) {
     m_Content.IsUtf8 = m_Terminal->IsUtf8();
     m_Painting->Rearm(kPaintingPeriodMs, true);
-    if (::isatty(STDIN_FILENO) != 0)
-        m_Keys.emplace(
-            apartment, [this] { TakeKeys(); }, m_Quit);
+    if (::isatty(STDIN_FILENO) != 0) {
+        m_Keys = apartment.Watch(STDIN_FILENO, POLLIN, [this](short ready) { TakeKeys(ready); });
+    }
 }
 
 void LiveScreen::End() {
     m_Painting->Enabled(false);
     m_Keys.reset();
     m_Terminal->End();
+    // Before anything else is said there.
+    m_Out.Finish(kLongestEnd);
     m_IsSaidInLines = true;
 }
 
@@ -72,7 +80,7 @@ void LiveScreen::Show(const Reading& reading) {
 }
 
 void LiveScreen::Tell(const EpisodeEvent& event) {
-    if (m_IsSaidInLines) m_Lines->Tell(event);
+    if (m_IsSaidInLines) m_Lines.Tell(event);
     AddEvent(TextOf(event), LookOf(event.What));
 }
 
@@ -89,17 +97,17 @@ bool LiveScreen::Progress(const std::string& text) {
 }
 
 void LiveScreen::Trouble(const std::string& port, const Failure& failure) {
-    if (m_IsSaidInLines) m_Lines->Trouble(port, failure);
+    if (m_IsSaidInLines) m_Lines.Trouble(port, failure);
     AddEvent(port + ": " + failure.Text, Style::Bad);
 }
 
 void LiveScreen::Message(const std::string& port, const std::string& text) {
-    if (m_IsSaidInLines) m_Lines->Message(port, text);
+    if (m_IsSaidInLines) m_Lines.Message(port, text);
     AddEvent(port + ": " + text, Style::Dim);
 }
 
 void LiveScreen::Note(const std::string& text) {
-    if (m_IsSaidInLines) m_Lines->Note(text);
+    if (m_IsSaidInLines) m_Lines.Note(text);
     AddEvent(text, Style::Plain);
 }
 
@@ -114,6 +122,8 @@ void LiveScreen::PaintIfChanged() {
 }
 
 void LiveScreen::Paint() {
+    m_Changed = true;
+    if (!m_Out.IsIdle()) return;
     m_Content.Values = m_Values();
     m_Content.UnixMilliseconds = UnixMilliseconds();
     m_Content.Running = m_Apartment.Now() - m_Started;
@@ -123,11 +133,15 @@ void LiveScreen::Paint() {
     m_Changed = false;
 }
 
-void LiveScreen::TakeKeys() {
+void LiveScreen::TakeKeys(short ready) {
+    if ((ready & POLLIN) == 0 || (ready & POLLHUP) != 0) {
+        // The terminal has gone.
+        m_Keys.reset();
+        return m_Quit();
+    }
     while (const auto key = m_Terminal->ReadKey())
         TakeKey(*key);
     Paint();
-    m_Keys->Next();
 }
 
 void LiveScreen::TakeKey(Key key) {

@@ -2,13 +2,12 @@
 
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
-#include "host/apartment.h"
+#include "platform/real_apartment.h"
+#include "station/output/live_stream.h"
 #include "station/output/output.h"
-#include "station/screen/key_watch.h"
 #include "station/screen/layout.h"
 #include "station/screen/terminal.h"
 
@@ -18,8 +17,10 @@ namespace orvix::station {
 /// below it what the lines on standard error would say. These go to standard error as well when that is no terminal.
 class LiveScreen final : public Output {
 public:
+    /// `out` is what the terminal is painted through. `lines` says what is said as without a screen; both outlive this.
     /// `quit` is called when the user ends the program by a key, or the terminal has gone.
-    LiveScreen(std::unique_ptr<Terminal> terminal, Apartment& apartment, std::function<void()> quit);
+    LiveScreen(std::unique_ptr<Terminal> terminal, LiveStream& out, Output& lines, platform::RealApartment& apartment,
+               std::function<void()> quit);
 
     /// Where the values in the table come from.
     void Watch(std::function<std::vector<Reading>()> values) { m_Values = std::move(values); }
@@ -27,7 +28,7 @@ public:
     void Resize();
     /// Gives the terminal back. Readings are shown no more; all else goes to standard error.
     void End();
-    /// Gives the terminal back in a hurry, from any thread, right before the program ends without End.
+    /// Gives the terminal back in a hurry, in a signal's handler right before the program ends without End.
     void RestoreTerminal() const { m_Terminal->Restore(); }
 
     void Show(const Reading& reading) override;
@@ -42,27 +43,31 @@ public:
 private:
     void AddEvent(const std::string& text, Style look);
     void PaintIfChanged();
+    /// Unless what was painted last has not been taken yet.
     void Paint();
-    void TakeKeys();
+    /// `ready`: what standard input is ready for.
+    void TakeKeys(short ready);
     void TakeKey(Key key);
     /// Bounds a scroll position by what there is to see.
     void ScrollTo(std::ptrdiff_t firstDevice);
 
     std::unique_ptr<Terminal> m_Terminal;
-    Apartment& m_Apartment;
+    platform::RealApartment& m_Apartment;
     std::function<void()> m_Quit;
     std::function<std::vector<Reading>()> m_Values = [] { return std::vector<Reading>(); };
     ScreenContent m_Content;
     const Duration m_Started;
-    std::unique_ptr<Output> m_Lines;
+    LiveStream& m_Out;
+    Output& m_Lines;
     bool m_IsSaidInLines;  ///< on standard error, as without a screen
     bool m_Changed = true;
     Duration m_Painted{0};
     std::unique_ptr<Timer> m_Painting;
-    std::optional<KeyWatch> m_Keys;
+    std::unique_ptr<platform::DescriptorWatch> m_Keys;
 };
 
 /// The screen on standard output; null when that is no terminal for it.
-std::unique_ptr<LiveScreen> OpenLiveScreen(Apartment& apartment, std::function<void()> quit);
+std::unique_ptr<LiveScreen> OpenLiveScreen(LiveStream& out, Output& lines, platform::RealApartment& apartment,
+                                           std::function<void()> quit);
 
 }  // namespace orvix::station

@@ -1,9 +1,12 @@
 #include "station/screen/terminal.h"
 
 #include <langinfo.h>
+#include <poll.h>
 #include <sys/ioctl.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <clocale>
 #include <csignal>
 #include <cstdint>
@@ -71,24 +74,45 @@ bool CanBePaintedOn() {
 
 }  // namespace
 
-std::unique_ptr<Terminal> Terminal::Open() {
+std::unique_ptr<Terminal> Terminal::Open(std::ostream& out) {
     if (!CanBePaintedOn()) return nullptr;
     std::setlocale(LC_CTYPE, "");
-    auto terminal = std::unique_ptr<Terminal>(new Terminal);
+    auto terminal = std::unique_ptr<Terminal>(new Terminal(out));
     return terminal->m_Ended ? nullptr : std::move(terminal);
 }
 
-Terminal::Terminal() : m_IsUtf8(std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0) {
+Terminal::Terminal(std::ostream& out)
+    : m_Out(out),
+      m_Drawn(::fdopen(::memfd_create("screen", MFD_CLOEXEC), "w")),
+      m_IsUtf8(std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0) {
     ::tcgetattr(STDOUT_FILENO, &m_Before);
     for (const auto* name : {"rmkx", "sgr0", "op", "cnorm", "rmcup"})
         m_Restoring += Capability(name);
     // The screen library would catch it on whichever thread.
     std::signal(SIGTSTP, SIG_IGN);
-    m_Ended = newterm(nullptr, stdout, stdin) == nullptr;
+    m_Ended = !m_Drawn || newterm(nullptr, m_Drawn.get(), stdin) == nullptr;
     if (m_Ended) return;
+    TakeOver();
     PrepareColours();
     PrepareKeys();
     curs_set(0);
+    Resize();
+}
+
+/// Makes the settings that the screen library relies on: keys come at once and unchanged, lines are fed as they are.
+void Terminal::TakeOver() const {
+    auto settings = m_Before;
+    settings.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO | ECHONL);
+    settings.c_lflag |= ISIG;
+    settings.c_iflag &= ~static_cast<tcflag_t>(ICRNL | INLCR | IGNCR);
+    settings.c_oflag &= ~static_cast<tcflag_t>(ONLCR);
+    settings.c_cc[VMIN] = 1;
+    settings.c_cc[VTIME] = 0;
+    // Ctrl-C alone is to interrupt: keys that suspend the program or its output would stop the polling of the buses.
+    settings.c_cc[VSUSP] = _POSIX_VDISABLE;
+    settings.c_cc[VQUIT] = _POSIX_VDISABLE;
+    settings.c_iflag &= ~static_cast<tcflag_t>(IXON);
+    ::tcsetattr(STDOUT_FILENO, TCSANOW, &settings);
 }
 
 void Terminal::PrepareColours() {
@@ -108,18 +132,17 @@ void Terminal::PrepareColours() {
 }
 
 void Terminal::PrepareKeys() {
-    cbreak();
-    noecho();
     keypad(stdscr, TRUE);
     nodelay(stdscr, TRUE);
     set_escdelay(kEscapeDelayMs);
-    // Ctrl-C alone is to interrupt: keys that suspend the program or its output would stop the polling of the buses.
-    termios settings{};
-    ::tcgetattr(STDOUT_FILENO, &settings);
-    settings.c_cc[VSUSP] = _POSIX_VDISABLE;
-    settings.c_cc[VQUIT] = _POSIX_VDISABLE;
-    settings.c_iflag &= ~static_cast<tcflag_t>(IXON);
-    ::tcsetattr(STDOUT_FILENO, TCSANOW, &settings);
+}
+
+void Terminal::Send() {
+    const int drawn = ::fileno(m_Drawn.get());
+    std::string bytes(static_cast<std::size_t>(std::max<off_t>(::lseek(drawn, 0, SEEK_CUR), 0)), '\0');
+    bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(::pread(drawn, bytes.data(), bytes.size(), 0), 0)));
+    ::lseek(drawn, 0, SEEK_SET);
+    m_Out << bytes << std::flush;
 }
 
 ScreenSize Terminal::Size() const {
@@ -138,6 +161,7 @@ void Terminal::Paint(const std::vector<StyledLine>& picture) {
     }
     wattrset(stdscr, A_NORMAL);
     wrefresh(stdscr);
+    Send();
 }
 
 void Terminal::Resize() {
@@ -160,12 +184,17 @@ void Terminal::End() {
     if (m_Ended) return;
     m_Ended = true;
     endwin();
+    Send();
+    ::tcsetattr(STDOUT_FILENO, TCSANOW, &m_Before);
     std::signal(SIGTSTP, SIG_DFL);
 }
 
 void Terminal::Restore() const {
-    // Nothing could be done about a terminal that does not take it.
-    [[maybe_unused]] const auto written = ::write(STDOUT_FILENO, m_Restoring.data(), m_Restoring.size());
+    // One that is stopped would keep the program.
+    pollfd terminal{STDOUT_FILENO, POLLOUT, 0};
+    if (::poll(&terminal, 1, 0) == 1) {
+        [[maybe_unused]] const auto written = ::write(STDOUT_FILENO, m_Restoring.data(), m_Restoring.size());
+    }
     ::tcsetattr(STDOUT_FILENO, TCSANOW, &m_Before);
 }
 

@@ -2,8 +2,10 @@
 
 #include <termios.h>
 
+#include <cstdio>
 #include <memory>
 #include <optional>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -14,13 +16,17 @@ namespace orvix::station {
 
 enum class Key { Up, Down, PageUp, PageDown, Home, End, Redraw, Quit, Other };
 
+struct CloseFile {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
 /// The terminal on standard output as a screen: lines in, keys out. All members but Restore are for the thread that
 /// opened it.
 class Terminal {
 public:
     /// Null when standard output is no terminal, one that cannot be painted on, or one that belongs to another program
-    /// at present.
-    static std::unique_ptr<Terminal> Open();
+    /// at present. `out` takes what is sent to it, a flush at a time.
+    static std::unique_ptr<Terminal> Open(std::ostream& out);
     ~Terminal() { End(); }
     Terminal(const Terminal&) = delete;
     Terminal& operator=(const Terminal&) = delete;
@@ -38,14 +44,20 @@ public:
     /// Gives the terminal back as it was.
     void End();
 
-    /// The same in a hurry, from any thread, right before the program ends without End.
+    /// The same in a hurry, in a signal's handler right before the program ends without End.
     void Restore() const;
 
 private:
-    Terminal();
+    explicit Terminal(std::ostream& out);
+    void TakeOver() const;
     void PrepareColours();
-    void PrepareKeys();
+    static void PrepareKeys();
+    /// Sends what the screen library has drawn.
+    void Send();
 
+    std::ostream& m_Out;
+    /// What the screen library takes for the terminal: a file in memory, since it would wait for one that is stopped.
+    std::unique_ptr<std::FILE, CloseFile> m_Drawn;
     bool m_IsUtf8 = false;
     bool m_Ended = false;
     termios m_Before{};                  ///< the terminal's settings as they were

@@ -36,7 +36,6 @@ TEST(TraceSocket, IsLookedForOnceAndReplacedWhenStale) {
     EXPECT_FALSE(early.Found());
     EXPECT_TRUE(SocketTraceViewer(1, folder.Path).Found());
     EXPECT_THROW(TraceListener{folder.Path}, Error) << "two viewers";
-    listener.Stop();
     EXPECT_EQ(listener.Receive(), std::nullopt);
 }
 
