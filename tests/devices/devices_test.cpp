@@ -44,6 +44,9 @@ TEST_F(DevicesTest, AddFindAndRemove) {
     EXPECT_EQ(Changes, 2);
     Devices.Remove("13");
     EXPECT_THAT(Host.Reports.All.back(), HasSubstr("Unsupported device model0"));
+    Devices.Destroy();
+    EXPECT_EQ(Devices.Count() + static_cast<int>(Devices.VarsEx().Count()), 0);
+    EXPECT_FALSE(Devices.Exists("12") || Devices.Adapter() || sensor->Adapter());
 }
 
 TEST_F(DevicesTest, EqualTagsAreReplaced) {

@@ -78,6 +78,18 @@ TEST_F(RecordsTest, MonitoringSwitches) {
     EXPECT_THAT(Records(m_Sensor), ElementsAre("1 NB1/2x3/104/6/1 ---- 0/0", "2 NB1/2x3/104/6/2 ---- 0/0"));
 }
 
+TEST_F(RecordsTest, TracingOfADeviceIsThatOfItsApartment) {
+    EXPECT_EQ(m_Sensor.LogPath(), "/lib/Log/");
+    m_Sensor.LogPath("/trace");
+    m_Sensor.LogMode(true);
+    EXPECT_TRUE(m_Sensor.LogMode());
+    cEventTracer tracer(m_Host.Services);
+    tracer.TraceEvent("on");
+    m_Sensor.LogMode(false);
+    tracer.TraceEvent("off");
+    EXPECT_EQ(m_Host.Stores.FileContents.at("/trace/2026-11-22.log"), "on\n");
+}
+
 TEST_F(RecordsTest, WhatAnAnswerTells) {
     const auto alarm = "changed:5";
     const struct {

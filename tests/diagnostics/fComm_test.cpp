@@ -58,6 +58,24 @@ TEST_F(DebugWindowTest, SimulationFieldsAreKeptByPortAndStoredAtUnload) {
     EXPECT_EQ(fields(other), "0;-40.0;84.9;255");
 }
 
+TEST_F(DebugWindowTest, EveryChangeIsTold) {
+    fComm window(m_Host.Services);
+    std::vector<std::string> changed;
+    window.Window().Changed = [&](const std::string& name) { changed.push_back(name.empty() ? "window" : name); };
+    for (const bool active : {true, false}) {
+        window.Activity(active);
+        EXPECT_EQ(window.Window().Controls["lblThreadID"].Highlighted, active);
+        window.Visible(active);
+        EXPECT_EQ(window.Window().Visible, active);
+    }
+    const std::vector<std::string> both{"lblThreadID", "window", "lblThreadID", "window"};
+    EXPECT_EQ(std::exchange(changed, {}), both);
+    window.Init(2, "3", true);
+    EXPECT_EQ(changed, (std::vector<std::string>{"window", "chkDebugMode", "chkEvents", "txtSymDelay", "txtSymMin",
+                                                 "txtSymMax", "txtSymDig"}));
+    EXPECT_TRUE(window.Window().Controls["chkEvents"].Checked);
+}
+
 TEST_F(DebugWindowTest, LogDropsItsOldestText) {
     fComm window(m_Host.Services);
     std::vector<std::string> changed;

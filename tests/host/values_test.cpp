@@ -97,6 +97,12 @@ TEST(TextTest, LeadingNumbers) {
     }
 }
 
+TEST(TextTest, OnlyTheLettersOfAsciiHaveACase) {
+    EXPECT_TRUE(EqualsIgnoringCase("AZ@[az", "az@[AZ"));
+    for (const auto& [a, b] : {std::pair("@", "`"), {"[", "{"}, {"a", "ab"}, {"\xC4", "\xE4"}})
+        EXPECT_FALSE(EqualsIgnoringCase(a, b));
+}
+
 TEST(TextTest, FieldsSplitAsTheyWereJoined) {
     const std::vector<std::string> fields = {"", "a", "", "b", ""};
     EXPECT_EQ(SplitFields(JoinFields({"", "a", "", "b", ""})), fields);
@@ -116,6 +122,31 @@ TEST(DateTest, EveryDayOfTheCalendarGoesThereAndBack) {
     for (const double outside : {-657435.0, 2958466.0, 2958465.9999999, std::nan(""), HUGE_VAL}) {
         EXPECT_EQ(Raised([&] { ToCivilTime({outside}); }), errors::Overflow) << outside;
     }
+}
+
+TEST(DateTest, PartsOfADateAreWithinTheirRanges) {
+    const auto accepted = [](CivilTime time) { return Raised([&] { FromCivilTime(time); }) == errors::None; };
+    const struct {
+        int CivilTime::*Part;
+        int Low, High;
+    } parts[] = {{&CivilTime::Year, 100, 9999}, {&CivilTime::Month, 1, 12},  {&CivilTime::Day, 1, 31},
+                 {&CivilTime::Hour, 0, 23},     {&CivilTime::Minute, 0, 59}, {&CivilTime::Second, 0, 59}};
+    for (const auto& [part, low, high] : parts) {
+        for (const int value : {low - 1, low, high, high + 1}) {
+            CivilTime time{2024, 1, 2, 3, 4, 5};
+            time.*part = value;
+            EXPECT_EQ(accepted(time), value >= low && value <= high) << value;
+        }
+    }
+    const std::pair<int, int> februaries[] = {{2023, 28}, {2024, 29}, {1900, 28}, {2000, 29}};
+    for (const auto& [year, days] : februaries) {
+        EXPECT_TRUE(accepted({year, 2, days, 0, 0, 0}));
+        EXPECT_FALSE(accepted({year, 2, days + 1, 0, 0, 0}));
+    }
+    EXPECT_EQ(FromCivilTime({1970, 1, 1, 6, 30, 36}).Days, 25569 + 23436.0 / 86400);
+    EXPECT_EQ(Format(FromCivilTime({907, 4, 3, 2, 1, 0}), "YYYY yy mm/DD Hh:nN:ss x"), "0907 07 04/03 02:01:00 x");
+    EXPECT_EQ(FromUnixMilliseconds(86400000 + 43200000).Days, 25570.5);
+    EXPECT_EQ(AddMinutes({1.0}, -36 * 60).Days, -0.5);
 }
 
 TEST(DateTest, SampleTimesRoundTripToTheSecond) {
