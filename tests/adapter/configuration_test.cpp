@@ -28,9 +28,41 @@ TEST_F(ConfigurationTest, TheDriverIsToldWhatIsWritten) {
     Init();
     EXPECT_THAT(Driver->Writes, ElementsAre("Path=/data/", "DebugMode=True", "LogMode=1", "LogPath=/trace",
                                             "Simulation=True", "PortType=7", "PortAddress=9", "NetRetry=32767"));
-    EXPECT_THAT(Host.Database.Opened, ElementsAre("/data/Orvix.mdb|/data/Orvix.mdw|NineChars|Secret123"));
+    EXPECT_THAT(Host.Database.Opened, ElementsAre("/data/Orvix.mdb|/data/Orvix.mdw|NineChars|Secret123",
+                                                  "devices in /data/", "plant in /data/"));
+    EXPECT_EQ(Apartment.Running(), "10");
     Host.Run(10);
     EXPECT_THAT(Driver->Peer.Take(), Contains("CONNECT"));
+}
+
+TEST_F(ConfigurationTest, InitStartsNothing) {
+    Adapter.MonitorVars(true);
+    Adapter.MonitorNet(true);
+    Init();
+    EXPECT_EQ(Apartment.Running(), "");
+    Host.Run(10000);
+    EXPECT_THAT(Driver->Peer.Take(), IsEmpty());
+    EXPECT_THAT(Subscriber.Take(), IsEmpty());
+    EXPECT_EQ(Adapter.ServerIPCName().find("AdapterNB1_"), 0U);
+    EXPECT_EQ(Adapter.SubscriberIPCName(), "HOST");
+    EXPECT_EQ(Adapter.Driver(), Driver);
+}
+
+// Each switch has a timer, which runs while the adapter is online.
+TEST_F(ConfigurationTest, PollingTimersRunOnlineOnly) {
+    Init();
+    Adapter.PollingMSecs(500);
+    for (const bool online : {false, true}) {
+        Adapter.OnLine(online);
+        for (const bool net : {false, true}) {
+            for (const bool vars : {false, true}) {
+                Adapter.MonitorVars(vars);
+                Adapter.MonitorNet(net);
+                const std::string expected = std::string("10") + (online && net ? " 500" : "");
+                EXPECT_EQ(Apartment.Running(), expected + (online && vars ? " 7000" : ""));
+            }
+        }
+    }
 }
 
 TEST_F(ConfigurationTest, IntervalsHaveAFloorAndADefault) {

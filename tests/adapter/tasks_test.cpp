@@ -157,6 +157,7 @@ TEST_F(TasksTest, LostConnectionFailsPendingTasks) {
     Host.Run(10);
     for (const auto& task : tasks) {
         EXPECT_EQ(task->e(), errors::NotConnected);
+        EXPECT_EQ(task->eDescr(), "The device is not connected");
         EXPECT_EQ(task->Executed(), task->DeviceOrigin() == 1);
     }
     EXPECT_EQ(entry->Data().e, errors::NotConnected);
@@ -171,6 +172,35 @@ TEST_F(TasksTest, LostConnectionFailsPendingTasks) {
     EXPECT_EQ(tasks.front()->e(), errors::None);
     EXPECT_THAT(Driver->TakeWork(), IsEmpty());
     EXPECT_EQ(entry->Data().ResultList.size(), 1U);
+}
+
+// Whatever way a task comes in, it goes the same way; its host is told the same.
+TEST_F(TasksTest, EveryWayInLeadsThrough) {
+    Connect();
+    Driver->Peer.Endpoint().SendProgress("driver at work", 1, 2, 3);
+    Host.Run(0);
+    EXPECT_THAT(Subscriber.Take(), ElementsAre("progress:driver at work:1:2:3"));
+    const auto byMessage = Entry(*Reading("5"));
+    const auto byKey = Entry(*Reading("5", ORVIXCNB1_VAR_SERIAL_NUMBER));
+    const auto first = Entry(*Reading("5", ORVIXCNB1_VAR_TEMP_LOG));
+    Subscriber.Endpoint().SendNewWork(byMessage->Name());
+    Host.Run(0);
+    Adapter.NewWork(byKey->Name(), 0);
+    Adapter.NewWork(first->Name(), 1);
+    EXPECT_FALSE(Object.Busy());
+    std::vector<std::string> sent;
+    for (const SharedEntry* entry : {first.get(), byMessage.get(), byKey.get()}) {
+        const std::string key = NextWork();
+        sent.push_back(Driver->Load(key)->Name() + " " + Hex(Driver->Load(key)->Cmd().ToText()));
+        EXPECT_TRUE(Object.Busy());
+        EXPECT_TRUE(Driver->Load(key)->CmdSended());
+        Driver->Answer(key, {kReply24});
+        Host.Run(10);
+        EXPECT_TRUE(entry->Succeeded());
+    }
+    EXPECT_THAT(sent, ElementsAre("Reading Temp log Device 5 ", "Reading Temp Device 5 0B 00",
+                                  "Reading Serial number Device 5 00 07"));
+    EXPECT_FALSE(Object.Busy());
 }
 
 TEST_F(TasksTest, ClosingAnswersWorkThatCameInWhileOffline) {

@@ -53,8 +53,11 @@ TEST(VariantTest, WhatIsNoNumberIsATypeMismatch) {
     }
     EXPECT_EQ(Variant().ToDouble(), 0);
     EXPECT_EQ(Variant(true).ToLong(), -1);
-    EXPECT_TRUE(Variant("true").ToBoolean());
-    EXPECT_FALSE(Variant("0").ToBoolean());
+    for (const Variant& value :
+         {Variant(" tRUE "), Variant("-1"), Variant("0.1"), Variant(2), Variant(0.5F), Variant(true)})
+        EXPECT_TRUE(value.ToBoolean());
+    for (const Variant& value : {Variant(), Variant(" False "), Variant("0"), Variant(0.0), Variant(false)})
+        EXPECT_FALSE(value.ToBoolean());
 }
 
 TEST(VariantTest, TextsOfValues) {

@@ -28,29 +28,30 @@ struct MemoryConnection : HostDatabase {
 struct MemoryDevices : SQLDevices {
     explicit MemoryDevices(MemoryDatabase& database) : m_Database(database) {}
 
-    void Path(const std::string&) override {}
-    void Load() override {}
+    void Path(const std::string& path) override { m_Database.Opened.push_back("devices in " + path); }
+    void Load() override { m_Loaded = m_Database.Registered; }
     std::optional<RegisteredDevice> Find(const std::string& address) const override {
-        const auto found = std::ranges::find(m_Database.Registered, address, &RegisteredDevice::Address);
-        return found == m_Database.Registered.end() ? std::nullopt : std::optional(*found);
+        const auto found = std::ranges::find(m_Loaded, address, &RegisteredDevice::Address);
+        return found == m_Loaded.end() ? std::nullopt : std::optional(*found);
     }
     std::vector<std::string> Addresses() const override {
         std::vector<std::string> addresses;
-        for (const auto& device : m_Database.Registered)
+        for (const auto& device : m_Loaded)
             addresses.push_back(device.Address);
         return addresses;
     }
 
     MemoryDatabase& m_Database;
+    std::vector<RegisteredDevice> m_Loaded;
 };
 
 struct MemoryPlantDevices : SQLPlantDevices {
     explicit MemoryPlantDevices(MemoryDatabase& database) : m_Database(database) {}
 
-    void Path(const std::string&) override {}
-    void Load() override {}
+    void Path(const std::string& path) override { m_Database.Opened.push_back("plant in " + path); }
+    void Load() override { m_Devices.Load(); }
     std::string Name(const std::string& address) const override {
-        const auto device = MemoryDevices(m_Database).Find(address);
+        const auto device = m_Devices.Find(address);
         return device ? m_Database.PlantNames[device->SerialNumber] : "";
     }
     void SetName(const std::string& serialNumber, const std::string& name) override {
@@ -58,6 +59,7 @@ struct MemoryPlantDevices : SQLPlantDevices {
     }
 
     MemoryDatabase& m_Database;
+    MemoryDevices m_Devices{m_Database};
 };
 
 }  // namespace

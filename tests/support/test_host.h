@@ -62,7 +62,8 @@ public:
     std::vector<RegisteredDevice> Registered;
     std::map<std::string, std::string> PlantNames;  ///< serial number -> name
     bool OpenFails = false;
-    std::vector<std::string> Opened;  ///< "file|workgroup|user|password" of each Open
+    /// "file|workgroup|user|password" of each Open, "devices in path" and "plant in path".
+    std::vector<std::string> Opened;
 };
 
 class RecordingReports : public Reports {
