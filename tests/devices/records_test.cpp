@@ -122,5 +122,51 @@ TEST_F(RecordsTest, WhatAnAnswerTells) {
     EXPECT_THAT(m_Adapter.Tasks, IsEmpty());
 }
 
+TEST_F(RecordsTest, AnOldLogIsAskedForAgain) {
+    m_Sensor.Mission().SimulateTrend(true);
+    m_Sensor.ResponseInterpreter(*Answered(2, Bytes("83 40 00 00")));
+    ASSERT_FALSE(m_Adapter.Tasks.empty());
+    auto& task = dynamic_cast<iOrvixTaskNB1&>(*m_Adapter.Tasks.back());
+    EXPECT_EQ(task.Tag(), JoinFields({"5", "106", "1", "1", "4"}));
+}
+
+TEST_F(RecordsTest, StateCarriesEveryField) {
+    m_Sensor.SerialNumber("S1");
+    m_Sensor.Name("Oven");
+    m_Sensor.PwdR("r");
+    m_Sensor.PwdRW("rw");
+    for (const bool connected : {false, true}) {
+        m_Sensor.ConnectedEx(connected);
+        m_Sensor.Monitor(!connected);
+        PropertyBag fields;
+        fields.WriteProperty("SerialNumber", "S1");
+        fields.WriteProperty("Address", "5");
+        fields.WriteProperty("DeviceModel", 106);
+        fields.WriteProperty("DeviceOrigin", 1);
+        fields.WriteProperty("Name", "Oven");
+        fields.WriteProperty("PwdR", "r");
+        fields.WriteProperty("PwdRW", "rw");
+        fields.WriteProperty("Connected", connected);
+        fields.WriteProperty("Monitor", !connected);
+        PropertyBag state;
+        state.Contents(m_Sensor.GetSuperState());
+        EXPECT_EQ(state.ReadProperty("SerialNumber"), Variant("S1"));
+        EXPECT_EQ(state.ReadProperty("Address"), Variant("5"));
+        EXPECT_EQ(state.ReadProperty("DeviceModel"), Variant(106));
+        EXPECT_EQ(state.ReadProperty("State"), Variant(fields.Contents()));
+        EXPECT_EQ(state.ReadProperty("VarsCount"), Variant(2));
+        EXPECT_EQ(state.ReadProperty("Var1"), Variant(Var(m_Sensor, 1).GetSuperState()));
+        EXPECT_EQ(state.ReadProperty("Var2"), Variant(Var(m_Sensor, 2).GetSuperState()));
+
+        cOrvixNB1TP copy(m_Host.Services);
+        copy.SetSuperState(m_Sensor.GetSuperState());
+        EXPECT_EQ(copy.Address() + copy.Name() + copy.SerialNumber() + copy.PwdR() + copy.PwdRW(), "5OvenS1rrw");
+        EXPECT_EQ(copy.ConnectedEx(), connected);
+        EXPECT_EQ(copy.Monitor(), !connected);
+        EXPECT_EQ(copy.DeviceOrigin(), 1);
+        EXPECT_EQ(Records(copy), Records(m_Sensor));
+    }
+}
+
 }  // namespace
 }  // namespace orvix::tests

@@ -78,6 +78,76 @@ TEST_F(DriverTest, ClosesEverythingWhenDestroyedAndStaysSafeToCall) {
     Driver.reset();
 }
 
+TEST_F(DriverTest, ACancelledWorkItemIsMarkedAndAnsweredAsNothing) {
+    const auto entry = Entry({.CmdType = ORVIXCNB1_TA_GET_DEVICELIST});
+    const SharedData& data = entry->Data();
+    Adapter.Endpoint().SendNewWork(entry->Name());
+    Host.Run(0);
+    EXPECT_TRUE(data.Processed && !data.Cancelled && data.ArgumentList.empty());
+    for (const char* tag : {"OtherTask", "CancelTask"}) {
+        entry->Data().Processed = false;
+        Driver->FireTimer(tag, 0);  // of the item accepted last
+        EXPECT_TRUE(data.Processed);
+        EXPECT_EQ(data.Cancelled, std::string(tag) == "CancelTask");
+        EXPECT_EQ(data.ResultList.size(), 1U);
+    }
+    Host.Run(0);
+    EXPECT_THAT(Adapter.Take(), testing::Each("TASKCOMPLETE | 0 | "));
+}
+
+TEST_F(DriverTest, TheDebugWindowFollowsTheModeAndThePort) {
+    DebugWindow& window = *Host.Reports.Window;
+    EXPECT_FALSE(window.Visible);
+    Driver->DebugMode(true);
+    EXPECT_EQ(window.Caption, " Debug Driver on port 3");
+    EXPECT_TRUE(window.Visible && window.Controls["chkDebugMode"].Checked);
+    Driver->PortAddress("4");
+    EXPECT_EQ(window.Caption, " Debug Driver on port 4");
+    std::vector<bool> activity;
+    window.Changed = [&](const std::string& name) {
+        if (name == "lblThreadID") activity.push_back(window.Controls[name].Highlighted);
+    };
+    Execute({.CmdType = ORVIXCNB1_TA_GET_DEVICELIST});
+    Execute({.CmdType = ORVIXCNB1_TA_SET_VAR});
+    EXPECT_THAT(activity, ElementsAre(true, false, true, false));
+    window.Changed = {};
+    Driver->DebugMode(false);
+    EXPECT_FALSE(window.Visible);
+    Execute({.CmdType = ORVIXCNB1_TA_GET_DEVICELIST});
+    EXPECT_EQ(activity.size(), 4U);
+}
+
+TEST_F(DriverTest, TracesThePortAndFailures) {
+    Driver->LogPath("/trace");
+    Driver->LogMode(1);
+    Send("CONNECT");
+    Execute({.CmdType = ORVIXCNB1_TA_SET_VAR});
+    Send("DISCONNECT");
+    Driver->LogMode(0);
+    Send("CONNECT");
+    const std::string place = " (PlexaERR.Check.cOrvixDriverNB1.NetRequest Port 3)\n";
+    EXPECT_EQ(Host.Stores.FileContents["/trace/2026-11-22.log"],
+              "OrvixNimbo1Lib.cOrvixDriverNB1.Connect Port 3\nTask not executed: Invalid CmdType" + place +
+                  "OrvixNimbo1Lib.cOrvixDriverNB1.iOrvixDriver_Disconnect Port 3\n");
+}
+
+TEST_F(DriverTest, APortThatCannotBeOpenedIsNoConnection) {
+    Host.Line.MissingUntil = std::chrono::seconds(5);
+    Host.Line.Log.clear();
+    Send("CONNECT");
+    EXPECT_THAT(Adapter.Take(), ElementsAre("DISCONNECTED"));
+    ASSERT_EQ(Host.Reports.All.size(), 1U);
+    EXPECT_THAT(Host.Reports.All[0], AllOf(HasSubstr("cOrvixDriverNB1.iOrvixDriver_Connect Port 3)"),
+                                           HasSubstr("cOrvixDriverNB1.m_IPC_CustomMessage")));
+    Host.Run(5000);
+    Send("CONNECT");
+    EXPECT_THAT(Adapter.Take(), ElementsAre("CONNECTED"));
+    EXPECT_THAT(Host.Line.Log, ElementsAre("CommPort=3", "PortOpen=True", "CommPort=3", "PortOpen=True"));
+    EXPECT_THROW(Driver->PortType(7), Error);
+    Send("CONNECT");
+    EXPECT_THAT(Adapter.Take(), ElementsAre("CONNECTED")) << "the port is the one before";
+}
+
 TEST_F(DriverTest, AWorkItemThatCannotBeLoadedIsAnsweredAndLeavesTheDriverUsable) {
     const auto broken = Entry({});
     broken->Data().ArgumentList = {{1, 2, 3}};

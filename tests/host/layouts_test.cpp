@@ -120,6 +120,10 @@ TEST(Layouts, ARecordSet) {
     for (const int size : {0, 1, 65535, 65536})
         EXPECT_EQ(accepts({"A", FieldType::Char, size}), size == 1 || size == 65535);
     EXPECT_FALSE(accepts({"A", FieldType::Boolean, 1}));
+    for (const std::size_t columns : {65535U, 65536U}) {
+        const RecordSet wide(std::vector<FieldDefinition>(columns, {"", FieldType::Boolean}));
+        EXPECT_EQ(Raised([&] { wide.Save(); }).empty(), columns == 65535);
+    }
     for (const std::size_t length : {255U, 256U})
         EXPECT_EQ(accepts({std::string(length, 'n'), FieldType::Currency}), length == 255);
 }

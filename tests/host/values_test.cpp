@@ -43,7 +43,9 @@ TEST(VariantTest, NumbersRoundHalvesToEvenAndAreBounded) {
     EXPECT_EQ(Raised([] { Variant(std::nan("")).ToLong(); }), errors::Overflow);
     EXPECT_EQ(Raised([] { Variant(1e39).ToSingle(); }), errors::Overflow);
     EXPECT_EQ(Currency::FromDouble(0.00025).Scaled, 2);
-    EXPECT_EQ(Raised([] { Currency::FromDouble(1e15); }), errors::Overflow);
+    EXPECT_EQ(Currency::FromDouble(-922337203685477.5808).Scaled, std::numeric_limits<std::int64_t>::min());
+    for (const double beyond : {1e15, 922337203685477.5808, -922337203685477.9, std::nan("")})
+        EXPECT_EQ(Raised([&] { Currency::FromDouble(beyond); }), errors::Overflow);
 }
 
 TEST(VariantTest, WhatIsNoNumberIsATypeMismatch) {
