@@ -20,13 +20,13 @@ constexpr ReportPageSetup kReportPage{
 constexpr std::size_t kReportTimeColumn = 0;
 constexpr std::size_t kReportTempColumn = 2;
 
-/// Visits the time text and the temperature of each row, in the order of the table.
+/// Visits a time text and the temperature of each row, in the order of the table.
 template <class Visit>
-void ForEachSample(RecordSet& log, Visit visit) {
-    const RecordSet::Column timeVal = log.ColumnOf("timeVal");
+void ForEachSample(RecordSet& log, const char* timeColumn, Visit visit) {
+    const RecordSet::Column time = log.ColumnOf(timeColumn);
     const RecordSet::Column temp = log.ColumnOf("temp");
     for (log.MoveFirst(); !log.EndOfFile(); log.MoveNext())
-        visit(log.Field(timeVal).ToText(), log.Field(temp));
+        visit(log.Field(time).ToText(), log.Field(temp));
 }
 
 /// A line of the listing.
@@ -109,7 +109,7 @@ std::string cOrvixNB1Device::TextListing(const std::string& exportAddress) {
     text += ListingLine({"Rate: " + NumberText(std::int32_t{mission.Rate()}), "", ""});
     text += ListingLine({"", "", ""});
     text += ListingLine({kDateHeading, kTimeHeading, kTempHeading});
-    ForEachSample(MissionLog(), [&text](const std::string& timeVal, const Variant& temp) {
+    ForEachSample(MissionLog(), "timeVal", [&text](const std::string& timeVal, const Variant& temp) {
         text += ListingLine({timeVal, timeVal, temp.ToText()});
     });
     return text;
@@ -138,8 +138,9 @@ void cOrvixNB1Device::WriteReport(const std::string& FileName, const std::string
                     .LowLimit = {}};
     AddLimits(plot, log);
     report->Plot(plot);
-    ForEachSample(log, [&report](const std::string& timeVal, const Variant& temp) {
-        const Date time = ParseSampleTime(timeVal);
+    // The text that people read has two digits of the year only.
+    ForEachSample(log, "ChartTime", [&report](const std::string& chartTime, const Variant& temp) {
+        const Date time = ChartTimeToDate(chartTime);
         report->Row({time, Format(time, "hh:nn"), temp});
     });
     report->Close();

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "host/error.h"
+#include "host/text.h"
 #include "host/variant.h"
 
 namespace orvix {
@@ -83,6 +84,15 @@ constexpr PatternField kPatternFields[] = {
     {"hh", &CivilTime::Hour},   {"nn", &CivilTime::Minute}, {"ss", &CivilTime::Second},
 };
 
+constexpr std::string_view kChartPattern = "yyyymmddhhnnss";
+
+/// The field that a pattern begins with; null when it begins with another character.
+const PatternField* FieldAt(std::string_view pattern) {
+    const auto* field = std::find_if(std::begin(kPatternFields), std::end(kPatternFields),
+                                     [&](const PatternField& f) { return BeginsWith(pattern, f.Name); });
+    return field == std::end(kPatternFields) ? nullptr : field;
+}
+
 }  // namespace
 
 DayAndSecond ToDayAndSecond(Date date) {
@@ -124,9 +134,8 @@ std::string Format(Date date, std::string_view pattern) {
     std::string text;
     text.reserve(pattern.size());
     while (!pattern.empty()) {
-        const auto* field = std::find_if(std::begin(kPatternFields), std::end(kPatternFields),
-                                         [&](const PatternField& f) { return BeginsWith(pattern, f.Name); });
-        if (field == std::end(kPatternFields)) {
+        const PatternField* field = FieldAt(pattern);
+        if (field == nullptr) {
             text.push_back(pattern.front());
             pattern.remove_prefix(1);
         } else {
@@ -135,23 +144,6 @@ std::string Format(Date date, std::string_view pattern) {
         }
     }
     return text;
-}
-
-Date ParseSampleTime(std::string_view text) {
-    constexpr std::string_view kForm = "dd/mm/yy hh:nn:ss";
-    constexpr int CivilTime::*kFields[] = {&CivilTime::Day,  &CivilTime::Month,  &CivilTime::Year,
-                                           &CivilTime::Hour, &CivilTime::Minute, &CivilTime::Second};
-    if (text.size() != kForm.size()) RaiseNoDate(text);
-    CivilTime time;
-    for (std::size_t i = 0; i < std::size(kFields); ++i) {
-        const int tens = text[i * 3] - '0';
-        const int ones = text[i * 3 + 1] - '0';
-        const bool separated = i + 1 == std::size(kFields) || text[i * 3 + 2] == kForm[i * 3 + 2];
-        if (tens < 0 || tens > 9 || ones < 0 || ones > 9 || !separated) RaiseNoDate(text);
-        time.*kFields[i] = tens * 10 + ones;
-    }
-    time.Year += time.Year < 30 ? 2000 : 1900;
-    return FromCivilTime(time);
 }
 
 Date AddMinutes(Date date, std::int32_t minutes) {
@@ -166,7 +158,21 @@ Date DeviceTimeToDate(std::string_view deviceTime) {
 }
 
 std::string DateToChartTime(Date date) {
-    return Format(date, "yyyymmddhhnnss");
+    return Format(date, kChartPattern);
+}
+
+Date ChartTimeToDate(std::string_view chartTime) {
+    if (chartTime.size() != kChartPattern.size() ||
+        chartTime.find_first_not_of("0123456789") != std::string_view::npos) {
+        RaiseNoDate(chartTime);
+    }
+    CivilTime time;
+    for (std::size_t at = 0; at < kChartPattern.size();) {
+        const PatternField& field = *FieldAt(kChartPattern.substr(at));
+        time.*field.Value = LeadingNumber(chartTime.substr(at, field.Name.size()));
+        at += field.Name.size();
+    }
+    return FromCivilTime(time);
 }
 
 Date FromUnixMilliseconds(std::int64_t milliseconds) {

@@ -34,10 +34,6 @@ Date FromCivilTime(const CivilTime& time);
 /// themselves.
 std::string Format(Date date, std::string_view pattern);
 
-/// Reads a text of the form "dd/mm/yy hh:nn:ss"; years 00 to 29 are 2000 to 2029, 30 to 99 are 1930 to 1999.
-/// Raises TypeMismatch for any other text.
-Date ParseSampleTime(std::string_view text);
-
 Date AddMinutes(Date date, std::int32_t minutes);
 
 /// Device time is a count of seconds since 1970-01-01 00:00:00 UTC, as the text of a plain number.
@@ -46,6 +42,8 @@ Date DeviceTimeToDate(std::string_view deviceTime);
 
 /// The 14 characters yyyymmddhhnnss.
 std::string DateToChartTime(Date date);
+/// The date of such a text. Raises TypeMismatch for any other.
+Date ChartTimeToDate(std::string_view chartTime);
 
 /// The date of a time in milliseconds since 1970-01-01 00:00:00 UTC.
 Date FromUnixMilliseconds(std::int64_t milliseconds);

@@ -52,8 +52,7 @@ void LogRowMaker::SetTime(Date time) {
     const DayAndSecond split = ToDayAndSecond(time);
     if (m_Day != split.Day) {
         m_Row.TimeVal = Format(time, "dd/mm/yy hh:nn:ss");
-        // The chart shows the year that the two digits of the text stand for.
-        m_Row.ChartTime = DateToChartTime(ParseSampleTime(m_Row.TimeVal));
+        m_Row.ChartTime = DateToChartTime(time);
         m_Day = split.Day;
         return;
     }

@@ -40,9 +40,9 @@ struct ExportTest : testing::Test {
         return dynamic_cast<cOrvixNB1TPMission&>(dynamic_cast<cOrvixNB1Device&>(*Sensor).Mission());
     }
 
-    void Log(const std::vector<float>& samples) {
+    void Log(const std::vector<float>& samples, double start = 1'795'000'000) {  // 2026-11-18 11:06:40
         auto& status = MissionStatusSeam::Status(Mission());
-        status.StartValue = 1'795'000'000;  // 2026-11-18 11:06:40
+        status.StartValue = start;
         status.MissionSamples = static_cast<std::int32_t>(samples.size());
         status.Rate = 90;
         MissionStatusSeam::SetTempLog(Mission(), samples);
@@ -88,6 +88,11 @@ TEST_F(ExportTest, ReportDocument) {
     limits = {.HighAlarm = 0, .LowAlarm = -5};
     Log({-5});
     EXPECT_EQ(Saved(*Sensor, kFileFormatReport), head + "0|-5|\n18/11/2026 11:06:40|11:06|-5|\n");
+    for (const auto& [start, shown] : {std::pair(1'893'456'000.0, "01/01/2030"), {4'102'444'800.0, "01/01/2100"}}) {
+        Log({20.5F}, start);
+        EXPECT_THAT(Saved(*Sensor, kFileFormatReport), HasSubstr(shown));
+        EXPECT_THAT(Saved(*Sensor, kFileFormatText), HasSubstr(std::string(shown, 6) + (shown + 8) + " 00:00:00\t"));
+    }
 }
 
 TEST_F(ExportTest, ADeviceFileGoesRound) {
