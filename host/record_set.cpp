@@ -81,7 +81,6 @@ RecordSet::RecordSet(std::vector<FieldDefinition> fields) : m_Fields(std::move(f
     }
     const std::size_t rows = std::max<std::size_t>(kUsualBlockLength / std::max<std::size_t>(m_RowLength, 1), 1);
     m_BlockShift = static_cast<unsigned>(std::bit_width(rows) - 1);
-    m_NewRow.resize(m_RowLength);
 }
 
 RecordSet::Column RecordSet::ColumnOf(std::string_view name) const {
@@ -126,11 +125,12 @@ void RecordSet::AppendRow() {
 }
 
 void RecordSet::AddNew() {
-    std::fill(m_NewRow.begin(), m_NewRow.end(), std::uint8_t{0});
+    m_NewRow.assign(m_RowLength, 0);
     m_Adding = true;
 }
 
 void RecordSet::AddNewAlike() {
+    m_NewRow.resize(m_RowLength);
     m_Adding = true;
 }
 

@@ -120,7 +120,7 @@ private:
     std::size_t m_RowLength = 0;
     unsigned m_BlockShift = 0;           // a full block has 2^m_BlockShift rows
     std::vector<ByteArray> m_Blocks;     // rows in blocks: a growing table is never copied
-    ByteArray m_NewRow;                  // the row being added
+    ByteArray m_NewRow;                  // the row being added; nothing before the first
     std::vector<std::uint32_t> m_Order;  // rows in sorted order; empty without a sort
     std::size_t m_Rows = 0;
     std::size_t m_Cursor = 0;

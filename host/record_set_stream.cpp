@@ -12,6 +12,7 @@ namespace {
 
 constexpr std::uint8_t kHeader[] = {'N', 'B', '1', 'R', 1};
 constexpr std::size_t kMaxColumns = std::numeric_limits<std::uint16_t>::max();
+constexpr std::size_t kShortestColumn = 8;  // one without a name
 
 template <class Number>
 void Append(ByteArray& stream, Number value) {
@@ -34,6 +35,20 @@ class RecordSet::StreamReader : public ByteReader {
 public:
     explicit StreamReader(ByteView bytes) : ByteReader("record set", bytes, 0) {}
 
+    std::vector<FieldDefinition> ReadFields() {
+        const std::size_t start = At();
+        const std::size_t count = Read<std::uint16_t>();
+        if (count > Left() / kShortestColumn) {
+            RaiseInvalid(std::to_string(count) + " columns do not match the length", start);
+        }
+        std::vector<FieldDefinition> fields;
+        fields.reserve(count);
+        while (fields.size() < count)
+            fields.push_back(ReadField());
+        return fields;
+    }
+
+private:
     FieldDefinition ReadField() {
         const std::size_t start = At();
         FieldDefinition field;
@@ -102,11 +117,7 @@ RecordSet RecordSet::Load(ByteView bytes) {
     const ByteView header = stream.Bytes(std::min(sizeof(kHeader), bytes.size()));
     if (!std::equal(header.begin(), header.end(), std::begin(kHeader), std::end(kHeader)))
         stream.RaiseInvalid("no header", 0);
-    std::vector<FieldDefinition> fields;
-    for (std::size_t count = stream.Read<std::uint16_t>(); count > 0; --count)
-        fields.push_back(stream.ReadField());
-
-    RecordSet table(std::move(fields));
+    RecordSet table(stream.ReadFields());
     const std::size_t start = stream.At();
     const std::size_t rows = stream.Read<std::uint32_t>();
     // Compared before anything is allocated. No row is wider than 2^32 bytes, so that the sum fits.
@@ -117,6 +128,7 @@ RecordSet RecordSet::Load(ByteView bytes) {
     if (!fits || stream.Left() != rows * rowLength + table.m_Layout.size() * NullBitsLength(rows)) {
         stream.RaiseInvalid(std::to_string(rows) + " rows do not match the length", start);
     }
+    if (rows > 0) table.m_NewRow.resize(table.m_RowLength);
     while (table.m_Rows < rows)
         table.AppendRow();
     for (const ColumnLayout& column : table.m_Layout)

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
+
 #include <random>
 
 #include "host/error.h"
@@ -188,8 +190,49 @@ TEST(RecordSetTest, SavedTablesComeBackAndBrokenOnesAreRefused) {
         EXPECT_EQ(Walk(loaded), Walk(table));
     }
     ExpectOnlyInvalidContents(SampleTable(40).Save(), [](const ByteArray& bytes) { RecordSet::Load(bytes); });
-    const std::string noColumns("NB1R\x01\x00\x00\xFF\xFF\xFF\xFF", 11);
-    EXPECT_THROW(RecordSet::Load(TextToBytes(noColumns)), Error);
+}
+
+std::string Bytes(std::size_t value, int width) {
+    std::string bytes;
+    for (; width > 0; --width, value >>= 8)
+        bytes.push_back(static_cast<char>(value));
+    return bytes;
+}
+
+/// Most memory that the process has had so far, in bytes.
+std::size_t PeakMemory() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return static_cast<std::size_t>(usage.ru_maxrss) * 1024;
+}
+
+TEST(RecordSetTest, AStreamTakesMemoryForWhatItHoldsOnly) {
+    const std::string wide = std::string("\0\1\xFF\xFF", 4) + Bytes(0x64, 4);  // a text of 65535 characters
+    std::string wideColumns;
+    for (int i = 0; i < 10000; ++i)
+        wideColumns += wide;
+    const struct {
+        const char* What;
+        std::string Stream;  // behind the header
+        bool IsTable;
+    } cases[] = {
+        {"wide columns without rows", Bytes(10000, 2) + wideColumns + Bytes(0, 4), true},
+        {"wide columns with a row", Bytes(10000, 2) + wideColumns + Bytes(1, 4), false},
+        {"more columns than fit", Bytes(65535, 2) + wideColumns, false},
+        {"more rows than fit", Bytes(1, 2) + wide + Bytes(0xFFFFFFFF, 4) + std::string(80000, ' '), false},
+        {"rows without columns", Bytes(0, 2) + Bytes(0xFFFFFFFF, 4), false},
+    };
+    const std::size_t before = PeakMemory();
+    for (const auto& [what, stream, isTable] : cases) {
+        SCOPED_TRACE(what);
+        const auto load = [&] { return RecordSet::Load(TextToBytes("NB1R\1" + stream)); };
+        if (isTable) {
+            EXPECT_EQ(RecordSet::Load(load().Save()).Fields().size(), 10000U);
+        } else {
+            EXPECT_THROW(load(), Error);
+        }
+    }
+    EXPECT_LT(PeakMemory() - before, std::size_t{64} << 20);
 }
 
 TEST(VariableTest, StateRoundTripsAndEveryWriteOfValidNotifies) {
