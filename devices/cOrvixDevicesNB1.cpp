@@ -117,12 +117,11 @@ std::shared_ptr<iOrvixDevice> cOrvixDevicesNB1::iOrvixDevices_AddFromFile(const 
 /// A restored device keeps its records to itself: the aggregate collection is that of the live ones.
 std::shared_ptr<iOrvixDevice> cOrvixDevicesNB1::Restore(const std::string& Address, const std::string& name,
                                                         ByteView state) {
-    DeviceRef device = Create(kTemperatureSensorModel);
-    device->Adapter(m_Adapter);
-    device->SetSuperState(state);
-    device->Address(Address);
-    device->Name(name);
+    const auto device = std::make_shared<cOrvixNB1TP>(m_Services);
+    static_cast<iOrvixDevice&>(*device).Adapter(m_Adapter);
+    device->Restore(state, Address, name);
     Enter(Address, device);
+    device->NotifyRestored();
     return device;
 }
 

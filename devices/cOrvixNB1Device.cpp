@@ -72,6 +72,11 @@ void cOrvixNB1Device::TagRecord(VariableRecord& record) const {
     record.Tag(VariableTag(portType, portAddress, kTagFamily, m_Address, record.VarID()));
 }
 
+void cOrvixNB1Device::TagRecords() {
+    for (const auto& entry : m_VarsEx)
+        Attempt([&] { TagRecord(*entry.second); });
+}
+
 VariableRef cOrvixNB1Device::Record(std::int32_t varID) {
     const std::string key = NumberText(varID);
     if (IsSuppliedOnDemand(varID) && !m_VarsEx.Exists(key)) return AddRecord(varID);
@@ -147,8 +152,7 @@ void cOrvixNB1Device::iOrvixDevice_Address(std::string rhs) {
         return;
     }
     // Nothing would ever read the values of a device from a file again.
-    for (const auto& entry : m_VarsEx)
-        Attempt([&] { TagRecord(*entry.second); });
+    TagRecords();
 }
 
 void cOrvixNB1Device::iOrvixDevice_Name(std::string rhs) {

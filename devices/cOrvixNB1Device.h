@@ -22,9 +22,10 @@ class SQLPlantDevices;
 /// The behaviour of both devices: variable records, commands, answers, notifications and state. A model adds its table
 /// and how it decodes a reading.
 ///
-/// Super-state: a property bag with the entries "SerialNumber" (value of record 1), "Address", "DeviceModel", "State"
-/// (bytes of a bag with "SerialNumber", "Address", "DeviceModel", "DeviceOrigin", "Name", "PwdR", "PwdRW", "Connected",
-/// "Monitor"), "VarsCount", and "Var1", "Var2" ... with the super-states of the records in order.
+/// Super-state: a property bag, in its layout with a checksum, with the entries "SerialNumber" (value of record 1),
+/// "Address", "DeviceModel", "State" (bytes of a bag with "SerialNumber", "Address", "DeviceModel", "DeviceOrigin",
+/// "Name", "PwdR", "PwdRW", "Connected", "Monitor"), "VarsCount", and "Var1", "Var2" ... with the super-states of the
+/// records in order.
 ///
 /// Bytes that hold no such state, the state of another model, or a record of no known variable raise an error and leave
 /// the device as it was. A status or a log that the mission refuses raises after the rest has been restored.
@@ -37,6 +38,12 @@ public:
 
     using iOrvixDevice::GetSuperState;
     using iOrvixDevice::SetSuperState;
+
+    /// Takes a saved state over as an offline device of another address and name, whatever origin it tells; the tags of
+    /// its records follow the address. Raises as SetSuperState does. Nobody is told: NotifyRestored does that.
+    void Restore(ByteView arState, const std::string& address, const std::string& name);
+    /// Raises the notifications that follow from the restored status.
+    void NotifyRestored() { NotifyStatusIntake(); }
 
 protected:
     cOrvixNB1Device(const Services& services, const DeviceModelTable& model, std::unique_ptr<cOrvixNB1Mission> mission);
@@ -57,6 +64,7 @@ private:
     void Clear();
     VariableRef AddRecord(std::int32_t varID);
     void TagRecord(VariableRecord& record) const;
+    void TagRecords();
     VariableRef Record(std::int32_t varID);
     const Variant& SerialNumberValue() const;
     void SafeVarMonAdd(std::int32_t VarID, std::int32_t Flag, std::int32_t Interval);
@@ -82,6 +90,7 @@ private:
     orvix::SQLPlantDevices& PlantDevices() const;
     cOrvixNB1Mission& LiveMission() const;
     void RequestVarToAdapter(ORVIXCNB1_VARS VarID);
+    void NotifyStatusIntake();
     void NotifyMonitorChanged();
     void NotifyStatusChanged();
     void NotifyTempLogChanged();
@@ -92,7 +101,8 @@ private:
     struct State;
     ByteArray SaveFields() const;
     State ReadState(ByteView bytes) const;
-    void RestoreMission();
+    void TakeOver(State state);
+    void RestoreMission(bool notify);
     const Variant* RestoredValue(ORVIXCNB1_VARS VarID) const;
     void ReleaseOwn();
 

@@ -31,7 +31,11 @@ void cOrvixNB1Device::ApplyStatus(const std::string& Status, bool Rename, bool N
         PlantDevices().SetName(SerialNumberValue().ToText(), mission.GetNewName());
         mission.CommitName();
     }
-    if (!Notify) return;
+    if (Notify) NotifyStatusIntake();
+}
+
+void cOrvixNB1Device::NotifyStatusIntake() {
+    cOrvixNB1Mission& mission = LiveMission();
     if (mission.IsStatusChanged()) NotifyStatusChanged();
     if (mission.IsTempLogChanged()) {
         if (!mission.GetTempLogLoaded()) RequestVarToAdapter(ORVIXCNB1_VAR_TEMP_LOG);

@@ -69,7 +69,7 @@ ByteArray cOrvixNB1Device::iOrvixDevice_GetSuperState() {
     std::int32_t number = 0;
     for (const auto& [key, record] : m_VarsEx)
         bag.WriteProperty(VarEntry(++number), record->GetSuperState());
-    return bag.Contents();
+    return bag.SealedContents();
 }
 
 ByteArray cOrvixNB1Device::SaveFields() const {
@@ -105,27 +105,40 @@ cOrvixNB1Device::State cOrvixNB1Device::ReadState(ByteView bytes) const {
     state.PwdR = fields.ReadProperty("PwdR").ToText();
     state.PwdRW = fields.ReadProperty("PwdRW").ToText();
     state.Connected = fields.ReadProperty("Connected").ToBoolean();
-    state.Monitor = fields.ReadProperty("Monitor").ToBoolean() && state.DeviceOrigin != kDeviceOriginFile;
+    state.Monitor = fields.ReadProperty("Monitor").ToBoolean();
     state.Vars = ReadRecords(bag);
     state.Vars.Item(NumberText(ORVIXCNB1_VAR_SERIAL_NUMBER))->Value(serialNumber);
     return state;
 }
 
 void cOrvixNB1Device::iOrvixDevice_SetSuperState(ByteView arState) {
+    TakeOver(ReadState(arState));
+    RestoreMission(true);
+}
+
+void cOrvixNB1Device::Restore(ByteView arState, const std::string& address, const std::string& name) {
     State state = ReadState(arState);
+    state.DeviceOrigin = kDeviceOriginFile;
+    state.Address = address;
+    state.Name = name;
+    TakeOver(std::move(state));
+    TagRecords();
+    RestoreMission(false);
+}
+
+void cOrvixNB1Device::TakeOver(State state) {
     m_Address = std::move(state.Address);
     m_DeviceOrigin = state.DeviceOrigin;
     m_Name = std::move(state.Name);
     m_PwdR = std::move(state.PwdR);
     m_PwdRW = std::move(state.PwdRW);
     m_ConnectedEx = state.Connected;
-    m_Monitor = state.Monitor;
+    m_Monitor = state.Monitor && state.DeviceOrigin != kDeviceOriginFile;
     m_VarsEx = std::move(state.Vars);
-    RestoreMission();
 }
 
-void cOrvixNB1Device::RestoreMission() {
-    if (const Variant* status = RestoredValue(ORVIXCNB1_VAR_STATUS)) ApplyStatus(status->ToText(), false, true);
+void cOrvixNB1Device::RestoreMission(bool notify) {
+    if (const Variant* status = RestoredValue(ORVIXCNB1_VAR_STATUS)) ApplyStatus(status->ToText(), false, notify);
     if (const Variant* log = RestoredValue(ORVIXCNB1_VAR_TEMP_LOG)) {
         LiveMission().SetTempLog(SamplesFromBytes(log->ToBytes()));
     }

@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "host/byte_reader.h"
+#include "host/checksum.h"
 #include "host/error.h"
 
 namespace orvix {
@@ -14,6 +15,9 @@ namespace {
 
 constexpr std::uint8_t kHeader[] = {'N', 'B', '1', 1};
 constexpr std::size_t kHeaderLength = sizeof(kHeader);
+constexpr std::size_t kVersionOffset = kHeaderLength - 1;
+constexpr std::uint8_t kSealedVersion = 2;  // two bits away from the first: no single error turns one into the other
+constexpr std::size_t kSealLength = 2 * sizeof(std::uint32_t);
 constexpr std::size_t kUsualLength = 512;  // a task's state fits, so that writing one allocates once
 constexpr std::size_t kUsualSlots = 64;    // the same for its index
 constexpr std::size_t kMaxVarintLength = 10;
@@ -145,6 +149,26 @@ private:
         return Bytes(ahead.At() - At());
     }
 };
+
+void PutNumber(ByteArray& bytes, std::uint32_t number) {
+    for (std::size_t i = 0; i < sizeof(number); ++i)
+        bytes.push_back(static_cast<std::uint8_t>(number >> 8 * i));
+}
+
+/// Turns contents in the second layout into the same in the first, once they have proved whole.
+void BreakSeal(ByteArray& bytes) {
+    if (bytes.size() < kHeaderLength + kSealLength)
+        Reader(bytes, 0).RaiseInvalid("no length and checksum", bytes.size());
+    const std::size_t end = bytes.size() - kSealLength;
+    Reader seal(bytes, end);
+    if (seal.Read<std::uint32_t>() != bytes.size()) seal.RaiseInvalid("not of the length that it tells", end);
+    const std::size_t covered = seal.At();
+    if (seal.Read<std::uint32_t>() != Crc32(ByteView(bytes).first(covered))) {
+        seal.RaiseInvalid("wrong checksum", covered);
+    }
+    bytes.resize(end);
+    bytes[kVersionOffset] = kHeader[kVersionOffset];
+}
 
 std::string_view AsText(ByteView bytes) {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
@@ -283,7 +307,22 @@ Variant PropertyBag::ReadProperty(std::string_view name, const Variant& defaultV
     return Decode(entry->Type, entry->Value);
 }
 
+ByteArray PropertyBag::SealedContents() const {
+    const std::size_t length = m_Bytes.size() + kSealLength;
+    if (length > std::numeric_limits<std::uint32_t>::max()) {
+        throw Error(errors::Overflow, "property bag: " + std::to_string(length) + " bytes are too many to be sealed");
+    }
+    ByteArray sealed;
+    sealed.reserve(length);
+    sealed = m_Bytes;
+    sealed[kVersionOffset] = kSealedVersion;
+    PutNumber(sealed, static_cast<std::uint32_t>(length));
+    PutNumber(sealed, Crc32(sealed));
+    return sealed;
+}
+
 void PropertyBag::Contents(ByteArray bytes) {
+    if (bytes.size() > kVersionOffset && bytes[kVersionOffset] == kSealedVersion) BreakSeal(bytes);
     if (bytes.size() < kHeaderLength || !std::equal(std::begin(kHeader), std::end(kHeader), bytes.begin())) {
         Reader(bytes, 0).RaiseInvalid("no header", 0);
     }

@@ -12,7 +12,7 @@ namespace orvix {
 /// Ordered store of typed values by name. Names are compared exactly. It keeps its entries in their serialized form, so
 /// contents are copied and never re-encoded.
 ///
-/// Contents, all numbers little-endian:
+/// Contents in the first layout, all numbers little-endian:
 ///
 ///   3 bytes  "NB1"
 ///   1 byte   version, 1
@@ -28,6 +28,11 @@ namespace orvix {
 ///
 /// A varint has seven bits a byte, low bits first, the top bit set on all bytes but the last; at most ten bytes. No two
 /// entries have the same name.
+///
+/// The second layout, for what is kept where bytes may be damaged, has version 2 and behind the entries:
+///
+///   4 bytes  length of the contents, these and the following four included
+///   4 bytes  Crc32 of all bytes before
 class PropertyBag {
 public:
     PropertyBag();
@@ -41,9 +46,11 @@ public:
     Variant ReadProperty(std::string_view name, const Variant& defaultValue) const;
 
     const ByteArray& Contents() const { return m_Bytes; }
-    /// Takes over serialized contents. Every length is checked against what is left before anything is allocated.
+    /// Takes over contents in either layout. Every length is checked against what is left before anything is allocated.
     /// Raises InvalidContents, saying what is wrong and at which byte, and leaves the bag as it was.
     void Contents(ByteArray bytes);
+    /// The contents in the second layout. Raises Overflow for a length beyond 32 bits.
+    ByteArray SealedContents() const;
 
 private:
     explicit PropertyBag(ByteArray contents);

@@ -76,7 +76,8 @@ std::int32_t ModelFromAddress(std::string_view address) {
 }
 
 std::string FileDeviceAddress(std::string_view address) {
-    return std::string(address).append(kFileAddressSeparator).append(kFileDeviceMark);
+    const std::string mark = std::string(kFileAddressSeparator) + kFileDeviceMark;
+    return std::string(address) + (address.ends_with(mark) ? "" : mark);
 }
 
 std::string DeviceKey(std::string_view address) {

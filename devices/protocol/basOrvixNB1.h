@@ -30,7 +30,8 @@ std::string VariableDescription(std::int32_t varID);
 /// Model that the last two characters of an address, read as a number, stand for; 0 when they stand for none.
 std::int32_t ModelFromAddress(std::string_view address);
 
-/// Address of a device restored from a file. It differs from that of the live device: "12" gives "12-2".
+/// Address of a device restored from a file. It differs from that of the live device: "12" gives "12-2", and so does
+/// "12-2".
 std::string FileDeviceAddress(std::string_view address);
 
 /// Key of a device in a collection: "12" gives "K12".

@@ -15,7 +15,9 @@ namespace orvix::tests {
 namespace {
 
 using testing::AllOf;
+using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
 
 constexpr char kFile[] = "/data/Oven.file";
 
@@ -53,10 +55,20 @@ struct ExportTest : testing::Test {
         return Host.Stores.FileContents.at(kFile);
     }
 
+    /// Tells also of which device, and how many there are.
+    struct WatchingAdapter : FakeAdapter {
+        explicit WatchingAdapter(iOrvixDevices& devices) : Collection(devices) {}
+        void iOrvixDevToAdapt_DeviceVarChanged(iOrvixDevice& device, VariableRecord& variable) override {
+            Events.push_back("changed:" + std::to_string(variable.VarID()) + " of " + device.Address() + ", " +
+                             std::to_string(Collection.Count()) + " devices");
+        }
+        iOrvixDevices& Collection;
+    };
+
     World Shared;
     TestHost Host{Shared};
-    FakeAdapter Adapter;
     cOrvixDevicesNB1 Devices{Host.Services};
+    WatchingAdapter Adapter{Devices};
     std::shared_ptr<iOrvixDevice> Sensor;
 };
 
@@ -102,13 +114,17 @@ TEST_F(ExportTest, ADeviceFileGoesRound) {
     ASSERT_TRUE(offline) << Host.Reports.All.back();
     EXPECT_EQ(offline->DeviceOrigin(), 2);
     EXPECT_EQ(offline->Name() + offline->SerialNumber() + offline->Address(), "OvenS112-2");
+    EXPECT_EQ(offline->VarsEx().Item("1")->Tag(), "NB1/2x3/104/12-2/1");
     EXPECT_EQ(offline->VarsEx().Item("3")->Value(), Sensor->VarsEx().Item("3")->Value());
     EXPECT_EQ(Devices.VarsEx().Count(), live) << "the aggregate is that of live devices";
     offline->Name("mine");
     EXPECT_EQ(Devices.AddFromFile(kFile), offline);
     EXPECT_EQ(offline->Name(), "mine") << "not loaded again";
     EXPECT_EQ(Devices.Item("12"), Sensor);
+    EXPECT_THAT(Saved(*offline, kFileFormatText), HasSubstr("\r\nAddress: 12-2\r\n"));
     EXPECT_EQ(Saved(*offline, 99), BytesToText(offline->GetSuperState()));
+    Devices.Remove("12-2");
+    EXPECT_EQ(Devices.AddFromFile(kFile)->Address(), "12-2") << "also of a file of a file";
 
     PropertyBag module;
     module.Contents(Sensor->GetSuperState());
@@ -119,6 +135,48 @@ TEST_F(ExportTest, ADeviceFileGoesRound) {
         EXPECT_EQ(Devices.AddFromFile(file), nullptr);
         EXPECT_THAT(Host.Reports.All.back(), HasSubstr("cOrvixDevicesNB1.iOrvixDevices_AddFromFile(PathFile)"));
     }
+}
+
+// Also the plain state of a live device, and one in the layout without a checksum.
+TEST_F(ExportTest, WhateverIsLoadedFromAFileIsOfflineBeforeAnyoneHearsOfIt) {
+    Sensor->Monitor(true);
+    PropertyBag plain, odd, fields;
+    plain.Contents(Sensor->GetSuperState());
+    odd.Contents(plain.Contents());
+    fields.Contents(odd.ReadProperty("State").ToBytes());
+    fields.WriteProperty("DeviceOrigin", 7);
+    odd.WriteProperty("State", fields.Contents());
+    for (const ByteArray& state : {Sensor->GetSuperState(), plain.Contents(), odd.Contents()}) {
+        Host.Stores.FileContents[kFile] = BytesToText(state);
+        Adapter.Take();
+        const auto restored = Devices.AddFromFile(kFile);
+        ASSERT_TRUE(restored) << Host.Reports.All.back();
+        EXPECT_THAT(Adapter.Take(), ElementsAre("changed:3 of 12-2, 2 devices"));
+        EXPECT_EQ(restored->DeviceOrigin(), 2);
+        EXPECT_FALSE(restored->Monitor());
+        EXPECT_EQ(restored->VarsEx().Item("3")->Value(), Variant("20.5"));
+        EXPECT_EQ(restored->VarsEx().Item("1")->Value(), Variant("S1"));
+        Devices.Remove("12-2");
+    }
+    Sensor->VarsEx().Item("4")->Value(TextToBytes("abc"));  // no whole samples
+    Host.Stores.FileContents[kFile] = BytesToText(Sensor->GetSuperState());
+    EXPECT_EQ(Devices.AddFromFile(kFile), nullptr);
+    Sensor->VarsEx().Remove("3");
+    Sensor->VarsEx().Remove("4");
+    Host.Stores.FileContents[kFile] = BytesToText(Sensor->GetSuperState());
+    EXPECT_TRUE(Devices.AddFromFile(kFile));
+    EXPECT_THAT(Adapter.Take(), IsEmpty()) << "nothing of what was not loaded, nor of a status that is not there";
+}
+
+TEST_F(ExportTest, NoSingleErrorInADeviceFileIsLoaded) {
+    const std::string file = Saved(*Sensor, kFileFormatDevice);
+    for (std::size_t bit = 0; bit < 8 * file.size(); ++bit) {
+        std::string damaged = file;
+        damaged[bit / 8] = static_cast<char>(damaged[bit / 8] ^ 1 << bit % 8);
+        Host.Stores.FileContents[kFile] = damaged;
+        EXPECT_EQ(Devices.AddFromFile(kFile), nullptr) << bit;
+    }
+    EXPECT_EQ(Devices.Count(), 1);
 }
 
 TEST_F(ExportTest, FailuresAreReportedAndLeaveTheDeviceAsItWas) {
@@ -163,7 +221,9 @@ std::string Mutated(std::string bytes, std::mt19937& random) {
 // What is still a device or a mission may be loaded; anything else is an error of the system's own.
 TEST_F(ExportTest, CorruptedFilesAndStatesAreErrorsAndNothingElse) {
     Sensor->VarsEx().Item("4")->Value(TextToBytes(Bytes("00 00 A0 41 00 00 B0 41")));
-    const std::string device = Saved(*Sensor, kFileFormatDevice);
+    PropertyBag whole;  // without the checksum, which would catch nearly all
+    whole.Contents(Sensor->GetSuperState());
+    const std::string device = BytesToText(whole.Contents());
     const std::string mission = BytesToText(Mission().GetSuperState());
     std::mt19937 random(20261122);
     int refused = 0;

@@ -4,6 +4,7 @@
 
 #include <random>
 
+#include "host/checksum.h"
 #include "host/error.h"
 #include "host/property_bag.h"
 #include "host/record_set.h"
@@ -102,6 +103,35 @@ TEST(PropertyBagTest, BrokenContentsAreRefusedAndChangeNothing) {
         EXPECT_THROW(bag.Contents(TextToBytes(bytes)), Error) << bytes;
         EXPECT_EQ(bag.Contents(), valid);
     }
+}
+
+TEST(PropertyBagTest, ASealShowsEverySingleErrorAndWhatIsMissing) {
+    EXPECT_EQ(Crc32(TextToBytes("123456789")), 0xCBF43926U);
+    PropertyBag answer;
+    answer.WriteProperty("a", 42);
+    EXPECT_EQ(answer.SealedContents(), TextToBytes(std::string("NB1\2\1a\5T\x10\0\0\0\xC7\x2B\x48\xA9", 16)));
+    const PropertyBag bag = SampleBag();
+    const ByteArray sealed = bag.SealedContents();
+    PropertyBag loaded;
+    loaded.Contents(sealed);
+    EXPECT_EQ(loaded.Contents(), bag.Contents()) << "the first layout again";
+    EXPECT_EQ(loaded.SealedContents(), sealed);
+
+    const auto refused = [&](ByteArray bytes) {
+        EXPECT_THROW(loaded.Contents(std::move(bytes)), Error);
+        EXPECT_EQ(loaded.Contents(), bag.Contents());
+    };
+    for (std::size_t bit = 0; bit < 8 * sealed.size(); ++bit) {
+        SCOPED_TRACE(bit);
+        ByteArray damaged = sealed;
+        damaged[bit / 8] ^= static_cast<std::uint8_t>(1U << bit % 8);
+        refused(std::move(damaged));
+    }
+    for (std::size_t length = 0; length < sealed.size(); ++length)
+        refused({sealed.begin(), sealed.begin() + static_cast<std::ptrdiff_t>(length)});
+    ByteArray longer = sealed;
+    longer.push_back(0);
+    refused(std::move(longer));
 }
 
 const std::vector<FieldDefinition> kFields = {

@@ -109,7 +109,8 @@ TEST(TableTest, ModelsAndKeysOfAddresses) {
                                                           {"199", 199}, {"106", 0}, {"x9", 0}, {"", 0}};
     for (const auto& [address, model] : cases)
         EXPECT_EQ(ModelFromAddress(address), model) << address;
-    EXPECT_EQ(FileDeviceAddress("12"), "12-2");
+    for (const char* address : {"12", "12-2"})
+        EXPECT_EQ(FileDeviceAddress(address), "12-2");
     EXPECT_EQ(DeviceKey("12"), "K12");
     EXPECT_EQ(VariableDescription(6), "Digital inputs");
     EXPECT_EQ(ActionDescription(4), "Unknown");
