@@ -61,8 +61,11 @@ Placeholder ReadPlaceholder(std::string_view digits, std::size_t parameterCount)
     return result;
 }
 
-/// One pass, so that a parameter that looks like a placeholder is left alone.
-std::string FillParameters(std::string_view text, const VariantList& params) {
+/// One pass, so that a parameter that looks like a placeholder is left alone. Without parameters the text stays as it
+/// is, since it may have been through here before.
+std::string FillParameters(const std::string& filled, const VariantList& params) {
+    if (params.empty()) return filled;
+    const std::string_view text = filled;
     std::string result;
     for (std::size_t i = 0; i < text.size(); ++i) {
         if (text[i] != '%') {

@@ -21,9 +21,9 @@ public:
     explicit cPlexaERR(const Services& services);
 
     /// Does nothing when the condition holds. Otherwise forms the text of a message ("#" and a message number, or the
-    /// text itself; "||" breaks the line, "%1", "%2" ... are the parameters, "%%" is a "%") and raises it as error
-    /// `number` from "PlexaERR.Check"; with number 0 it is only collected. A key without a text in the catalogue gives
-    /// the key followed by its parameters.
+    /// text itself; "||" breaks the line, "%1", "%2" ... are the parameters and "%%" is a "%" if there are any) and
+    /// raises it as error `number` from "PlexaERR.Check"; with number 0 it is only collected. A key without a text in
+    /// the catalogue gives the key followed by its parameters.
     void Check(bool condition, ErrorNumber number, std::string_view message, const VariantList& params = {},
                const std::string& helpFile = {}, std::int32_t helpContext = 0);
 

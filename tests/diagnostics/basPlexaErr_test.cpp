@@ -67,6 +67,15 @@ TEST_F(ErrorModuleTest, CheckFormsTheText) {
     EXPECT_NO_THROW(PlexaERR.Check(true, 77, errors::OutOfRange, "Rate", 9));
 }
 
+// A task's text passes through a check for each trap on its way.
+TEST_F(ErrorModuleTest, ATextWithoutParametersStaysAsItIs) {
+    std::string text = "100%% %1 %";
+    for (int i = 0; i < 3; ++i) {
+        text = Raised([&] { PlexaERR.Check(false, 77, text); }).Description;
+        EXPECT_EQ(text, "100%% %1 %");
+    }
+}
+
 TEST_F(ErrorModuleTest, NumberZeroCollects) {
     PlexaERR.Check(false, 0, "one");
     cPlexaERR(m_Host.Services).Check(false, 0, "two %1", {2});
