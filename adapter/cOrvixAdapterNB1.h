@@ -265,6 +265,7 @@ private:
 
     /// Registered devices; the adapter handles the change notification of this collection only.
     std::unique_ptr<cOrvixDevicesNB1> m_DevicesEvt;
+    EventConnection m_ItemsChanged;
     std::unique_ptr<cOrvixDevicesNB1> m_UnregisteredDevices;
     bool m_Mounting = false;
 

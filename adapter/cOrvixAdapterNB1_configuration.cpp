@@ -199,7 +199,7 @@ void cOrvixAdapterNB1::CreateTimers() {
 
 void cOrvixAdapterNB1::CreateDevices() {
     m_DevicesEvt = std::make_unique<cOrvixDevicesNB1>(m_Services);
-    m_DevicesEvt->ItemsChanged = [this] { m_DevicesEvt_ItemsChanged(); };
+    m_ItemsChanged = m_DevicesEvt->ItemsChanged([this] { m_DevicesEvt_ItemsChanged(); });
     m_DevicesEvt->Adapter(this);
     m_UnregisteredDevices = std::make_unique<cOrvixDevicesNB1>(m_Services);
     m_UnregisteredDevices->Adapter(this);

@@ -127,7 +127,7 @@ bool cOrvixAdapterNB1::MountUnregistered(const std::string& address) {
 bool cOrvixAdapterNB1::HasDeviceOfModel(std::int32_t deviceModel) const {
     const auto isOfModel = [&](const auto& device) { return device->DeviceModel() == deviceModel; };
     const auto holdsOne = [&](const iOrvixDevices& devices) {
-        return std::any_of(devices.NewEnum().begin(), devices.NewEnum().end(), isOfModel);
+        return std::ranges::any_of(devices.NewEnum(), isOfModel);
     };
     return holdsOne(*m_DevicesEvt) || holdsOne(*m_UnregisteredDevices);
 }

@@ -139,8 +139,24 @@ void cOrvixDevicesNB1::iOrvixDevices_Remove(const std::string& Address) {
     }
 }
 
-void cOrvixDevicesNB1::NotifyItemsChanged() const {
-    if (ItemsChanged) ItemsChanged();
+EventConnection cOrvixDevicesNB1::iOrvixNB1Devices_ItemsChanged(std::function<void()> handler) {
+    std::erase_if(m_Listeners, [](const auto& listener) { return listener.expired(); });
+    auto connection = std::make_shared<std::function<void()>>(std::move(handler));
+    m_Listeners.emplace_back(connection);
+    return connection;
+}
+
+void cOrvixDevicesNB1::NotifyItemsChanged() {
+    const auto listeners = m_Listeners;  // a handler may add one
+    for (const auto& listener : listeners) {
+        const auto handler = listener.lock();
+        if (!handler) continue;
+        try {
+            (*handler)();
+        } catch (...) {
+            PlexaERR.ReportIn("cOrvixDevicesNB1.ItemsChanged");
+        }
+    }
 }
 
 }  // namespace orvix

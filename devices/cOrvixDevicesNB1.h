@@ -6,6 +6,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "devices/iOrvixNB1Devices.h"
 #include "diagnostics/basPlexaErr.h"
 #include "host/iOrvixDevices.h"
 #include "host/object.h"
@@ -15,13 +16,10 @@
 namespace orvix {
 
 /// The adapter's set of devices, and all their variable records in one collection.
-class cOrvixDevicesNB1 final : public Object, public iOrvixDevices {
+class cOrvixDevicesNB1 final : public Object, public iOrvixDevices, public iOrvixNB1Devices {
 public:
     explicit cOrvixDevicesNB1(const Services& services);
     ~cOrvixDevicesNB1() override;
-
-    /// Called after a device has been added or restored. Who removes one knows that it did.
-    std::function<void()> ItemsChanged;
 
 private:
     using DeviceRef = std::shared_ptr<iOrvixDevice>;
@@ -37,13 +35,13 @@ private:
     void Publish(Member& member);
     void Withdraw(const Member& member);
     DeviceRef Restore(const std::string& Address, const std::string& name, ByteView state);
-    void NotifyItemsChanged() const;
+    void NotifyItemsChanged();
 
     std::int32_t iOrvixDevices_ThreadID() const override { return m_Services.Apartment.ThreadID(); }
     iOrvixAdapter* iOrvixDevices_Adapter() const override { return m_Adapter; }
     void iOrvixDevices_Adapter(iOrvixAdapter* rhs) override { m_Adapter = rhs; }
     VariableCollection& iOrvixDevices_VarsEx() override { return m_VarsEx; }
-    const std::vector<DeviceRef>& iOrvixDevices_NewEnum() const override { return m_Items; }
+    std::vector<DeviceRef> iOrvixDevices_NewEnum() const override { return m_Items; }
     Object* iOrvixDevices_Intrf(const std::string&) override { return nullptr; }
     bool iOrvixDevices_Exists(const std::string& Address) const override;
     DeviceRef iOrvixDevices_Item(const std::string& Address) const override;
@@ -53,6 +51,7 @@ private:
     void iOrvixDevices_Remove(const std::string& Address) override;
     void iOrvixDevices_Destroy() override { ReleaseAll(); }
     void ReleaseAll();
+    EventConnection iOrvixNB1Devices_ItemsChanged(std::function<void()> handler) override;
 
     const Services& m_Services;
     cPlexaERR PlexaERR;
@@ -60,6 +59,7 @@ private:
     std::unordered_map<std::string, Member> m_ByKey;
     VariableCollection m_VarsEx;
     iOrvixAdapter* m_Adapter = nullptr;
+    std::vector<std::weak_ptr<const std::function<void()>>> m_Listeners;
 };
 
 }  // namespace orvix

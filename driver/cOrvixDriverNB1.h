@@ -11,6 +11,7 @@
 #include "diagnostics/basEventTracer.h"
 #include "diagnostics/basPlexaErr.h"
 #include "diagnostics/fComm.h"
+#include "driver/iOrvixNB1Driver.h"
 #include "host/IPlexaLinkTimer.h"
 #include "host/iOrvixDriver.h"
 #include "host/iPlexaIPCThread.h"
@@ -34,7 +35,11 @@ namespace orvix {
 ///   "SOCKETERROR", e, eDescr           a task has failed; its "TASKCOMPLETE" follows
 ///
 /// All members stay safe to call after it has agreed to be destroyed.
-class cOrvixDriverNB1 final : public Object, public iOrvixDriver, public iPlexaIPCThread, public IPlexaLinkTimer {
+class cOrvixDriverNB1 final : public Object,
+                              public iOrvixDriver,
+                              public iOrvixNB1Driver,
+                              public iPlexaIPCThread,
+                              public IPlexaLinkTimer {
 public:
     explicit cOrvixDriverNB1(const Services& services);
     ~cOrvixDriverNB1() override = default;
@@ -56,6 +61,7 @@ private:
     void iOrvixDriver_LogPath(std::string rhs) override;
     void iOrvixDriver_Simulation(bool rhs) override;
     void iOrvixDriver_Init() override;
+    void iOrvixNB1Driver_Simulation(bool rhs) override { iOrvixDriver_Simulation(rhs); }
     Channel* iPlexaIPCThread_IPC() const override;
     void IPlexaLinkTimer_FireTimer(const std::string& strTimerLink, std::int32_t lngTimerID) override;
 

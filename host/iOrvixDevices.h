@@ -24,8 +24,8 @@ public:
     void Adapter(iOrvixAdapter* rhs) { iOrvixDevices_Adapter(rhs); }
     /// Variable records of all devices, by tag.
     VariableCollection& VarsEx() { return iOrvixDevices_VarsEx(); }
-    /// The devices in order of addition.
-    const std::vector<std::shared_ptr<iOrvixDevice>>& NewEnum() const { return iOrvixDevices_NewEnum(); }
+    /// The devices in order of addition, as they are now: some may be removed or added while these are gone through.
+    std::vector<std::shared_ptr<iOrvixDevice>> NewEnum() const { return iOrvixDevices_NewEnum(); }
     /// No interface has a name here: always null.
     Object* Intrf(const std::string& Name) { return iOrvixDevices_Intrf(Name); }
     bool Exists(const std::string& Address) const { return iOrvixDevices_Exists(Address); }
@@ -50,7 +50,7 @@ private:
     virtual iOrvixAdapter* iOrvixDevices_Adapter() const = 0;
     virtual void iOrvixDevices_Adapter(iOrvixAdapter* rhs) = 0;
     virtual VariableCollection& iOrvixDevices_VarsEx() = 0;
-    virtual const std::vector<std::shared_ptr<iOrvixDevice>>& iOrvixDevices_NewEnum() const = 0;
+    virtual std::vector<std::shared_ptr<iOrvixDevice>> iOrvixDevices_NewEnum() const = 0;
     virtual Object* iOrvixDevices_Intrf(const std::string& Name) = 0;
     virtual bool iOrvixDevices_Exists(const std::string& Address) const = 0;
     virtual std::shared_ptr<iOrvixDevice> iOrvixDevices_Item(const std::string& Address) const = 0;

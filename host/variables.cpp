@@ -10,6 +10,9 @@ namespace orvix {
 
 namespace {
 
+constexpr char kTagPrefix[] = "NB1/";
+constexpr std::ptrdiff_t kTagSlashes = 4;
+
 /// The entry of `key` in a collection's items, or its end.
 template <class Items>
 auto Find(Items& items, std::string_view key) {
@@ -63,11 +66,11 @@ void VariableRecord::SetSuperState(ByteView state) {
 }
 
 bool VariableCollection::Exists(std::string_view key) const {
-    return Find(m_Items, key) != m_Items.end();
+    return Find(*m_Items, key) != m_Items->end();
 }
 
 VariableRef VariableCollection::Item(std::string_view key) const {
-    return FindExisting(m_Items, key)->second;
+    return FindExisting(*m_Items, key)->second;
 }
 
 VariableRef VariableCollection::Add(std::string_view key) {
@@ -78,18 +81,28 @@ VariableRef VariableCollection::Add(std::string_view key) {
 
 void VariableCollection::Add(std::string_view key, VariableRef record) {
     if (Exists(key)) throw Error(errors::General, "variable \"" + std::string(key) + "\" is there already");
-    m_Items.emplace_back(key, std::move(record));
+    OwnItems().emplace_back(key, std::move(record));
 }
 
 void VariableCollection::Remove(std::string_view key) {
-    m_Items.erase(FindExisting(m_Items, key));
+    Items& items = OwnItems();
+    items.erase(FindExisting(items, key));
+}
+
+VariableCollection::Items& VariableCollection::OwnItems() {
+    if (m_Items.use_count() > 1) m_Items = std::make_shared<Items>(*m_Items);
+    return *m_Items;
 }
 
 std::string VariableTag(std::int32_t portType, std::string_view portAddress, std::int32_t family,
                         std::string_view deviceAddress, std::int32_t varID) {
-    std::string tag = "NB1/" + NumberText(portType) + 'x';
+    std::string tag = kTagPrefix + NumberText(portType) + 'x';
     tag.append(portAddress).append("/").append(NumberText(family)).append("/");
     return tag.append(deviceAddress).append("/").append(NumberText(varID));
+}
+
+bool IsVariableTag(std::string_view text) {
+    return text.starts_with(kTagPrefix) && std::count(text.begin(), text.end(), '/') >= kTagSlashes;
 }
 
 }  // namespace orvix

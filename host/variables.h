@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -71,29 +72,60 @@ using VariableRef = std::shared_ptr<VariableRecord>;
 /// Variable records in order of addition, each under a key: the decimal text of its VarID in a device's collection, its
 /// tag in a collection of all devices.
 class VariableCollection {
+    using Items = std::vector<std::pair<std::string, VariableRef>>;
+
 public:
+    /// Walks what the collection held at the beginning.
+    class Iterator {
+    public:
+        explicit Iterator(std::shared_ptr<const Items> items) : m_Items(std::move(items)) {}
+
+        const Items::value_type& operator*() const { return (*m_Items)[m_At]; }
+        Iterator& operator++() {
+            ++m_At;
+            return *this;
+        }
+        bool operator==(std::default_sentinel_t) const { return m_At == m_Items->size(); }
+
+    private:
+        std::shared_ptr<const Items> m_Items;
+        std::size_t m_At = 0;
+    };
+
+    VariableCollection() = default;
+    /// Copies share their items until one of them changes. Moving is copying: what is left behind can be used.
+    VariableCollection(const VariableCollection&) = default;
+    VariableCollection& operator=(const VariableCollection&) = default;
+    ~VariableCollection() = default;
+
     bool Exists(std::string_view key) const;
     /// Raises MissingItem, naming the key.
     VariableRef Item(std::string_view key) const;
-    std::size_t Count() const { return m_Items.size(); }
+    std::size_t Count() const { return m_Items->size(); }
     /// Adds a new record. Raises General when the key is taken.
     VariableRef Add(std::string_view key);
     /// Adds a record that stands in another collection too.
     void Add(std::string_view key, VariableRef record);
     /// Raises MissingItem, naming the key.
     void Remove(std::string_view key);
-    void Clear() { m_Items.clear(); }
+    void Clear() { m_Items = std::make_shared<Items>(); }
 
-    /// Key and record, in order of addition.
-    auto begin() const { return m_Items.begin(); }
-    auto end() const { return m_Items.end(); }
+    /// Key and record, in order of addition. The collection may be changed meanwhile.
+    Iterator begin() const { return Iterator(m_Items); }
+    std::default_sentinel_t end() const { return {}; }
 
 private:
-    std::vector<std::pair<std::string, VariableRef>> m_Items;
+    /// The items, no longer those that others go through.
+    Items& OwnItems();
+
+    std::shared_ptr<Items> m_Items = std::make_shared<Items>();
 };
 
 /// The variable-naming service: "NB1/<port type>x<port address>/<family>/<device address>/<variable>".
 std::string VariableTag(std::int32_t portType, std::string_view portAddress, std::int32_t family,
                         std::string_view deviceAddress, std::int32_t varID);
+
+/// Whether a text is one that VariableTag makes.
+bool IsVariableTag(std::string_view text);
 
 }  // namespace orvix

@@ -8,6 +8,7 @@
 #include "host/messaging.h"
 #include "host/object.h"
 #include "host/services.h"
+#include "tasks/iOrvixNB1Task.h"
 #include "tasks/iOrvixTaskNB1.h"
 
 namespace orvix {
@@ -16,13 +17,10 @@ namespace orvix {
 ///
 /// Its super-state is a property bag of two entries: "Device", the state of the device or an empty text, and "State",
 /// the contents of a bag of the task's fields (VisitState lists them). The device is not loaded back.
-class cOrvixTaskNB1 final : public Object, public iOrvixTaskNB1 {
+class cOrvixTaskNB1 final : public Object, public iOrvixTaskNB1, public iOrvixNB1Task {
 public:
     explicit cOrvixTaskNB1(const Services& services);
     ~cOrvixTaskNB1() override;
-
-    /// The same as Executed.
-    bool iOrvixTaskNB1_Executed() const { return m_Executed; }
 
 private:
     std::string iOrvixTask_ID() const override { return m_ID; }
@@ -88,6 +86,8 @@ private:
     void iOrvixTaskNB1_ReadLinkedResult(iOrvixTaskNB1& Task) override;
     void iOrvixTaskNB1_ReadMemory() override;
     void iOrvixTaskNB1_ForgetExchange() override;
+
+    bool iOrvixNB1Task_Executed() const override { return m_Executed; }
 
     // Event handlers.
     void m_Tmr_Tick();

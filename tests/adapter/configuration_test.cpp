@@ -88,7 +88,8 @@ TEST_F(ConfigurationTest, InitMountsRegisteredDevices) {
     const auto door = Adapter.Devices()->Item("7");
     EXPECT_EQ(door->SerialNumber() + door->Name(), "SN7Door");
     EXPECT_TRUE(door->DeviceModel() == 104 && door->ConnectedEx());
-    EXPECT_EQ(Adapter.Devices()->Item("9")->Name(), "Nimbo1 Temperature Sensor");
+    const auto unnamed = Adapter.Devices()->Item("9");
+    EXPECT_EQ(unnamed->SerialNumber() + unnamed->Name(), "NB1/2x3/104/9/1Nimbo1 Temperature Sensor");
     EXPECT_EQ(Adapter.Devices()->Count(), 2);
 }
 
