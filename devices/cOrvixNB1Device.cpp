@@ -128,13 +128,19 @@ ByteArray cOrvixNB1Device::iOrvixDevice_Rec() const {
 }
 
 RecordSet& cOrvixNB1Device::MissionLog() const {
-    const RecordSetRef log = LiveMission().LogEx();
+    const RecordSetRef log = LiveMission()->LogEx();
     if (!log) throw Error(errors::MissingItem, "The mission holds no temperature log");
     return *log;
 }
 
 const Variant& cOrvixNB1Device::SerialNumberValue() const {
     return m_VarsEx.Item(NumberText(ORVIXCNB1_VAR_SERIAL_NUMBER))->Value();
+}
+
+/// Empty until the device has told it: the record begins with its own tag for a value.
+std::string cOrvixNB1Device::KnownSerialNumber() const {
+    std::string text = SerialNumberValue().ToText();
+    return IsVariableTag(text) ? "" : text;
 }
 
 void cOrvixNB1Device::iOrvixDevice_SerialNumber(std::string rhs) {

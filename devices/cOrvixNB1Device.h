@@ -67,13 +67,14 @@ private:
     void TagRecords();
     VariableRef Record(std::int32_t varID);
     const Variant& SerialNumberValue() const;
+    std::string KnownSerialNumber() const;
     void SafeVarMonAdd(std::int32_t VarID, std::int32_t Flag, std::int32_t Interval);
     void SafeVarMonRemove(std::int32_t VarID);
     std::string Label(const char* operation) const;
 
     // Commands and answers
     std::string BuildCommand(iOrvixTaskNB1& task);
-    ErrorNumber Trapped(iOrvixTask& task, const char* operation, const std::function<void()>& step) const;
+    ErrorNumber Trapped(iOrvixTask& Task, const char* operation, const std::function<void(iOrvixTaskNB1&)>& step) const;
     void TakePart(iOrvixTaskNB1& task);
     ErrorNumber ResponseInterpreterEx(iOrvixTaskNB1& task);
     void ApplyAnswer(iOrvixTaskNB1& task);
@@ -88,7 +89,7 @@ private:
     // Notifications
     iOrvixDevToAdapt& ToAdapter() const;
     orvix::SQLPlantDevices& PlantDevices() const;
-    cOrvixNB1Mission& LiveMission() const;
+    std::shared_ptr<cOrvixNB1Mission> LiveMission() const;
     void RequestVarToAdapter(ORVIXCNB1_VARS VarID);
     void NotifyStatusIntake();
     void NotifyMonitorChanged();
@@ -166,7 +167,7 @@ private:
     void iOrvixDevice_SaveAs(const std::string& FileName, std::int32_t FileFormat) override;
 
     // iOrvixNB1Device
-    iOrvixNB1Mission& iOrvixNB1Device_Mission() override { return LiveMission(); }
+    iOrvixNB1Mission& iOrvixNB1Device_Mission() override { return *LiveMission(); }
     ByteArray iOrvixNB1Device_GetSuperState() override { return iOrvixDevice_GetSuperState(); }
     void iOrvixNB1Device_SetSuperState(ByteView arState) override { iOrvixDevice_SetSuperState(arState); }
 
@@ -185,7 +186,7 @@ private:
     bool m_ConnectedEx = false;
     iOrvixAdapter* m_Adapter = nullptr;
     bool m_Monitor = false;
-    std::unique_ptr<cOrvixNB1Mission> m_Mission;
+    std::shared_ptr<cOrvixNB1Mission> m_Mission;
 };
 
 }  // namespace orvix

@@ -6,10 +6,7 @@
 namespace orvix {
 
 void cOrvixNB1Device::iOrvixDevice_TaskCommand(iOrvixTask& Task) {
-    Trapped(Task, "iOrvixDevice_TaskCommand", [&] {
-        auto& task = dynamic_cast<iOrvixTaskNB1&>(Task);
-        task.Cmd(BuildCommand(task));
-    });
+    Trapped(Task, "iOrvixDevice_TaskCommand", [&](iOrvixTaskNB1& task) { task.Cmd(BuildCommand(task)); });
 }
 
 std::string cOrvixNB1Device::BuildCommand(iOrvixTaskNB1& task) {
@@ -25,19 +22,23 @@ std::string cOrvixNB1Device::BuildCommand(iOrvixTaskNB1& task) {
 }
 
 /// Runs one operation on a task and leaves its outcome there: the error number, which is returned too, and the error's
-/// text with the place where it was caught.
-ErrorNumber cOrvixNB1Device::Trapped(iOrvixTask& task, const char* operation, const std::function<void()>& step) const {
+/// text with the place where it was caught. A failure ends the task.
+ErrorNumber cOrvixNB1Device::Trapped(iOrvixTask& Task, const char* operation,
+                                     const std::function<void(iOrvixTaskNB1&)>& step) const {
+    auto* const task = dynamic_cast<iOrvixTaskNB1*>(&Task);
     ErrorNumber number = errors::None;
     std::string text;
     try {
-        step();
+        if (!task) throw Error(errors::TypeMismatch, "The task is none of this library");
+        step(*task);
     } catch (...) {
         const Error error = CurrentError();
         number = error.Number;
         text = error.Description + " (" + error.Source + "." + Label(operation) + ")";
     }
-    task.e(number);
-    task.eDescr(std::move(text));
+    Task.e(number);
+    Task.eDescr(std::move(text));
+    if (task && number != errors::None) task->CmdExecuted(true);
     return number;
 }
 

@@ -100,13 +100,13 @@ void cOrvixNB1Device::CheckMissionData() {
 
 /// Both time columns carry the whole time of the sample.
 std::string cOrvixNB1Device::TextListing(const std::string& exportAddress) {
-    const iOrvixNB1Mission& mission = LiveMission();
+    const std::shared_ptr<const iOrvixNB1Mission> mission = LiveMission();
     std::string text = ListingLine({"", "", ""});
     text += ListingLine({"Device: " + m_Name});
-    text += ListingLine({"Serial Number: " + SerialNumberValue().ToText()});
+    text += ListingLine({"Serial Number: " + KnownSerialNumber()});
     text += ListingLine({"Address: " + exportAddress});
-    text += ListingLine({"Mission: " + mission.Name(), "", ""});
-    text += ListingLine({"Rate: " + NumberText(std::int32_t{mission.Rate()}), "", ""});
+    text += ListingLine({"Mission: " + mission->Name(), "", ""});
+    text += ListingLine({"Rate: " + NumberText(std::int32_t{mission->Rate()}), "", ""});
     text += ListingLine({"", "", ""});
     text += ListingLine({kDateHeading, kTimeHeading, kTempHeading});
     ForEachSample(MissionLog(), "timeVal", [&text](const std::string& timeVal, const Variant& temp) {
@@ -123,9 +123,10 @@ void cOrvixNB1Device::WriteReport(const std::string& FileName, const std::string
     for (const ReportFont use : {ReportFont::Header, ReportFont::Heading, ReportFont::Cell})
         report->Font(use, "Arial", 10);
     report->Font(ReportFont::Title, "Courier", 14);
-    const std::string mission = static_cast<const iOrvixNB1Mission&>(LiveMission()).Name();
+    const std::string mission = static_cast<const iOrvixNB1Mission&>(*LiveMission()).Name();
     report->Title(mission);
     report->HeaderLine("Device: " + m_Name);
+    report->HeaderLine("Serial Number: " + KnownSerialNumber());
     report->HeaderLine("Device: " + exportAddress);
     report->HeaderLine("Mission: " + mission);
     report->ColumnHeadings({kDateHeading, kTimeHeading, kTempHeading});

@@ -18,30 +18,31 @@ orvix::SQLPlantDevices& cOrvixNB1Device::PlantDevices() const {
     return *registry;
 }
 
-cOrvixNB1Mission& cOrvixNB1Device::LiveMission() const {
+/// Whoever notifies holds it: a listener may destroy the device.
+std::shared_ptr<cOrvixNB1Mission> cOrvixNB1Device::LiveMission() const {
     if (!m_Mission) throw Error(errors::MissingItem, "The device has been destroyed");
-    return *m_Mission;
+    return m_Mission;
 }
 
 void cOrvixNB1Device::ApplyStatus(const std::string& Status, bool Rename, bool Notify) {
-    cOrvixNB1Mission& mission = LiveMission();
-    if (!mission.GetStatusLoaded()) mission.CommitName();
-    mission.SetStatus(Status);
+    const auto mission = LiveMission();
+    if (!mission->GetStatusLoaded()) mission->CommitName();
+    mission->SetStatus(Status);
     if (Rename) {
-        PlantDevices().SetName(SerialNumberValue().ToText(), mission.GetNewName());
-        mission.CommitName();
+        PlantDevices().SetName(SerialNumberValue().ToText(), mission->GetNewName());
+        mission->CommitName();
     }
     if (Notify) NotifyStatusIntake();
 }
 
 void cOrvixNB1Device::NotifyStatusIntake() {
-    cOrvixNB1Mission& mission = LiveMission();
-    if (mission.IsStatusChanged()) NotifyStatusChanged();
-    if (mission.IsTempLogChanged()) {
-        if (!mission.GetTempLogLoaded()) RequestVarToAdapter(ORVIXCNB1_VAR_TEMP_LOG);
+    const auto mission = LiveMission();
+    if (mission->IsStatusChanged()) NotifyStatusChanged();
+    if (mission->IsTempLogChanged()) {
+        if (!mission->GetTempLogLoaded()) RequestVarToAdapter(ORVIXCNB1_VAR_TEMP_LOG);
         NotifyTempLogChanged();
     }
-    if (mission.GetNewAlarm()) NotifyNewAlarm();
+    if (mission->GetNewAlarm()) NotifyNewAlarm();
 }
 
 void cOrvixNB1Device::RequestVarToAdapter(ORVIXCNB1_VARS VarID) {
@@ -62,17 +63,17 @@ void cOrvixNB1Device::NotifyMonitorChanged() {
 }
 
 void cOrvixNB1Device::NotifyStatusChanged() {
-    Attempt([&] { LiveMission().SetStatusChanged(false); });
+    Attempt([&] { LiveMission()->SetStatusChanged(false); });
     NotifyVar(ORVIXCNB1_VAR_STATUS);
 }
 
 void cOrvixNB1Device::NotifyTempLogChanged() {
-    Attempt([&] { LiveMission().SetTempLogChanged(false); });
+    Attempt([&] { LiveMission()->SetTempLogChanged(false); });
     NotifyVar(ORVIXCNB1_VAR_TEMP_LOG);
 }
 
 void cOrvixNB1Device::NotifyNewAlarm() {
-    Attempt([&] { LiveMission().SetNewAlarm(false); });
+    Attempt([&] { LiveMission()->SetNewAlarm(false); });
     NotifyVar(ORVIXCNB1_VAR_ALMOST_ONE_ALARM);
 }
 

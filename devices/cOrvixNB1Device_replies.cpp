@@ -10,12 +10,7 @@ constexpr std::int32_t kMonitorIntervalPerRate = 1000;
 }  // namespace
 
 void cOrvixNB1Device::iOrvixDevice_ResponseInterpreter(iOrvixTask& Task) {
-    auto* task = dynamic_cast<iOrvixTaskNB1*>(&Task);
-    const ErrorNumber number = Trapped(Task, "iOrvixDevice_ResponseInterpreter", [&] {
-        if (!task) throw Error(errors::TypeMismatch, "The task is none of this library");
-        TakePart(*task);
-    });
-    if (task && number != errors::None) task->CmdExecuted(true);
+    Trapped(Task, "iOrvixDevice_ResponseInterpreter", [&](iOrvixTaskNB1& task) { TakePart(task); });
 }
 
 /// Adds a part to the answer and applies the answer once all its bytes are there.
@@ -40,7 +35,7 @@ void cOrvixNB1Device::TakePart(iOrvixTaskNB1& task) {
 }
 
 ErrorNumber cOrvixNB1Device::ResponseInterpreterEx(iOrvixTaskNB1& task) {
-    return Trapped(task, "ResponseInterpreterEx", [&] { ApplyAnswer(task); });
+    return Trapped(task, "ResponseInterpreterEx", [this](iOrvixTaskNB1& answered) { ApplyAnswer(answered); });
 }
 
 void cOrvixNB1Device::ApplyAnswer(iOrvixTaskNB1& task) {
@@ -83,15 +78,15 @@ void cOrvixNB1Device::StoreVariable(VariableRecord& record, iOrvixTaskNB1& task)
 
 /// What follows from a variable that has become valid.
 void cOrvixNB1Device::FinishVariable(VariableRecord& record) {
-    cOrvixNB1Mission& mission = LiveMission();
+    const auto mission = LiveMission();
     if (record.VarID() == ORVIXCNB1_VAR_TEMP_LOG) {
-        if (mission.IsTempLogChanged()) NotifyTempLogChanged();
-        if (mission.GetNewAlarm()) NotifyNewAlarm();
+        if (mission->IsTempLogChanged()) NotifyTempLogChanged();
+        if (mission->GetNewAlarm()) NotifyNewAlarm();
     } else if (record.VarID() == m_Model.Measurement.VarID) {
         if (m_Model.ReadingSetsMonitorFlag) record.MonitorFlag(MissionMonitorFlag());
-        if (mission.IsStatusChanged()) NotifyStatusChanged();
-        if (mission.IsTempLogChanged()) RequestVarToAdapter(ORVIXCNB1_VAR_TEMP_LOG);
-        if (mission.GetNewAlarm()) NotifyNewAlarm();
+        if (mission->IsStatusChanged()) NotifyStatusChanged();
+        if (mission->IsTempLogChanged()) RequestVarToAdapter(ORVIXCNB1_VAR_TEMP_LOG);
+        if (mission->GetNewAlarm()) NotifyNewAlarm();
     }
 }
 
@@ -118,11 +113,11 @@ void cOrvixNB1Device::CheckDriverResult(const iOrvixTaskNB1& task) {
 }
 
 std::int32_t cOrvixNB1Device::MissionInterval() {
-    return static_cast<iOrvixNB1Mission&>(LiveMission()).Rate() * kMonitorIntervalPerRate;
+    return static_cast<iOrvixNB1Mission&>(*LiveMission()).Rate() * kMonitorIntervalPerRate;
 }
 
 std::int32_t cOrvixNB1Device::MissionMonitorFlag() {
-    return static_cast<iOrvixNB1Mission&>(LiveMission()).InProgress() ? 1 : 0;
+    return static_cast<iOrvixNB1Mission&>(*LiveMission()).InProgress() ? 1 : 0;
 }
 
 }  // namespace orvix

@@ -140,7 +140,7 @@ void cOrvixNB1Device::TakeOver(State state) {
 void cOrvixNB1Device::RestoreMission(bool notify) {
     if (const Variant* status = RestoredValue(ORVIXCNB1_VAR_STATUS)) ApplyStatus(status->ToText(), false, notify);
     if (const Variant* log = RestoredValue(ORVIXCNB1_VAR_TEMP_LOG)) {
-        LiveMission().SetTempLog(SamplesFromBytes(log->ToBytes()));
+        LiveMission()->SetTempLog(SamplesFromBytes(log->ToBytes()));
     }
 }
 

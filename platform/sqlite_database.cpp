@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "host/error.h"
+#include "host/variables.h"
 #include "platform/sqlite_connection.h"
 #include "platform/workgroup_file.h"
 
@@ -141,7 +142,7 @@ std::string SqlitePlantDevices::Name(const std::string& address) const {
 
 void SqlitePlantDevices::SetName(const std::string& serialNumber, const std::string& name) {
     // Until a device has told its serial number, the variable holds its own tag, or nothing: neither names a device.
-    if (serialNumber.empty() || serialNumber.starts_with("NB1/")) return;
+    if (serialNumber.empty() || IsVariableTag(serialNumber)) return;
     SqliteStatement statement(m_Connection->Connection(),
                               "INSERT INTO plant_names(serial, name) VALUES(?, ?) "
                               "ON CONFLICT(serial) DO UPDATE SET name = excluded.name");

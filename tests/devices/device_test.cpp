@@ -3,6 +3,31 @@
 namespace orvix::tests {
 namespace {
 
+/// A task that another library has made.
+class ForeignTask : public iOrvixTask {
+    NB1_FAKE_PROPERTY(iOrvixTask, std::string, ID);
+    VariantList& iOrvixTask_Params() override { return m_List; }
+    VariantList& iOrvixTask_RtnArgs() override { return m_List; }
+    NB1_FAKE_PROPERTY(iOrvixTask, std::string, MemoryMapKey);
+    NB1_FAKE_PROPERTY(iOrvixTask, std::string, Name);
+    NB1_FAKE_PROPERTY(iOrvixTask, ErrorNumber, e) = errors::None;
+    NB1_FAKE_PROPERTY(iOrvixTask, std::string, eDescr);
+    NB1_FAKE_PROPERTY(iOrvixTask, bool, ContinueIfFail) = false;
+    NB1_FAKE_PROPERTY(iOrvixTask, std::int32_t, TimeoutInterval) = 0;
+    NB1_FAKE_PROPERTY(iOrvixTask, std::int32_t, NetTimeoutInterval) = 0;
+    NB1_FAKE_PROPERTY(iOrvixTask, bool, Executed) = false;
+    NB1_FAKE_PROPERTY(iOrvixTask, std::shared_ptr<iOrvixDevice>, Device);
+    NB1_FAKE_PROPERTY(iOrvixTask, std::string, DeviceAddress);
+    NB1_FAKE_PROPERTY(iOrvixTask, std::int32_t, DeviceModel) = 0;
+    NB1_FAKE_PROPERTY(iOrvixTask, std::int32_t, DeviceOrigin) = 0;
+    ByteArray iOrvixTask_GetSuperState() const override { return {}; }
+    void iOrvixTask_SetSuperState(ByteView) override {}
+    void iOrvixTask_Clear() override {}
+    void iOrvixTask_Destroy() override {}
+
+    VariantList m_List;
+};
+
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::StartsWith;
@@ -22,6 +47,7 @@ TEST_F(DeviceTest, CommandCodes) {
         EXPECT_EQ(task->e(), accepted ? errors::None : errors::General);
         EXPECT_EQ(task->eDescr(), accepted ? "" : refused + " (OrvixNimbo1Lib." + name + ".iOrvixDevice_TaskCommand)");
         EXPECT_EQ(Hex(task->Cmd().ToText()), accepted ? expected : "");
+        EXPECT_EQ(task->CmdExecuted(), !accepted) << "a failure ends the task";
         EXPECT_TRUE(!accepted || Var(device, varID).Pending());
     };
     for (const auto& item : cases) {
@@ -95,6 +121,33 @@ TEST_F(DeviceTest, AFailedExchangeFailsTheTask) {
         }
     }
     EXPECT_THAT(m_Adapter.Take(), IsEmpty());
+}
+
+TEST_F(DeviceTest, AForeignTaskIsRefusedInASentence) {
+    ForeignTask task;
+    const std::pair<void (iOrvixDevice::*)(iOrvixTask&), const char*> members[] = {
+        {&iOrvixDevice::TaskCommand, "iOrvixDevice_TaskCommand"},
+        {&iOrvixDevice::ResponseInterpreter, "iOrvixDevice_ResponseInterpreter"}};
+    for (const auto& [member, name] : members) {
+        (static_cast<iOrvixDevice&>(m_Sensor).*member)(task);
+        EXPECT_EQ(task.e(), errors::TypeMismatch);
+        EXPECT_EQ(task.eDescr(),
+                  std::string("The task is none of this library (OrvixNimbo1Lib.cOrvixNB1TP.") + name + ")");
+    }
+}
+
+// The mission is held until the notifications that follow from a reading are through.
+TEST_F(DeviceTest, AListenerMayDestroyTheDevice) {
+    struct DestroyingAdapter : FakeAdapter {
+        void iOrvixDevToAdapt_DeviceVarChanged(iOrvixDevice& device, VariableRecord&) override { device.Destroy(); }
+    } adapter;
+    for (iOrvixDevice* device : std::initializer_list<iOrvixDevice*>{&m_Sensor, &m_Module}) {
+        device->Adapter(&adapter);
+        const auto task = Answered(device->DefaultVar()->VarID(), Bytes("83 40 00 00"));
+        device->ResponseInterpreter(*task);
+        EXPECT_EQ(task->e(), errors::MissingItem);
+        EXPECT_THAT(task->eDescr(), StartsWith("The device has been destroyed ("));
+    }
 }
 
 TEST_F(DeviceTest, AnswerInParts) {

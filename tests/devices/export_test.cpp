@@ -87,7 +87,8 @@ TEST_F(ExportTest, TextListing) {
 TEST_F(ExportTest, ReportDocument) {
     const std::string head =
         "page 1.5|1.5|1.5|1.5|20|14|\nfont 0|Arial|10|\nfont 1|Arial|10|\nfont 2|Arial|10|\nfont 3|Courier|14|\n"
-        "title Batch 7\nDevice: Oven\nDevice: 12\nMission: Batch 7\nDate|Time|Temp|\nplot 0|2|\u00B0C|";
+        "title Batch 7\nDevice: Oven\nSerial Number: S1\nDevice: 12\nMission: Batch 7\nDate|Time|Temp|\nplot "
+        "0|2|\u00B0C|";
     const std::string row = "18/11/2026 11:06:40|11:06|20.5|\n";
     Log({20.5F});
     EXPECT_EQ(Saved(*Sensor, kFileFormatReport), head + "none|none|\n" + row) << "no limits";
@@ -104,6 +105,33 @@ TEST_F(ExportTest, ReportDocument) {
         Log({20.5F}, start);
         EXPECT_THAT(Saved(*Sensor, kFileFormatReport), HasSubstr(shown));
         EXPECT_THAT(Saved(*Sensor, kFileFormatText), HasSubstr(std::string(shown, 6) + (shown + 8) + " 00:00:00\t"));
+    }
+}
+
+// The record begins with its tag for a value, and keeps it through files.
+TEST_F(ExportTest, ASerialNumberThatWasNeverReadIsEmpty) {
+    for (const std::int32_t model : {106, 104}) {
+        const auto device = Devices.Add("7", model);
+        const auto saved = [&](iOrvixDevice& exported, std::int32_t format) {
+            for (const char* key : {"3", "4"}) {
+                if (!exported.VarsEx().Exists(key)) exported.VarsEx().Add(key)->VarID(key[0] - '0');
+                exported.VarsEx().Item(key)->Valid(true);
+            }
+            return Saved(exported, format);
+        };
+        EXPECT_THAT(saved(*device, kFileFormatText), HasSubstr("\r\nSerial Number: \r\n")) << model;
+        EXPECT_THAT(saved(*device, kFileFormatReport), HasSubstr("\nSerial Number: \n")) << model;
+        EXPECT_EQ(device->SerialNumber(), "NB1/2x3/104/7/1");
+        if (model == 106) {
+            saved(*device, kFileFormatDevice);
+            const auto restored = Devices.AddFromFile(kFile);
+            ASSERT_TRUE(restored);
+            EXPECT_THAT(saved(*restored, kFileFormatText), HasSubstr("\r\nSerial Number: \r\n"));
+        }
+        device->SerialNumber("S7");
+        EXPECT_THAT(saved(*device, kFileFormatText), HasSubstr("\r\nSerial Number: S7\r\n"));
+        EXPECT_THAT(saved(*device, kFileFormatReport), HasSubstr("\nSerial Number: S7\n"));
+        Devices.Remove("7");
     }
 }
 

@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "host/variables.h"
 #include "tests/support/test_host.h"
 
 namespace orvix::tests {
@@ -55,7 +56,7 @@ struct MemoryPlantDevices : SQLPlantDevices {
         return device ? m_Database.PlantNames[device->SerialNumber] : "";
     }
     void SetName(const std::string& serialNumber, const std::string& name) override {
-        if (!serialNumber.starts_with("NB1/")) m_Database.PlantNames[serialNumber] = name;
+        if (!IsVariableTag(serialNumber)) m_Database.PlantNames[serialNumber] = name;
     }
 
     MemoryDatabase& m_Database;
