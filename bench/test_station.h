@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "station/bus/bus_thread.h"
+#include "station/source/bus_thread.h"
 
 namespace orvix::bench {
 

@@ -4,7 +4,8 @@
 set -euo pipefail
 cd "$1"
 
-# folder: what it may include besides itself, as path prefixes. The first line that matches a file's folder counts.
+# folder: what it may include besides itself, as path prefixes. "*" stands for each of several folders, which do not include
+# each other.
 readonly RULES="
 host:
 devices/protocol: host/
@@ -17,19 +18,32 @@ adapter:          host/ tasks/ missions/ devices/ diagnostics/basPlexaErr.h diag
 library:          host/ tasks/ missions/ devices/ driver/ adapter/
 platform:         host/
 simulator:        host/ devices/protocol/ platform/
-station:          host/ platform/ simulator/ devices/protocol/ tasks/i tasks/enumerations.h devices/i missions/i
+station/model:         host/ tasks/enumerations.h
+station/report:        host/ platform/
+station/store:         host/ platform/ station/model/
+station/line:          host/ devices/protocol/ station/model/
+station/library:       host/ platform/ tasks/i tasks/enumerations.h station/model/ station/line/ station/report/
+station/source:        host/ platform/ simulator/ devices/protocol/ tasks/i station/model/ station/store/ station/library/
+station/run:           host/ devices/protocol/ station/model/ station/line/ station/source/
+station/sink/*:        host/ platform/ station/model/ station/store/ station/run/
+station/door:          host/ platform/ station/model/ station/run/
+station/command_line:  host/ simulator/ tasks/enumerations.h station/model/
+station/configuration: host/ platform/ simulator/ devices/protocol/ station/model/
+station/commands:      host/ platform/ simulator/ station/
+station/main:          simulator/ station/commands/
 "
 
 allowed_for() {
     local folder=$1 line
     while read -r line; do
-        [[ $line == "$folder:"* ]] && echo "$folder/ ${line#*:}" && return
+        # shellcheck disable=SC2053 # the rule's folder is a pattern
+        [[ -n $line && $folder == ${line%%:*} ]] && echo "$folder/ ${line#*:}" && return
     done <<<"$RULES"
 }
 
 folder_of() {
     case $1 in
-        devices/protocol/*) echo devices/protocol ;;
+        devices/protocol/* | station/*) echo "${1%/*}" ;;
         *) echo "${1%%/*}" ;;
     esac
 }

@@ -4,7 +4,7 @@
 
 #include "simulator/device_arguments.h"
 #include "station/command_line/arguments.h"
-#include "station/command_line/version.h"
+#include "station/model/version.h"
 
 namespace orvix::station {
 namespace {

@@ -8,9 +8,11 @@
 #include <vector>
 
 #include "simulator/simulated_bus.h"
-#include "station/bus/bus.h"
-#include "station/history/history_format.h"
-#include "station/scan/scan.h"
+#include "station/model/bus_setup.h"
+#include "station/model/export_target.h"
+#include "station/model/history_query.h"
+#include "station/model/scan_range.h"
+#include "tasks/enumerations.h"
 
 namespace orvix::station {
 

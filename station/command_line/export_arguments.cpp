@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "host/iOrvixDevice.h"
 #include "station/command_line/arguments.h"
 
 namespace orvix::station {

@@ -1,9 +1,9 @@
 #include <memory>
 
 #include "host/error.h"
-#include "station/bus/clock.h"
 #include "station/command_line/arguments.h"
-#include "station/history/history_time.h"
+#include "station/model/clock.h"
+#include "station/model/history_time.h"
 
 namespace orvix::station {
 namespace {

@@ -1,6 +1,7 @@
 #include <memory>
 
 #include "station/command_line/arguments.h"
+#include "station/model/reading.h"
 
 namespace orvix::station {
 namespace {

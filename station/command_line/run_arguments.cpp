@@ -2,7 +2,7 @@
 
 #include "simulator/device_arguments.h"
 #include "station/command_line/arguments.h"
-#include "station/health/metrics_address.h"
+#include "station/model/metrics_address.h"
 
 namespace orvix::station {
 namespace {

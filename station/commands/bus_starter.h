@@ -9,7 +9,7 @@
 
 #include "station/commands/main_loop.h"
 #include "station/commands/port_scan.h"
-#include "station/output/output.h"
+#include "station/run/output.h"
 #include "station/run/station_run.h"
 
 namespace orvix::simulator {

@@ -4,8 +4,9 @@
 
 #include "platform/file_descriptor.h"
 #include "simulator/bus_server.h"
-#include "station/bus/folders.h"
-#include "station/output/journal.h"
+#include "station/library/folders.h"
+#include "station/sink/lines/journal.h"
+#include "station/sink/lines/lines.h"
 
 namespace orvix::station {
 

@@ -3,10 +3,10 @@
 #include <memory>
 #include <optional>
 
-#include "station/bus/bus_thread.h"
 #include "station/command_line/command_line.h"
 #include "station/commands/main_loop.h"
-#include "station/output/output.h"
+#include "station/run/output.h"
+#include "station/source/bus_thread.h"
 
 namespace orvix::simulator {
 class BusServer;

@@ -2,9 +2,9 @@
 #include <nlohmann/json.hpp>
 
 #include "simulator/device_arguments.h"
-#include "station/bus/folders.h"
 #include "station/commands/commands.h"
 #include "station/configuration/device_registry.h"
+#include "station/library/folders.h"
 
 namespace orvix::station {
 namespace {

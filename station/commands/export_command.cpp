@@ -3,9 +3,9 @@
 #include "host/iOrvixDevices.h"
 #include "platform/serial_line.h"
 #include "simulator/bus_server.h"
-#include "station/bus/device_export.h"
-#include "station/bus/failure_text.h"
 #include "station/commands/commands.h"
+#include "station/library/device_export.h"
+#include "station/library/failure_text.h"
 
 namespace orvix::station {
 namespace {

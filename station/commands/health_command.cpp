@@ -1,9 +1,9 @@
 #include <iostream>
 
-#include "station/bus/folders.h"
 #include "station/commands/commands.h"
-#include "station/control/control_client.h"
-#include "station/health/health_requests.h"
+#include "station/door/control_client.h"
+#include "station/door/health_requests.h"
+#include "station/library/folders.h"
 
 namespace orvix::station {
 namespace {

@@ -4,12 +4,13 @@
 
 #include "host/text.h"
 #include "platform/atomic_file.h"
-#include "station/bus/clock.h"
-#include "station/bus/folders.h"
 #include "station/commands/commands.h"
-#include "station/history/history_report.h"
-#include "station/history/history_schema.h"
-#include "station/history/plot_samples.h"
+#include "station/commands/history_format.h"
+#include "station/commands/history_report.h"
+#include "station/commands/plot_samples.h"
+#include "station/library/folders.h"
+#include "station/model/clock.h"
+#include "station/store/history_schema.h"
 
 namespace orvix::station {
 namespace {

@@ -5,7 +5,8 @@
 #include <iostream>
 #include <string>
 
-#include "station/output/journal.h"
+#include "station/sink/lines/journal.h"
+#include "station/sink/lines/lines.h"
 
 namespace orvix::station {
 namespace {

@@ -4,8 +4,8 @@
 #include <memory>
 
 #include "station/commands/main_loop.h"
-#include "station/output/live_stream.h"
-#include "station/output/output.h"
+#include "station/run/live_stream.h"
+#include "station/run/output.h"
 
 namespace orvix::station {
 

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "station/bus/bus_thread.h"
-#include "station/output/output.h"
-#include "station/scan/scan_display.h"
-#include "station/scan/scan_thread.h"
+#include "station/commands/scan_display.h"
+#include "station/run/output.h"
+#include "station/source/bus_thread.h"
+#include "station/source/scan_thread.h"
 
 namespace orvix::station {
 

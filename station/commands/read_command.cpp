@@ -2,7 +2,7 @@
 
 #include "simulator/bus_server.h"
 #include "station/commands/commands.h"
-#include "station/output/text.h"
+#include "station/model/text.h"
 
 namespace orvix::station {
 

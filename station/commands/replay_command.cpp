@@ -7,10 +7,10 @@
 #include <memory>
 
 #include "host/text.h"
-#include "station/bus/folders.h"
 #include "station/commands/commands.h"
-#include "station/recording/replay_bus.h"
+#include "station/library/folders.h"
 #include "station/run/latest_values.h"
+#include "station/source/replay_bus.h"
 
 namespace orvix::station {
 namespace {

@@ -1,12 +1,12 @@
 #include "station/commands/run_session.h"
 
-#include "station/bus/clock.h"
 #include "station/commands/commands.h"
 #include "station/commands/run_setup.h"
 #include "station/configuration/configuration.h"
-#include "station/health/health_requests.h"
-#include "station/health/health_text.h"
-#include "station/history/history_schema.h"
+#include "station/door/health_requests.h"
+#include "station/door/health_text.h"
+#include "station/model/clock.h"
+#include "station/store/history_schema.h"
 
 namespace orvix::station {
 namespace {

@@ -5,20 +5,20 @@
 #include <string>
 
 #include "simulator/bus_server.h"
-#include "station/alarms/alarm_command.h"
 #include "station/command_line/command_line.h"
 #include "station/commands/bus_starter.h"
 #include "station/commands/live_output.h"
 #include "station/commands/main_loop.h"
 #include "station/commands/screen_session.h"
-#include "station/control/control_server.h"
-#include "station/health/health_book.h"
-#include "station/health/metrics.h"
-#include "station/history/history_recorder.h"
-#include "station/output/output_listener.h"
-#include "station/recording/recorder.h"
+#include "station/door/control_server.h"
+#include "station/door/metrics.h"
+#include "station/run/health_book.h"
 #include "station/run/station_run.h"
-#include "station/service/service_notifier.h"
+#include "station/sink/alarm_program/alarm_command.h"
+#include "station/sink/history/history_recorder.h"
+#include "station/sink/lines/output_listener.h"
+#include "station/sink/recording/recorder.h"
+#include "station/sink/service/service_notifier.h"
 
 namespace orvix::station {
 

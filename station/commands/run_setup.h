@@ -1,7 +1,7 @@
 #pragma once
 
 #include "station/command_line/command_line.h"
-#include "station/run/station_setup.h"
+#include "station/model/station_setup.h"
 
 namespace orvix::station {
 

@@ -4,7 +4,7 @@
 
 #include "station/commands/live_output.h"
 #include "station/commands/main_loop.h"
-#include "station/screen/live_screen.h"
+#include "station/sink/screen/live_screen.h"
 
 namespace orvix::station {
 

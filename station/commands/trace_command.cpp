@@ -1,7 +1,7 @@
 #include "platform/trace_socket.h"
 #include "station/commands/commands.h"
 #include "station/commands/live_output.h"
-#include "station/output/trace_line.h"
+#include "station/model/trace_line.h"
 
 namespace orvix::station {
 

@@ -10,7 +10,7 @@
 #include "platform/regular_file.h"
 #include "simulator/device_arguments.h"
 #include "station/configuration/toml_value.h"
-#include "station/health/metrics_address.h"
+#include "station/model/metrics_address.h"
 
 namespace orvix::station {
 namespace {

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "station/run/station_setup.h"
+#include "station/model/station_setup.h"
 
 namespace orvix::station {
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "station/bus/bus.h"
+#include "station/model/bus_setup.h"
 
 namespace orvix::station {
 

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "station/bus/bus.h"
+#include "station/model/bus_setup.h"
 
 namespace orvix::station {
 

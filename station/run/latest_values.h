@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "station/bus/bus.h"
-#include "station/bus/reading.h"
+#include "station/model/bus_setup.h"
+#include "station/model/reading.h"
 
 namespace orvix::station {
 

@@ -2,10 +2,10 @@
 
 #include <string>
 
-#include "station/alarms/alarm_book.h"
-#include "station/bus/bus.h"
-#include "station/bus/line_tap.h"
-#include "station/bus/reading.h"
+#include "station/model/alarm.h"
+#include "station/model/bus_setup.h"
+#include "station/model/line_event.h"
+#include "station/model/reading.h"
 
 namespace orvix::station {
 

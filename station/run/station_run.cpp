@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "station/bus/clock.h"
+#include "station/model/clock.h"
 #include "station/run/bus_change.h"
 
 namespace orvix::station {

@@ -5,10 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "station/bus/bus_thread.h"
+#include "station/model/station_setup.h"
+#include "station/run/alarm_book.h"
 #include "station/run/latest_values.h"
 #include "station/run/listener.h"
-#include "station/run/station_setup.h"
+#include "station/source/bus_thread.h"
 
 namespace orvix::station {
 

@@ -4,7 +4,8 @@
 #include <vector>
 
 #include "platform/real_apartment.h"
-#include "station/alarms/alarm_command.h"
+#include "station/run/alarm_book.h"
+#include "station/sink/alarm_program/alarm_command.h"
 #include "tests/station/program.h"
 #include "tests/support/test_folder.h"
 

@@ -4,7 +4,7 @@
 #include <map>
 
 #include "simulator/bus_server.h"
-#include "station/bus/bus_thread.h"
+#include "station/source/bus_thread.h"
 #include "tests/support/test_folder.h"
 
 namespace orvix::tests {

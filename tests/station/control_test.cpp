@@ -12,8 +12,8 @@
 #include "host/error.h"
 #include "platform/real_apartment.h"
 #include "simulator/bus_server.h"
-#include "station/control/control_client.h"
-#include "station/control/control_server.h"
+#include "station/door/control_client.h"
+#include "station/door/control_server.h"
 #include "tests/station/program.h"
 #include "tests/support/test_folder.h"
 

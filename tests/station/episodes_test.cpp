@@ -1,4 +1,4 @@
-#include "station/output/episodes.h"
+#include "station/run/episodes.h"
 
 #include <gtest/gtest.h>
 

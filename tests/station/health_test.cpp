@@ -5,8 +5,8 @@
 
 #include "devices/protocol/basOrvixNB1.h"
 #include "devices/protocol/frame.h"
-#include "station/health/diagnosis.h"
-#include "station/health/health_book.h"
+#include "station/run/diagnosis.h"
+#include "station/run/health_book.h"
 
 namespace orvix::tests {
 namespace {

@@ -7,12 +7,12 @@
 #include <sstream>
 
 #include "host/error.h"
-#include "station/history/history_format.h"
-#include "station/history/history_report.h"
-#include "station/history/history_schema.h"
-#include "station/history/history_time.h"
-#include "station/history/history_writer.h"
-#include "station/history/plot_samples.h"
+#include "station/commands/history_format.h"
+#include "station/commands/history_report.h"
+#include "station/commands/plot_samples.h"
+#include "station/model/history_time.h"
+#include "station/store/history_schema.h"
+#include "station/store/history_writer.h"
 #include "tests/station/program.h"
 #include "tests/support/test_folder.h"
 

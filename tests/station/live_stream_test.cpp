@@ -1,4 +1,4 @@
-#include "station/output/live_stream.h"
+#include "station/run/live_stream.h"
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -5,9 +5,9 @@
 #include <tuple>
 
 #include "simulator/bus_server.h"
-#include "station/recording/recorder.h"
-#include "station/recording/replay_bus.h"
 #include "station/run/station_run.h"
+#include "station/sink/recording/recorder.h"
+#include "station/source/replay_bus.h"
 #include "tests/station/program.h"
 #include "tests/support/scripted_line.h"
 #include "tests/support/test_folder.h"

@@ -1,4 +1,4 @@
-#include "station/scan/scan.h"
+#include "station/source/scan.h"
 
 #include <gtest/gtest.h>
 

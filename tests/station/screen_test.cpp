@@ -9,9 +9,9 @@
 #include <functional>
 
 #include "platform/file_descriptor.h"
-#include "station/output/text.h"
+#include "station/model/text.h"
 #include "station/run/latest_values.h"
-#include "station/screen/layout.h"
+#include "station/sink/screen/layout.h"
 #include "tests/support/test_folder.h"
 
 namespace orvix::tests {

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "station/report/pdf_plot.h"
+#include "station/store/history_reader.h"
+
+namespace orvix::station {
+
+/// Thins the rows of one series to what a plot can show: of each of a fixed number of time slices the lowest and the
+/// highest value, so that no peak is lost.
+class PlotSamples {
+public:
+    explicit PlotSamples(const Period& period) : m_Period(period) {}
+
+    /// In order of time.
+    void Add(const HistoryRow& row);
+    /// Samples, gaps and period of the plot.
+    PlotData Finish();
+
+private:
+    void AddGap(const HistoryRow& row);
+    void EndSlice();
+    std::int64_t SliceOf(std::int64_t time) const;
+
+    struct Value {
+        std::int64_t Time = 0;
+        double Number = 0;
+    };
+    const Period m_Period;
+    PlotData m_Data;
+    std::int64_t m_Slice = -1;
+    Value m_Lowest;
+    Value m_Highest;
+    bool m_BeginsCurve = false;
+    std::int64_t m_GapsEnd = 0;  ///< of the latest band
+};
+
+}  // namespace orvix::station

@@ -1,0 +1,60 @@
+#include "station/commands/scan_display.h"
+
+#include <ostream>
+
+#include "host/text.h"
+#include "simulator/device_arguments.h"
+#include "station/model/text.h"
+
+namespace orvix::station {
+namespace {
+
+// Bar and text fit into eighty columns.
+constexpr int kBarWidth = 30;
+constexpr Duration kLinePeriod = std::chrono::seconds(3);
+
+constexpr char kClearLine[] = "\r\x1B[K";
+
+std::string ValueShown(const FoundDevice& device) {
+    if (std::holds_alternative<std::monostate>(device.Value)) return "no value";
+    const bool isInputs = std::holds_alternative<std::int32_t>(device.Value);
+    return (isInputs ? "inputs " : "") + ValueWithUnit(device.Value);
+}
+
+}  // namespace
+
+std::string ProgressText(const ScanProgress& progress, std::size_t found) {
+    auto text = std::to_string(progress.Done) + " of " + std::to_string(progress.Total) + " addresses, " +
+                std::to_string(found) + " found";
+    if (const auto left = progress.Left()) {
+        text += ", " + std::to_string(std::chrono::ceil<std::chrono::seconds>(*left).count()) + " s left";
+    }
+    return text;
+}
+
+std::string DescriptionOf(const FoundDevice& device) {
+    auto text = Padded(NumberText(std::int32_t{device.Address}), 5) + Padded(simulator::ModelName(device.Model), 9) +
+                (device.SerialNumber.empty() ? "no serial number" : "serial " + SerialText(device.SerialNumber)) +
+                ", " + ValueShown(device);
+    if (device.Suspect) text += "  suspect: " + std::string(kSuspicion);
+    return text;
+}
+
+void ScanDisplay::Show(const ScanProgress& progress, std::size_t found) {
+    const auto text = ProgressText(progress, found);
+    if (m_IsTerminal) {
+        const int filled = progress.Done * kBarWidth / progress.Total;
+        const auto bar = std::string(static_cast<std::size_t>(filled), '#') +
+                         std::string(static_cast<std::size_t>(kBarWidth - filled), '.');
+        m_Err << kClearLine << "[" << bar << "] " << text << std::flush;
+    } else if (progress.Elapsed - m_ShownAt >= kLinePeriod) {
+        m_ShownAt = progress.Elapsed;
+        m_Err << "nimbo1: " << m_Port << ": " << text << std::endl;
+    }
+}
+
+void ScanDisplay::Clear() {
+    if (m_IsTerminal) m_Err << kClearLine << std::flush;
+}
+
+}  // namespace orvix::station

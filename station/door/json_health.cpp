@@ -1,0 +1,100 @@
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+#include "station/door/health_text.h"
+#include "station/model/clock.h"
+#include "station/run/diagnosis.h"
+
+namespace orvix::station {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+double Milliseconds(Duration time) {
+    return std::chrono::duration<double, std::milli>(time).count();
+}
+
+Json ToJson(const std::optional<double>& value) {
+    return value ? Json(*value) : Json(nullptr);
+}
+
+Json ToJson(const Tally& tally) {
+    const auto& trips = tally.RoundTrips;
+    const auto quantile = [&](double share) {
+        return trips.Count() == 0 ? Json(nullptr) : Json(Milliseconds(trips.Quantile(share)));
+    };
+    return {{"exchanges", tally.Exchanges()},
+            {"success", ToJson(tally.Success())},
+            {"p50_ms", quantile(0.5)},
+            {"p95_ms", quantile(0.95)},
+            {"max_ms", quantile(1)},
+            {"time_outs", tally.TimeOuts()},
+            {"bad_frames", tally.BadFrames()},
+            {"checksum_errors", tally.Count(Outcome::Checksum)},
+            {"refusals", tally.Count(Outcome::Refused)},
+            {"line_lost", tally.Count(Outcome::LineLost)},
+            {"retries", tally.Retries},
+            {"doubled_answers", tally.Doubled},
+            {"late_answers", tally.Late},
+            {"stray_bytes", tally.StrayBytes}};
+}
+
+Json DiagnosisOf(const std::vector<Finding>& findings, int address) {
+    const auto found = std::find_if(findings.begin(), findings.end(),
+                                    [&](const Finding& finding) { return finding.Address == address; });
+    return found == findings.end() ? Json(nullptr) : Json(found->Sentence);
+}
+
+Json ToJson(const BusHealth& bus, const std::string& time, const std::vector<Finding>& findings) {
+    return {{"time", time},
+            {"event", "bus_health"},
+            {"port", bus.Port},
+            {"port_works", !bus.PortDown.has_value()},
+            {"port_failures", bus.PortFailures},
+            {"load_last_minute", bus.LoadLastMinute},
+            {"load", bus.Load},
+            {"recent", ToJson(bus.Sum(&AddressHealth::Recent))},
+            {"total", ToJson(bus.Sum(&AddressHealth::Total))},
+            {"diagnosis", DiagnosisOf(findings, 0)}};
+}
+
+Json ToJson(const BusHealth& bus, const AddressHealth& address, const StationHealth& health,
+            const std::vector<Finding>& findings) {
+    const auto period = address.Recent.Period();
+    Json lastGood;
+    if (address.LastGood) {
+        lastGood = IsoText(health.UnixMilliseconds -
+                           std::chrono::duration_cast<std::chrono::milliseconds>(*address.LastGood).count());
+    }
+    return {{"time", IsoText(health.UnixMilliseconds)},
+            {"event", "device_health"},
+            {"port", bus.Port},
+            {"address", address.Address},
+            {"name", address.Name},
+            {"quality", NameOf(address.Quality)},
+            {"last_good", lastGood},
+            {"period_ms", bus.Every.count()},
+            {"achieved_period_ms", period ? Json(Milliseconds(*period)) : Json(nullptr)},
+            {"recent", ToJson(address.Recent)},
+            {"total", ToJson(address.Total)},
+            {"diagnosis", DiagnosisOf(findings, address.Address)}};
+}
+
+}  // namespace
+
+std::string JsonHealth(const StationHealth& health) {
+    std::string lines;
+    // Names and reasons may hold bytes that are no UTF-8.
+    const auto write = [&](const Json& object) {
+        lines += object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+    };
+    for (const auto& bus : health.Buses) {
+        const auto findings = Diagnose(bus);
+        write(ToJson(bus, IsoText(health.UnixMilliseconds), findings));
+        for (const auto& address : bus.Addresses)
+            write(ToJson(bus, address, health, findings));
+    }
+    return lines;
+}
+
+}  // namespace orvix::station

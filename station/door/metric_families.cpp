@@ -1,0 +1,146 @@
+#include "station/door/metric_families.h"
+
+#include <utility>
+
+namespace orvix::station {
+namespace {
+
+using prometheus::ClientMetric;
+using prometheus::MetricFamily;
+using prometheus::MetricType;
+using Labels = std::vector<ClientMetric::Label>;
+
+double Seconds(Duration time) {
+    return std::chrono::duration<double>(time).count();
+}
+
+Labels LabelsOf(const BusHealth& bus) {
+    return {{"port", bus.Port}};
+}
+
+Labels LabelsOf(const BusHealth& bus, const AddressHealth& address) {
+    return {{"port", bus.Port}, {"address", std::to_string(address.Address)}, {"name", address.Name}};
+}
+
+template <class... Of>
+struct ValueRow {
+    const char* Name;
+    const char* Help;
+    MetricType Type;
+    /// Nothing when there is none yet.
+    std::optional<double> (*Value)(const Of&...);
+};
+
+constexpr ValueRow<BusHealth> kOfBus[] = {
+    {"nimbo1_port_up", "Whether the serial port works", MetricType::Gauge,
+     [](const BusHealth& bus) -> std::optional<double> { return bus.PortDown ? 0 : 1; }},
+    {"nimbo1_port_failures_total", "Failures of the serial port", MetricType::Counter,
+     [](const BusHealth& bus) -> std::optional<double> { return static_cast<double>(bus.PortFailures); }},
+    {"nimbo1_line_load_ratio", "Share of the last minute in which bytes were on the line", MetricType::Gauge,
+     [](const BusHealth& bus) -> std::optional<double> { return bus.LoadLastMinute; }},
+};
+
+constexpr ValueRow<BusHealth, AddressHealth> kOfAddress[] = {
+    {"nimbo1_retries_total", "Requests sent again after a failure", MetricType::Counter,
+     [](const BusHealth&, const AddressHealth& it) -> std::optional<double> {
+         return static_cast<double>(it.Total.Retries);
+     }},
+    {"nimbo1_doubled_answers_total", "Second answers to one request", MetricType::Counter,
+     [](const BusHealth&, const AddressHealth& it) -> std::optional<double> {
+         return static_cast<double>(it.Total.Doubled);
+     }},
+    {"nimbo1_late_answers_total", "Answers that came after their time-out", MetricType::Counter,
+     [](const BusHealth&, const AddressHealth& it) -> std::optional<double> {
+         return static_cast<double>(it.Total.Late);
+     }},
+    {"nimbo1_stray_bytes_total", "Bytes on the line that belong to no answer", MetricType::Counter,
+     [](const BusHealth&, const AddressHealth& it) -> std::optional<double> {
+         return static_cast<double>(it.Total.StrayBytes);
+     }},
+    {"nimbo1_up", "Whether the latest value is good", MetricType::Gauge,
+     [](const BusHealth&, const AddressHealth& it) -> std::optional<double> {
+         return it.Quality == Quality::Good ? 1 : 0;
+     }},
+    {"nimbo1_last_good_age_seconds", "Time since the latest good answer", MetricType::Gauge,
+     [](const BusHealth&, const AddressHealth& it) -> std::optional<double> {
+         return it.LastGood ? std::optional(Seconds(*it.LastGood)) : std::nullopt;
+     }},
+    {"nimbo1_period_requested_seconds", "Polling period asked for", MetricType::Gauge,
+     [](const BusHealth& bus, const AddressHealth&) -> std::optional<double> { return Seconds(bus.Every); }},
+    {"nimbo1_period_achieved_seconds", "Polling period of the last minutes", MetricType::Gauge,
+     [](const BusHealth&, const AddressHealth& it) -> std::optional<double> {
+         const auto period = it.Recent.Period();
+         return period ? std::optional(Seconds(*period)) : std::nullopt;
+     }},
+};
+
+/// The values of the label that tells how exchanges ended.
+constexpr std::pair<const char*, Outcome> kResults[] = {
+    {"good", Outcome::Good},          {"silent", Outcome::Silent},     {"cut_off", Outcome::CutOff},
+    {"bad_frame", Outcome::BadFrame}, {"checksum", Outcome::Checksum}, {"refused", Outcome::Refused},
+    {"foreign", Outcome::Foreign},    {"line_lost", Outcome::LineLost}};
+static_assert(std::size(kResults) == kOutcomes);
+
+template <class... Of>
+void AddValue(MetricFamily& family, const ValueRow<Of...>& row, const Of&... of) {
+    const auto value = row.Value(of...);
+    if (!value) return;
+    ClientMetric metric;
+    metric.label = LabelsOf(of...);
+    metric.counter.value = metric.gauge.value = *value;
+    family.metric.push_back(std::move(metric));
+}
+
+void AddExchanges(MetricFamily& family, const BusHealth& bus, const AddressHealth& address) {
+    for (const auto& [name, outcome] : kResults) {
+        ClientMetric metric;
+        metric.label = LabelsOf(bus, address);
+        metric.label.push_back({"result", name});
+        metric.counter.value = static_cast<double>(address.Total.Count(outcome));
+        family.metric.push_back(std::move(metric));
+    }
+}
+
+void AddRoundTrips(MetricFamily& family, const BusHealth& bus, const AddressHealth& address) {
+    const auto& trips = address.Total.RoundTrips;
+    ClientMetric metric;
+    metric.label = LabelsOf(bus, address);
+    metric.histogram.sample_count = trips.Count();
+    metric.histogram.sample_sum = Seconds(trips.Sum());
+    for (int exponent = 0; exponent <= Histogram::kMostExponent; ++exponent) {
+        metric.histogram.bucket.push_back(
+            {trips.CountUpTo(exponent), Seconds(std::chrono::milliseconds(std::int64_t{1} << exponent))});
+    }
+    family.metric.push_back(std::move(metric));
+}
+
+}  // namespace
+
+std::vector<MetricFamily> MetricFamilies(const StationHealth& health) {
+    std::vector<MetricFamily> families;
+    for (const auto& row : kOfBus) {
+        auto& family = families.emplace_back(MetricFamily{row.Name, row.Help, row.Type, {}});
+        for (const auto& bus : health.Buses)
+            AddValue(family, row, bus);
+    }
+    const auto eachAddress = [&](MetricFamily family, auto add) {
+        for (const auto& bus : health.Buses) {
+            for (const auto& address : bus.Addresses)
+                add(family, bus, address);
+        }
+        families.push_back(std::move(family));
+    };
+    for (const auto& row : kOfAddress) {
+        eachAddress({row.Name, row.Help, row.Type, {}},
+                    [&](MetricFamily& family, const BusHealth& bus, const AddressHealth& address) {
+                        AddValue(family, row, bus, address);
+                    });
+    }
+    eachAddress({"nimbo1_exchanges_total", "Exchanges by how they ended", MetricType::Counter, {}}, AddExchanges);
+    eachAddress(
+        {"nimbo1_round_trip_seconds", "From a request to the last byte of its answer", MetricType::Histogram, {}},
+        AddRoundTrips);
+    return families;
+}
+
+}  // namespace orvix::station

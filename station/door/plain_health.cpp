@@ -1,0 +1,122 @@
+#include <algorithm>
+#include <sstream>
+#include <vector>
+
+#include "station/door/health_text.h"
+#include "station/model/quantity_text.h"
+#include "station/run/diagnosis.h"
+
+namespace orvix::station {
+namespace {
+
+constexpr char kNothing[] = "-";
+
+std::string CountText(std::uint64_t count) {
+    return std::to_string(count);
+}
+
+std::string RoundTripText(const Tally& tally, double share) {
+    return tally.RoundTrips.Count() == 0 ? kNothing : MillisecondsText(tally.RoundTrips.Quantile(share));
+}
+
+std::string SuccessText(const Tally& tally) {
+    const auto success = tally.Success();
+    return success ? PercentText(*success) : kNothing;
+}
+
+std::string PeriodText(const BusHealth& bus, const AddressHealth& address) {
+    const auto period = address.Recent.Period();
+    const auto seconds = [](auto time) { return FixedText(std::chrono::duration<double>(time).count(), 2); };
+    return seconds(bus.Every) + "/" + (period ? seconds(*period) : kNothing);
+}
+
+struct Column {
+    const char* Title;
+    bool IsText;  ///< to the left
+    std::string (*Text)(const BusHealth&, const AddressHealth&);
+};
+
+// Counts and times are those of the last minutes.
+constexpr Column kColumns[] = {
+    {"addr", false, [](const BusHealth&, const AddressHealth& it) { return std::to_string(it.Address); }},
+    {"name", true, [](const BusHealth&, const AddressHealth& it) { return it.Name; }},
+    {"quality", true, [](const BusHealth&, const AddressHealth& it) -> std::string { return NameOf(it.Quality); }},
+    {"good %", false, [](const BusHealth&, const AddressHealth& it) { return SuccessText(it.Recent); }},
+    {"p50 ms", false, [](const BusHealth&, const AddressHealth& it) { return RoundTripText(it.Recent, 0.5); }},
+    {"p95 ms", false, [](const BusHealth&, const AddressHealth& it) { return RoundTripText(it.Recent, 0.95); }},
+    {"max ms", false, [](const BusHealth&, const AddressHealth& it) { return RoundTripText(it.Recent, 1); }},
+    {"time-outs", false, [](const BusHealth&, const AddressHealth& it) { return CountText(it.Recent.TimeOuts()); }},
+    {"bad", false, [](const BusHealth&, const AddressHealth& it) { return CountText(it.Recent.BadFrames()); }},
+    {"checksum", false,
+     [](const BusHealth&, const AddressHealth& it) { return CountText(it.Recent.Count(Outcome::Checksum)); }},
+    {"refused", false,
+     [](const BusHealth&, const AddressHealth& it) { return CountText(it.Recent.Count(Outcome::Refused)); }},
+    {"retries", false, [](const BusHealth&, const AddressHealth& it) { return CountText(it.Recent.Retries); }},
+    {"last good", false,
+     [](const BusHealth&, const AddressHealth& it) -> std::string {
+         return it.LastGood ? TimeText(*it.LastGood) + " ago" : "never";
+     }},
+    {"period s", false, PeriodText},
+};
+
+using Row = std::vector<std::string>;
+
+/// Characters, not bytes, of a UTF-8 text.
+std::size_t WidthOf(const std::string& text) {
+    return static_cast<std::size_t>(
+        std::count_if(text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
+}
+
+std::vector<Row> RowsOf(const BusHealth& bus) {
+    std::vector<Row> rows(1);
+    for (const auto& column : kColumns)
+        rows[0].emplace_back(column.Title);
+    for (const auto& address : bus.Addresses) {
+        auto& row = rows.emplace_back();
+        for (const auto& column : kColumns)
+            row.push_back(column.Text(bus, address));
+    }
+    return rows;
+}
+
+void WriteTable(std::ostream& out, const std::vector<Row>& rows) {
+    std::vector<std::size_t> widths(std::size(kColumns));
+    for (const auto& row : rows) {
+        for (std::size_t i = 0; i < row.size(); ++i)
+            widths[i] = std::max(widths[i], WidthOf(row[i]));
+    }
+    for (const auto& row : rows) {
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            const std::string space(widths[i] - WidthOf(row[i]), ' ');
+            out << "  " << (kColumns[i].IsText ? row[i] + space : space + row[i]);
+        }
+        out << "\n";
+    }
+}
+
+void WriteSummary(std::ostream& out, const BusHealth& bus) {
+    const auto sum = bus.Sum(&AddressHealth::Recent);
+    out << bus.Port << ": " << sum.Exchanges() << " exchanges in the last minutes, " << SuccessText(sum)
+        << " % good; line used " << PercentText(bus.LoadLastMinute) << " % in the last minute, "
+        << PercentText(bus.Load) << " % overall; " << sum.StrayBytes << " stray bytes; port failed " << bus.PortFailures
+        << " times\n";
+}
+
+}  // namespace
+
+std::string PlainHealth(const StationHealth& health) {
+    std::ostringstream out;
+    bool isWell = true;
+    for (const auto& bus : health.Buses) {
+        WriteSummary(out, bus);
+        WriteTable(out, RowsOf(bus));
+        for (const auto& finding : Diagnose(bus)) {
+            out << bus.Port << ": " << finding.Sentence << "\n";
+            isWell = false;
+        }
+    }
+    if (isWell) out << "all is well\n";
+    return out.str();
+}
+
+}  // namespace orvix::station

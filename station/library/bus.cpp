@@ -1,0 +1,313 @@
+#include "station/library/bus.h"
+
+#include "host/iOrvixTask.h"
+#include "host/text.h"
+#include "station/library/failure_text.h"
+#include "station/model/clock.h"
+#include "tasks/iOrvixTaskNB1.h"
+
+namespace orvix::station {
+namespace {
+
+// The one port type that the driver knows: a serial port by its number.
+constexpr std::int32_t kSerialPortType = 2;
+
+constexpr std::int32_t kDigitalModule = 104;
+
+constexpr std::int32_t kPolled = 1;
+
+// How long a task may wait for the link to come up before its own time counts.
+constexpr std::int32_t kLinkLimitMs = 5000;
+
+constexpr std::int32_t kClosePeriodMs = 20;
+constexpr int kMostCloseAttempts = 500;
+
+ORVIXCNB1_VARS MeasuredVariable(std::int32_t model) {
+    return model == kDigitalModule ? ORVIXCNB1_VAR_INPUTBYTE : ORVIXCNB1_VAR_TEMPERATURE;
+}
+
+// The time in which all attempts of a task fit.
+std::int32_t TaskLimitMs(const BusSetup& setup) {
+    return (setup.Retries + 1) * (5 * setup.TimeoutFactor + 300) + 500;
+}
+
+ReadingValue ValueOf(const VariableRecord& record) {
+    const auto text = record.Value().ToText();
+    switch (record.VarID()) {
+        case ORVIXCNB1_VAR_TEMPERATURE:
+            return LeadingReal(text);
+        case ORVIXCNB1_VAR_INPUTBYTE:
+            return text.size() == 1 ? static_cast<unsigned char>(text[0]) : record.Value().ToLong();
+        default:
+            return SerialText(text);
+    }
+}
+
+}  // namespace
+
+Bus::Bus(const Library& library, BusServices& services, BusSetup setup, BusEvents events)
+    : m_Library(library), m_Host(services), m_Setup(std::move(setup)), m_Events(std::move(events)) {
+    m_Host.OnReport = [this](const std::string& report) {
+        auto failure = Explain(errors::General, report);
+        m_LinkTrouble = failure.Text;
+        Trouble(failure);
+    };
+    m_Host.OnDebugLine = [this](const std::string& line) { m_Events.OnMessage(line); };
+
+    auto& messaging = m_Host.Get().Messaging;
+    m_Endpoint = messaging.CreateChannel();
+    m_Endpoint->Name("Station_" + messaging.NewIdentifier());
+    m_Endpoint->Events({
+        .CustomMessage = [this](const std::string& message, bool&) { m_Endpoint_CustomMessage(message); },
+        .NewWork = nullptr,
+        .OnProgress = [this](const std::string& text, std::int32_t value, std::int32_t, std::int32_t,
+                             bool&) { m_Endpoint_OnProgress(text, value); },
+        .ServerDestroyed = [this](bool&) { m_Closed(); },
+        .QueryDestroy = nullptr,
+    });
+    m_Endpoint->DeliverEvents(true);
+    m_Endpoint->Activate(true);
+
+    Configure();
+    for (const auto& device : m_Setup.Devices)
+        AddDevice(device);
+}
+
+void Bus::Configure() {
+    const auto& folders = m_Host.Setup().Folders;
+    m_Messages = m_Host.Get().Database.CreateConnection();
+    m_Messages->Open(folders.Data + "Orvix.mdb", folders.Data + "Orvix.mdw", m_Host.Get().Database.Account());
+
+    m_Adapter = m_Library.Create<iOrvixAdapter>("cOrvixAdapterNB1", m_Host.Get());
+    m_Endpoint->PeerName(m_Adapter->ServerIPCName());
+    m_Adapter->SubscriberIPCName(m_Endpoint->Name());
+    m_Adapter->Path(folders.Data);
+    m_Adapter->PortType(kSerialPortType);
+    m_Adapter->PortAddress(NumberText(std::int32_t{m_Setup.PortNumber}));
+    m_Adapter->NetRetry(m_Setup.Retries);
+    m_Adapter->PollingMSecs(static_cast<std::int32_t>(m_Setup.Every.count()));
+    m_Adapter->DebugMode(m_Setup.Debug);
+    m_Adapter->LogPath(folders.Data + "Log");
+    m_Adapter->LogMode(m_Setup.Trace ? 1 : 0);
+    m_Adapter->Driver(CreateDriver());
+    m_Adapter->Init();
+}
+
+std::shared_ptr<iOrvixDriver> Bus::CreateDriver() {
+    if (!m_Setup.DriverThread) return m_Library.Create<iOrvixDriver>("cOrvixDriverNB1", m_Host.Get());
+    m_DriverThread = std::make_unique<DriverThread>(m_Library, m_Host);
+    return m_DriverThread->TakeDriver();
+}
+
+void Bus::AddDevice(const DeviceSetup& setup) {
+    const auto address = NumberText(setup.Address);
+    auto& devices = *m_Adapter->Devices();
+    const auto device = devices.Exists(address) ? devices.Item(address) : m_Adapter->DeviceAdd(address, setup.Model);
+    if (!device) throw Error(errors::General, "the library does not take device " + address);
+    if (device->DeviceModel() != setup.Model) {
+        throw Error(errors::General,
+                    "device " + address + " is registered as model " + NumberText(device->DeviceModel()));
+    }
+    if (!setup.Name.empty()) device->Name(setup.Name);
+    const auto varID = MeasuredVariable(setup.Model);
+    device->MonitorVar(varID, kPolled, static_cast<std::int32_t>(m_Setup.Every.count()));
+    device->Monitor(true);
+    device->ConnectedEx(true);
+    WatchRecord(device, varID);
+}
+
+void Bus::Devices(const DeviceChanges& changes) {
+    const auto doAll = [this](const auto& items, const auto& step) {
+        for (const auto& item : items) {
+            try {
+                step(item);
+            } catch (const Error& error) {
+                Trouble(Explain(error.Number, error.Description));
+            }
+        }
+    };
+    doAll(changes.Removed, [this](int address) { m_Adapter->DeviceRemove(NumberText(std::int32_t{address})); });
+    doAll(changes.Added, [this](const DeviceSetup& device) { AddDevice(device); });
+    doAll(changes.Renamed, [this](const DeviceSetup& device) {
+        m_Adapter->Devices()->Item(NumberText(std::int32_t{device.Address}))->Name(device.Name);
+    });
+}
+
+void Bus::WatchRecord(const std::shared_ptr<iOrvixDevice>& device, std::int32_t varID) {
+    device->VarsEx().Item(NumberText(varID))->OnValid([this, address = device->Address()](VariableRecord&) {
+        // A record is written more than once while an answer is applied: only what stands at the end of the turn
+        // counts.
+        if (m_Written.empty()) m_Host.Apartment().Post([this] { TellReadings(); });
+        m_Written.insert(address);
+    });
+}
+
+void Bus::TellReadings() {
+    for (const auto& address : std::exchange(m_Written, {})) {
+        auto* devices = m_Adapter ? m_Adapter->Devices() : nullptr;
+        if (devices == nullptr || !devices->Exists(address)) continue;
+        const auto device = devices->Item(address);
+        const auto varID = MeasuredVariable(device->DeviceModel());
+        auto reading = MakeReading(*device, varID);
+        if (reading.Valid()) {
+            m_LastTrouble.clear();
+        } else if (m_DriverError) {
+            reading.Error = *m_DriverError;
+        }
+        // A digital module is polled only while its flag says so, and its answer clears the flag.
+        if (device->DeviceModel() == kDigitalModule) device->VarsEx().Item(NumberText(varID))->MonitorFlag(kPolled);
+        m_Events.OnReading(reading);
+    }
+}
+
+Reading Bus::MakeReading(iOrvixDevice& device, std::int32_t varID) const {
+    Reading reading;
+    reading.UnixMilliseconds = UnixMilliseconds();
+    reading.Port = m_Setup.PortLabel;
+    reading.Address = LeadingNumber(device.Address());
+    reading.Model = device.DeviceModel();
+    reading.Name = device.Name();
+    reading.Variable = NameOf(varID);
+    const auto key = NumberText(varID);
+    if (!device.VarsEx().Exists(key) || !device.VarsEx().Item(key)->Valid()) {
+        reading.Error = Explain(errors::NotExecuted, "there is no valid value");
+        return reading;
+    }
+    const auto record = device.VarsEx().Item(key);
+    if (!Attempt([&] { reading.Value = ValueOf(*record); })) {
+        reading.Error = {errors::BadFrame, "the device's answer is no value of this kind", record->Value().ToText()};
+    }
+    return reading;
+}
+
+void Bus::Poll() {
+    m_Adapter->OnLine(true);
+    m_Adapter->MonitorVars(true);
+}
+
+Reading Bus::Read(int address, ORVIXCNB1_VARS variable) {
+    const auto device = m_Adapter->Devices()->Item(NumberText(std::int32_t{address}));
+    m_Adapter->OnLine(true);
+    Failure failure;
+    const bool done = ExecuteTask(address, device->DeviceModel(), variable, failure);
+    auto reading = MakeReading(*device, variable);
+    if (!done) {
+        reading.Value = {};
+        reading.Error = failure;
+    }
+    if (reading.Valid()) {
+        reading.Quality = Quality::Good;
+        reading.LastGood = reading.Value;
+        reading.LastGoodUnixMilliseconds = reading.UnixMilliseconds;
+    }
+    return reading;
+}
+
+std::optional<Failure> Bus::Export(int address, const ExportTarget& target) {
+    const auto device = m_Adapter->Devices()->Item(NumberText(std::int32_t{address}));
+    std::vector<ORVIXCNB1_VARS> variables{MeasuredVariable(device->DeviceModel())};
+    // A digital module is never asked for a serial number.
+    if (device->DeviceModel() != kDigitalModule) variables.push_back(ORVIXCNB1_VAR_SERIAL_NUMBER);
+    for (const auto variable : variables) {
+        auto reading = Read(address, variable);
+        if (!reading.Valid()) return std::move(reading.Error);
+    }
+    SupplyRecord(*device, ORVIXCNB1_VAR_STATUS, device->DefaultVar()->Value().ToText());
+    // The bus carries no log: that of a live device is empty.
+    SupplyRecord(*device, ORVIXCNB1_VAR_TEMP_LOG, ByteArray{});
+    m_LinkTrouble.clear();
+    if (SaveDevice(*device, target)) return std::nullopt;
+    return Failure{errors::General, m_LinkTrouble, m_LastTrouble};
+}
+
+/// The device makes the record, with its name and tag, when it is asked for the command that reads it.
+void Bus::SupplyRecord(iOrvixDevice& device, ORVIXCNB1_VARS variable, Variant value) const {
+    const auto task = m_Library.Create<iOrvixTaskNB1>("cOrvixTaskNB1", m_Host.Get());
+    task->GetVar(variable);
+    device.TaskCommand(*task);
+    const auto record = device.VarsEx().Item(NumberText(std::int32_t{variable}));
+    record->Value(std::move(value));
+    record->Pending(false);
+    record->Valid(true);
+}
+
+bool Bus::ExecuteTask(int address, std::int32_t model, ORVIXCNB1_VARS variable, Failure& failure) {
+    const auto task = m_Library.Create<iOrvixTaskNB1>("cOrvixTaskNB1", m_Host.Get());
+    task->DeviceAddress(NumberText(std::int32_t{address}));
+    task->DeviceModel(model);
+    task->NetTimeoutInterval(m_Setup.TimeoutFactor);
+    task->TimeoutInterval(TaskLimitMs(m_Setup));
+    task->GetVar(variable);
+
+    const auto entry = m_Host.Get().Messaging.CreateSharedEntry();
+    entry->Create({});
+    entry->Lock();
+    entry->Data().ArgumentList.push_back(task->GetSuperState());
+    entry->Unlock();
+    m_LinkTrouble.clear();
+    m_Adapter->NewWork(entry->Name(), 0);
+
+    const auto limit = std::chrono::milliseconds(TaskLimitMs(m_Setup) + kLinkLimitMs);
+    const auto answered = [&] { return entry->WaitForCompletion(0) || !m_LinkTrouble.empty() || m_CloseTimer; };
+    m_Host.Apartment().PumpUntil(answered, limit);
+    if (!entry->WaitForCompletion(0)) {
+        failure = {errors::NotConnected, m_LinkTrouble.empty() ? "the task was not answered" : m_LinkTrouble,
+                   m_LastTrouble};
+        return false;
+    }
+    entry->Lock();
+    task->e(entry->Data().e);
+    task->eDescr(entry->Data().eDescr);
+    entry->Unlock();
+    if (task->e() != errors::None) failure = m_DriverError ? *m_DriverError : Explain(task->e(), task->eDescr());
+    return task->e() == errors::None;
+}
+
+void Bus::m_Endpoint_CustomMessage(const std::string& message) {
+    const auto fields = SplitFields(message);
+    constexpr std::string_view driverError = "Driver error ";
+    if (message.starts_with(driverError)) {
+        const auto number = LeadingNumber(message.substr(driverError.size()));
+        const auto text = message.find(" - ");
+        m_DriverError = Explain(number, text == std::string::npos ? message : message.substr(text + 3));
+    } else if (fields[0] == "ERROR" && fields.size() > 1) {
+        Trouble(Explain(errors::General, fields[1]));
+    } else if (message.starts_with("ERROR: ")) {
+        Trouble(Explain(errors::General, message.substr(7)));
+    }
+    m_Events.OnMessage(ReplaceAll(message, std::string(1, kFieldSeparator), " | "));
+}
+
+void Bus::m_Endpoint_OnProgress(const std::string& text, std::int32_t value) {
+    constexpr std::int32_t submitted = 20;
+    if (value == submitted) m_DriverError.reset();
+    m_Events.OnMessage(text + " " + NumberText(value) + " %");
+}
+
+Failure Bus::Explain(ErrorNumber number, const std::string& report) const {
+    return ExplainFailure(*m_Messages, number, report);
+}
+
+void Bus::Trouble(const Failure& failure) {
+    if (failure.Detail == m_LastTrouble) return;
+    m_LastTrouble = failure.Detail;
+    m_Events.OnTrouble(failure);
+}
+
+void Bus::Close(std::function<void()> closed) {
+    m_Closed = std::move(closed);
+    m_CloseTimer = m_Host.Apartment().CreateTimer([this] { AskToClose(); });
+    m_CloseTimer->Rearm(kClosePeriodMs, true);
+    AskToClose();
+}
+
+void Bus::AskToClose() {
+    if (++m_CloseAttempts > kMostCloseAttempts) {
+        m_CloseTimer->Enabled(false);
+        m_Closed();
+    } else if (!m_Endpoint->PeerIsClosing()) {
+        m_Endpoint->ClosePeer();
+    }
+}
+
+}  // namespace orvix::station

@@ -1,0 +1,92 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "host/iOrvixAdapter.h"
+#include "host/iOrvixDevice.h"
+#include "host/iOrvixDevices.h"
+#include "host/iOrvixDriver.h"
+#include "station/library/bus_services.h"
+#include "station/library/device_export.h"
+#include "station/library/driver_thread.h"
+#include "station/library/library.h"
+#include "station/model/bus_setup.h"
+#include "station/model/device_setup.h"
+#include "station/model/reading.h"
+
+namespace orvix::station {
+
+/// What a bus tells; called on the bus's own thread.
+struct BusEvents {
+    std::function<void(const Reading&)> OnReading;
+    /// Something is wrong that belongs to no single reading. Said once until a reading is good again.
+    std::function<void(const Failure&)> OnTrouble;
+    /// A message of the library to its host, fields shown as " | ".
+    std::function<void(const std::string& text)> OnMessage;
+    /// What happens on the serial line; called on the thread of the driver.
+    std::function<void(const LineEvent&)> OnLine;
+};
+
+/// One serial bus: adapter, driver and devices of the library, and the endpoint at which the station hears of them.
+/// It lives on its apartment's thread.
+class Bus {
+public:
+    /// Configures the library and adds the devices. Raises Error when the library refuses.
+    Bus(const Library& library, BusServices& services, BusSetup setup, BusEvents events);
+
+    /// Adds, removes and renames devices, so that they are those. What is not taken is told as trouble.
+    void Devices(const DeviceChanges& changes);
+    /// Goes online and reads every device's measured value once a period, from now on.
+    void Poll();
+    /// Goes online and reads one variable of one device.
+    Reading Read(int address, ORVIXCNB1_VARS variable);
+    /// Goes online, reads the device, gives it what a file of a mission has, and writes the file. Returns why there is
+    /// none.
+    std::optional<Failure> Export(int address, const ExportTarget& target);
+    /// Takes the library down in order, then calls `closed`.
+    void Close(std::function<void()> closed);
+
+private:
+    void Configure();
+    std::shared_ptr<iOrvixDriver> CreateDriver();
+    void AddDevice(const DeviceSetup& device);
+    void WatchRecord(const std::shared_ptr<iOrvixDevice>& device, std::int32_t varID);
+    void TellReadings();
+    void AskToClose();
+
+    void m_Endpoint_CustomMessage(const std::string& message);
+    void m_Endpoint_OnProgress(const std::string& text, std::int32_t value);
+
+    bool ExecuteTask(int address, std::int32_t model, ORVIXCNB1_VARS variable, Failure& failure);
+    void SupplyRecord(iOrvixDevice& device, ORVIXCNB1_VARS variable, Variant value) const;
+    Reading MakeReading(iOrvixDevice& device, std::int32_t varID) const;
+    Failure Explain(ErrorNumber number, const std::string& report) const;
+    void Trouble(const Failure& failure);
+
+    const Library& m_Library;
+    BusServices& m_Host;
+    BusSetup m_Setup;
+    BusEvents m_Events;
+    std::shared_ptr<HostDatabase> m_Messages;
+    std::unique_ptr<Channel> m_Endpoint;
+    std::unique_ptr<DriverThread> m_DriverThread;
+    std::shared_ptr<iOrvixAdapter> m_Adapter;
+
+    /// The driver's latest error since the exchange under way began.
+    std::optional<Failure> m_DriverError;
+    /// Addresses whose measured record has been written in this turn.
+    std::set<std::string> m_Written;
+    std::string m_LastTrouble;
+    std::string m_LinkTrouble;
+
+    std::unique_ptr<Timer> m_CloseTimer;
+    std::function<void()> m_Closed;
+    int m_CloseAttempts = 0;
+};
+
+}  // namespace orvix::station

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "station/model/device_setup.h"
+
+namespace orvix::station {
+
+// Bounds of what people may choose for a bus.
+inline constexpr std::chrono::milliseconds kShortestPeriod{100};
+inline constexpr std::int32_t kMostRetries = 100;
+inline constexpr std::int32_t kLongestTimeoutFactor = 10000;
+
+/// What a bus is and how it is to be used.
+struct BusSetup {
+    std::string PortLabel;        ///< what people call the port
+    std::string PortPath;         ///< its device file; empty: a simulated bus
+    std::int16_t PortNumber = 1;  ///< its number in variable tags
+    std::vector<DeviceSetup> Devices;
+    std::chrono::milliseconds Every{1000};
+    std::int32_t Retries = 3;
+    std::int32_t TimeoutFactor = 10;  ///< per-character time factor of an exchange, milliseconds
+    bool Debug = false;
+    bool DriverThread = false;  ///< the driver runs on a thread of its own, not on the bus's
+    bool Trace = false;         ///< write a trace into the folder Log of the data folder
+
+    bool operator==(const BusSetup&) const = default;
+};
+
+}  // namespace orvix::station

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "station/run/health.h"
+
+namespace orvix::station {
+
+/// What is wrong, where, and what to look at.
+struct Finding {
+    int Address = 0;  ///< 0: the bus
+    std::string Sentence;
+
+    bool operator==(const Finding&) const = default;
+};
+
+/// What is wrong with a bus, at most one finding for it and one for each address, the bus first. An address has none
+/// when it is well, or when what it has follows from what the bus has. Nothing when all is well.
+std::vector<Finding> Diagnose(const BusHealth& bus);
+
+}  // namespace orvix::station

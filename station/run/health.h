@@ -1,0 +1,88 @@
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <numeric>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "station/line/exchange_tracker.h"
+#include "station/model/reading.h"
+#include "station/run/histogram.h"
+
+namespace orvix::station {
+
+/// What is counted of the exchanges with one address, or with all of a bus, over some time.
+struct Tally {
+    std::array<std::uint64_t, kOutcomes> Ends{};  ///< exchanges by how they ended
+    std::uint64_t Retries = 0;
+    std::uint64_t Doubled = 0;     ///< second answers to one request
+    std::uint64_t Late = 0;        ///< answers whose request had timed out
+    std::uint64_t Noises = 0;      ///< exchanges that bytes followed which are no answer
+    std::uint64_t StrayBytes = 0;  ///< these bytes
+    Histogram RoundTrips;          ///< of the exchanges that were answered
+    Duration Periods{0};           ///< time between requests that are no retries, all together
+    std::uint64_t PeriodCount = 0;
+
+    void Add(const Tally& other);
+    void Add(const ExchangeEnd& end);
+    void Add(const Surplus& surplus);
+    /// A time between two requests that are no retries.
+    void Add(Duration period);
+
+    std::uint64_t Count(Outcome outcome) const { return Ends[static_cast<std::size_t>(outcome)]; }
+    std::uint64_t Exchanges() const { return std::accumulate(Ends.begin(), Ends.end(), std::uint64_t{0}); }
+    std::uint64_t TimeOuts() const { return Count(Outcome::Silent) + Count(Outcome::CutOff); }
+    std::uint64_t BadFrames() const { return Count(Outcome::BadFrame) + Count(Outcome::Foreign); }
+    /// Answers that came damaged.
+    std::uint64_t Damaged() const {
+        return Count(Outcome::CutOff) + Count(Outcome::BadFrame) + Count(Outcome::Checksum);
+    }
+    /// Good exchanges as a share of all, 0 to 1; nothing without exchanges.
+    std::optional<double> Success() const;
+    /// Mean time between requests that are no retries; nothing when there is none.
+    std::optional<Duration> Period() const;
+};
+
+struct AddressHealth {
+    int Address = 0;
+    std::string Name;
+    orvix::station::Quality Quality = orvix::station::Quality::Offline;
+    Tally Recent;  ///< of the last four to five minutes
+    Tally Total;
+    std::optional<Duration> LastGood;  ///< how long ago; nothing when there has been none
+    std::uint64_t SilentInARow = 0;    ///< exchanges up to now without any answer
+};
+
+/// Why the port does not work.
+struct PortFailure {
+    std::string Reason;
+    Duration Age{0};       ///< since the failure began
+    bool WasOpen = false;  ///< it has worked before
+};
+
+struct BusHealth {
+    std::string Port;
+    std::chrono::milliseconds Every{0};       ///< requested period
+    std::chrono::milliseconds ReplyLimit{0};  ///< the time-out of an answer
+    int Attempts = 1;                         ///< of an exchange, at most
+    std::vector<AddressHealth> Addresses;     ///< in ascending order
+    double LoadLastMinute = 0;                ///< time that bytes took on the line, as a share of all time, 0 to 1
+    double Load = 0;                          ///< the same since the start
+    std::uint64_t PortFailures = 0;
+    std::optional<PortFailure> PortDown;  ///< nothing while the port works
+    std::string Trouble;                  ///< said of the bus since its latest good reading; empty: nothing
+
+    /// All addresses together, over the last minutes or since the start.
+    Tally Sum(Tally AddressHealth::*of) const;
+};
+
+/// How all buses of a station are, at one moment.
+struct StationHealth {
+    std::int64_t UnixMilliseconds = 0;
+    std::vector<BusHealth> Buses;
+};
+
+}  // namespace orvix::station

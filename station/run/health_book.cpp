@@ -1,0 +1,204 @@
+#include "station/run/health_book.h"
+
+#include <algorithm>
+
+namespace orvix::station {
+namespace {
+
+// A byte on a line of 9600 baud has a start bit, eight data bits and a stop bit.
+constexpr Duration kByteTime = std::chrono::nanoseconds(std::chrono::seconds(10)) / 9600;
+
+// The driver waits for an answer as long as five characters may take.
+constexpr int kReplyTimeFactors = 5;
+
+constexpr int kMinute = 60;
+
+struct ByteCount {
+    std::uint64_t Bytes = 0;
+    void Add(const ByteCount& other) { Bytes += other.Bytes; }
+};
+
+double Share(std::uint64_t bytes, Duration time) {
+    if (time <= Duration::zero()) return 0;
+    return static_cast<double>(bytes) * static_cast<double>(kByteTime.count()) / static_cast<double>(time.count());
+}
+
+}  // namespace
+
+/// What is known of one bus.
+class HealthBook::BusRecord {
+public:
+    explicit BusRecord(const BusSetup& setup)
+        : m_Setup(setup),
+          m_Tracker(setup.Retries, {.OnEnd = [this](const ExchangeEnd& end) { Take(end); },
+                                    .OnSurplus = [this](const Surplus& surplus) { Take(surplus); }}) {}
+
+    void Devices(const BusSetup& setup) {
+        m_Setup = setup;
+        std::map<int, AddressRecord> kept;
+        for (const auto& device : setup.Devices)
+            kept[device.Address] = m_Addresses[device.Address];
+        m_Addresses = std::move(kept);
+    }
+
+    void Take(const LineEvent& event) {
+        using Kind = LineEvent::Kind;
+        m_Now = event.Time;
+        if (!m_Started) m_Started = event.Time;
+        m_Bytes.Bytes += event.Bytes.size();
+        m_RecentBytes.At(m_Now).Bytes += event.Bytes.size();
+        m_Tracker.Take(event);
+        if (event.What == Kind::Failed) {
+            // Each attempt to open it again fails too, and is the same failure.
+            if (!m_PortDown) {
+                ++m_PortFailures;
+                m_PortDown = {event.Reason, {}, m_WasOpen};
+                m_PortDownSince = event.Time;
+            }
+            // The time without a port is no period that a device has been read in.
+            for (auto& [address, record] : m_Addresses)
+                record.LatestPoll.reset();
+        }
+        // A closed port and a request that is about to be written prove nothing.
+        if (event.What == Kind::Opened || event.What == Kind::Received || event.What == Kind::Discarded) Works();
+    }
+
+    void Take(const Reading& reading) {
+        if (reading.Valid()) {
+            m_Trouble.clear();
+        } else {
+            m_Tracker.Failed(reading.Address);
+        }
+    }
+
+    void Take(const Failure& trouble) { m_Trouble = trouble.Text; }
+
+    BusHealth At(Duration now) {
+        BusHealth health;
+        health.Port = m_Setup.PortLabel;
+        health.Every = m_Setup.Every;
+        health.ReplyLimit = std::chrono::milliseconds(kReplyTimeFactors * m_Setup.TimeoutFactor);
+        health.Attempts = m_Setup.Retries + 1;
+        const Duration lived = m_Started ? now - *m_Started : Duration::zero();
+        health.Load = Share(m_Bytes.Bytes, lived);
+        health.LoadLastMinute =
+            Share(m_RecentBytes.Total(now).Bytes, std::min<Duration>(lived, std::chrono::seconds(kMinute)));
+        health.PortFailures = m_PortFailures;
+        health.PortDown = m_PortDown;
+        if (m_PortDown) health.PortDown->Age = now - m_PortDownSince;
+        health.Trouble = m_Trouble;
+        for (auto& [address, record] : m_Addresses)
+            health.Addresses.push_back(record.At(address, now));
+        return health;
+    }
+
+private:
+    struct AddressRecord {
+        Tally Total;
+        SlidingWindow<Tally, 5, kMinute> Recent;
+        std::optional<Duration> LastGood;
+        std::optional<Duration> LatestPoll;
+        std::uint64_t SilentInARow = 0;
+
+        template <class Event>
+        void Count(Duration now, const Event& event) {
+            Total.Add(event);
+            Recent.At(now).Add(event);
+        }
+
+        AddressHealth At(int address, Duration now) {
+            AddressHealth health;
+            health.Address = address;
+            health.Total = Total;
+            health.Recent = Recent.Total(now);
+            if (LastGood) health.LastGood = now - *LastGood;
+            health.SilentInARow = SilentInARow;
+            return health;
+        }
+    };
+
+    void Take(const ExchangeEnd& end) {
+        const auto found = m_Addresses.find(end.Address);
+        if (found == m_Addresses.end()) return;
+        auto& record = found->second;
+        record.Count(m_Now, end);
+        if (!end.Retry && end.Outcome != Outcome::LineLost) {
+            if (record.LatestPoll) record.Count(m_Now, end.Sent - *record.LatestPoll);
+            record.LatestPoll = end.Sent;
+        }
+        if (end.Outcome == Outcome::Good) record.LastGood = end.Sent + end.RoundTrip;
+        if (end.Outcome == Outcome::Silent) {
+            ++record.SilentInARow;
+        } else if (end.Outcome != Outcome::LineLost) {
+            record.SilentInARow = 0;
+        }
+        if (end.Outcome == Outcome::Silent) Works();
+    }
+
+    void Take(const Surplus& surplus) { m_Addresses[surplus.Address].Count(m_Now, surplus); }
+
+    void Works() {
+        m_PortDown.reset();
+        m_WasOpen = true;
+    }
+
+    BusSetup m_Setup;
+    ExchangeTracker m_Tracker;
+    std::map<int, AddressRecord> m_Addresses;
+    Duration m_Now{0};
+    std::optional<Duration> m_Started;
+    ByteCount m_Bytes;
+    SlidingWindow<ByteCount, kMinute, 1> m_RecentBytes;
+    std::uint64_t m_PortFailures = 0;
+    std::optional<PortFailure> m_PortDown;
+    Duration m_PortDownSince{0};
+    bool m_WasOpen = false;
+    std::string m_Trouble;
+};
+
+HealthBook::HealthBook() = default;
+HealthBook::~HealthBook() = default;
+
+void HealthBook::OnSetup(const BusSetup& setup) {
+    auto& record = m_Buses[setup.PortLabel];
+    if (!record) record = std::make_unique<BusRecord>(setup);
+    record->Devices(setup);
+}
+
+void HealthBook::OnPortGone(const std::string& port) {
+    m_Buses.erase(port);
+}
+
+void HealthBook::OnReading(const Reading& reading) {
+    const auto bus = m_Buses.find(reading.Port);
+    if (bus != m_Buses.end()) bus->second->Take(reading);
+}
+
+void HealthBook::OnTrouble(const std::string& port, const Failure& failure) {
+    const auto bus = m_Buses.find(port);
+    if (bus != m_Buses.end()) bus->second->Take(failure);
+}
+
+void HealthBook::OnLine(const LineEvent& event) {
+    const auto bus = m_Buses.find(event.Port);
+    if (bus != m_Buses.end()) bus->second->Take(event);
+}
+
+StationHealth HealthBook::At(Duration now, std::int64_t unixMilliseconds, const std::vector<Reading>& values) {
+    StationHealth health{unixMilliseconds, {}};
+    for (auto& [port, record] : m_Buses)
+        health.Buses.push_back(record->At(now));
+    for (const auto& reading : values) {
+        for (auto& bus : health.Buses) {
+            if (bus.Port != reading.Port) continue;
+            for (auto& address : bus.Addresses) {
+                if (address.Address != reading.Address) continue;
+                address.Name = reading.Name;
+                address.Quality = reading.Quality;
+            }
+        }
+    }
+    return health;
+}
+
+}  // namespace orvix::station

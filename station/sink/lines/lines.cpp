@@ -1,0 +1,193 @@
+#include "station/sink/lines/lines.h"
+
+#include <chrono>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <ostream>
+#include <sstream>
+#include <utility>
+
+#include "host/text.h"
+#include "station/model/clock.h"
+#include "station/model/text.h"
+
+namespace orvix::station {
+namespace {
+
+class PlainOutput final : public Output {
+public:
+    PlainOutput(std::ostream& out, std::ostream& err, LineStyle style) : m_Out(out), m_Err(err), m_Style(style) {}
+
+    void Show(const Reading& reading) override {
+        auto& shown = m_Shown[{reading.Port, reading.Address}];
+        if (!reading.Valid() && shown == reading.Quality) return;
+        shown = reading.Quality;
+        m_Out << Begin(reading.UnixMilliseconds, reading.Port, reading.Address, reading.Name)
+              << Padded(reading.Variable, 11) << "  " << Padded(Shown(reading.LastGood), 12) << "  "
+              << FreshnessText(reading) << std::endl;
+    }
+    void Show(const TraceLine& line) override {
+        m_Out << line.Clock << "  " << line.Program << " " << line.Thread << "  " << Printable(line.Text) << std::endl;
+    }
+    void Tell(const EpisodeEvent& event) override {
+        Say(event.FailsNow ? Severity::Warning : Severity::Notice, TextOf(event));
+    }
+    void Tell(const AlarmEvent& event) override {
+        m_Out << Begin(event.UnixMilliseconds, event.Port, event.Address, event.Name)
+              << Padded(event.Starts ? "ALARM" : "alarm over", 11) << "  " << event.Text() << std::endl;
+    }
+    void Trouble(const std::string& port, const Failure& failure) override {
+        Say(Severity::Error, port + ": " + failure.Text);
+    }
+    void Message(const std::string& port, const std::string& text) override {
+        Say(Severity::Information, port + ": " + text);
+    }
+    void Note(const std::string& text) override { Say(Severity::Notice, text); }
+
+private:
+    /// As the journal numbers them.
+    enum class Severity { Error = 3, Warning = 4, Notice = 5, Information = 6 };
+
+    void Say(Severity severity, const std::string& text) {
+        const auto begin = m_Style.ForJournal ? "<" + std::to_string(static_cast<int>(severity)) + ">" : "nimbo1: ";
+        std::istringstream lines(text);
+        for (std::string line; std::getline(lines, line);)
+            m_Err << begin << line << "\n";
+        m_Err << std::flush;
+    }
+    std::string Begin(std::int64_t unixMilliseconds, const std::string& port, int address,
+                      const std::string& name) const {
+        return ClockText(unixMilliseconds) + "  " + (m_Style.NamesPorts ? Padded(Printable(port), 12) + "  " : "") +
+               Padded(NumberText(std::int32_t{address}), 3) + "  " + Padded(Printable(name), 26) + "  ";
+    }
+    static std::string Shown(const ReadingValue& value) {
+        const auto* inputs = std::get_if<std::int32_t>(&value);
+        return inputs == nullptr ? ValueWithUnit(value) : Padded(NumberText(*inputs), 4) + BitsText(*inputs);
+    }
+
+    std::map<std::pair<std::string, int>, std::optional<Quality>> m_Shown;  ///< by port and address
+    std::ostream& m_Out;
+    std::ostream& m_Err;
+    const LineStyle m_Style;
+};
+
+using Json = nlohmann::ordered_json;
+
+class JsonOutput final : public Output {
+public:
+    JsonOutput(std::ostream& out, std::ostream& err) : m_Out(out), m_Err(err) {}
+
+    void Show(const Reading& reading) override {
+        Json object{{"time", IsoText(reading.UnixMilliseconds)},
+                    {"event", "reading"},
+                    {"port", reading.Port},
+                    {"address", reading.Address},
+                    {"model", reading.Model},
+                    {"name", reading.Name},
+                    {"variable", reading.Variable},
+                    {"value", ToJson(reading.Value)},
+                    {"valid", reading.Valid()},
+                    {"quality", NameOf(reading.Quality)},
+                    {"age_ms", AgeOf(reading)}};
+        if (!reading.Valid()) {
+            object["last_good"] = LastGoodOf(reading);
+            object["error"] = ToJson(reading.Error);
+        }
+        Write(object);
+    }
+    void Show(const TraceLine& line) override {
+        Write({{"time", line.Day + "T" + line.Clock + "Z"},
+               {"event", "trace"},
+               {"program", line.Program},
+               {"thread", line.Thread},
+               {"text", line.Text}});
+    }
+    void Tell(const EpisodeEvent& event) override {
+        Json object{{"time", IsoText(UnixMilliseconds())}, {"event", EventName(event.What)}, {"port", event.Port}};
+        if (event.Address != 0) {
+            object["address"] = event.Address;
+            object["name"] = event.Name;
+        }
+        object["text"] = TextOf(event);
+        object["fails_now"] = event.FailsNow;
+        object["episodes"] = event.Count;
+        object["failed_readings"] = event.FailedReadings;
+        object["lasted_ms"] = std::chrono::duration_cast<std::chrono::milliseconds>(event.Lasted).count();
+        object["error"] = ToJson(event.Error);
+        Write(object);
+    }
+    void Tell(const AlarmEvent& event) override {
+        Write({{"time", IsoText(event.UnixMilliseconds)},
+               {"event", "alarm"},
+               {"state", event.Starts ? "start" : "end"},
+               {"port", event.Port},
+               {"address", event.Address},
+               {"name", event.Name},
+               {"alarm", event.KindText()},
+               {"value", event.Value},
+               {"limit", event.Limit},
+               {"text", event.Text()}});
+    }
+    void Trouble(const std::string& port, const Failure& failure) override {
+        Write({{"time", IsoText(UnixMilliseconds())},
+               {"event", "message"},
+               {"port", port},
+               {"text", failure.Text},
+               {"error", ToJson(failure)}});
+    }
+    void Message(const std::string& port, const std::string& text) override {
+        Write({{"time", IsoText(UnixMilliseconds())}, {"event", "message"}, {"port", port}, {"text", text}});
+    }
+    void Note(const std::string& text) override { m_Err << "nimbo1: " << text << std::endl; }
+
+private:
+    static const char* EventName(EpisodeEvent::Kind kind) {
+        switch (kind) {
+            case EpisodeEvent::Kind::Began:
+                return "trouble";
+            case EpisodeEvent::Kind::Ended:
+                return "recovery";
+            case EpisodeEvent::Kind::Unsteady:
+                return "unsteady";
+            default:
+                return "steady";
+        }
+    }
+    static Json ToJson(const ReadingValue& value) {
+        if (const auto* degrees = std::get_if<double>(&value)) return *degrees;
+        if (const auto* inputs = std::get_if<std::int32_t>(&value)) return *inputs;
+        const auto* text = std::get_if<std::string>(&value);
+        return text == nullptr ? Json() : Json(*text);
+    }
+    static Json AgeOf(const Reading& reading) {
+        const auto age = AgeMilliseconds(reading);
+        return age < 0 ? Json() : Json(age);
+    }
+    static Json LastGoodOf(const Reading& reading) {
+        if (AgeMilliseconds(reading) < 0) return nullptr;
+        return {{"value", ToJson(reading.LastGood)}, {"time", IsoText(reading.LastGoodUnixMilliseconds)}};
+    }
+    static Json ToJson(const Failure& failure) {
+        return {{"code", CodeText(failure.Code)}, {"text", failure.Text}, {"detail", failure.Detail}};
+    }
+    void Write(const Json& object) {
+        // Texts may hold bytes off the line that are no UTF-8.
+        m_Out << object.dump(-1, ' ', false, Json::error_handler_t::replace) << std::endl;
+    }
+
+    std::ostream& m_Out;
+    std::ostream& m_Err;
+};
+
+}  // namespace
+
+std::unique_ptr<Output> MakePlainOutput(std::ostream& out, std::ostream& err, LineStyle style) {
+    return std::make_unique<PlainOutput>(out, err, style);
+}
+
+std::unique_ptr<Output> MakeJsonOutput(std::ostream& out, std::ostream& err) {
+    return std::make_unique<JsonOutput>(out, err);
+}
+
+}  // namespace orvix::station

@@ -1,0 +1,45 @@
+#include "station/sink/lines/output_listener.h"
+
+namespace orvix::station {
+namespace {
+
+constexpr std::int32_t kPassingPeriodMs = 5000;
+
+}  // namespace
+
+OutputListener::OutputListener(Output& output, Apartment& home, Choice choice)
+    : m_Output(output),
+      m_Home(home),
+      m_Choice(choice),
+      m_Passing(home.CreateTimer([this] { TellAll(m_Episodes.OnPassing(m_Home.Now())); })) {
+    m_Passing->Rearm(kPassingPeriodMs, true);
+}
+
+void OutputListener::OnReading(const Reading& reading) {
+    m_AnyGood = m_AnyGood || reading.Valid();
+    if (m_Choice.Readings) m_Output.Show(reading);
+    TellAll(m_Episodes.OnReading(reading, m_Home.Now()));
+}
+
+void OutputListener::OnTrouble(const std::string& port, const Failure& failure) {
+    TellAll(m_Episodes.OnTrouble(port, failure, m_Home.Now()));
+}
+
+void OutputListener::OnMessage(const std::string& port, const std::string& text) {
+    if (m_Choice.Messages) m_Output.Message(port, text);
+}
+
+void OutputListener::OnLine(const LineEvent& event) {
+    TellAll(m_Episodes.OnLine(event, m_Home.Now()));
+}
+
+void OutputListener::OnAlarm(const AlarmEvent& event) {
+    m_Output.Tell(event);
+}
+
+void OutputListener::TellAll(const std::vector<EpisodeEvent>& events) {
+    for (const auto& event : events)
+        m_Output.Tell(event);
+}
+
+}  // namespace orvix::station

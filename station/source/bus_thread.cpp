@@ -1,0 +1,46 @@
+#include "station/source/bus_thread.h"
+
+#include <memory>
+#include <utility>
+
+namespace orvix::station {
+
+Station::Station(StationFolders folders, const std::string& libraryFile)
+    : Folders(std::move(folders)), Account(platform::PrepareHostDatabase(Folders.Data)), Library(libraryFile) {}
+
+ServicesSetup Station::ServicesFor(const BusSetup& setup, LineListener onLine) {
+    return {.Directory = Directory,
+            .Folders = Folders,
+            .Account = Account,
+            .Viewer = Viewer,
+            .PortNumber = setup.PortNumber,
+            .PortLabel = setup.PortLabel,
+            .PortPath = setup.PortPath,
+            .NetTimeoutInterval = setup.TimeoutFactor,
+            .OnLine = std::move(onLine)};
+}
+
+BusThread::BusThread(Station& station, Apartment& listener, const BusSetup& setup, BusEvents events)
+    : m_Thread(station.ServicesFor(setup, PostedTo(listener, std::move(events.OnLine))), [&](BusServices& services) {
+          const BusEvents posted{PostedTo(listener, std::move(events.OnReading)),
+                                 PostedTo(listener, std::move(events.OnTrouble)),
+                                 PostedTo(listener, std::move(events.OnMessage)), nullptr};
+          auto bus = std::make_shared<Bus>(station.Library, services, setup, posted);
+          m_Bus = bus.get();
+          return bus;
+      }) {}
+
+BusThread::~BusThread() {
+    Close();
+}
+
+void BusThread::Close() {
+    if (std::exchange(m_Closing, true)) return;
+    Post([this](Bus& bus) { bus.Close([this] { m_Thread.Apartment().Quit(); }); });
+}
+
+void BusThread::Post(std::function<void(Bus&)> work) {
+    m_Thread.Apartment().Post([this, work = std::move(work)] { work(*m_Bus); });
+}
+
+}  // namespace orvix::station

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "platform/trace_socket.h"
+#include "station/library/bus.h"
+#include "station/library/services_thread.h"
+
+namespace orvix::station {
+
+/// What the buses of a station share; outlives them.
+struct Station {
+    /// Makes the data folder ready and loads the library. Raises what stands in the way.
+    Station(StationFolders folders, const std::string& libraryFile);
+
+    /// What the services of a bus are made of.
+    ServicesSetup ServicesFor(const BusSetup& setup, LineListener onLine);
+
+    const StationFolders Folders;
+    const DatabaseAccount Account;
+    const orvix::station::Library Library;
+    platform::Directory Directory;
+    platform::SocketTraceViewer Viewer{Library.Handle()};
+};
+
+/// A bus on a thread of its own, from construction to destruction. Its events come on the listener's apartment.
+class BusThread {
+public:
+    /// Raises what keeps the bus from starting.
+    BusThread(Station& station, Apartment& listener, const BusSetup& setup, BusEvents events);
+    /// Takes the bus down in order, unless that has begun, and waits for its thread.
+    ~BusThread();
+    BusThread(const BusThread&) = delete;
+    BusThread& operator=(const BusThread&) = delete;
+
+    /// Does something with the bus, on its thread.
+    void Post(std::function<void(Bus&)> work);
+    /// Begins to take the bus down; nothing can be done with it any more.
+    void Close();
+
+private:
+    bool m_Closing = false;
+    Bus* m_Bus = nullptr;
+    ServicesThread m_Thread;
+};
+
+}  // namespace orvix::station

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "platform/virtual_apartment.h"
+#include "station/library/bus.h"
+#include "station/source/bus_thread.h"
+#include "station/source/replay_line.h"
+#include "station/store/recording.h"
+
+namespace orvix::station {
+
+/// What a replayed bus tells; called while it runs.
+struct ReplayEvents {
+    std::function<void(const Reading&)> OnReading;
+    std::function<void(const std::string& port, const Failure&)> OnTrouble;
+    std::function<void(const std::string& port, int address)> OnDeviceGone;
+};
+
+/// One bus of a recording: the library works on the recorded line, in virtual time and on the caller's thread, so that
+/// it does the same each time.
+class ReplayBus {
+public:
+    /// `station` outlives this, and is of no other bus: one that was on the same port would share its devices. Raises
+    /// Error when the library refuses the setup.
+    ReplayBus(Station& station, const RecordingHeader& header, const RecordedBus& recorded, ReplayEvents events);
+    /// Takes the bus down in order.
+    ~ReplayBus();
+    ReplayBus(const ReplayBus&) = delete;
+    ReplayBus& operator=(const ReplayBus&) = delete;
+
+    /// Lets the bus work until this time since the start of the recording.
+    void RunUntil(Duration time);
+
+    bool Over() const { return m_Line.Over(); }
+    const ReplayLine& Line() const { return m_Line; }
+
+private:
+    BusEvents BusEventsOf();
+    /// When the devices change next, on the scheduler's clock.
+    Duration ChangeTime() const;
+    bool IsChangeDue() const { return ChangeTime() <= m_Scheduler.Now(); }
+    /// Whether a change that is due removes the device while a reading of it is on its way.
+    bool IsRemoved(int address) const;
+    /// Changes the devices to those that the bus had next.
+    void Change();
+
+    const std::int64_t m_StartedUnixMilliseconds;
+    const std::vector<RecordedSetup> m_Setups;
+    std::size_t m_NextSetup = 1;
+    const ReplayEvents m_Events;
+    platform::VirtualScheduler m_Scheduler;
+    platform::VirtualApartment m_Apartment{m_Scheduler};
+    ReplayLine m_Line;
+    BusServices m_Services;
+    Bus m_Bus;
+};
+
+}  // namespace orvix::station
