@@ -166,6 +166,8 @@ private:
     TaskRef NewTaskWithID() const;
     /// Raises when the adapter takes no work, or the task's shared entry holds none.
     void LoadWork(iOrvixTaskNB1& task);
+    /// Raises what keeps a shared entry from being read: there is none, or this thread has locked it.
+    void RequireReadable(const std::string& memoryMapKey);
     /// Ends a task that cannot be queued with an error.
     void RefuseWork(iOrvixTaskNB1& task, const Error& error);
     /// A step is at work on the task: it has left the queue, or is about to, and has not ended.
@@ -197,6 +199,8 @@ private:
     void GiveIntervals(iOrvixTaskNB1& task) const;
     /// Makes a task the one whose answer is awaited; a request still unanswered is given up.
     void SetCurrentTask(TaskRef task);
+    /// No answer is awaited for the task any more, if it is the current one.
+    void StopAwaiting(const iOrvixTaskNB1& task);
     void SendTaskProgress(const iOrvixTaskNB1& task, std::int32_t percent);
     [[noreturn]] void TraceAndRaise(const char* traceName, const char* label);
 
@@ -283,6 +287,8 @@ private:
     std::int32_t m_TickCount = 0;
     bool m_Connected = false;
     bool m_SocketError = false;
+    /// Work items that were sent before the latest "CONNECT".
+    std::uint64_t m_SentBeforeConnect = 0;
     bool m_KeepTicking = false;
     bool m_Networking = false;
     bool m_Busy = false;

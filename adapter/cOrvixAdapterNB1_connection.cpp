@@ -159,6 +159,7 @@ void cOrvixAdapterNB1::SendConnect() {
     m_Connected = false;
     // An error of the link before must not tear down the one that is being made.
     m_SocketError = false;
+    m_SentBeforeConnect = m_TrackDriver->SentCount();
 }
 
 void cOrvixAdapterNB1::DisconnectIfConnected() {

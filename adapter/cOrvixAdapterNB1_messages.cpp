@@ -44,7 +44,8 @@ void cOrvixAdapterNB1::m_IPCDriver_CustomMessage(const std::string& Message, boo
     if (name == "TASKCOMPLETE") {
         Attempt([&] { TaskComplete(fields); });
     } else if (name == "SOCKETERROR") {
-        m_SocketError = true;
+        // A failure that began on the link before, told now, is none of the one that is being made.
+        if (!m_TrackDriver->AnyUnanswered(m_SentBeforeConnect)) m_SocketError = true;
         Attempt([&] { SendToHost("Driver error " + fields.at(1) + " - " + fields.at(2)); });
     } else if (name == "CONNECTED") {
         m_Connected = true;
@@ -57,12 +58,15 @@ void cOrvixAdapterNB1::m_IPCDriver_CustomMessage(const std::string& Message, boo
 void cOrvixAdapterNB1::TaskComplete(const std::vector<std::string>& fields) {
     const bool busyAnswer = fields.size() > 1 && fields[1] == NumberText(errors::Busy);
     if (!m_TrackDriver->Completed(busyAnswer) || !m_CurrentTask) return;
-    const auto& results = m_TrackDriver->Results();
-    if (results.empty()) {
+    const SharedData& answer = m_TrackDriver->Answer();
+    if (!answer.ResultList.empty()) {
+        LoadAnswer(answer.ResultList.front());
+    } else if (answer.e != errors::None) {
+        m_CurrentTask->e(answer.e);
+        m_CurrentTask->eDescr(answer.eDescr);
+    } else {
         Attempt([&] { m_CurrentTask->e(Variant(fields.at(1)).ToLong()); });
         Attempt([&] { m_CurrentTask->eDescr(fields.at(2)); });
-    } else {
-        LoadAnswer(results.front());
     }
     // Whatever the answer says of itself, there will be no other.
     m_CurrentTask->CmdExecuted(true);

@@ -73,10 +73,18 @@ void cOrvixAdapterNB1::LoadWork(iOrvixTaskNB1& task) {
         TakeState(task);
         // Reading never fails by itself: what it leaves behind tells whether there was anything to read.
         if (task.CmdType() == ORVIXCNB1_TA_NONE) {
+            RequireReadable(key);
             throw Error(errors::General, "The shared entry \"" + key + "\" holds no task");
         }
     }
     task.ID(m_Services.Messaging.NewIdentifier());
+}
+
+void cOrvixAdapterNB1::RequireReadable(const std::string& memoryMapKey) {
+    const auto entry = m_Services.Messaging.CreateSharedEntry();
+    entry->Open(memoryMapKey);
+    entry->Lock();
+    entry->Unlock();
 }
 
 void cOrvixAdapterNB1::RefuseWork(iOrvixTaskNB1& task, const Error& error) {
@@ -173,10 +181,11 @@ bool cOrvixAdapterNB1::PrepareCommand(iOrvixTaskNB1& task) {
 
 void cOrvixAdapterNB1::CompleteTask(const TaskRef& task) {
     m_Tasks->Remove(*task);
+    // First of all: what a callback waits for meanwhile may be another task's answer, or bring a late one of this task.
+    StopAwaiting(*task);
     // A linked task, and one that a lost connection has ended, has been published already.
     if (!task->Executed()) TakeResult(*task);
     SendTaskProgress(*task, kCompleted);
-    SetCurrentTask(NewEmptyTask());
 }
 
 void cOrvixAdapterNB1::TakeResult(iOrvixTaskNB1& task) {
@@ -218,8 +227,8 @@ void cOrvixAdapterNB1::FailTask(iOrvixTaskNB1& task, ErrorNumber code, const std
     task.e(code);
     task.eDescr(description);
     m_Tasks->Remove(task);
+    StopAwaiting(task);
     if (!task.Executed()) task.Executed(true);
-    SetCurrentTask(NewEmptyTask());
     SendToHost(JoinFields({"ERROR", description}));
 }
 
@@ -249,8 +258,11 @@ TaskRef cOrvixAdapterNB1::LinkedTaskExists(const iOrvixTaskNB1& Task, const std:
 void cOrvixAdapterNB1::PullLinkedTasks(iOrvixTaskNB1& Task) {
     try {
         const std::string tag = Task.Tag();
-        while (const TaskRef linked = LinkedTaskExists(Task, tag))
+        while (const TaskRef linked = LinkedTaskExists(Task, tag)) {
+            // It has been sent itself when the interpreter has waited: its own answer would end it once more.
+            StopAwaiting(*linked);
             linked->ReadLinkedResult(Task);
+        }
     } catch (...) {
         TraceAndRaise("OrvixNimbo1Lib.cOrvixAdapterNB1.PullLinkedTasks - Err.Description,",
                       "cOrvixAdapterNB1.PullLinkedTasks(Task)");
@@ -288,6 +300,10 @@ void cOrvixAdapterNB1::GiveIntervals(iOrvixTaskNB1& task) const {
 void cOrvixAdapterNB1::SetCurrentTask(TaskRef task) {
     m_TrackDriver->GiveUp();
     m_CurrentTask = std::move(task);
+}
+
+void cOrvixAdapterNB1::StopAwaiting(const iOrvixTaskNB1& task) {
+    if (m_CurrentTask.get() == &task) SetCurrentTask(NewEmptyTask());
 }
 
 void cOrvixAdapterNB1::SendTaskProgress(const iOrvixTaskNB1& task, std::int32_t percent) {

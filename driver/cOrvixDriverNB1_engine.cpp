@@ -30,6 +30,8 @@ private:
 /// Models that a row allows; unused places repeat one.
 using Models = std::array<std::int32_t, 2>;
 
+constexpr char kCallback[] = "IPlexaLinkTimer_FireTimer";
+
 constexpr std::int32_t kEveryModel = -1;
 constexpr Models kAny = {kEveryModel, kEveryModel};
 constexpr Models kSensor = {kTemperatureSensorModel, kTemperatureSensorModel};
@@ -53,28 +55,35 @@ void cOrvixDriverNB1::IPlexaLinkTimer_FireTimer(const std::string& strTimerLink,
     try {
         outcome = ProcessEntry(strTimerLink);
     } catch (...) {
-        outcome = ErrorAt("IPlexaLinkTimer_FireTimer");
+        outcome = ErrorAt(kCallback);
     }
     Attempt([&] { SendResult("TASKCOMPLETE", outcome.Number, outcome.Description); });
     m_Busy = false;
     m_WorkAccepted = false;
 }
 
-/// Returns the task's result code and text.
+/// Returns the task's result code and text, or the failure to process the entry, which then holds it.
 Error cOrvixDriverNB1::ProcessEntry(const std::string& tag) {
     const auto entry = m_Services.Messaging.CreateSharedEntry();
     entry->Open(m_WorkKey);
     const EntryLock lock(*entry);
     SharedData& data = entry->Data();
-    Error result(errors::None, {});
-    if (tag == "ExecuteTask") {
-        ExecuteTask(data);
-        result = Error(m_Task->e(), m_Task->eDescr());
-    } else if (tag == "CancelTask") {
-        data.Cancelled = true;
+    try {
+        Error result(errors::None, {});
+        if (tag == "ExecuteTask") {
+            ExecuteTask(data);
+            result = Error(m_Task->e(), m_Task->eDescr());
+        } else if (tag == "CancelTask") {
+            data.Cancelled = true;
+        }
+        data.Processed = true;
+        return result;
+    } catch (...) {
+        const Error failure = ErrorAt(kCallback);
+        data.e = failure.Number;
+        data.eDescr = failure.Description;
+        return failure;
     }
-    data.Processed = true;
-    return result;
 }
 
 void cOrvixDriverNB1::ExecuteTask(SharedData& data) {

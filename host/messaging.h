@@ -83,7 +83,11 @@ public:
     virtual void Create(const std::string& name) = 0;
     virtual std::string Name() const = 0;
 
+    /// Waits while another thread holds the entry's lock. Raises General when the calling thread holds it itself, by
+    /// whatever handle.
     virtual void Lock() = 0;
+    /// Locks the entry unless anybody has. Returns whether it did.
+    virtual bool TryLock() = 0;
     virtual void Unlock() = 0;
     virtual SharedData& Data() = 0;
 
@@ -101,6 +105,9 @@ public:
 };
 
 /// Carries requests to a server endpoint, one shared entry a request, and tells whose answer has come.
+///
+/// A request counts as answered when its entry, which nobody may hold locked, has a result, the processed flag or an
+/// error code: so an answer that was lost, came twice or comes from elsewhere is never taken for another's.
 class CallTracker {
 public:
     virtual ~CallTracker() = default;
@@ -115,11 +122,17 @@ public:
     virtual void ExecuteAsync() = 0;
     /// Gives the request up: its answer will be dropped.
     virtual void GiveUp() = 0;
-    /// The server has sent an answer. It belongs to the oldest unanswered request, except that a busy answer belongs to
-    /// the newest. Returns whether that is the request still waited for; its results can be read then.
+    /// The server has sent an answer. If the request waited for counts as answered, it and all sent before it are done
+    /// with; otherwise the oldest that does is. A busy answer is that of the newest that does not. Returns whether the
+    /// request waited for is done; Answer can be read then. Never waits for an entry's lock.
     virtual bool Completed(bool busyAnswer) = 0;
-    /// Result list of the request completed last.
-    virtual const std::vector<ByteArray>& Results() const = 0;
+    /// What the entry of the request completed last held; nothing when the server was busy.
+    virtual const SharedData& Answer() const = 0;
+
+    /// Requests sent so far.
+    virtual std::uint64_t SentCount() const = 0;
+    /// Whether no answer has come yet for one of the first `count` requests.
+    virtual bool AnyUnanswered(std::uint64_t count) const = 0;
 };
 
 /// Schedules FireTimer callbacks. One with delay 0 is a posted message. None comes after the link timer is gone.

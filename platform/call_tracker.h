@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,23 +23,33 @@ public:
     void ExecuteAsync() override;
     void GiveUp() override;
     bool Completed(bool busyAnswer) override;
-    const std::vector<ByteArray>& Results() const override { return m_Results; }
+    const SharedData& Answer() const override { return m_Answer; }
+    std::uint64_t SentCount() const override { return m_SentCount; }
+    bool AnyUnanswered(std::uint64_t count) const override;
 
 private:
     /// An entry stays open until its answer has come, so that the server finds it even when nobody waits for it.
     struct Request {
         std::unique_ptr<SharedEntry> Entry;
+        std::uint64_t Number;
         bool Awaited = true;
     };
+
+    /// What the entry of a request that counts as answered holds.
+    static std::optional<SharedData> AnswerIn(SharedEntry& entry);
+    static bool IsAnswered(const Request& request);
+    bool CompleteAnswered();
+    bool CompleteRefused();
 
     std::shared_ptr<Directory::Endpoints> m_Directory;
     Messaging& m_Messaging;
     std::string m_Name;
     std::string m_ServerName;
-    std::uint32_t m_Sequence = 0;
+    std::uint64_t m_SentCount = 0;
     std::vector<ByteArray> m_Arguments;
-    std::vector<ByteArray> m_Results;
-    std::deque<Request> m_Unanswered;  ///< in order of sending
+    SharedData m_Answer;
+    /// In order of sending. None but the last can be awaited.
+    std::deque<Request> m_Unanswered;
 };
 
 }  // namespace orvix::platform

@@ -1,9 +1,34 @@
 #include "platform/shared_entries.h"
 
+#include <atomic>
 #include <set>
+#include <thread>
 #include <utility>
 
 namespace orvix::platform {
+
+/// A mutex that knows its thread, which would wait for itself for ever.
+class ThreadLock {
+public:
+    bool IsHeldHere() const { return m_Holder == std::this_thread::get_id(); }
+    void lock() {
+        m_Mutex.lock();
+        m_Holder = std::this_thread::get_id();
+    }
+    bool try_lock() {
+        if (IsHeldHere() || !m_Mutex.try_lock()) return false;
+        m_Holder = std::this_thread::get_id();
+        return true;
+    }
+    void unlock() {
+        m_Holder = std::thread::id();
+        m_Mutex.unlock();
+    }
+
+private:
+    std::mutex m_Mutex;
+    std::atomic<std::thread::id> m_Holder;
+};
 
 class SharedEntryState {
 public:
@@ -14,7 +39,7 @@ public:
     ~SharedEntryState() { m_Home->Forget(Name); }
 
     const std::string Name;
-    std::mutex DataMutex;
+    ThreadLock DataLock;
     SharedData Data;
 
     void Published(bool handedOver) {
@@ -112,9 +137,14 @@ public:
     std::string Name() const override { return Opened().Name; }
 
     void Lock() override {
-        if (m_Lock.owns_lock()) throw Error(errors::General, "The shared entry is locked already");
-        Opened();
+        if (Opened().DataLock.IsHeldHere()) {
+            throw Error(errors::General, "The shared entry \"" + Name() + "\" is locked by this very thread");
+        }
         m_Lock.lock();
+    }
+    bool TryLock() override {
+        Opened();
+        return !m_Lock.owns_lock() && m_Lock.try_lock();
     }
     void Unlock() override {
         if (m_Lock.owns_lock()) m_Lock.unlock();
@@ -140,14 +170,14 @@ private:
     void Hold(std::shared_ptr<SharedEntryState> state) {
         m_Lock = {};
         m_State = std::move(state);
-        m_Lock = std::unique_lock(m_State->DataMutex, std::defer_lock);
+        m_Lock = std::unique_lock(m_State->DataLock, std::defer_lock);
     }
 
     std::shared_ptr<Directory::Entries> m_Entries;
     Messaging& m_Messaging;
     Apartment& m_Apartment;
     std::shared_ptr<SharedEntryState> m_State;
-    std::unique_lock<std::mutex> m_Lock;
+    std::unique_lock<ThreadLock> m_Lock;
 };
 
 }  // namespace

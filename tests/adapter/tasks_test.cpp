@@ -51,6 +51,7 @@ TEST_F(TasksTest, AnswersThatAreNoReading) {
         const auto request = Host.Messaging.CreateSharedEntry();
         request->Open(NextWork());
         request->Data().ResultList = c.Result;
+        request->Data().Processed = c.e == errors::MissingItem;
         FromDriver(c.Answer);
         Host.Run(10);
         EXPECT_EQ(task->e(), c.e);

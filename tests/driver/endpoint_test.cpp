@@ -160,6 +160,13 @@ TEST_F(DriverTest, AWorkItemThatCannotBeLoadedIsAnsweredAndLeavesTheDriverUsable
                     ElementsAre(AllOf(StartsWith("TASKCOMPLETE | "),
                                       HasSubstr(" (OrvixNimbo1Lib.cOrvixDriverNB1.IPlexaLinkTimer_FireTimer)"))));
     }
+    const std::pair<SharedEntry*, ErrorNumber> failures[] = {{broken.get(), errors::InvalidContents},
+                                                             {empty.get(), errors::MissingItem}};
+    for (const auto& [entry, number] : failures) {
+        EXPECT_EQ(entry->Data().e, number);
+        EXPECT_THAT(entry->Data().eDescr, HasSubstr("IPlexaLinkTimer_FireTimer"));
+        EXPECT_FALSE(entry->Data().Processed);
+    }
     Execute({.CmdType = ORVIXCNB1_TA_GET_DEVICELIST});
     EXPECT_THAT(Messages, ElementsAre("TASKCOMPLETE | 0 | "));
 }

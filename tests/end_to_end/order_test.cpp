@@ -23,6 +23,11 @@ protected:
         Side->Subscriber.Take();
     }
 
+    void ExpectLate(std::int16_t address, float temperature) {
+        Line.Expect(Hex(BuildFrame(address, kTemperatureCommand, {})),
+                    {{BuildFrame(address, kTemperatureCommand, RealToBytes(temperature)), 40ms}});
+    }
+
     bool Await(const iOrvixTaskNB1& task) {
         return World.Scheduler.RunUntil([&] { return task.Executed(); }, 1min);
     }
@@ -149,6 +154,65 @@ TEST_P(Order, AReadingThatTimesOutMakesItsRecordInvalidAndTells) {
     EXPECT_FALSE(Side->Temperature("5")->Valid());
     EXPECT_EQ(told, std::vector<bool>{false});
     Side->Temperature("5")->OnValid(nullptr);
+    ExpectGoodReading("5", 22);
+}
+
+TEST_P(Order, WaitingInANotificationCostsNoOtherTaskItsAnswer) {
+    Connect();
+    Expect(5, 22);
+    ExpectLate(6, 23);
+    std::unique_ptr<SharedEntry> nested;
+    bool waited = false;
+    Side->Temperature("5")->OnValid([&](VariableRecord& record) {
+        if (!record.Valid() || std::exchange(waited, true)) return;
+        nested = Side->Read("6");
+        Host.Run(10);  // it has been sent now, and its answer is still to come
+    });
+    const auto entry = Side->Read("5");
+    ASSERT_TRUE(EndToEnd::Await(*entry));
+    EXPECT_TRUE(entry->Succeeded()) << entry->Data().eDescr;
+    ASSERT_TRUE(nested && EndToEnd::Await(*nested));
+    EXPECT_TRUE(nested->Succeeded()) << nested->Data().eDescr;
+    EXPECT_EQ(Side->Temperature("6")->Value().ToSingle(), 23);
+    EXPECT_EQ(nested->Data().ResultList.size(), 1U);
+    EXPECT_TRUE(Line.AllMet());
+}
+
+TEST_P(Order, ATwinThatIsSentWhileATaskIsInterpretedIsPublishedOnce) {
+    Connect();
+    Expect(5, 22);
+    ExpectLate(5, 23);
+    bool waited = false;
+    std::unique_ptr<SharedEntry> twin;
+    Side->Temperature("5")->OnValid([&](VariableRecord& record) {
+        if (!record.Valid() || std::exchange(waited, true)) return;
+        twin = Side->Read("5");
+        Host.Run(10);
+    });
+    const auto entry = Side->Read("5");
+    ASSERT_TRUE(EndToEnd::Await(*entry));
+    Host.Run(100);
+    for (const auto& it : {entry.get(), twin.get()}) {
+        EXPECT_TRUE(it->Succeeded());
+        EXPECT_EQ(it->Data().ResultList.size(), 1U);
+    }
+    EXPECT_TRUE(Line.AllMet());
+}
+
+TEST_P(Order, WorkInAnEntryThatTheCallersThreadHasLockedEndsAtOnceAndSaysWhy) {
+    Connect();
+    const auto entry = Side->EntryWith(*Side->Task("5"));
+    entry->Lock();
+    Side->Adapter.NewWork(entry->Name(), 0);
+    ASSERT_TRUE(entry->WaitForCompletion(0));
+    EXPECT_FALSE(entry->Succeeded());
+    EXPECT_EQ(entry->Data().e, errors::General);
+    EXPECT_THAT(entry->Data().eDescr, HasSubstr("is locked by this very thread"));
+    cOrvixTaskNB1 object(Host.Services);
+    iOrvixTaskNB1& task = object;
+    task.SetSuperState(entry->Data().ResultList.at(0));
+    EXPECT_EQ(task.ID(), "XX");
+    entry->Unlock();
     ExpectGoodReading("5", 22);
 }
 

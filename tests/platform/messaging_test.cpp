@@ -87,11 +87,14 @@ TEST_F(MessagingTest, SharedEntriesLiveAsLongAsAHandle) {
     reader->Open(name);
 
     creator->Lock();
-    EXPECT_THROW(creator->Lock(), Error);
+    for (SharedEntry* handle : {creator.get(), reader.get()}) {
+        EXPECT_THROW(handle->Lock(), Error) << "this thread would wait for itself";
+        EXPECT_FALSE(handle->TryLock());
+    }
     creator->Data().eDescr = "written";
     creator->Complete(true);
     creator.reset();  // a handle gives its lock back
-    reader->Lock();
+    EXPECT_TRUE(reader->TryLock());
     EXPECT_EQ(reader->Data().eDescr, "written");
     reader->Unlock();
     EXPECT_TRUE(reader->Succeeded());
@@ -116,16 +119,23 @@ TEST(MessagingAcrossThreads, AWaitEndsWhenAnotherThreadCompletesTheEntry) {
     RealHost host(directory);
     auto entry = host.Messaging.CreateSharedEntry();
     entry->Create("entry");
+    entry->Lock();
+    std::atomic<bool> tried = false;
     std::thread thread([&] {
         RealHost other(directory);
         auto opened = other.Messaging.CreateSharedEntry();
         opened->Open("entry");
+        EXPECT_FALSE(opened->TryLock());
+        tried = true;
         opened->Lock();
         opened->Data().eDescr = "written";
         opened->Unlock();
         opened->Complete(true);
     });
     const Duration start = host.Apartment.Now();
+    while (!tried)
+        host.Apartment.Block(1ms);
+    entry->Unlock();
     EXPECT_TRUE(entry->WaitForCompletion(60000));
     EXPECT_LT(host.Apartment.Now() - start, 30s);
     EXPECT_EQ(entry->Data().eDescr, "written");
