@@ -38,8 +38,10 @@ LiveStream::Events LiveOutput::EventsOf(const char* name, std::function<void()> 
 }
 
 void LiveOutput::Finish() {
-    if (const auto lost = m_Out.Finish(kStillLimit); lost > 0) {
-        m_Lines->Note(std::string(kOut) + " was not read to its end: " + CountedLines(lost) + " are lost");
+    if (!m_Out.Finish(kStillLimit) && !m_Out.Failed()) {
+        const auto missing = m_Out.Missing();
+        m_Lines->Note(std::string(kOut) + " was not read to its end" +
+                      (missing > 0 ? ": " + CountedLines(missing) + " are lost" : ""));
     }
     // What has to be told of it is told where that of all commands is.
     if (m_Out.Failed()) std::cout.setstate(std::ios_base::badbit);

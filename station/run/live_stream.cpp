@@ -1,153 +1,85 @@
 #include "station/run/live_stream.h"
 
 #include <poll.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <condition_variable>
-#include <mutex>
-#include <sstream>
-#include <string>
-#include <thread>
-#include <type_traits>
 #include <utility>
+
+#include "host/error.h"
 
 namespace orvix::station {
 namespace {
-
-// So that the wait at the end sees a slow reader read.
-constexpr std::size_t kMostAtOnce = 4096;
 
 std::uint64_t LinesOf(const std::string& text) {
     return static_cast<std::uint64_t>(std::count(text.begin(), text.end(), '\n'));
 }
 
-/// Writes a beginning of what is not empty. Returns its size; 0 when it is refused.
-std::size_t WriteSome(int descriptor, const std::string& bytes) {
-    for (;;) {
-        const ssize_t written = ::write(descriptor, bytes.data(), std::min(bytes.size(), kMostAtOnce));
-        if (written > 0) return static_cast<std::size_t>(written);
-        if (errno == EAGAIN) {
-            // Somebody who shares the descriptor wants no waiting.
-            pollfd writable{descriptor, POLLOUT, 0};
-            ::poll(&writable, 1, -1);
-        } else if (errno != EINTR) {
-            return 0;
-        }
-    }
-}
-
 }  // namespace
 
-/// Shared with the thread, which may stand still in the system when the stream has gone.
-struct LiveStream::State {
-    State(int descriptor, Apartment& home, Events events)
-        : Descriptor(descriptor), Home(home), Told(std::move(events)) {}
-
-    const int Descriptor;
-    Apartment& Home;
-    const Events Told;
-
-    std::mutex Mutex;
-    std::condition_variable Changed;
-    std::string Waiting;  ///< with what is being written now
-    std::uint64_t Dropped = 0;
-    bool HasFailed = false;
-    bool IsOver = false;  ///< the stream goes
-
-    /// Under the lock.
-    template <class... Arguments>
-    void Tell(const std::function<void(Arguments...)>& event, std::type_identity_t<Arguments>... arguments) {
-        if (!IsOver && event) Home.Post([event, arguments...] { event(arguments...); });
-    }
-    void Add(std::string piece) {
-        const std::lock_guard lock(Mutex);
-        if (HasFailed || piece.empty()) return;
-        if (Waiting.size() + piece.size() > kMostWaiting) {
-            if (Dropped == 0) Tell(Told.OnDropping);
-            Dropped += LinesOf(piece);
-            return;
-        }
-        Waiting += piece;
-        Changed.notify_all();
-    }
-    /// Takes away what has been written; 0: nothing more can be.
-    void Advance(std::size_t written) {
-        const std::lock_guard lock(Mutex);
-        Waiting.erase(0, written);
-        if (written == 0) {
-            HasFailed = true;
-            Waiting.clear();
-            Tell(Told.OnFailed);
-        } else if (Waiting.empty() && Dropped > 0) {
-            Tell(Told.OnCaughtUp, std::exchange(Dropped, 0));
-        }
-        Changed.notify_all();
-    }
-};
-
-/// Hands over what has come since the last flush.
-class LiveStream::Pieces : public std::stringbuf {
-public:
-    explicit Pieces(State& state) : std::stringbuf(std::ios_base::out), m_State(state) {}
-
-private:
-    int sync() override {
-        m_State.Add(std::move(*this).str());
-        str({});
-        return 0;
-    }
-
-    State& m_State;
-};
-
-LiveStream::LiveStream(int descriptor, Apartment& home, Events events)
-    : std::ostream(nullptr),
-      m_State(std::make_shared<State>(descriptor, home, std::move(events))),
-      m_Pieces(std::make_unique<Pieces>(*m_State)) {
-    rdbuf(m_Pieces.get());
-    std::thread([state = m_State] { Write(state); }).detach();
+int LiveStream::Pieces::sync() {
+    m_Stream.Add(str());
+    str({});
+    return 0;
 }
 
-LiveStream::~LiveStream() {
-    const std::lock_guard lock(m_State->Mutex);
-    m_State->IsOver = true;
-    m_State->Changed.notify_all();
+LiveStream::LiveStream(int descriptor, platform::RealApartment& home, Events events)
+    : std::ostream(nullptr), m_Home(home), m_Events(std::move(events)), m_Writer(descriptor) {
+    rdbuf(&m_Pieces);
 }
 
-bool LiveStream::IsIdle() const {
-    const std::lock_guard lock(m_State->Mutex);
-    return m_State->Waiting.empty();
+void LiveStream::Add(const std::string& piece) {
+    if (m_HasFailed) return;
+    if (m_Waiting.size() + piece.size() > kMostWaiting) {
+        if (m_Dropped == 0 && m_Events.OnDropping) m_Home.Post(m_Events.OnDropping);
+        m_Dropped += LinesOf(piece);
+        return;
+    }
+    m_Waiting += piece;
+    if (!m_Room) WriteWaiting();
 }
 
-bool LiveStream::Failed() const {
-    const std::lock_guard lock(m_State->Mutex);
-    return m_State->HasFailed;
+void LiveStream::WriteWaiting() {
+    try {
+        std::size_t written = 0;
+        for (std::size_t more = 1; more > 0 && written < m_Waiting.size(); written += more)
+            more = m_Writer.Write(std::string_view(m_Waiting).substr(written));
+        m_Waiting.erase(0, written);
+    } catch (const Error&) {
+        return Fail();
+    }
+    if (!m_Waiting.empty()) {
+        if (!m_Room) m_Room = m_Home.Watch(m_Writer.Descriptor(), POLLOUT, [this](short) { WriteWaiting(); });
+        return;
+    }
+    m_Room.reset();
+    const auto dropped = std::exchange(m_Dropped, 0);
+    if (dropped > 0 && m_Events.OnCaughtUp) m_Home.Post([this, dropped] { m_Events.OnCaughtUp(dropped); });
 }
 
-std::uint64_t LiveStream::Finish(std::chrono::milliseconds limit) {
+void LiveStream::Fail() {
+    m_HasFailed = true;
+    m_Waiting.clear();
+    m_Room.reset();
+    if (m_Events.OnFailed) m_Home.Post(m_Events.OnFailed);
+}
+
+void LiveStream::WaitUntilIdle(std::chrono::milliseconds limit) {
     flush();
-    std::unique_lock lock(m_State->Mutex);
-    for (auto rest = m_State->Waiting.size(); rest > 0; rest = m_State->Waiting.size()) {
-        if (!m_State->Changed.wait_for(lock, limit, [&] { return m_State->Waiting.size() < rest; })) break;
+    while (!IsIdle()) {
+        pollfd room{m_Writer.Descriptor(), POLLOUT, 0};
+        if (::poll(&room, 1, static_cast<int>(limit.count())) == 0) return;
+        WriteWaiting();
     }
-    return m_State->Dropped + LinesOf(m_State->Waiting);
 }
 
-void LiveStream::Write(const std::shared_ptr<State>& state) {
-    for (;;) {
-        std::string bytes;
-        {
-            std::unique_lock lock(state->Mutex);
-            state->Changed.wait(lock, [&] { return state->IsOver || !state->Waiting.empty(); });
-            if (state->IsOver) return;
-            bytes = state->Waiting.substr(0, kMostAtOnce);
-        }
-        const auto written = WriteSome(state->Descriptor, bytes);
-        state->Advance(written);
-        if (written == 0) return;
-    }
+bool LiveStream::Finish(std::chrono::milliseconds limit) {
+    WaitUntilIdle(limit);
+    m_Room.reset();
+    return m_Writer.Finish(static_cast<int>(limit.count())) && Missing() == 0;
+}
+
+std::uint64_t LiveStream::Missing() const {
+    return m_Dropped + LinesOf(m_Waiting);
 }
 
 }  // namespace orvix::station

@@ -63,7 +63,7 @@ void LiveScreen::End() {
     m_Keys.reset();
     m_Terminal->End();
     // Before anything else is said there.
-    m_Out.Finish(kLongestEnd);
+    m_Out.WaitUntilIdle(kLongestEnd);
     m_IsSaidInLines = true;
 }
 
