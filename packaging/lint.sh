@@ -7,10 +7,10 @@ mapfile -t sources < <(git ls-files '*.cpp' '*.h')
 clang-format --dry-run --Werror "${sources[@]}"
 echo "format: ${#sources[@]} files"
 
-[[ -f build/release/build.ninja ]] || cmake --preset release >/dev/null
+cmake --preset lint >/dev/null
 # Tests, benchmarks and fuzz targets are built with all warnings, which is enough for them.
 mapfile -t units < <(git ls-files '*.cpp' ':!tests' ':!bench' ':!fuzz')
-printf '%s\n' "${units[@]}" | xargs -P "$(nproc)" -n 4 clang-tidy -p build/release --quiet \
+printf '%s\n' "${units[@]}" | xargs -P "$(nproc)" -n 4 clang-tidy -p build/lint --quiet \
     --extra-arg=-Wno-unknown-warning-option 2>/dev/null
 echo "clang-tidy: ${#units[@]} files"
 

@@ -3,6 +3,7 @@
 
 readonly BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libsqlite3-dev libcli11-dev nlohmann-json3-dev libcairo2-dev
     libncurses-dev fonts-liberation2 libsystemd-dev prometheus-cpp-dev libtomlplusplus-dev libgtest-dev libgmock-dev)
+readonly TEST_PACKAGES=(checksec)
 readonly CHECK_PACKAGES=(clang-format clang-tidy cppcheck)
 readonly COVERAGE_PACKAGES=(gcovr)
 readonly BENCH_PACKAGES=(libbenchmark-dev libmodbus-dev)

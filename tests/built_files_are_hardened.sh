@@ -1,0 +1,44 @@
+#!/usr/bin/env bash
+# Checks that the program and the library were built with what SECURITY.md promises. A program that is built without it
+# shows first that each check can fail.
+# Usage: built_files_are_hardened.sh COMPILER PROGRAM LIBRARY
+set -euo pipefail
+readonly COMPILER=$1 PROGRAM=$2 LIBRARY=$3
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+# checksec_says FILE PROPERTY VALUE: what an independent tool says of a file.
+checksec_says() { [[ "$(checksec --format=json --file="$1")" == *"\"$2\":\"$3\""* ]]; }
+# imports FILE NAME: as an extended regular expression.
+imports() { nm --dynamic --undefined-only "$1" | grep -qE " ($2)(@|\$)"; }
+# has_code FILE INSTRUCTION: as often as functions start or large frames are made in code of ours, not only in what the
+# compiler adds to every program.
+has_code() { (($(objdump --disassemble --no-show-raw-insn "$1" | grep -cE "$2") > 9)); }
+
+has_relro() { checksec_says "$1" relro full; }
+has_pie() { checksec_says "$1" pie yes || checksec_says "$1" pie dso; }
+has_no_executable_stack() { checksec_says "$1" nx yes; }
+has_stack_protector() { checksec_says "$1" canary yes; }
+has_fortified_calls() { checksec_says "$1" fortify_source yes; }
+has_library_assertions() { imports "$1" '_ZSt21__glibcxx_assert_failPKciS0_S0_'; }
+has_branch_targets() { has_code "$1" '\<(endbr64|bti)\>'; }
+has_stack_probes() { has_code "$1" '\<orq +\$0x0,(0x[0-9a-f]+)?\(%rsp\)|\<str +xzr, \[sp'; }
+
+readonly CHECKS=(has_relro has_pie has_no_executable_stack has_stack_protector has_fortified_calls has_library_assertions
+    has_branch_targets has_stack_probes)
+
+broken=0
+complain() {
+    echo "$*"
+    broken=1
+}
+
+echo 'int main() {}' >"$work/soft.cpp"
+"$COMPILER" -fno-stack-protector -fcf-protection=none -no-pie -Wl,-z,norelro,-z,execstack "$work/soft.cpp" -o "$work/soft"
+for check in "${CHECKS[@]}"; do
+    if "$check" "$work/soft"; then complain "$check: says yes of a program that was built without it"; fi
+    for file in "$PROGRAM" "$LIBRARY"; do
+        "$check" "$file" || complain "$file: $check says no"
+    done
+done
+exit $broken
