@@ -5,6 +5,7 @@
 
 #include "simulator/bus_server.h"
 #include "station/source/bus_thread.h"
+#include "tests/station/program.h"
 #include "tests/support/test_folder.h"
 
 namespace orvix::tests {
@@ -15,7 +16,7 @@ namespace {
 TEST(Buses, SeveralInOneProcessKeepTheirReadingsApart) {
     constexpr int kBuses = 4;
     const TestFolder folder;
-    station::Station station({folder.Path + "/", folder.Path + "/config/", folder.Path + "/"}, NIMBO1_LIBRARY);
+    station::Station station({folder.Path + "/", folder.Path + "/config/", folder.Path + "/"}, kLibrary);
     platform::RealApartment listener;
     std::vector<std::unique_ptr<simulator::BusServer>> servers;
     std::vector<std::unique_ptr<station::BusThread>> buses;

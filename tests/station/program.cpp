@@ -15,6 +15,9 @@
 
 namespace orvix::tests {
 
+const char* const kProgram = NIMBO1_PROGRAM;
+const char* const kLibrary = NIMBO1_LIBRARY;
+
 std::string ContentsOf(const std::string& file) {
     std::ifstream in(file, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), {}};
@@ -26,7 +29,7 @@ Program::Program(std::vector<std::string> arguments) {
     for (const auto& [descriptor, file] : {std::pair(STDOUT_FILENO, m_Out), {STDERR_FILENO, m_Err}})
         posix_spawn_file_actions_addopen(&actions, descriptor, file.c_str(), O_WRONLY | O_CREAT, 0600);
 
-    arguments.insert(arguments.begin(), NIMBO1_PROGRAM);
+    arguments.insert(arguments.begin(), kProgram);
     std::vector<char*> argv;
     for (auto& argument : arguments)
         argv.push_back(argument.data());
@@ -34,7 +37,7 @@ Program::Program(std::vector<std::string> arguments) {
     setenv("HOME", m_Folder.Path.c_str(), 1);
     for (const char* name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME"})
         unsetenv(name);
-    if (posix_spawn(&m_Process, NIMBO1_PROGRAM, &actions, nullptr, argv.data(), environ) != 0) abort();
+    if (posix_spawn(&m_Process, kProgram, &actions, nullptr, argv.data(), environ) != 0) abort();
     posix_spawn_file_actions_destroy(&actions);
 }
 

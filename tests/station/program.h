@@ -9,6 +9,10 @@
 
 namespace orvix::tests {
 
+/// What was built, to be started and loaded.
+extern const char* const kProgram;
+extern const char* const kLibrary;
+
 struct ProgramResult {
     int Status = -1;  ///< exit status; 128 + n when ended by signal n
     std::string Out;

@@ -193,7 +193,7 @@ TEST(Replay, GivesTheReadingsAndErrorsOfTheRecording) {
     const tests::TestFolder folder;
     const StationFolders folders{folder.Path + "/", folder.Path + "/config/", folder.Path + "/"};
     const auto file = folder.Path + "/recording";
-    Station station(folders, NIMBO1_LIBRARY);
+    Station station(folders, tests::kLibrary);
     const auto recorded = RecordTo(file, folder.Path, station);
 
     const auto recording = ReadRecording(file);
@@ -204,7 +204,7 @@ TEST(Replay, GivesTheReadingsAndErrorsOfTheRecording) {
         auto expected = recorded.Buses[index];
         EXPECT_TRUE(std::any_of(expected.begin(), expected.end(), [](const auto& o) { return std::get<3>(o) != 0; }));
         const tests::TestFolder otherFolder;
-        Station other({otherFolder.Path + "/", otherFolder.Path + "/config/", otherFolder.Path + "/"}, NIMBO1_LIBRARY);
+        Station other({otherFolder.Path + "/", otherFolder.Path + "/config/", otherFolder.Path + "/"}, tests::kLibrary);
         std::vector<Outcome> replayed;
         ReplayBus bus(other, recording.Header, recording.Buses[index],
                       {[&](const Reading& reading) { replayed.push_back(OutcomeOf(reading)); },
@@ -239,7 +239,7 @@ TEST(Replay, DevicesComeAndGoWhenTheyDid) {
     recorded.Events.push_back({.Time = 14900ms, .What = Kind::Closed});
 
     const tests::TestFolder folder;
-    Station station({folder.Path + "/", folder.Path + "/config/", folder.Path + "/"}, NIMBO1_LIBRARY);
+    Station station({folder.Path + "/", folder.Path + "/config/", folder.Path + "/"}, tests::kLibrary);
     std::vector<std::tuple<int, std::string, bool>> readings;
     std::vector<int> gone;
     ReplayBus replay(
@@ -258,9 +258,9 @@ TEST(Replay, DevicesComeAndGoWhenTheyDid) {
 TEST(Replay, WhatCannotBePlayedIsSaidInOneLine) {
     const tests::TestFolder folder;
     tests::ExpectOneLine({"replay", folder.Path + "/none"}, 1, "none");
-    tests::ExpectOneLine({"replay", NIMBO1_PROGRAM}, 1, "line 1");
+    tests::ExpectOneLine({"replay", tests::kProgram}, 1, "line 1");
     tests::ExpectOneLine({"record"}, 2, "file");
-    tests::ExpectOneLine({"record", NIMBO1_PROGRAM, "--port", "/dev/null", "--device", "5:sensor", "--for", "1s"}, 1,
+    tests::ExpectOneLine({"record", tests::kProgram, "--port", "/dev/null", "--device", "5:sensor", "--for", "1s"}, 1,
                          "File exists");
     tests::ExpectOneLine({"simulate", "--device", "5:sensor", "--fault", "unplug"}, 2, "--link");
 }

@@ -12,6 +12,7 @@
 #include "station/model/text.h"
 #include "station/run/latest_values.h"
 #include "station/sink/screen/layout.h"
+#include "tests/station/program.h"
 #include "tests/support/test_folder.h"
 
 namespace orvix::tests {
@@ -187,7 +188,7 @@ public:
         if (m_Process == 0) {
             for (const auto& [name, value] : {std::pair("TERM", "xterm"), {"LC_ALL", "C.UTF-8"}})
                 ::setenv(name, value, 1);
-            ::execl(NIMBO1_PROGRAM, NIMBO1_PROGRAM, "run", "--data", folder.c_str(), nullptr);
+            ::execl(kProgram, kProgram, "run", "--data", folder.c_str(), nullptr);
             ::_exit(127);
         }
         m_Terminal = platform::FileDescriptor(terminal);
