@@ -24,8 +24,9 @@ has_library_assertions() { imports "$1" '_ZSt21__glibcxx_assert_failPKciS0_S0_';
 has_branch_targets() { has_code "$1" '\<(endbr64|bti)\>'; }
 has_stack_probes() { has_code "$1" '\<orq +\$0x0,(0x[0-9a-f]+)?\(%rsp\)|\<str +xzr, \[sp'; }
 
-readonly CHECKS=(has_relro has_pie has_no_executable_stack has_stack_protector has_fortified_calls has_library_assertions
-    has_branch_targets has_stack_probes)
+readonly CHECKS=(has_relro has_pie has_no_executable_stack has_stack_protector has_library_assertions has_branch_targets)
+# The library has no frame that is large enough, and fills no buffer whose size the compiler cannot prove.
+readonly PROGRAM_CHECKS=(has_fortified_calls has_stack_probes)
 
 broken=0
 complain() {
@@ -35,10 +36,11 @@ complain() {
 
 echo 'int main() {}' >"$work/soft.cpp"
 "$COMPILER" -fno-stack-protector -fcf-protection=none -no-pie -Wl,-z,norelro,-z,execstack "$work/soft.cpp" -o "$work/soft"
-for check in "${CHECKS[@]}"; do
+for check in "${CHECKS[@]}" "${PROGRAM_CHECKS[@]}"; do
     if "$check" "$work/soft"; then complain "$check: says yes of a program that was built without it"; fi
-    for file in "$PROGRAM" "$LIBRARY"; do
-        "$check" "$file" || complain "$file: $check says no"
-    done
+    "$check" "$PROGRAM" || complain "$PROGRAM: $check says no"
+done
+for check in "${CHECKS[@]}"; do
+    "$check" "$LIBRARY" || complain "$LIBRARY: $check says no"
 done
 exit $broken

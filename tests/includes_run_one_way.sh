@@ -24,7 +24,7 @@ station/store:         host/ platform/ station/model/
 station/line:          host/ devices/protocol/ station/model/
 station/library:       host/ platform/ tasks/i tasks/enumerations.h station/model/ station/line/ station/report/
 station/source:        host/ platform/ simulator/ devices/protocol/ tasks/i station/model/ station/store/ station/library/
-station/run:           host/ devices/protocol/ station/model/ station/line/ station/source/
+station/run:           host/ platform/ devices/protocol/ station/model/ station/line/ station/source/
 station/sink/*:        host/ platform/ station/model/ station/store/ station/run/
 station/door:          host/ platform/ station/model/ station/run/
 station/command_line:  host/ simulator/ tasks/enumerations.h station/model/
