@@ -10,7 +10,7 @@ trap 'rm -rf "$work"' EXIT
 # checksec_says FILE PROPERTY VALUE: what an independent tool says of a file.
 checksec_says() { [[ "$(checksec --format=json --file="$1")" == *"\"$2\":\"$3\""* ]]; }
 # imports FILE NAME: as an extended regular expression.
-imports() { nm --dynamic --undefined-only "$1" | grep -qE " ($2)(@|\$)"; }
+imports() { nm --dynamic --undefined-only "$1" | grep -cE " ($2)(@|\$)" >/dev/null; }
 # has_code FILE INSTRUCTION: as often as functions start or large frames are made in code of ours, not only in what the
 # compiler adds to every program.
 has_code() { (($(objdump --disassemble --no-show-raw-insn "$1" | grep -cE "$2") > 9)); }
