@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -25,8 +26,10 @@ namespace orvix {
 /// The object that the host configures: it holds the devices of one bus and the queue of tasks, tells the driver when
 /// to open and drop the link, reads the monitored variables, and passes on what driver and devices report.
 ///
-/// Timers, channel to the driver, queue and devices exist from Init to the destroy request; every member is safe to
-/// call before and after.
+/// It runs from Init to the destroy request: only then it takes work, has devices, and its timers tick. Every member is
+/// safe to call before and after. Whatever a callback of the host leads to, even the destroy request or another Init,
+/// what a step is at work with lives on: queue, timers and devices are emptied and switched off, and go with the
+/// adapter.
 class cOrvixAdapterNB1 final : public Object,
                                public iOrvixAdapter,
                                public iOrvixDevToAdapt,
@@ -44,10 +47,14 @@ private:
     std::int32_t iOrvixAdapter_AdapterType() const override { return 2; }
     std::shared_ptr<iOrvixDriver> iOrvixAdapter_Driver() const override { return m_Driver; }
     void iOrvixAdapter_Driver(std::shared_ptr<iOrvixDriver> rhs) override;
-    iOrvixDevices* iOrvixAdapter_Devices() const override { return m_DevicesEvt.get(); }
-    iOrvixDevices* iOrvixAdapter_UnregisteredDevices() const override { return m_UnregisteredDevices.get(); }
-    orvix::SQLDevices* iOrvixAdapter_SQLDevices() const override { return m_SQLDevices.get(); }
-    orvix::SQLPlantDevices* iOrvixAdapter_SQLPlantDevices() const override { return m_SQLPlantDevices.get(); }
+    iOrvixDevices* iOrvixAdapter_Devices() const override { return m_Running ? m_DevicesEvt.get() : nullptr; }
+    iOrvixDevices* iOrvixAdapter_UnregisteredDevices() const override {
+        return m_Running ? m_UnregisteredDevices.get() : nullptr;
+    }
+    orvix::SQLDevices* iOrvixAdapter_SQLDevices() const override { return m_Running ? m_SQLDevices.get() : nullptr; }
+    orvix::SQLPlantDevices* iOrvixAdapter_SQLPlantDevices() const override {
+        return m_Running ? m_SQLPlantDevices.get() : nullptr;
+    }
     bool iOrvixAdapter_MonitorNet() const override { return m_MonitorNet; }
     void iOrvixAdapter_MonitorNet(bool rhs) override;
     bool iOrvixAdapter_MonitorVars() const override { return m_MonitorVars; }
@@ -99,8 +106,11 @@ private:
     void OpenDatabase();
     void CreateDriverChannel();
     void CreateTimers();
-    void CreateDevices();
-    void ConfigureDriver();
+    /// Sets the intervals; the timers stay switched off.
+    void PrepareTimers();
+    void ConfigureDriver(iOrvixDriver& driver);
+    /// Ends what Init began: every task, the timers' ticking, the devices.
+    void EndRun();
 
     // Devices
     std::shared_ptr<iOrvixDevice> iOrvixAdapter_DeviceAdd(const std::string& Address,
@@ -156,8 +166,8 @@ private:
     /// Tells the host of activity on the link: '0' none, '1' an error, '2' starting or resuming.
     void NotifyActivity(char digit);
     void SendToHost(const std::string& message);
-    /// Rearms a timer; does nothing before Init and after the destroy request.
-    static void Rearm(const std::unique_ptr<Timer>& timer, std::int32_t intervalMs, bool enabled);
+    /// Rearms a timer, if the adapter runs.
+    void Rearm(const std::unique_ptr<Timer>& timer, std::int32_t intervalMs, bool enabled) const;
 
     // Tasks
     bool iOrvixAdapter_NewWork(const std::string& MemoryMapKey, std::int32_t Priority) override;
@@ -173,7 +183,7 @@ private:
     /// A step is at work on the task: it has left the queue, or is about to, and has not ended.
     bool IsInHand(const iOrvixTaskNB1& task) const;
     void AddTask(const TaskRef& task, std::int32_t priority);
-    TaskQueue& RequireQueue();
+    void RequireRunning() const;
     /// Submits the head task, or completes it once its answer is there.
     void ProcessNextTask();
     void SendTask(const TaskRef& task);
@@ -188,6 +198,8 @@ private:
     void FailTask(iOrvixTaskNB1& task, ErrorNumber code, const std::string& description);
     /// Gives every queued task the error; those of live devices end with it.
     void FailPendingTasks(ErrorNumber ErrorCode);
+    /// Gives every queued task the error; those that `ends` accepts end with it.
+    void FailTasks(ErrorNumber ErrorCode, const std::function<bool(const iOrvixTaskNB1&)>& ends);
     /// The first other task that has the tag, so asks for the same thing, or null.
     TaskRef LinkedTaskExists(const iOrvixTaskNB1& Task, const std::string& Tag);
     /// Answers all tasks that ask for the same thing.
@@ -227,7 +239,6 @@ private:
     void BindDriverEvents();
     void TaskComplete(const std::vector<std::string>& fields);
     void LoadAnswer(const ByteArray& state);
-    void ReleaseWork();
     bool CloseDriver();
 
     static constexpr std::int32_t kTickInterval = 10;
@@ -267,13 +278,16 @@ private:
     std::unique_ptr<Channel> m_IPCDriver;
     std::unique_ptr<CallTracker> m_TrackDriver;
 
+    /// Between Init and the destroy request.
+    bool m_Running = false;
+
     /// Registered devices; the adapter handles the change notification of this collection only.
-    std::unique_ptr<cOrvixDevicesNB1> m_DevicesEvt;
+    const std::unique_ptr<cOrvixDevicesNB1> m_DevicesEvt = std::make_unique<cOrvixDevicesNB1>(m_Services);
     EventConnection m_ItemsChanged;
-    std::unique_ptr<cOrvixDevicesNB1> m_UnregisteredDevices;
+    const std::unique_ptr<cOrvixDevicesNB1> m_UnregisteredDevices = std::make_unique<cOrvixDevicesNB1>(m_Services);
     bool m_Mounting = false;
 
-    std::unique_ptr<TaskQueue> m_Tasks;
+    TaskQueue m_Tasks;
     /// What steps are at work on, the innermost last: a callback may wait, and so let another step run.
     std::vector<TaskRef> m_InHand;
     /// The task whose answer the driver sends next.
@@ -287,6 +301,8 @@ private:
     std::int32_t m_TickCount = 0;
     bool m_Connected = false;
     bool m_SocketError = false;
+    /// What the last step failed with; empty when it did not fail.
+    std::string m_StepFailure;
     /// Work items that were sent before the latest "CONNECT".
     std::uint64_t m_SentBeforeConnect = 0;
     bool m_KeepTicking = false;

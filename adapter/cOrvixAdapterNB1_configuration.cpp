@@ -27,13 +27,15 @@ cOrvixAdapterNB1::cOrvixAdapterNB1(const Services& services)
         BindSubscriberEvents();
         m_IPCSubscriber->Name("AdapterNB1_" + m_Services.Messaging.NewIdentifier());
         m_IPCSubscriber->Activate(true);
+        CreateTimers();
+        m_ItemsChanged = m_DevicesEvt->ItemsChanged([this] { m_DevicesEvt_ItemsChanged(); });
     } catch (...) {
         TraceAndRaise("OrvixNimbo1Lib.cOrvixAdapterNB1.Class_Initialize-Error", "cOrvixAdapterNB1.Class_Initialize");
     }
 }
 
 cOrvixAdapterNB1::~cOrvixAdapterNB1() {
-    ReleaseWork();
+    EndRun();
     m_IPCDriver.reset();
     m_TrackDriver.reset();
     m_IPCSubscriber.reset();
@@ -148,14 +150,21 @@ void cOrvixAdapterNB1::iOrvixAdapter_Simulation(bool rhs) {
 
 void cOrvixAdapterNB1::iOrvixAdapter_Init() {
     try {
+        if (m_Running) Attempt([&] { ResetConnection(); });
+        EndRun();
         OpenDatabase();
         CreateDriverChannel();
         m_TrackDriver = m_Services.Messaging.CreateCallTracker();
-        m_Tasks = std::make_unique<TaskQueue>();
+        m_SentBeforeConnect = 0;
+        m_Running = true;
         SetCurrentTask(NewEmptyTask());
-        CreateTimers();
-        CreateDevices();
-        if (m_Driver) ConfigureDriver();
+        PrepareTimers();
+        for (iOrvixDevices* devices : {m_DevicesEvt.get(), m_UnregisteredDevices.get()})
+            devices->Adapter(this);
+        // Held, since a driver in another apartment is waited for, and what is delivered meanwhile may release it.
+        if (const auto driver = m_Driver) ConfigureDriver(*driver);
+        // It may also have been the destroy request.
+        if (!m_Running) return;
         const auto registered = m_SQLDevices->Addresses();
         MountDevices(VariantList(registered.begin(), registered.end()));
         if (m_OnLine) ApplyPollingSettings();
@@ -188,35 +197,42 @@ void cOrvixAdapterNB1::CreateDriverChannel() {
 void cOrvixAdapterNB1::CreateTimers() {
     auto& apartment = m_Services.Apartment;
     m_tmrPolling = apartment.CreateTimer([this] { m_tmrPolling_Tick(); });
-    Rearm(m_tmrPolling, m_PollingMSecs, false);
     m_tmrPollingDevices = apartment.CreateTimer([this] { m_tmrPollingDevices_Tick(); });
-    Rearm(m_tmrPollingDevices, m_VarPollingInterval, false);
     m_tmrComm = apartment.CreateTimer([this] { m_tmrComm_Tick(); });
-    Rearm(m_tmrComm, kTickInterval, false);
     m_tmrTimeout = apartment.CreateTimer({});
+}
+
+void cOrvixAdapterNB1::PrepareTimers() {
+    Rearm(m_tmrPolling, m_PollingMSecs, false);
+    Rearm(m_tmrPollingDevices, m_VarPollingInterval, false);
+    Rearm(m_tmrComm, kTickInterval, false);
     Rearm(m_tmrTimeout, kConnectionTimeLimit, false);
 }
 
-void cOrvixAdapterNB1::CreateDevices() {
-    m_DevicesEvt = std::make_unique<cOrvixDevicesNB1>(m_Services);
-    m_ItemsChanged = m_DevicesEvt->ItemsChanged([this] { m_DevicesEvt_ItemsChanged(); });
-    m_DevicesEvt->Adapter(this);
-    m_UnregisteredDevices = std::make_unique<cOrvixDevicesNB1>(m_Services);
-    m_UnregisteredDevices->Adapter(this);
+void cOrvixAdapterNB1::ConfigureDriver(iOrvixDriver& driver) {
+    driver.Path(m_Path);
+    m_IPCDriver->PeerName(driver.ServerIPCName());
+    driver.SubscriberIPCName(m_IPCDriver->Name());
+    m_TrackDriver->Start("ADAPTER_NB1_" + m_Services.Messaging.NewIdentifier(), driver.ServerIPCName());
+    driver.DebugMode(m_DebugMode);
+    driver.LogMode(m_LogMode);
+    driver.LogPath(m_LogPath);
+    driver.Simulation(m_Simulation);
+    driver.PortType(m_PortType);
+    driver.PortAddress(m_PortAddress);
+    driver.NetRetry(DriverRetries(m_NetRetry));
 }
 
-void cOrvixAdapterNB1::ConfigureDriver() {
-    m_Driver->Path(m_Path);
-    m_IPCDriver->PeerName(m_Driver->ServerIPCName());
-    m_Driver->SubscriberIPCName(m_IPCDriver->Name());
-    m_TrackDriver->Start("ADAPTER_NB1_" + m_Services.Messaging.NewIdentifier(), m_Driver->ServerIPCName());
-    m_Driver->DebugMode(m_DebugMode);
-    m_Driver->LogMode(m_LogMode);
-    m_Driver->LogPath(m_LogPath);
-    m_Driver->Simulation(m_Simulation);
-    m_Driver->PortType(m_PortType);
-    m_Driver->PortAddress(m_PortAddress);
-    m_Driver->NetRetry(DriverRetries(m_NetRetry));
+void cOrvixAdapterNB1::EndRun() {
+    if (!m_Running) return;
+    m_Running = false;
+    for (const auto* timer : {&m_tmrComm, &m_tmrPolling, &m_tmrPollingDevices, &m_tmrTimeout})
+        Attempt([&] { (*timer)->Enabled(false); });
+    // Of any origin, also what came in while offline: nobody else would ever answer it.
+    Attempt([&] { FailTasks(errors::NotConnected, [](const iOrvixTaskNB1&) { return true; }); });
+    m_Busy = false;
+    for (iOrvixDevices* devices : {m_DevicesEvt.get(), m_UnregisteredDevices.get()})
+        Attempt([&] { devices->Destroy(); });
 }
 
 }  // namespace orvix

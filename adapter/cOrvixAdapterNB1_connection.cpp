@@ -25,10 +25,11 @@ void cOrvixAdapterNB1::m_tmrComm_Tick() {
     m_TickCount = m_TickCount % kHighestTickCount + 1;
     try {
         AdvanceConnection();
+        m_StepFailure.clear();
     } catch (...) {
         StepFailed(CurrentError());
     }
-    m_Busy = !m_Tasks->Empty();
+    m_Busy = !m_Tasks.Empty();
 }
 
 void cOrvixAdapterNB1::AdvanceConnection() {
@@ -36,7 +37,7 @@ void cOrvixAdapterNB1::AdvanceConnection() {
     const ConnectionInputs inputs{m_Connected, m_SocketError, m_tmrTimeout->Expired()};
     if (const ConnectionRow* row = FindConnectionRow(m_State, inputs)) return RunConnectionRow(*row);
     if (m_State == ConnectionState::CONNECTED_IDLE) return LeaveIdle();
-    if (m_Tasks->Empty()) return PlanOrIdle();
+    if (m_Tasks.Empty()) return PlanOrIdle();
     ProcessNextTask();
     ReplyFast();
 }
@@ -45,7 +46,7 @@ void cOrvixAdapterNB1::StepOffline() {
     ResetConnection();
     NotifyActivity('0');
     DebugComm(" OFFLINE", StateName(m_State));
-    if (m_Tasks->Empty()) {
+    if (m_Tasks.Empty()) {
         m_KeepTicking = false;
         StopTicking();
     } else if (BeginsWithPortNumber(m_PortAddress)) {
@@ -93,7 +94,7 @@ void cOrvixAdapterNB1::LeaveIdle() {
 
 void cOrvixAdapterNB1::PlanOrIdle() {
     PlanPolling();
-    if (!m_Tasks->Empty()) {
+    if (!m_Tasks.Empty()) {
         if (m_State == ConnectionState::WAITING_FOR_IDLE) ResumeWork();
         ReplyFast();
     } else if (m_State != ConnectionState::WAITING_FOR_IDLE) {
@@ -139,10 +140,12 @@ void cOrvixAdapterNB1::TickOnDemand() {
 }
 
 void cOrvixAdapterNB1::StepFailed(const Error& error) {
+    m_SocketError = true;
+    // The step is tried again with every tick, and most often fails the same way.
+    if (std::exchange(m_StepFailure, error.Description) == error.Description) return;
     SendDebugInfo("OrvixNimbo1Lib.cOrvixAdapterNB1.m_tmrComm_Tick - ERROR " + error.Description,
                   BooleanText(m_Networking));
     Attempt([&] { SendToHost("ERROR: " + error.Description); });
-    m_SocketError = true;
 }
 
 void cOrvixAdapterNB1::SetState(ConnectionState state) {
@@ -163,16 +166,16 @@ void cOrvixAdapterNB1::SendConnect() {
 }
 
 void cOrvixAdapterNB1::DisconnectIfConnected() {
-    if (m_Connected) m_IPCDriver->SendCustomMessage("DISCONNECT");
+    // A driver that has gone has no link left to drop.
+    if (m_Connected) Attempt([&] { m_IPCDriver->SendCustomMessage("DISCONNECT"); });
 }
 
 void cOrvixAdapterNB1::ResetConnection() {
-    if (m_tmrTimeout) m_tmrTimeout->Enabled(false);
+    m_tmrTimeout->Enabled(false);
     m_SocketError = false;
     SetState(ConnectionState::DISCONNECTED);
     m_Networking = false;
     FailPendingTasks(errors::NotConnected);
-    // A driver that has gone has no link left to drop.
     if (m_IPCDriver) Attempt([&] { m_IPCDriver->SendCustomMessage("DISCONNECT"); });
     m_Connected = false;
     MountDevices({});
@@ -193,8 +196,8 @@ void cOrvixAdapterNB1::WakeLoop() {
     ReplyFast();
 }
 
-void cOrvixAdapterNB1::Rearm(const std::unique_ptr<Timer>& timer, std::int32_t intervalMs, bool enabled) {
-    if (timer) timer->Rearm(intervalMs, enabled);
+void cOrvixAdapterNB1::Rearm(const std::unique_ptr<Timer>& timer, std::int32_t intervalMs, bool enabled) const {
+    if (m_Running) timer->Rearm(intervalMs, enabled);
 }
 
 void cOrvixAdapterNB1::DebugComm(std::string_view suffix, std::string_view stateName) {

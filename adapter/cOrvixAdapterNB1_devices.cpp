@@ -42,14 +42,14 @@ bool DisconnectOthers(const iOrvixDevices& devices, const Stays& stays) {
 
 std::shared_ptr<iOrvixDevice> cOrvixAdapterNB1::iOrvixAdapter_DeviceAdd(const std::string& Address,
                                                                         std::int32_t DeviceModel) {
-    return m_DevicesEvt ? m_DevicesEvt->Add(Address, DeviceModel) : nullptr;
+    return m_Running ? m_DevicesEvt->Add(Address, DeviceModel) : nullptr;
 }
 
 void cOrvixAdapterNB1::iOrvixAdapter_DeviceRemove(const std::string& Address) {
-    if (m_DevicesEvt && m_DevicesEvt->Exists(Address)) {
+    if (m_DevicesEvt->Exists(Address)) {
         m_DevicesEvt->Remove(Address);
         SendToHost("NetChanged");
-    } else if (m_UnregisteredDevices && m_UnregisteredDevices->Exists(Address)) {
+    } else if (m_UnregisteredDevices->Exists(Address)) {
         m_UnregisteredDevices->Remove(Address);
         SendToHost("UnregisteredNetChanged");
     }
@@ -60,7 +60,7 @@ void cOrvixAdapterNB1::m_DevicesEvt_ItemsChanged() {
 }
 
 void cOrvixAdapterNB1::MountDevices(const VariantList& list) {
-    if (!m_DevicesEvt || !m_UnregisteredDevices) return;
+    if (!m_Running) return;
     m_Mounting = true;
     try {
         const NetChanges changes = MountListed(list);

@@ -4,20 +4,6 @@
 
 namespace orvix {
 
-namespace {
-
-void Release(std::unique_ptr<Timer>& timer) {
-    if (timer) Attempt([&] { timer->Enabled(false); });
-    timer.reset();
-}
-
-void Release(std::unique_ptr<cOrvixDevicesNB1>& devices) {
-    if (devices) Attempt([&] { devices->Destroy(); });
-    devices.reset();
-}
-
-}  // namespace
-
 void cOrvixAdapterNB1::BindSubscriberEvents() {
     ChannelEvents events;
     events.NewWork = [this](const std::string& MemoryMapKey, bool& Handled) {
@@ -57,7 +43,7 @@ void cOrvixAdapterNB1::m_IPCDriver_CustomMessage(const std::string& Message, boo
 
 void cOrvixAdapterNB1::TaskComplete(const std::vector<std::string>& fields) {
     const bool busyAnswer = fields.size() > 1 && fields[1] == NumberText(errors::Busy);
-    if (!m_TrackDriver->Completed(busyAnswer) || !m_CurrentTask) return;
+    if (!m_TrackDriver->Completed(busyAnswer)) return;
     const SharedData& answer = m_TrackDriver->Answer();
     if (!answer.ResultList.empty()) {
         LoadAnswer(answer.ResultList.front());
@@ -89,7 +75,7 @@ void cOrvixAdapterNB1::LoadAnswer(const ByteArray& state) {
     m_CurrentTask->MemoryMapKey(memoryMapKey);
     // A state does not carry it, and the task still asks for what it asked for.
     m_CurrentTask->DeviceOrigin(origin);
-    if (m_Tasks) m_Tasks->TagChanged(*m_CurrentTask);
+    m_Tasks.TagChanged(*m_CurrentTask);
 }
 
 void cOrvixAdapterNB1::m_IPCDriver_OnProgress(const std::string& Text, std::int32_t Value, std::int32_t Minimum,
@@ -114,22 +100,8 @@ void cOrvixAdapterNB1::m_IPCSubscriber_QueryDestroy(bool& Cancel) {
         m_OnLine = false;
         Attempt([&] { ResetConnection(); });
     }
-    ReleaseWork();
+    EndRun();
     Cancel = CloseDriver();
-}
-
-void cOrvixAdapterNB1::ReleaseWork() {
-    for (auto* timer : {&m_tmrComm, &m_tmrPolling, &m_tmrPollingDevices, &m_tmrTimeout})
-        Release(*timer);
-    // Also what came in while offline: nobody else would ever answer it.
-    Attempt([&] { FailPendingTasks(errors::NotConnected); });
-    m_CurrentTask.reset();
-    m_Tasks.reset();
-    m_Busy = false;
-    Release(m_DevicesEvt);
-    Release(m_UnregisteredDevices);
-    m_SQLDevices.reset();
-    m_SQLPlantDevices.reset();
 }
 
 bool cOrvixAdapterNB1::CloseDriver() {

@@ -67,7 +67,7 @@ void cOrvixAdapterNB1::PlanDiscovery() {
     m_NetDiscoveryDone = true;
     const TaskRef task = NewTaskWithID();
     task->GetDeviceList(0);
-    m_Tasks->Append(task);
+    m_Tasks.Append(task);
 }
 
 void cOrvixAdapterNB1::PlanVariables() {
@@ -101,7 +101,7 @@ void cOrvixAdapterNB1::PlanVariable(const iOrvixDevice& device, const VariableRe
     task->DeviceModel(device.DeviceModel());
     task->GetVar(static_cast<ORVIXCNB1_VARS>(variable.VarID()));
     task->Name("(Polling) " + task->Name());
-    m_Tasks->Append(task);
+    m_Tasks.Append(task);
 }
 
 }  // namespace orvix

@@ -67,7 +67,7 @@ bool cOrvixAdapterNB1::iOrvixAdapter_NewWork(const std::string& MemoryMapKey, st
 }
 
 void cOrvixAdapterNB1::LoadWork(iOrvixTaskNB1& task) {
-    RequireQueue();
+    RequireRunning();
     const std::string key = task.MemoryMapKey();
     if (!key.empty()) {
         TakeState(task);
@@ -98,7 +98,8 @@ void cOrvixAdapterNB1::RefuseWork(iOrvixTaskNB1& task, const Error& error) {
 bool cOrvixAdapterNB1::iOrvixDevToAdapt_NewTask(const std::shared_ptr<iOrvixTask>& Task, std::int32_t Priority) {
     const TaskRef task = std::dynamic_pointer_cast<iOrvixTaskNB1>(Task);
     if (!task) throw Error(errors::TypeMismatch, "NewTask: this is no task of this library");
-    if (RequireQueue().Holds(*task) || IsInHand(*task)) {
+    RequireRunning();
+    if (m_Tasks.Holds(*task) || IsInHand(*task)) {
         throw Error(errors::General, "NewTask: the task \"" + task->Name() + "\" has not ended yet");
     }
     task->ForgetExchange();
@@ -112,23 +113,21 @@ bool cOrvixAdapterNB1::IsInHand(const iOrvixTaskNB1& task) const {
 }
 
 void cOrvixAdapterNB1::AddTask(const TaskRef& task, std::int32_t priority) {
-    TaskQueue& queue = RequireQueue();
     if (priority == kFirstInQueue) {
-        queue.AddFirst(task);
+        m_Tasks.AddFirst(task);
     } else {
-        queue.Append(task);
+        m_Tasks.Append(task);
     }
     ReplyFast();
 }
 
-TaskQueue& cOrvixAdapterNB1::RequireQueue() {
-    if (!m_Tasks) throw Error(errors::General, "The adapter takes work only between Init and its shutdown");
-    return *m_Tasks;
+void cOrvixAdapterNB1::RequireRunning() const {
+    if (!m_Running) throw Error(errors::General, "The adapter takes work only between Init and its shutdown");
 }
 
 void cOrvixAdapterNB1::ProcessNextTask() {
-    if (m_Tasks->Empty()) return;
-    const TaskRef task = m_Tasks->Head();
+    if (m_Tasks.Empty()) return;
+    const TaskRef task = m_Tasks.Head();
     const AtWork atWork(m_InHand, task);
     try {
         if (HasOutcome(*task)) {
@@ -146,8 +145,7 @@ void cOrvixAdapterNB1::ProcessNextTask() {
 void cOrvixAdapterNB1::SendTask(const TaskRef& task) {
     ReadTask(*task);
     SendTaskProgress(*task, kSubmitted);
-    SendDebugInfo("Processing " + task->Name() + " of " + std::to_string(m_Tasks->Count()) + " ...",
-                  "PROCESS NEW TASK");
+    SendDebugInfo("Processing " + task->Name() + " of " + std::to_string(m_Tasks.Count()) + " ...", "PROCESS NEW TASK");
     SetCurrentTask(task);
     if (!PrepareCommand(*task)) return;
     task->CmdSended(true);
@@ -180,7 +178,7 @@ bool cOrvixAdapterNB1::PrepareCommand(iOrvixTaskNB1& task) {
 }
 
 void cOrvixAdapterNB1::CompleteTask(const TaskRef& task) {
-    m_Tasks->Remove(*task);
+    m_Tasks.Remove(*task);
     // First of all: what a callback waits for meanwhile may be another task's answer, or bring a late one of this task.
     StopAwaiting(*task);
     // A linked task, and one that a lost connection has ended, has been published already.
@@ -224,31 +222,36 @@ void cOrvixAdapterNB1::InterpretAnswer(iOrvixTaskNB1& task) {
 }
 
 void cOrvixAdapterNB1::FailTask(iOrvixTaskNB1& task, ErrorNumber code, const std::string& description) {
-    task.e(code);
-    task.eDescr(description);
-    m_Tasks->Remove(task);
+    m_Tasks.Remove(task);
     StopAwaiting(task);
-    if (!task.Executed()) task.Executed(true);
+    if (!task.Executed()) {
+        task.e(code);
+        task.eDescr(description);
+        task.Executed(true);
+    }
     SendToHost(JoinFields({"ERROR", description}));
 }
 
 void cOrvixAdapterNB1::FailPendingTasks(ErrorNumber ErrorCode) {
-    if (!m_Tasks) return;
+    FailTasks(ErrorCode, [](const iOrvixTaskNB1& task) { return task.DeviceOrigin() == kDeviceOriginLive; });
+}
+
+void cOrvixAdapterNB1::FailTasks(ErrorNumber ErrorCode, const std::function<bool(const iOrvixTaskNB1&)>& ends) {
     const std::string text = PlexaERR.GetMessageText(ErrorCode);
     SetCurrentTask(NewEmptyTask());
-    m_Tasks->ForEach([&](const TaskRef& task) {
+    m_Tasks.ForEach([&](const TaskRef& task) {
         if (task->Executed()) return;
         ReadTask(*task);
         task->e(ErrorCode);
         task->eDescr(text);
-        if (task->DeviceOrigin() == kDeviceOriginLive) task->Executed(true);
+        if (ends(*task)) task->Executed(true);
     });
-    m_Tasks->RemoveExecutedHeads();
+    m_Tasks.RemoveExecutedHeads();
 }
 
 TaskRef cOrvixAdapterNB1::LinkedTaskExists(const iOrvixTaskNB1& Task, const std::string& Tag) {
     try {
-        return m_Tasks->FindLinked(Task, Tag);
+        return m_Tasks.FindLinked(Task, Tag);
     } catch (...) {
         TraceAndRaise("OrvixNimbo1Lib.cOrvixAdapterNB1.LinkedTaskExists - Err.Description,",
                       "cOrvixAdapterNB1.LinkedTaskExists(Task)");
@@ -283,7 +286,7 @@ void cOrvixAdapterNB1::ReadTask(iOrvixTaskNB1& task) {
     if (task.MemoryReaded()) return;
     TakeState(task);
     GiveIntervals(task);
-    m_Tasks->TagChanged(task);
+    m_Tasks.TagChanged(task);
 }
 
 void cOrvixAdapterNB1::GiveIntervals(iOrvixTaskNB1& task) const {
@@ -298,7 +301,7 @@ void cOrvixAdapterNB1::GiveIntervals(iOrvixTaskNB1& task) const {
 }
 
 void cOrvixAdapterNB1::SetCurrentTask(TaskRef task) {
-    m_TrackDriver->GiveUp();
+    if (m_TrackDriver) m_TrackDriver->GiveUp();
     m_CurrentTask = std::move(task);
 }
 

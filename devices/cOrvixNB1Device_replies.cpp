@@ -78,6 +78,8 @@ void cOrvixNB1Device::StoreVariable(VariableRecord& record, iOrvixTaskNB1& task)
 
 /// What follows from a variable that has become valid.
 void cOrvixNB1Device::FinishVariable(VariableRecord& record) {
+    // Who heard of the value may have removed the device: then there is nobody to tell more.
+    if (!m_Mission) return;
     const auto mission = LiveMission();
     if (record.VarID() == ORVIXCNB1_VAR_TEMP_LOG) {
         if (mission->IsTempLogChanged()) NotifyTempLogChanged();

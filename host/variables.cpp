@@ -30,7 +30,8 @@ auto FindExisting(Items& items, std::string_view key) {
 
 void VariableRecord::Valid(bool rhs) {
     m_Valid = rhs;
-    if (m_OnValid) m_OnValid(*this);
+    const auto handler = m_OnValid;  // which may set another
+    if (handler) handler(*this);
 }
 
 ByteArray VariableRecord::GetSuperState() const {

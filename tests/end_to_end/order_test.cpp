@@ -216,5 +216,88 @@ TEST_P(Order, WorkInAnEntryThatTheCallersThreadHasLockedEndsAtOnceAndSaysWhy) {
     ExpectGoodReading("5", 22);
 }
 
+// What a host does in a notification, while the destroy question is on its way.
+TEST_P(Order, TheAdapterMayBeDestroyedInsideANotification) {
+    const std::pair<const char*, std::function<void(SharedEntry&)>> cases[] = {
+        {"waits", [](SharedEntry& other) { other.WaitForCompletion(1000); }},
+        {"writes", [this](SharedEntry&) { Side->Adapter.NetRetry(1); }},
+        {"asks again and again", [this](SharedEntry&) { Side->Subscriber.ClosePeer(Host, 5s); }},
+    };
+    for (const auto& [name, act] : cases) {
+        for (const bool valid : {false, true}) {
+            SCOPED_TRACE(testing::Message() << name << " on " << valid);
+            Side.reset();
+            Side.emplace(Host.Services, "HOST", CreateDriver());
+            Connect();
+            Expect(5, 22);
+            std::unique_ptr<SharedEntry> other;
+            const auto entry = Side->Read("5");
+            bool acted = false;
+            const auto record = Side->Temperature("5");
+            record->OnValid([&, act = act](VariableRecord& it) {
+                if (it.Valid() != valid || std::exchange(acted, true)) return;
+                Side->Subscriber.Endpoint().ClosePeer();
+                other = Side->Read("6");
+                act(*other);
+            });
+            ASSERT_TRUE(EndToEnd::Await(*entry));
+            EXPECT_TRUE(acted && EndToEnd::Await(*other));
+            EXPECT_EQ(other->Data().e, errors::NotConnected);
+            for (const auto& it : {entry.get(), other.get()})
+                EXPECT_EQ(it->Data().ResultList.size(), 1U);
+            EXPECT_TRUE(!valid || entry->Succeeded()) << entry->Data().eDescr;
+            EXPECT_TRUE(Side->Subscriber.ServerDestroyed || Side->Subscriber.ClosePeer(Host, 10s));
+            record->OnValid(nullptr);
+        }
+    }
+}
+
+TEST_P(Order, InitMayMeetTheDestroyQuestionAndMayComeTwice) {
+    Connect();
+    const auto queued = Side->Read("5");
+    const auto behind = Side->Read("6");
+    Host.Run(10);
+    Side->Adapter.Init();
+    for (const auto& entry : {queued.get(), behind.get()}) {
+        EXPECT_TRUE(entry->WaitForCompletion(0));
+        EXPECT_EQ(entry->Data().ResultList.size(), 1U);
+    }
+    EXPECT_EQ(behind->Data().e, errors::NotConnected);
+    Side->Adapter.OnLine(true);
+    Host.Run(100);
+    ExpectGoodReading("5", 22);
+
+    Side->Subscriber.Endpoint().ClosePeer();
+    Side->Adapter.Init();
+    EXPECT_TRUE(Side->Subscriber.ClosePeer(Host, 10s));
+    EXPECT_EQ(Side->Adapter.Devices(), nullptr);
+}
+
+TEST_P(Order, EveryTaskEndsWithTheDestroyRequestOfWhateverOrigin) {
+    Connect();
+    std::vector<std::shared_ptr<iOrvixTaskNB1>> tasks;
+    for (const std::int32_t origin : {0, 1, 2, 7}) {
+        tasks.push_back(Side->Task("5"));
+        tasks.back()->DeviceOrigin(origin);
+        NewTask(tasks.back());
+    }
+    EXPECT_TRUE(Side->Subscriber.ClosePeer(Host, 10s));
+    for (const auto& task : tasks) {
+        EXPECT_TRUE(task->Executed());
+        EXPECT_NE(task->e(), errors::None);
+    }
+}
+
+TEST_P(Order, WithoutADriverTheHostHearsOfItOnce) {
+    Side.reset();
+    Side.emplace(Host.Services, "HOST", nullptr);
+    Side->Adapter.DebugMode(true);
+    Side->Adapter.OnLine(true);
+    Host.Run(10000);
+    const auto said = Side->Subscriber.Take();
+    EXPECT_EQ(std::count_if(said.begin(), said.end(), [](const auto& it) { return it.starts_with("ERROR"); }), 1);
+    EXPECT_LT(said.size(), 4U);
+}
+
 }  // namespace
 }  // namespace orvix::tests
