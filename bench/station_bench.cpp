@@ -17,7 +17,6 @@ namespace {
 
 using simulator::BusServer;
 using station::Bus;
-using station::BusEvents;
 using station::BusSetup;
 
 simulator::SimulatedBus Sensors(int count) {
@@ -35,6 +34,29 @@ BusSetup SetupOf(BusServer& line, int sensors) {
     return setup;
 }
 
+/// Times rounds, from the first task submitted to the last one completed, in milliseconds.
+class RoundClock : public station::Listener {
+public:
+    explicit RoundClock(int tasks) : m_Tasks(tasks) {}
+
+    void OnReading(const station::Reading& reading) override { Failed += reading.Valid() ? 0 : 1; }
+    void OnMessage(const std::string& /*port*/, const std::string& text) override {
+        if (text.ends_with(" 20 %") && m_Start == 0) m_Start = WallTime();
+        if (!text.ends_with(" 100 %") || ++m_Completed < m_Tasks) return;
+        Measured.push_back((WallTime() - m_Start) / 1e6);
+        m_Completed = 0;
+        m_Start = 0;
+    }
+
+    std::vector<double> Measured;
+    int Failed = 0;
+
+private:
+    const int m_Tasks;
+    double m_Start = 0;
+    int m_Completed = 0;
+};
+
 /// Rounds of a bus of eight sensors at 9600 baud, from the first task sent to the last one completed, in milliseconds.
 std::vector<double> PollRounds(TestStation& station, int rounds) {
     constexpr int kSensors = 8;
@@ -44,30 +66,16 @@ std::vector<double> PollRounds(TestStation& station, int rounds) {
     platform::SerialLine serialLine({{setup.PortNumber, setup.PortPath}});
     station::LineTap tap(serialLine, apartment, setup.PortLabel, [](const station::LineEvent&) {});
     station::BusServices services(station.Shared().ServicesFor(setup, nullptr), apartment, tap);
-    std::vector<double> measured;
-    double start = 0;
-    int completed = 0;
-    int failed = 0;
-    const auto onMessage = [&](const std::string& text) {
-        if (text.ends_with(" 20 %") && start == 0) start = WallTime();
-        if (!text.ends_with(" 100 %") || ++completed < kSensors) return;
-        measured.push_back((WallTime() - start) / 1e6);
-        completed = 0;
-        start = 0;
-    };
-    Bus bus(station.Shared().Library, services, setup,
-            {.OnReading = [&](const station::Reading& reading) { failed += reading.Valid() ? 0 : 1; },
-             .OnTrouble = [](const station::Failure&) {},
-             .OnMessage = onMessage,
-             .OnLine = [](const station::LineEvent&) {}});
+    RoundClock clock(kSensors);
+    Bus bus(station.Shared().Library, services, setup, clock);
     bus.Poll();
-    const auto enough = [&] { return static_cast<int>(measured.size()) >= rounds; };
+    const auto enough = [&] { return static_cast<int>(clock.Measured.size()) >= rounds; };
     services.Apartment().PumpUntil(enough, std::chrono::seconds(5 + rounds));
     bool closed = false;
     bus.Close([&] { closed = true; });
     services.Apartment().PumpUntil([&] { return closed; }, std::chrono::seconds(10));
-    if (!enough() || failed > 0) throw std::runtime_error("poll round: readings are missing");
-    return measured;
+    if (!enough() || clock.Failed > 0) throw std::runtime_error("poll round: readings are missing");
+    return clock.Measured;
 }
 
 /// What a round takes when nothing but the line and the connection loop take any time, in milliseconds: each device's
@@ -112,6 +120,11 @@ void AddStart() {
     });
 }
 
+struct GoodReadings : station::Listener {
+    void OnReading(const station::Reading& reading) override { Count += reading.Valid() ? 1 : 0; }
+    int Count = 0;
+};
+
 /// Megabytes that so many buses of three sensors take while they poll, each on a thread of its own. Their lines are
 /// simulated in this process, the station is in a child.
 double MemoryOfBuses(int count) {
@@ -121,20 +134,15 @@ double MemoryOfBuses(int count) {
     return PeakMemory([&] {
         TestStation station;
         platform::RealApartment apartment;
-        int readings = 0;
+        GoodReadings heard;
         std::vector<std::unique_ptr<station::BusThread>> buses;
         for (const auto& line : lines) {
             auto setup = SetupOf(*line, 3);
             setup.PortNumber = static_cast<std::int16_t>(buses.size() + 1);
-            const BusEvents events{
-                .OnReading = [&](const station::Reading& reading) { readings += reading.Valid() ? 1 : 0; },
-                .OnTrouble = [](const station::Failure&) {},
-                .OnMessage = [](const std::string&) {},
-                .OnLine = [](const station::LineEvent&) {}};
-            buses.push_back(std::make_unique<station::BusThread>(station.Shared(), apartment, setup, events));
+            buses.push_back(std::make_unique<station::BusThread>(station.Shared(), apartment, setup, heard));
             buses.back()->Post([](Bus& bus) { bus.Poll(); });
         }
-        const auto enough = [&] { return readings >= 2 * 3 * count; };
+        const auto enough = [&] { return heard.Count >= 2 * 3 * count; };
         if (!apartment.PumpUntil(enough, std::chrono::seconds(30))) throw std::runtime_error("buses without readings");
     });
 }

@@ -51,18 +51,6 @@ const PortOptions& OnlyPort(const BusOptions& options) {
     return options.Ports[0];
 }
 
-BusEvents EventsOfOneTask(const BusOptions& options, Output& output) {
-    return {
-        .OnReading = [](const Reading&) {},
-        .OnTrouble = [](const Failure&) {},
-        .OnMessage =
-            [verbose = options.Verbose, &output](const std::string& text) {
-                if (verbose) output.Note(text);
-            },
-        .OnLine = [](const LineEvent&) {},
-    };
-}
-
 std::vector<simulator::SimulatedDevice> DemonstrationDevices() {
     return {simulator::ParseSimulatedDevice("5:sensor=21.5"),
             simulator::ParseSimulatedDevice("6:sensor=ramp:18:24:60s"), simulator::ParseSimulatedDevice("7:digital=5")};

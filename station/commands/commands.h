@@ -48,7 +48,18 @@ const PortOptions& OnlyPort(const BusOptions& options);
 std::unique_ptr<Output> OutputOf(bool json, bool namesPorts = false);
 /// For commands that have a bus do one thing and tell its outcome themselves: only the library's messages, when asked
 /// for.
-BusEvents EventsOfOneTask(const BusOptions& options, Output& output);
+class MessagesOnly : public Listener {
+public:
+    MessagesOnly(const BusOptions& options, Output& output) : m_Wanted(options.Verbose), m_Output(output) {}
+
+    void OnMessage(const std::string& /*port*/, const std::string& text) override {
+        if (m_Wanted) m_Output.Note(text);
+    }
+
+private:
+    const bool m_Wanted;
+    Output& m_Output;
+};
 
 /// The bus for those who have none: two sensors and a digital module.
 std::vector<simulator::SimulatedDevice> DemonstrationDevices();

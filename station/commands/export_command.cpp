@@ -31,7 +31,8 @@ std::optional<Failure> ExportLive(const ExportOptions& options, Station& station
     auto setup = SetupOf(options.Bus, OnlyPort(options.Bus), station);
     const auto simulated = SimulatedUnlessPort(options.Bus, setup, output);
     std::optional<Failure> failure = Failure{errors::NotExecuted, "stopped", {}};
-    BusThread bus(station, loop.Apartment(), setup, EventsOfOneTask(options.Bus, output));
+    MessagesOnly messages(options.Bus, output);
+    BusThread bus(station, loop.Apartment(), setup, messages);
     bus.Post([&](Bus& b) {
         std::optional<Failure> outcome;
         try {

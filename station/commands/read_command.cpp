@@ -14,7 +14,8 @@ int Execute(const ReadOptions& options, MainLoop& loop) {
     const auto simulated = SimulatedUnlessPort(options.Bus, setup, *output);
 
     std::optional<Reading> result;
-    BusThread bus(*station, loop.Apartment(), setup, EventsOfOneTask(options.Bus, *output));
+    MessagesOnly messages(options.Bus, *output);
+    BusThread bus(*station, loop.Apartment(), setup, messages);
     const auto address = setup.Devices[0].Address;
     bus.Post([&](Bus& b) {
         loop.Apartment().Post([&, reading = b.Read(address, options.Variable)] {

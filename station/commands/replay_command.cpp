@@ -48,25 +48,16 @@ private:
 class Replay {
 public:
     Replay(const Recording& recording, Output& output, MainLoop& loop) : m_Output(output), m_Loop(loop) {
-        for (const auto& recorded : recording.Buses) {
-            auto& bus = m_Buses.emplace_back();
-            const auto every = recorded.Setups.front().Setup.Every;
-            const ReplayEvents events{
-                .OnReading = [this, &bus, every](const Reading& reading) { Show(reading, bus.Values, every); },
-                .OnTrouble = [this](const std::string& port,
-                                    const Failure& failure) { m_Output.Trouble(port, failure); },
-                .OnDeviceGone = [&bus](const std::string& port, int address) { bus.Values.Forget(port, address); },
-            };
-            bus.Replay = std::make_unique<ReplayBus>(bus.Its, recording.Header, recorded, events);
-        }
+        for (const auto& recorded : recording.Buses)
+            m_Buses.emplace_back(*this, recording.Header, recorded);
     }
 
     /// Ends the program's loop when all buses are over, or nobody reads what they say.
     void RunUntil(Duration time) {
         bool over = true;
-        for (const auto& bus : m_Buses) {
-            bus.Replay->RunUntil(time);
-            over = over && bus.Replay->Over();
+        for (auto& bus : m_Buses) {
+            bus.Bus.RunUntil(time);
+            over = over && bus.Bus.Over();
         }
         if (over || !std::cout) m_Loop.Stop();
     }
@@ -75,8 +66,8 @@ public:
         int unknown = 0;
         int skipped = 0;
         for (const auto& bus : m_Buses) {
-            unknown += bus.Replay->Line().Unknown();
-            skipped += bus.Replay->Line().Skipped();
+            unknown += bus.Bus.Line().Unknown();
+            skipped += bus.Bus.Line().Skipped();
         }
         auto text = NumberText(m_Readings) + " readings, " + NumberText(m_Failed) + " of them failed";
         if (unknown > 0) text += "; requests that were not in the recording: " + NumberText(unknown);
@@ -85,17 +76,35 @@ public:
     }
 
 private:
-    struct PlayedBus {
-        PassingFolder Folder;
-        Station Its{Folder.Folders(), FindLibrary()};
-        LatestValues Values;
-        std::unique_ptr<ReplayBus> Replay;
+    class PlayedBus : public Listener {
+    public:
+        PlayedBus(Replay& replay, const RecordingHeader& header, const RecordedBus& recorded)
+            : m_Replay(replay), m_Every(recorded.Setups.front().Setup.Every), Bus(m_Station, header, recorded, *this) {}
+
+    private:
+        void OnReading(const Reading& told) override {
+            auto reading = told;
+            m_Values.Take(reading, m_Every);
+            m_Replay.Show(reading);
+        }
+        void OnTrouble(const std::string& port, const Failure& failure) override {
+            m_Replay.m_Output.Trouble(port, failure);
+        }
+        void OnDeviceGone(const std::string& port, int address) override { m_Values.Forget(port, address); }
+
+        Replay& m_Replay;
+        const milliseconds m_Every;
+        PassingFolder m_Folder;
+        Station m_Station{m_Folder.Folders(), FindLibrary()};
+        LatestValues m_Values;
+
+    public:
+        ReplayBus Bus;
     };
 
-    void Show(Reading reading, LatestValues& values, milliseconds every) {
+    void Show(const Reading& reading) {
         ++m_Readings;
         if (!reading.Valid()) ++m_Failed;
-        values.Take(reading, every);
         m_Output.Show(reading);
     }
 

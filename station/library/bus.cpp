@@ -45,14 +45,14 @@ ReadingValue ValueOf(const VariableRecord& record) {
 
 }  // namespace
 
-Bus::Bus(const Library& library, BusServices& services, BusSetup setup, BusEvents events)
-    : m_Library(library), m_Host(services), m_Setup(std::move(setup)), m_Events(std::move(events)) {
+Bus::Bus(const Library& library, BusServices& services, BusSetup setup, Listener& listener)
+    : m_Library(library), m_Host(services), m_Setup(std::move(setup)), m_Listener(listener) {
     m_Host.OnReport = [this](const std::string& report) {
         auto failure = Explain(errors::General, report);
         m_LinkTrouble = failure.Text;
         Trouble(failure);
     };
-    m_Host.OnDebugLine = [this](const std::string& line) { m_Events.OnMessage(line); };
+    m_Host.OnDebugLine = [this](const std::string& line) { m_Listener.OnMessage(m_Setup.PortLabel, line); };
 
     auto& messaging = m_Host.Get().Messaging;
     m_Endpoint = messaging.CreateChannel();
@@ -156,7 +156,7 @@ void Bus::TellReadings() {
         }
         // A digital module is polled only while its flag says so, and its answer clears the flag.
         if (device->DeviceModel() == kDigitalModule) device->VarsEx().Item(NumberText(varID))->MonitorFlag(kPolled);
-        m_Events.OnReading(reading);
+        m_Listener.OnReading(reading);
     }
 }
 
@@ -275,13 +275,13 @@ void Bus::m_Endpoint_CustomMessage(const std::string& message) {
     } else if (message.starts_with("ERROR: ")) {
         Trouble(Explain(errors::General, message.substr(7)));
     }
-    m_Events.OnMessage(ReplaceAll(message, std::string(1, kFieldSeparator), " | "));
+    m_Listener.OnMessage(m_Setup.PortLabel, ReplaceAll(message, std::string(1, kFieldSeparator), " | "));
 }
 
 void Bus::m_Endpoint_OnProgress(const std::string& text, std::int32_t value) {
     constexpr std::int32_t submitted = 20;
     if (value == submitted) m_DriverError.reset();
-    m_Events.OnMessage(text + " " + NumberText(value) + " %");
+    m_Listener.OnMessage(m_Setup.PortLabel, text + " " + NumberText(value) + " %");
 }
 
 Failure Bus::Explain(ErrorNumber number, const std::string& report) const {
@@ -291,7 +291,7 @@ Failure Bus::Explain(ErrorNumber number, const std::string& report) const {
 void Bus::Trouble(const Failure& failure) {
     if (failure.Detail == m_LastTrouble) return;
     m_LastTrouble = failure.Detail;
-    m_Events.OnTrouble(failure);
+    m_Listener.OnTrouble(m_Setup.PortLabel, failure);
 }
 
 void Bus::Close(std::function<void()> closed) {

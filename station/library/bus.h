@@ -17,27 +17,18 @@
 #include "station/library/library.h"
 #include "station/model/bus_setup.h"
 #include "station/model/device_setup.h"
+#include "station/model/listener.h"
 #include "station/model/reading.h"
 
 namespace orvix::station {
-
-/// What a bus tells; called on the bus's own thread.
-struct BusEvents {
-    std::function<void(const Reading&)> OnReading;
-    /// Something is wrong that belongs to no single reading. Said once until a reading is good again.
-    std::function<void(const Failure&)> OnTrouble;
-    /// A message of the library to its host, fields shown as " | ".
-    std::function<void(const std::string& text)> OnMessage;
-    /// What happens on the serial line; called on the thread of the driver.
-    std::function<void(const LineEvent&)> OnLine;
-};
 
 /// One serial bus: adapter, driver and devices of the library, and the endpoint at which the station hears of them.
 /// It lives on its apartment's thread.
 class Bus {
 public:
-    /// Configures the library and adds the devices. Raises Error when the library refuses.
-    Bus(const Library& library, BusServices& services, BusSetup setup, BusEvents events);
+    /// Configures the library and adds the devices. `listener` is told on this thread what the library tells; what
+    /// happens on the line is told by the services. Raises Error when the library refuses.
+    Bus(const Library& library, BusServices& services, BusSetup setup, Listener& listener);
 
     /// Adds, removes and renames devices, so that they are those. What is not taken is told as trouble.
     void Devices(const DeviceChanges& changes);
@@ -71,7 +62,7 @@ private:
     const Library& m_Library;
     BusServices& m_Host;
     BusSetup m_Setup;
-    BusEvents m_Events;
+    Listener& m_Listener;
     std::shared_ptr<HostDatabase> m_Messages;
     std::unique_ptr<Channel> m_Endpoint;
     std::unique_ptr<DriverThread> m_DriverThread;

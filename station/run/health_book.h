@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "station/model/bus_setup.h"
+#include "station/model/listener.h"
 #include "station/run/health.h"
-#include "station/run/listener.h"
 #include "station/run/sliding_window.h"
 
 namespace orvix::station {

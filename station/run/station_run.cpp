@@ -14,8 +14,8 @@ StationRun::~StationRun() {
 
 void StationRun::Start(const BusSetup& setup) {
     Tell(&Listener::OnSetup, setup);
-    RunningBus bus{setup, nullptr};
-    bus.Thread = std::make_unique<BusThread>(m_Station, m_Home, setup, EventsOf(bus));
+    Listener& self = *this;
+    RunningBus bus{setup, std::make_unique<BusThread>(m_Station, m_Home, setup, self)};
     bus.Thread->Post([](Bus& b) { b.Poll(); });
     m_Buses.push_back(std::move(bus));
     TakeDevices(setup);
@@ -86,26 +86,15 @@ void StationRun::Forget(const std::string& port, int address) {
     Tell(&Listener::OnDeviceGone, port, address);
 }
 
-BusEvents StationRun::EventsOf(const RunningBus& bus) {
-    const auto port = bus.Setup.PortLabel;
-    return {
-        .OnReading = [this, every = bus.Setup.Every](const Reading& reading) { TakeReading(reading, every); },
-        .OnTrouble = [this, port](const Failure& failure) { Tell(&Listener::OnTrouble, port, failure); },
-        .OnMessage = [this, port](const std::string& text) { Tell(&Listener::OnMessage, port, text); },
-        .OnLine = [this](const LineEvent& event) { Tell(&Listener::OnLine, event); },
-    };
-}
-
-bool StationRun::IsWanted(const Reading& reading) {
-    const auto bus = BusOn(reading.Port);
-    return bus != m_Buses.end() &&
-           std::any_of(bus->Setup.Devices.begin(), bus->Setup.Devices.end(),
-                       [&](const DeviceSetup& device) { return device.Address == reading.Address; });
-}
-
-void StationRun::TakeReading(Reading reading, std::chrono::milliseconds every) {
-    if (!IsWanted(reading)) return;
-    m_Values.Take(reading, every);
+void StationRun::OnReading(const Reading& told) {
+    const auto bus = BusOn(told.Port);
+    if (bus == m_Buses.end()) return;
+    const auto& devices = bus->Setup.Devices;
+    const auto isWanted = [&](const DeviceSetup& device) { return device.Address == told.Address; };
+    // One that was on its way when its bus or device was taken away is nobody's.
+    if (std::none_of(devices.begin(), devices.end(), isWanted)) return;
+    auto reading = told;
+    m_Values.Take(reading, bus->Setup.Every);
     Tell(&Listener::OnReading, reading);
     for (const auto& event : m_Alarms.Take(reading))
         Tell(&Listener::OnAlarm, event);

@@ -5,22 +5,22 @@
 #include <string>
 #include <vector>
 
+#include "station/model/listener.h"
 #include "station/model/station_setup.h"
 #include "station/run/alarm_book.h"
 #include "station/run/latest_values.h"
-#include "station/run/listener.h"
 #include "station/source/bus_thread.h"
 
 namespace orvix::station {
 
 /// The buses of a running station, each on a thread of its own, and those who listen to them. It lives on the program's
 /// main thread, whose apartment all events come to.
-class StationRun {
+class StationRun : private Listener {
 public:
     /// `station` and `home` outlive this.
     StationRun(Station& station, Apartment& home) : m_Station(station), m_Home(home) {}
     /// Takes all buses down, at the same time.
-    ~StationRun();
+    ~StationRun() override;
     StationRun(const StationRun&) = delete;
     StationRun& operator=(const StationRun&) = delete;
 
@@ -52,10 +52,14 @@ private:
     void ChangeDevices(RunningBus& bus, const BusSetup& wanted);
     void TakeDevices(const BusSetup& setup);
     void Forget(const std::string& port, int address);
-    BusEvents EventsOf(const RunningBus& bus);
-    /// False for one that was on its way when its bus or device was taken away.
-    bool IsWanted(const Reading& reading);
-    void TakeReading(Reading reading, std::chrono::milliseconds every);
+    void OnReading(const Reading& told) override;
+    void OnTrouble(const std::string& port, const Failure& failure) override {
+        Tell(&Listener::OnTrouble, port, failure);
+    }
+    void OnMessage(const std::string& port, const std::string& text) override {
+        Tell(&Listener::OnMessage, port, text);
+    }
+    void OnLine(const LineEvent& event) override { Tell(&Listener::OnLine, event); }
     /// Calls a member of every listener.
     template <class... Parameters, class... Arguments>
     void Tell(void (Listener::*event)(Parameters...), const Arguments&... arguments) {

@@ -20,15 +20,15 @@ ServicesSetup Station::ServicesFor(const BusSetup& setup, LineListener onLine) {
             .OnLine = std::move(onLine)};
 }
 
-BusThread::BusThread(Station& station, Apartment& listener, const BusSetup& setup, BusEvents events)
-    : m_Thread(station.ServicesFor(setup, PostedTo(listener, std::move(events.OnLine))), [&](BusServices& services) {
-          const BusEvents posted{PostedTo(listener, std::move(events.OnReading)),
-                                 PostedTo(listener, std::move(events.OnTrouble)),
-                                 PostedTo(listener, std::move(events.OnMessage)), nullptr};
-          auto bus = std::make_shared<Bus>(station.Library, services, setup, posted);
-          m_Bus = bus.get();
-          return bus;
-      }) {}
+BusThread::BusThread(Station& station, Apartment& home, const BusSetup& setup, Listener& listener)
+    : m_Outbox(home, listener),
+      m_Thread(station.ServicesFor(setup, [this](const LineEvent& event) { m_Outbox.OnLine(event); }),
+               [&](BusServices& services) {
+                   m_Outbox.TurnsOf(services.Apartment());
+                   auto bus = std::make_shared<Bus>(station.Library, services, setup, m_Outbox);
+                   m_Bus = bus.get();
+                   return bus;
+               }) {}
 
 BusThread::~BusThread() {
     Close();

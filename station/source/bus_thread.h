@@ -5,6 +5,7 @@
 
 #include "platform/trace_socket.h"
 #include "station/library/bus.h"
+#include "station/library/outbox.h"
 #include "station/library/services_thread.h"
 
 namespace orvix::station {
@@ -24,11 +25,11 @@ struct Station {
     platform::SocketTraceViewer Viewer{Library.Handle()};
 };
 
-/// A bus on a thread of its own, from construction to destruction. Its events come on the listener's apartment.
+/// A bus on a thread of its own, from construction to destruction. Its listener is called in an apartment.
 class BusThread {
 public:
     /// Raises what keeps the bus from starting.
-    BusThread(Station& station, Apartment& listener, const BusSetup& setup, BusEvents events);
+    BusThread(Station& station, Apartment& home, const BusSetup& setup, Listener& listener);
     /// Takes the bus down in order, unless that has begun, and waits for its thread.
     ~BusThread();
     BusThread(const BusThread&) = delete;
@@ -42,6 +43,7 @@ public:
 private:
     bool m_Closing = false;
     Bus* m_Bus = nullptr;
+    Outbox m_Outbox;
     ServicesThread m_Thread;
 };
 

@@ -46,14 +46,14 @@ std::int64_t InMilliseconds(Duration time) {
 
 }  // namespace
 
-ReplayBus::ReplayBus(Station& station, const RecordingHeader& header, const RecordedBus& recorded, ReplayEvents events)
+ReplayBus::ReplayBus(Station& station, const RecordingHeader& header, const RecordedBus& recorded, Listener& listener)
     : m_StartedUnixMilliseconds(header.StartedUnixMilliseconds),
       m_Setups(SetupsOf(recorded)),
-      m_Events(std::move(events)),
+      m_Listener(listener),
       m_Scheduler(FromUnixMilliseconds(m_StartedUnixMilliseconds + InMilliseconds(m_Setups[0].Time))),
       m_Line(recorded.Events, m_Setups[0].Time, kLookAhead + 2 * m_Setups[0].Setup.Every, m_Apartment),
       m_Services(station.ServicesFor(m_Setups[0].Setup, nullptr), m_Apartment, m_Line),
-      m_Bus(station.Library, m_Services, m_Setups[0].Setup, BusEventsOf()) {
+      m_Bus(station.Library, m_Services, m_Setups[0].Setup, *this) {
     m_Apartment.Post([this] { m_Bus.Poll(); });
 }
 
@@ -91,24 +91,19 @@ void ReplayBus::Change() {
     const auto& before = m_Setups[m_NextSetup - 1].Setup;
     const auto changes = ChangesBetween(before.Devices, m_Setups[m_NextSetup++].Setup.Devices);
     for (const auto address : changes.Removed)
-        m_Events.OnDeviceGone(before.PortLabel, address);
+        m_Listener.OnDeviceGone(before.PortLabel, address);
     m_Apartment.Post([this, changes] { m_Bus.Devices(changes); });
 }
 
-BusEvents ReplayBus::BusEventsOf() {
-    return {
-        .OnReading =
-            [this](Reading reading) {
-                reading.UnixMilliseconds = m_StartedUnixMilliseconds + InMilliseconds(m_Line.RecordedNow());
-                if (!Over() && !IsRemoved(reading.Address)) m_Events.OnReading(reading);
-            },
-        .OnTrouble =
-            [this](const Failure& failure) {
-                if (!Over()) m_Events.OnTrouble(m_Services.Setup().PortLabel, failure);
-            },
-        .OnMessage = [](const std::string&) {},
-        .OnLine = nullptr,
-    };
+void ReplayBus::OnReading(const Reading& told) {
+    if (Over() || IsRemoved(told.Address)) return;
+    auto reading = told;
+    reading.UnixMilliseconds = m_StartedUnixMilliseconds + InMilliseconds(m_Line.RecordedNow());
+    m_Listener.OnReading(reading);
+}
+
+void ReplayBus::OnTrouble(const std::string& port, const Failure& failure) {
+    if (!Over()) m_Listener.OnTrouble(port, failure);
 }
 
 }  // namespace orvix::station

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <string>
 
 #include "platform/virtual_apartment.h"
@@ -11,22 +10,15 @@
 
 namespace orvix::station {
 
-/// What a replayed bus tells; called while it runs.
-struct ReplayEvents {
-    std::function<void(const Reading&)> OnReading;
-    std::function<void(const std::string& port, const Failure&)> OnTrouble;
-    std::function<void(const std::string& port, int address)> OnDeviceGone;
-};
-
 /// One bus of a recording: the library works on the recorded line, in virtual time and on the caller's thread, so that
 /// it does the same each time.
-class ReplayBus {
+class ReplayBus : private Listener {
 public:
-    /// `station` outlives this, and is of no other bus: one that was on the same port would share its devices. Raises
-    /// Error when the library refuses the setup.
-    ReplayBus(Station& station, const RecordingHeader& header, const RecordedBus& recorded, ReplayEvents events);
+    /// `station` outlives this, and is of no other bus: one that was on the same port would share its devices.
+    /// `listener` is called while the bus runs. Raises Error when the library refuses the setup.
+    ReplayBus(Station& station, const RecordingHeader& header, const RecordedBus& recorded, Listener& listener);
     /// Takes the bus down in order.
-    ~ReplayBus();
+    ~ReplayBus() override;
     ReplayBus(const ReplayBus&) = delete;
     ReplayBus& operator=(const ReplayBus&) = delete;
 
@@ -37,7 +29,8 @@ public:
     const ReplayLine& Line() const { return m_Line; }
 
 private:
-    BusEvents BusEventsOf();
+    void OnReading(const Reading& told) override;
+    void OnTrouble(const std::string& port, const Failure& failure) override;
     /// When the devices change next, on the scheduler's clock.
     Duration ChangeTime() const;
     bool IsChangeDue() const { return ChangeTime() <= m_Scheduler.Now(); }
@@ -49,7 +42,7 @@ private:
     const std::int64_t m_StartedUnixMilliseconds;
     const std::vector<RecordedSetup> m_Setups;
     std::size_t m_NextSetup = 1;
-    const ReplayEvents m_Events;
+    Listener& m_Listener;
     platform::VirtualScheduler m_Scheduler;
     platform::VirtualApartment m_Apartment{m_Scheduler};
     ReplayLine m_Line;

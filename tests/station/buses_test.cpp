@@ -13,6 +13,20 @@ namespace {
 
 // Each bus lives on a thread of its own, every second driver on another; what they share is the process. The device 9
 // is dead, so the end comes during an exchange.
+/// Counts the good readings of each port: those of device 5, whose value is ten times the port's name.
+struct Heard : station::Listener {
+    void OnReading(const station::Reading& reading) override {
+        const auto* degrees = std::get_if<double>(&reading.Value);
+        EXPECT_EQ(degrees != nullptr, reading.Address == 5);
+        if (degrees == nullptr) return;
+        EXPECT_EQ(*degrees, 10 * std::stoi(reading.Port));
+        ++Readings[reading.Port];
+    }
+    void OnTrouble(const std::string&, const station::Failure& failure) override { ADD_FAILURE() << failure.Detail; }
+
+    std::map<std::string, int> Readings;
+};
+
 TEST(Buses, SeveralInOneProcessKeepTheirReadingsApart) {
     constexpr int kBuses = 4;
     const TestFolder folder;
@@ -20,10 +34,10 @@ TEST(Buses, SeveralInOneProcessKeepTheirReadingsApart) {
     platform::RealApartment listener;
     std::vector<std::unique_ptr<simulator::BusServer>> servers;
     std::vector<std::unique_ptr<station::BusThread>> buses;
-    std::map<std::string, int> heard;
+    Heard heard;
     const auto allHeard = [&] {
-        return heard.size() == kBuses &&
-               std::all_of(heard.begin(), heard.end(), [](const auto& bus) { return bus.second >= 3; });
+        return heard.Readings.size() == kBuses && std::all_of(heard.Readings.begin(), heard.Readings.end(),
+                                                              [](const auto& bus) { return bus.second >= 3; });
     };
     for (int number = 1; number <= kBuses; ++number) {
         const auto value = "5:sensor=" + std::to_string(10 * number);
@@ -38,20 +52,7 @@ TEST(Buses, SeveralInOneProcessKeepTheirReadingsApart) {
         setup.TimeoutFactor = 200;
         setup.Retries = 0;
         setup.DriverThread = number % 2 == 0;
-        station::BusEvents events{
-            .OnReading =
-                [&](const station::Reading& reading) {
-                    const auto* degrees = std::get_if<double>(&reading.Value);
-                    EXPECT_EQ(degrees != nullptr, reading.Address == 5);
-                    if (degrees == nullptr) return;
-                    EXPECT_EQ(*degrees, 10 * std::stoi(reading.Port));
-                    ++heard[reading.Port];
-                },
-            .OnTrouble = [](const station::Failure& failure) { ADD_FAILURE() << failure.Detail; },
-            .OnMessage = [](const std::string&) {},
-            .OnLine = [](const station::LineEvent&) {},
-        };
-        buses.push_back(std::make_unique<station::BusThread>(station, listener, setup, std::move(events)));
+        buses.push_back(std::make_unique<station::BusThread>(station, listener, setup, heard));
         buses.back()->Post([](station::Bus& bus) { bus.Poll(); });
     }
     EXPECT_TRUE(listener.PumpUntil(allHeard, std::chrono::seconds(30)));

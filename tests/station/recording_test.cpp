@@ -50,6 +50,15 @@ std::string TextOf(const Recording& recording) {
     return text;
 }
 
+/// What a bus has told.
+struct Told : Listener {
+    void OnReading(const Reading& reading) override { Readings.push_back(reading); }
+    void OnDeviceGone(const std::string& /*port*/, int address) override { Gone.push_back(address); }
+
+    std::vector<Reading> Readings;
+    std::vector<int> Gone;
+};
+
 TEST(Recording, ReadsWhatWasWrittenAndWhatIsLeftOfIt) {
     const auto whole = TextOf(SomeRecording());
     const auto header = HeaderLine(kHeader).size();
@@ -205,15 +214,16 @@ TEST(Replay, GivesTheReadingsAndErrorsOfTheRecording) {
         EXPECT_TRUE(std::any_of(expected.begin(), expected.end(), [](const auto& o) { return std::get<3>(o) != 0; }));
         const tests::TestFolder otherFolder;
         Station other({otherFolder.Path + "/", otherFolder.Path + "/config/", otherFolder.Path + "/"}, tests::kLibrary);
-        std::vector<Outcome> replayed;
-        ReplayBus bus(other, recording.Header, recording.Buses[index],
-                      {[&](const Reading& reading) { replayed.push_back(OutcomeOf(reading)); },
-                       [](const std::string&, const Failure&) {}, [](const std::string&, int) {}});
+        Told told;
+        ReplayBus bus(other, recording.Header, recording.Buses[index], told);
         bus.RunUntil(1h);
         EXPECT_TRUE(bus.Over());
         EXPECT_EQ(bus.Line().Unknown(), 0);
         EXPECT_EQ(bus.Line().Skipped(), 0);
         // The readings of the last exchanges may not have been told any more.
+        std::vector<Outcome> replayed;
+        for (const auto& reading : told.Readings)
+            replayed.push_back(OutcomeOf(reading));
         ASSERT_NEAR(static_cast<double>(replayed.size()), static_cast<double>(expected.size()), 2);
         const auto common = std::min(replayed.size(), expected.size());
         replayed.resize(common);
@@ -240,17 +250,16 @@ TEST(Replay, DevicesComeAndGoWhenTheyDid) {
 
     const tests::TestFolder folder;
     Station station({folder.Path + "/", folder.Path + "/config/", folder.Path + "/"}, tests::kLibrary);
-    std::vector<std::tuple<int, std::string, bool>> readings;
-    std::vector<int> gone;
-    ReplayBus replay(
-        station, kHeader, recorded,
-        {[&](const Reading& reading) { readings.emplace_back(reading.Address, reading.Name, reading.Valid()); },
-         [](const std::string&, const Failure&) {}, [&](const std::string&, int address) { gone.push_back(address); }});
+    Told told;
+    ReplayBus replay(station, kHeader, recorded, told);
     replay.RunUntil(1h);
     const std::tuple oven(5, std::string("Oven"), true);
     const std::tuple lab(6, std::string("Lab"), true);
+    std::vector<std::tuple<int, std::string, bool>> readings;
+    for (const auto& reading : told.Readings)
+        readings.emplace_back(reading.Address, reading.Name, reading.Valid());
     EXPECT_EQ(readings, (std::vector{oven, oven, oven, lab, lab, lab}));
-    EXPECT_EQ(gone, std::vector<int>{5});
+    EXPECT_EQ(told.Gone, std::vector<int>{5});
     EXPECT_EQ(replay.Line().Unknown(), 0);
     EXPECT_EQ(replay.Line().Skipped(), 0);
 }

@@ -8,7 +8,7 @@
 
 #include "platform/file_descriptor.h"
 #include "platform/real_apartment.h"
-#include "station/run/listener.h"
+#include "station/model/listener.h"
 
 namespace orvix::station {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <thread>
 
-#include "station/run/listener.h"
+#include "station/model/listener.h"
 #include "station/store/history_writer.h"
 
 namespace orvix::station {

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "host/apartment.h"
+#include "station/model/listener.h"
 #include "station/run/episodes.h"
-#include "station/run/listener.h"
 #include "station/run/output.h"
 
 namespace orvix::station {

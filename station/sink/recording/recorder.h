@@ -10,7 +10,7 @@
 
 #include "host/apartment.h"
 #include "platform/file_descriptor.h"
-#include "station/run/listener.h"
+#include "station/model/listener.h"
 #include "station/store/recording.h"
 
 namespace orvix::station {

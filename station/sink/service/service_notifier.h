@@ -4,7 +4,7 @@
 #include <string>
 
 #include "host/apartment.h"
-#include "station/run/listener.h"
+#include "station/model/listener.h"
 
 namespace orvix::station {
 

@@ -9,8 +9,8 @@
 
 namespace orvix::station {
 
-/// Somebody who wants to know what happens on the buses of a running station. All members are called on the program's
-/// main thread; none may block it.
+/// Somebody who wants to know what happens on buses, from the one who drives a line to the one who shows its readings.
+/// Those who listen to a running station are called on the program's main thread and may not block it.
 class Listener {
 public:
     virtual ~Listener() = default;
@@ -18,9 +18,9 @@ public:
     /// A bus is about to be started, or its devices are about to change.
     virtual void OnSetup(const BusSetup&) {}
     virtual void OnReading(const Reading&) {}
-    /// Something is wrong with a bus that belongs to no single reading.
+    /// Something is wrong with a bus that belongs to no single reading. Said once until a reading is good again.
     virtual void OnTrouble(const std::string& /*port*/, const Failure&) {}
-    /// A message of the library to its host.
+    /// A message of the library to its host, fields shown as " | ".
     virtual void OnMessage(const std::string& /*port*/, const std::string& /*text*/) {}
     virtual void OnLine(const LineEvent&) {}
     virtual void OnAlarm(const AlarmEvent&) {}
