@@ -37,4 +37,11 @@ ByteArray ReadRegularFile(const std::string& path, std::size_t limit) {
     }
 }
 
+bool NamesFile(const std::string& path, const FileDescriptor& file) {
+    struct stat named {};
+    struct stat opened {};
+    return ::stat(path.c_str(), &named) == 0 && ::fstat(file.Get(), &opened) == 0 && named.st_dev == opened.st_dev &&
+           named.st_ino == opened.st_ino;
+}
+
 }  // namespace orvix::platform

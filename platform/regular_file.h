@@ -18,4 +18,7 @@ FileDescriptor OpenRegularFile(const std::string& path, int flags, mode_t mode =
 /// The whole file. Raises as above, and General for one above `limit` bytes.
 ByteArray ReadRegularFile(const std::string& path, std::size_t limit);
 
+/// Whether a path names the file that is open.
+bool NamesFile(const std::string& path, const FileDescriptor& file);
+
 }  // namespace orvix::platform

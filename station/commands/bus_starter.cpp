@@ -51,16 +51,25 @@ void BusStarter::Start(const std::vector<BusSetup>& buses) {
 std::vector<std::string> BusStarter::Apply(const std::vector<BusSetup>& wanted) {
     std::vector<BusSetup> prepared;
     std::vector<BusSetup> unknown;
+    std::vector<std::string> failures;
     for (auto bus : wanted) {
-        // A port that is being scanned becomes a bus when the scan has ended.
-        const auto isScanned = [&](const ScannedBus& scanned) { return scanned.Setup.PortLabel == bus.PortLabel; };
-        if (std::any_of(m_Scans.begin(), m_Scans.end(), isScanned)) continue;
-        Prepare(bus);
-        (bus.Devices.empty() ? unknown : prepared).push_back(std::move(bus));
+        try {
+            Prepare(bus);
+            (bus.Devices.empty() ? unknown : prepared).push_back(std::move(bus));
+        } catch (const Error& error) {
+            failures.push_back(bus.PortLabel + ": cannot be changed: " + error.Description);
+            if (const auto running = m_Run.SetupOn(bus.PortLabel)) prepared.push_back(*running);
+        }
     }
     auto done = m_Run.Apply(prepared);
-    for (const auto& bus : unknown)
-        StartScan(bus, false);
+    for (const auto& bus : unknown) {
+        try {
+            StartScan(bus, false);
+        } catch (const Error& error) {
+            failures.push_back(bus.PortLabel + ": cannot be started: " + error.Description);
+        }
+    }
+    done.insert(done.end(), failures.begin(), failures.end());
     return done;
 }
 
@@ -141,6 +150,7 @@ void BusStarter::EndScan(std::list<ScannedBus>::iterator scanned, const std::opt
         m_Output.Note(error.Description);
     }
     m_Scans.erase(scanned);
+    if (!IsScanning()) m_ScansEnded();
     if (!AnyLeft()) m_Loop.Stop();
 }
 

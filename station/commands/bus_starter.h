@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <list>
 #include <map>
 #include <memory>
@@ -32,10 +33,13 @@ public:
     /// Several at once take no heed of each other: a port on which nothing can be done is said, and the rest go on.
     /// Stops the main loop when nothing is left to wait for.
     void Start(const std::vector<BusSetup>& buses);
+    bool IsScanning() const { return !m_Scans.empty(); }
+    /// Called when the last scan that was under way has ended.
+    void OnScansEnded(std::function<void()> ended) { m_ScansEnded = std::move(ended); }
     /// Keeps what scans that are under way have found so far.
     void KeepFound();
-    /// Turns the buses into those that are wanted, and leaves alone what stays as it is. Returns what was done, a
-    /// sentence each.
+    /// Turns the buses into those that are wanted, and leaves alone what stays as it is. A bus for which that fails
+    /// holds up no other. Returns what was done, and what could not be, a sentence each.
     std::vector<std::string> Apply(const std::vector<BusSetup>& wanted);
 
 private:
@@ -62,6 +66,7 @@ private:
     Output& m_Output;
     std::ostream& m_Err;
     std::list<ScannedBus> m_Scans;
+    std::function<void()> m_ScansEnded = [] {};
 };
 
 }  // namespace orvix::station

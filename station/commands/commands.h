@@ -52,9 +52,8 @@ class MessagesOnly : public Listener {
 public:
     MessagesOnly(const BusOptions& options, Output& output) : m_Wanted(options.Verbose), m_Output(output) {}
 
-    void OnMessage(const std::string& /*port*/, const std::string& text) override {
-        if (m_Wanted) m_Output.Note(text);
-    }
+    void OnMessage(const std::string& /*port*/, const std::string& text) override { m_Output.Note(text); }
+    bool WantsMessages() const override { return m_Wanted; }
 
 private:
     const bool m_Wanted;

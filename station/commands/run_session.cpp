@@ -32,7 +32,7 @@ RunSession::RunSession(const RunOptions& options, MainLoop& loop)
       m_Screen(WantsScreen(options) ? std::make_optional<ScreenSession>(loop, m_Lines) : std::nullopt),
       m_Output(ScreenOr(m_Lines, m_Screen)),
       m_Listener(m_Output, loop.Apartment(), {.Readings = !options.Quiet, .Messages = options.Bus.Verbose}),
-      m_Service(loop.Apartment()),
+      m_Service(loop.Apartment(), [this] { return m_Run.Moves(); }),
       m_AlarmCommand(m_Setup.OnAlarm, kAlarmCommandLimit, loop.Apartment(),
                      [this](const std::string& text) { m_Output.Note(text); }),
       m_History(RecordHistory()),
@@ -51,18 +51,15 @@ RunSession::RunSession(const RunOptions& options, MainLoop& loop)
 
 std::unique_ptr<HistoryRecorder> RunSession::RecordHistory() {
     if (!m_Setup.History.On) return nullptr;
-    const auto say = [this](const std::string& text) {
-        m_Loop.Apartment().Post([this, text] { m_Output.Note(text); });
-    };
-    return std::make_unique<HistoryRecorder>(m_Station->Folders.Data + kHistoryFile, m_Setup.History, say);
+    return std::make_unique<HistoryRecorder>(m_Station->Folders.Data + kHistoryFile, m_Setup.History,
+                                             m_Loop.Apartment(),
+                                             [this](const std::string& text) { m_Output.Note(text); });
 }
 
 std::unique_ptr<Recorder> RunSession::RecordLines() {
     if (m_Options.Record.empty()) return nullptr;
-    const auto say = [this](const std::string& text) {
-        m_Loop.Apartment().Post([this, text] { m_Output.Note(text); });
-    };
-    return std::make_unique<Recorder>(m_Options.Record, m_Loop.Apartment(), say);
+    return std::make_unique<Recorder>(m_Options.Record, m_Loop.Apartment(),
+                                      [this](const std::string& text) { m_Output.Note(text); });
 }
 
 std::unique_ptr<ControlServer> RunSession::OpenControl() {
@@ -84,39 +81,55 @@ std::unique_ptr<ControlServer> RunSession::OpenControl() {
 }
 
 StationHealth RunSession::Health() {
-    return m_Health.At(m_Loop.Apartment().Now(), UnixMilliseconds(), m_Run.Values());
+    auto health = m_Health.At(m_Loop.Apartment().Now(), UnixMilliseconds(), m_Run.Values());
+    if (m_History) health.HistoryStill = m_History->StandsStill();
+    return health;
 }
 
 int RunSession::Run() {
     m_Starter.Start(m_Setup.Buses);
     if (m_Screen && m_Screen->Get() != nullptr) m_Screen->Get()->Watch([this] { return m_Run.Values(); });
     if (!m_Options.Configuration.empty()) m_Loop.OnHangUp([this] { Reload(); });
+    m_Starter.OnScansEnded([this] {
+        if (m_ReloadWaits) m_Loop.Apartment().Post([this] { Reload(); });
+    });
+    m_Loop.OnReopen([this] {
+        if (m_Recorder) m_Recorder->Reopen();
+        m_Run.ReopenTraces();
+    });
 
     const auto end = m_Loop.Apartment().CreateTimer([this] { m_Loop.Stop(); });
     if (m_Options.For) end->Rearm(static_cast<std::int32_t>(m_Options.For->count()), true);
     m_Loop.Run();
     m_Loop.OnHangUp([] {});
+    m_Loop.OnReopen([] {});
     return Finish();
 }
 
 void RunSession::Reload() {
+    // The scan's port becomes a bus first, with what was asked for when it began.
+    m_ReloadWaits = m_Starter.IsScanning();
+    if (m_ReloadWaits) return m_Output.Note("the configuration is read again when the scan has ended");
     m_Service.Reloading();
     try {
-        const auto wanted = SetupOf(m_Options);
-        auto done = m_Starter.Apply(wanted.Buses);
-        if (wanted.OnAlarm != m_Setup.OnAlarm) done.emplace_back("changed the alarm command");
-        if (wanted.Data != m_Setup.Data || wanted.Metrics != m_Setup.Metrics || wanted.History != m_Setup.History) {
-            done.emplace_back("data folder, history and metrics stay as they are until the next start");
-        }
-        m_AlarmCommand.Command(wanted.OnAlarm);
-        m_Setup.OnAlarm = wanted.OnAlarm;
-        for (const auto& text : done)
-            m_Output.Note("configuration read again: " + text);
-        if (done.empty()) m_Output.Note("configuration read again: nothing has changed");
+        Apply(SetupOf(m_Options));
     } catch (const std::exception& error) {
         m_Output.Note(std::string("the configuration cannot be used and changes nothing:\n") + error.what());
     }
     m_Service.Reloaded();
+}
+
+void RunSession::Apply(const StationSetup& wanted) {
+    auto done = m_Starter.Apply(wanted.Buses);
+    if (wanted.OnAlarm != m_Setup.OnAlarm) done.emplace_back("changed the alarm command");
+    if (wanted.Data != m_Setup.Data || wanted.Metrics != m_Setup.Metrics || wanted.History != m_Setup.History) {
+        done.emplace_back("data folder, history and metrics stay as they are until the next start");
+    }
+    m_AlarmCommand.Command(wanted.OnAlarm);
+    m_Setup.OnAlarm = wanted.OnAlarm;
+    for (const auto& text : done)
+        m_Output.Note("configuration read again: " + text);
+    if (done.empty()) m_Output.Note("configuration read again: nothing has changed");
 }
 
 int RunSession::Finish() {

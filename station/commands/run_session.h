@@ -37,8 +37,10 @@ private:
     std::unique_ptr<Recorder> RecordLines();
     std::unique_ptr<ControlServer> OpenControl();
     StationHealth Health();
-    /// Reads the configuration again and changes what has changed in it; one that is broken changes nothing.
+    /// Reads the configuration again and changes what has changed in it; one that is broken changes nothing. Waits for
+    /// scans that are under way.
     void Reload();
+    void Apply(const StationSetup& wanted);
     int Finish();
 
     const RunOptions m_Options;
@@ -61,6 +63,7 @@ private:
     BusStarter m_Starter;
     std::unique_ptr<ControlServer> m_Control;
     std::unique_ptr<MetricsServer> m_Metrics;
+    bool m_ReloadWaits = false;
 };
 
 }  // namespace orvix::station

@@ -94,6 +94,11 @@ std::string JsonHealth(const StationHealth& health) {
         for (const auto& address : bus.Addresses)
             write(ToJson(bus, address, health, findings));
     }
+    if (health.HistoryStill) {
+        write({{"time", IsoText(health.UnixMilliseconds)},
+               {"event", "history_health"},
+               {"standing_still_ms", Milliseconds(*health.HistoryStill)}});
+    }
     return lines;
 }
 

@@ -140,6 +140,12 @@ std::vector<MetricFamily> MetricFamilies(const StationHealth& health) {
     eachAddress(
         {"nimbo1_round_trip_seconds", "From a request to the last byte of its answer", MetricType::Histogram, {}},
         AddRoundTrips);
+    ClientMetric still;
+    still.gauge.value = Seconds(health.HistoryStill.value_or(Duration::zero()));
+    families.push_back({"nimbo1_history_standstill_seconds",
+                        "For how long nothing could be written into the history; 0: it can be",
+                        MetricType::Gauge,
+                        {still}});
     return families;
 }
 

@@ -5,7 +5,7 @@
 #include <sys/socket.h>
 
 #include <cerrno>
-#include <mutex>
+#include <future>
 #include <utility>
 
 #include "host/error.h"
@@ -16,7 +16,8 @@
 namespace orvix::station {
 namespace {
 
-constexpr std::int32_t kRefreshMs = 1000;
+// A station that does not answer a scraper has no values to show.
+constexpr std::chrono::seconds kAnswerLimit{2};
 
 // A scraper that stands still keeps one thread for so long at most.
 constexpr char kThreads[] = "4";
@@ -36,24 +37,24 @@ void CheckCanListen(const std::string& where) {
 
 }  // namespace
 
-/// The latest copy, for the threads of the scrapers.
+/// Asks the station for its health, on the threads of the scrapers.
 class MetricsServer::Metrics : public prometheus::Collectable {
 public:
-    void Publish(StationHealth health) {
-        auto copy = std::make_shared<const StationHealth>(std::move(health));
-        const std::lock_guard lock(m_Mutex);
-        m_Health = std::move(copy);
+    Metrics(Apartment& home, std::function<StationHealth()> health)
+        : m_Question(std::make_shared<Question>(std::move(health))), m_Home(home) {}
+
+    std::vector<prometheus::MetricFamily> Collect() const override {
+        const auto answer = std::make_shared<std::promise<StationHealth>>();
+        auto health = answer->get_future();
+        m_Home.Post([question = m_Question, answer] { answer->set_value((*question)()); });
+        if (health.wait_for(kAnswerLimit) != std::future_status::ready) return {};
+        return MetricFamilies(health.get());
     }
-    std::vector<prometheus::MetricFamily> Collect() const override { return MetricFamilies(*Latest()); }
 
 private:
-    std::shared_ptr<const StationHealth> Latest() const {
-        const std::lock_guard lock(m_Mutex);
-        return m_Health;
-    }
-
-    mutable std::mutex m_Mutex;
-    std::shared_ptr<const StationHealth> m_Health = std::make_shared<const StationHealth>();
+    using Question = std::function<StationHealth()>;
+    std::shared_ptr<const Question> m_Question;
+    Apartment& m_Home;
 };
 
 class MetricsServer::Listener {
@@ -68,7 +69,7 @@ private:
 };
 
 MetricsServer::MetricsServer(const std::string& where, Apartment& home, std::function<StationHealth()> health)
-    : m_Metrics(std::make_shared<Metrics>()) {
+    : m_Metrics(std::make_shared<Metrics>(home, std::move(health))) {
     CheckCanListen(where);
     try {
         m_Listener = std::make_unique<Listener>(where);
@@ -76,9 +77,6 @@ MetricsServer::MetricsServer(const std::string& where, Apartment& home, std::fun
         throw Error(errors::General, "metrics cannot be offered at " + where + ": " + error.what());
     }
     m_Listener->Offer(m_Metrics);
-    m_Metrics->Publish(health());
-    m_Timer = home.CreateTimer([this, health = std::move(health)] { m_Metrics->Publish(health()); });
-    m_Timer->Rearm(kRefreshMs, true);
 }
 
 MetricsServer::~MetricsServer() = default;

@@ -10,7 +10,7 @@
 namespace orvix::station {
 
 /// Offers the health of a station to Prometheus: http://ADDRESS:PORT/metrics. Scrapers are served on threads of their
-/// own, which end a connection that stands still for seconds, from a copy that is made anew each second.
+/// own, which end a connection that stands still for seconds; the station is asked at each request.
 class MetricsServer {
 public:
     /// `where`: "127.0.0.1:9400" or "[::1]:9400". `health` is called on the apartment. Raises Error when the port
@@ -26,7 +26,6 @@ private:
 
     std::shared_ptr<Metrics> m_Metrics;
     std::unique_ptr<Listener> m_Listener;
-    std::unique_ptr<Timer> m_Timer;
 };
 
 }  // namespace orvix::station

@@ -115,6 +115,11 @@ std::string PlainHealth(const StationHealth& health) {
             isWell = false;
         }
     }
+    if (health.HistoryStill) {
+        out << "history: nothing could be written for " << TimeText(*health.HistoryStill)
+            << "; readings wait in memory: look at the disk of the data folder\n";
+        isWell = false;
+    }
     if (isWell) out << "all is well\n";
     return out.str();
 }

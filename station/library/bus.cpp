@@ -17,18 +17,13 @@ constexpr std::int32_t kDigitalModule = 104;
 constexpr std::int32_t kPolled = 1;
 
 // How long a task may wait for the link to come up before its own time counts.
-constexpr std::int32_t kLinkLimitMs = 5000;
+constexpr std::chrono::seconds kLinkLimit{5};
 
 constexpr std::int32_t kClosePeriodMs = 20;
 constexpr int kMostCloseAttempts = 500;
 
 ORVIXCNB1_VARS MeasuredVariable(std::int32_t model) {
     return model == kDigitalModule ? ORVIXCNB1_VAR_INPUTBYTE : ORVIXCNB1_VAR_TEMPERATURE;
-}
-
-// The time in which all attempts of a task fit.
-std::int32_t TaskLimitMs(const BusSetup& setup) {
-    return (setup.Retries + 1) * (5 * setup.TimeoutFactor + 300) + 500;
 }
 
 ReadingValue ValueOf(const VariableRecord& record) {
@@ -236,7 +231,7 @@ bool Bus::ExecuteTask(int address, std::int32_t model, ORVIXCNB1_VARS variable, 
     task->DeviceAddress(NumberText(std::int32_t{address}));
     task->DeviceModel(model);
     task->NetTimeoutInterval(m_Setup.TimeoutFactor);
-    task->TimeoutInterval(TaskLimitMs(m_Setup));
+    task->TimeoutInterval(static_cast<std::int32_t>(m_Setup.LongestExchange().count()));
     task->GetVar(variable);
 
     const auto entry = m_Host.Get().Messaging.CreateSharedEntry();
@@ -247,7 +242,7 @@ bool Bus::ExecuteTask(int address, std::int32_t model, ORVIXCNB1_VARS variable, 
     m_LinkTrouble.clear();
     m_Adapter->NewWork(entry->Name(), 0);
 
-    const auto limit = std::chrono::milliseconds(TaskLimitMs(m_Setup) + kLinkLimitMs);
+    const auto limit = m_Setup.LongestExchange() + kLinkLimit;
     const auto answered = [&] { return entry->WaitForCompletion(0) || !m_LinkTrouble.empty() || m_CloseTimer; };
     m_Host.Apartment().PumpUntil(answered, limit);
     if (!entry->WaitForCompletion(0)) {
@@ -292,6 +287,12 @@ void Bus::Trouble(const Failure& failure) {
     if (failure.Detail == m_LastTrouble) return;
     m_LastTrouble = failure.Detail;
     m_Listener.OnTrouble(m_Setup.PortLabel, failure);
+}
+
+void Bus::ReopenTrace() {
+    if (!m_Setup.Trace) return;
+    m_Adapter->LogMode(0);
+    m_Adapter->LogMode(1);
 }
 
 void Bus::Close(std::function<void()> closed) {

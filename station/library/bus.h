@@ -32,6 +32,8 @@ public:
 
     /// Adds, removes and renames devices, so that they are those. What is not taken is told as trouble.
     void Devices(const DeviceChanges& changes);
+    /// Writes the trace, when there is one, into a file that is there.
+    void ReopenTrace();
     /// Goes online and reads every device's measured value once a period, from now on.
     void Poll();
     /// Goes online and reads one variable of one device.

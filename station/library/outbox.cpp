@@ -13,7 +13,7 @@ void Outbox::OnTrouble(const std::string& port, const Failure& failure) {
 }
 
 void Outbox::OnMessage(const std::string& port, const std::string& text) {
-    Add([&listener = m_Listener, port, text] { listener.OnMessage(port, text); });
+    if (m_WantsMessages) Add([&listener = m_Listener, port, text] { listener.OnMessage(port, text); });
 }
 
 void Outbox::OnLine(const LineEvent& event) {

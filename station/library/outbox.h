@@ -15,7 +15,8 @@ namespace orvix::station {
 class Outbox : public Listener {
 public:
     /// `listener` is called in `home`. Both outlive the messages.
-    Outbox(Apartment& home, Listener& listener) : m_Home(home), m_Listener(listener) {}
+    Outbox(Apartment& home, Listener& listener)
+        : m_Home(home), m_Listener(listener), m_WantsMessages(listener.WantsMessages()) {}
     /// Sends what is left.
     ~Outbox() override { Send(); }
     Outbox(const Outbox&) = delete;
@@ -35,6 +36,7 @@ private:
 
     Apartment& m_Home;
     Listener& m_Listener;
+    const bool m_WantsMessages;
     Apartment* m_Bus = nullptr;
     std::mutex m_Mutex;  ///< guards m_Events
     std::vector<std::function<void()>> m_Events;

@@ -27,6 +27,11 @@ struct BusSetup {
     bool DriverThread = false;  ///< the driver runs on a thread of its own, not on the bus's
     bool Trace = false;         ///< write a trace into the folder Log of the data folder
 
+    /// The time in which all attempts of an exchange fit.
+    std::chrono::milliseconds LongestExchange() const {
+        return (Retries + 1) * std::chrono::milliseconds(5 * TimeoutFactor + 300) + std::chrono::milliseconds(500);
+    }
+
     bool operator==(const BusSetup&) const = default;
 };
 

@@ -22,6 +22,8 @@ public:
     virtual void OnTrouble(const std::string& /*port*/, const Failure&) {}
     /// A message of the library to its host, fields shown as " | ".
     virtual void OnMessage(const std::string& /*port*/, const std::string& /*text*/) {}
+    /// Whether OnMessage is to be called: messages are many, and carrying one to another thread wakes that.
+    virtual bool WantsMessages() const { return false; }
     virtual void OnLine(const LineEvent&) {}
     virtual void OnAlarm(const AlarmEvent&) {}
     /// A device belongs to the station no longer; nothing more is heard of it.

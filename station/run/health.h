@@ -83,6 +83,7 @@ struct BusHealth {
 struct StationHealth {
     std::int64_t UnixMilliseconds = 0;
     std::vector<BusHealth> Buses;
+    std::optional<Duration> HistoryStill;  ///< how long nothing could be written into the history; nothing: it can be
 };
 
 }  // namespace orvix::station

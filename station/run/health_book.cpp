@@ -185,7 +185,7 @@ void HealthBook::OnLine(const LineEvent& event) {
 }
 
 StationHealth HealthBook::At(Duration now, std::int64_t unixMilliseconds, const std::vector<Reading>& values) {
-    StationHealth health{unixMilliseconds, {}};
+    StationHealth health{unixMilliseconds, {}, {}};
     for (auto& [port, record] : m_Buses)
         health.Buses.push_back(record->At(now));
     for (const auto& reading : values) {

@@ -41,11 +41,26 @@ std::vector<std::string> StationRun::Apply(const std::vector<BusSetup>& wanted) 
     return done;
 }
 
+bool StationRun::Moves() {
+    const auto now = m_Home.Now();
+    return std::all_of(m_Buses.begin(), m_Buses.end(), [now](RunningBus& bus) { return bus.Thread->Moves(now); });
+}
+
+void StationRun::ReopenTraces() {
+    for (auto& bus : m_Buses)
+        bus.Thread->Post([](Bus& b) { b.ReopenTrace(); });
+}
+
 std::vector<BusSetup> StationRun::Setups() const {
     std::vector<BusSetup> setups;
     for (const auto& bus : m_Buses)
         setups.push_back(bus.Setup);
     return setups;
+}
+
+std::optional<BusSetup> StationRun::SetupOn(const std::string& port) {
+    const auto bus = BusOn(port);
+    return bus == m_Buses.end() ? std::nullopt : std::make_optional(bus->Setup);
 }
 
 std::list<StationRun::RunningBus>::iterator StationRun::BusOn(const std::string& port) {

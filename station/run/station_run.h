@@ -1,7 +1,9 @@
 #pragma once
 
+#include <algorithm>
 #include <list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -33,8 +35,12 @@ public:
     /// for each bus that changed.
     std::vector<std::string> Apply(const std::vector<BusSetup>& wanted);
     bool IsAnyRunning() const { return !m_Buses.empty(); }
-    /// The buses that run.
-    std::vector<BusSetup> Setups() const;
+    /// Whether all buses get on with their work. Ask it now and then.
+    bool Moves();
+    /// Has every bus that is traced write into a file that is there.
+    void ReopenTraces();
+    /// The bus that runs on a port; nothing when there is none.
+    std::optional<BusSetup> SetupOn(const std::string& port);
 
     /// The latest reading of each device, with the quality that it has now. The time is 0 of one that has not been
     /// heard of yet.
@@ -47,6 +53,7 @@ private:
         std::unique_ptr<BusThread> Thread;
     };
 
+    std::vector<BusSetup> Setups() const;
     std::list<RunningBus>::iterator BusOn(const std::string& port);
     void Stop(const std::string& port);
     void ChangeDevices(RunningBus& bus, const BusSetup& wanted);
@@ -58,6 +65,10 @@ private:
     }
     void OnMessage(const std::string& port, const std::string& text) override {
         Tell(&Listener::OnMessage, port, text);
+    }
+    bool WantsMessages() const override {
+        return std::any_of(m_Listeners.begin(), m_Listeners.end(),
+                           [](const Listener* l) { return l->WantsMessages(); });
     }
     void OnLine(const LineEvent& event) override { Tell(&Listener::OnLine, event); }
     /// Calls a member of every listener.

@@ -4,6 +4,12 @@
 #include <utility>
 
 namespace orvix::station {
+namespace {
+
+// What opening a port, or writing to one that is stuck, may take besides an exchange.
+constexpr std::chrono::seconds kPortLimit{10};
+
+}  // namespace
 
 Station::Station(StationFolders folders, const std::string& libraryFile)
     : Folders(std::move(folders)), Account(platform::PrepareHostDatabase(Folders.Data)), Library(libraryFile) {}
@@ -21,7 +27,8 @@ ServicesSetup Station::ServicesFor(const BusSetup& setup, LineListener onLine) {
 }
 
 BusThread::BusThread(Station& station, Apartment& home, const BusSetup& setup, Listener& listener)
-    : m_Outbox(home, listener),
+    : m_LongestStop(setup.LongestExchange() + kPortLimit),
+      m_Outbox(home, listener),
       m_Thread(station.ServicesFor(setup, [this](const LineEvent& event) { m_Outbox.OnLine(event); }),
                [&](BusServices& services) {
                    m_Outbox.TurnsOf(services.Apartment());
@@ -29,6 +36,15 @@ BusThread::BusThread(Station& station, Apartment& home, const BusSetup& setup, L
                    m_Bus = bus.get();
                    return bus;
                }) {}
+
+bool BusThread::Moves(Duration now) {
+    if (m_Sign && *m_Sign->Given) m_Sign.reset();
+    if (!m_Sign) {
+        m_Sign = {now, std::make_shared<std::atomic<bool>>(false)};
+        m_Thread.Apartment().Post([given = m_Sign->Given] { *given = true; });
+    }
+    return now - m_Sign->AskedAt <= m_LongestStop;
+}
 
 BusThread::~BusThread() {
     Close();

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
+#include <memory>
+#include <optional>
 #include <string>
 
 #include "platform/trace_socket.h"
@@ -35,12 +38,23 @@ public:
     BusThread(const BusThread&) = delete;
     BusThread& operator=(const BusThread&) = delete;
 
+    /// Whether the bus's thread has got on with its work: it may be in an exchange, but in none longer than one can be.
+    /// Ask it now and then, on the thread that made it; `now` is the steady time.
+    bool Moves(Duration now);
     /// Does something with the bus, on its thread.
     void Post(std::function<void(Bus&)> work);
     /// Begins to take the bus down; nothing can be done with it any more.
     void Close();
 
 private:
+    /// Asked of the thread, to be set when it comes to it.
+    struct Sign {
+        Duration AskedAt;
+        std::shared_ptr<std::atomic<bool>> Given;
+    };
+
+    const Duration m_LongestStop;
+    std::optional<Sign> m_Sign;
     bool m_Closing = false;
     Bus* m_Bus = nullptr;
     Outbox m_Outbox;

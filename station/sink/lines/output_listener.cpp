@@ -26,7 +26,7 @@ void OutputListener::OnTrouble(const std::string& port, const Failure& failure) 
 }
 
 void OutputListener::OnMessage(const std::string& port, const std::string& text) {
-    if (m_Choice.Messages) m_Output.Message(port, text);
+    m_Output.Message(port, text);
 }
 
 void OutputListener::OnLine(const LineEvent& event) {

@@ -29,6 +29,7 @@ public:
     void OnReading(const Reading& reading) override;
     void OnTrouble(const std::string& port, const Failure& failure) override;
     void OnMessage(const std::string& port, const std::string& text) override;
+    bool WantsMessages() const override { return m_Choice.Messages; }
     void OnLine(const LineEvent& event) override;
     void OnAlarm(const AlarmEvent& event) override;
     void OnDeviceGone(const std::string& port, int address) override { m_Episodes.Forget(port, address); }

@@ -5,6 +5,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -19,10 +20,10 @@ namespace orvix::station {
 /// of its own does the writing; when that fails the recording ends there, and the station goes on.
 class Recorder : public Listener {
 public:
-    /// Makes the file, which must not be there yet, and begins. `clock` tells the steady time of line events. `tell` is
-    /// called on the writing thread with a sentence about what is missing in the recording. Raises SystemError when the
-    /// file cannot be made.
-    Recorder(const std::string& path, const Apartment& clock, std::function<void(const std::string& text)> tell);
+    /// Makes the file, which must not be there yet, and begins. `home` is where it is told what happens, and has the
+    /// steady time of line events. `tell` is called there with a sentence about what is missing in the recording.
+    /// Raises SystemError when the file cannot be made.
+    Recorder(const std::string& path, Apartment& home, std::function<void(const std::string& text)> tell);
     ~Recorder() override;
     Recorder(const Recorder&) = delete;
     Recorder& operator=(const Recorder&) = delete;
@@ -30,12 +31,14 @@ public:
     void OnSetup(const BusSetup& setup) override;
     void OnLine(const LineEvent& event) override;
     void OnPortGone(const std::string& port) override;
+    /// Begins a complete new recording when the path names another file or none any more: the old one was moved away.
+    void Reopen();
     /// Writes what is left; nothing more is recorded. Returns what is missing in the end.
     std::optional<std::string> Finish();
 
 private:
     struct RunningBus {
-        std::string Port;
+        BusSetup Setup;  ///< the latest
         Duration Began{0};
         bool Gone = false;
     };
@@ -44,21 +47,29 @@ private:
     std::optional<std::size_t> BusOn(const std::string& port, Duration time) const;
     void Add(const std::string& line);
     void Write();
-    /// Returns why it failed.
-    std::optional<std::string> WriteOut(const std::string& lines);
+    /// Makes the file anew unless the path still names it.
+    void MakeAnew();
+    void Tell(const std::string& text);
+    /// What is told from now on belongs to a new recording.
+    void Begin();
+    /// `cut`: where the lines of a new recording begin. Returns why it failed.
+    std::optional<std::string> WriteOut(std::string_view lines, std::optional<std::size_t> cut);
 
     std::string m_Path;
-    const Apartment& m_Clock;
-    const Duration m_Started;
+    Apartment& m_Home;
+    Duration m_Started;
     std::vector<RunningBus> m_Buses;  ///< also those that are gone
     std::function<void(const std::string&)> m_Tell;
     platform::FileDescriptor m_File;
+    platform::FileDescriptor m_NewFile;  ///< open while the recording that follows has not begun
 
     std::mutex m_Mutex;
     std::condition_variable m_Wake;
-    std::string m_Lines;      ///< not written yet
-    bool m_Stopping = false;  ///< the file is to be completed
-    bool m_Ended = false;     ///< nothing more is recorded
+    std::string m_Lines;               ///< not written yet
+    std::optional<std::size_t> m_Cut;  ///< of m_Lines, where those of a new recording begin
+    bool m_Reopening = false;          ///< whether the path still names the file is to be found out
+    bool m_Stopping = false;           ///< the file is to be completed
+    bool m_Ended = false;              ///< nothing more is recorded
     std::optional<std::string> m_LastFailure;
     std::thread m_Thread;
 };

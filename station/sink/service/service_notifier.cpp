@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 #include <limits>
+#include <utility>
 
 namespace orvix::station {
 namespace {
@@ -21,7 +22,10 @@ std::int32_t SignOfLifeMs() {
 
 }  // namespace
 
-ServiceNotifier::ServiceNotifier(Apartment& home) : m_Alive(home.CreateTimer([] { sd_notify(0, "WATCHDOG=1"); })) {
+ServiceNotifier::ServiceNotifier(Apartment& home, std::function<bool()> allMove)
+    : m_Alive(home.CreateTimer([allMove = std::move(allMove)] {
+          if (allMove()) sd_notify(0, "WATCHDOG=1");
+      })) {
     if (const auto interval = SignOfLifeMs(); interval > 0) m_Alive->Rearm(interval, true);
 }
 

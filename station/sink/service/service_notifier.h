@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -9,11 +10,12 @@
 namespace orvix::station {
 
 /// Tells the service manager that started the program how it does: ready with the first bus that is online, alive as
-/// long as the main thread delivers its events, reloading, stopping. Does nothing in a program that was started
-/// otherwise.
+/// long as the main thread delivers its events and all buses move, reloading, stopping. Does nothing in a program that
+/// was started otherwise.
 class ServiceNotifier : public Listener {
 public:
-    explicit ServiceNotifier(Apartment& home);
+    /// `allMove` is asked on the apartment whether the station gets on with its work.
+    ServiceNotifier(Apartment& home, std::function<bool()> allMove);
     /// Tells that the program is stopping.
     ~ServiceNotifier() override;
 
