@@ -39,16 +39,14 @@ public:
     bool Failed = false;
 };
 
-std::string AimText(const Aim& aim) {
+/// The aim, and whether it is missed.
+std::string AimText(const Aim& aim, double ratio) {
     if (aim.Is == Aim::Kind::None) return "";
-    char text[32];
-    std::snprintf(text, sizeof(text), "%s %.4g", aim.Is == Aim::Kind::AtMost ? "<=" : ">=", aim.Ratio);
+    const bool isUpper = aim.Is == Aim::Kind::AtMost;
+    char text[64];
+    std::snprintf(text, sizeof(text), "%s %.3g%s", isUpper ? "at most" : "at least", aim.Ratio,
+                  (isUpper ? ratio <= aim.Ratio : ratio >= aim.Ratio) ? "" : ", **missed**");
     return text;
-}
-
-const char* Verdict(const Aim& aim, double ratio) {
-    if (aim.Is == Aim::Kind::None) return "";
-    return (aim.Is == Aim::Kind::AtMost ? ratio <= aim.Ratio : ratio >= aim.Ratio) ? "met" : "MISSED";
 }
 
 void PrintRow(const Comparison& comparison, std::size_t metricIndex) {
@@ -63,19 +61,20 @@ void PrintRow(const Comparison& comparison, std::size_t metricIndex) {
     const std::vector<double>& judged = ratios.empty() ? own : ratios;
     const double middle = Median(judged);
     const double spread = middle == 0 ? 0 : (Quantile(judged, 0.75) - Quantile(judged, 0.25)) / middle * 100;
-    std::printf("%-46s %11.5g ", (comparison.Subject + ", " + metric.Name).c_str(), Median(own));
+    std::printf("| %s, %s | %.4g %s | ", comparison.Subject.c_str(), metric.Name.c_str(), Median(own),
+                metric.Unit.c_str());
     if (ratios.empty()) {
-        std::printf("%11s %-6s %8s %-8s %-6s", "-", metric.Unit.c_str(), "-", "", "");
+        std::printf("| | | ");
     } else {
-        std::printf("%11.5g %-6s %8.3f %-8s %-6s", Median(peer), metric.Unit.c_str(), middle,
-                    AimText(metric.Wanted).c_str(), Verdict(metric.Wanted, middle));
+        std::printf("%.4g %s | %.3f | %s | ", Median(peer), metric.Unit.c_str(), middle,
+                    AimText(metric.Wanted, middle).c_str());
     }
-    std::printf(" %5.1f %% of %zu\n", spread, own.size());
+    std::printf("%.0f %% of %zu |\n", spread, own.size());
 }
 
+/// As Markdown, for docs/performance.md.
 void PrintTable() {
-    std::printf("\n%-46s %11s %11s %-6s %8s %-8s %-6s %s\n", "what", "own", "peer", "unit", "ratio", "aim", "",
-                "spread (middle half), rounds");
+    std::printf("\n| what | own | peer | ratio | aim | spread, rounds |\n|---|---|---|---|---|---|\n");
     for (const auto& comparison : Comparisons()) {
         if (comparison->Measured.empty()) continue;
         for (std::size_t i = 0; i < comparison->Metrics.size(); ++i)
