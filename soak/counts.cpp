@@ -72,6 +72,7 @@ bool Report(const std::vector<Part>& parts) {
     for (const Part& part : parts)
         std::printf(" %18s", part.Name.c_str());
     std::printf("\n");
+    PrintRow(parts, "events of the random model", SumOf(&Counts::Events));
     PrintRow(parts, "readings", SumOf(&Counts::Readings));
     PrintRow(parts, "tasks of the host", SumOf(&Counts::Tasks));
     PrintKinds(parts, "fault: ", &Counts::Faults);
@@ -86,12 +87,22 @@ bool Report(const std::vector<Part>& parts) {
         {"lost tasks", SumOf(&Counts::LostTasks)},
         {"minutes without a reading", SumOf(&Counts::Stalls)},
         {"adapters that did not close", SumOf(&Counts::NotClosed)},
+        {"rules of the random model broken",
+         [](const Part& part) {
+             return Sum(part, [](const Counts& bus) {
+                 std::uint64_t all = 0;
+                 for (const auto& [kind, count] : bus.Broken)
+                     all += count;
+                 return all;
+             });
+         }},
         {"leaked descriptors", [](const Part& part) { return part.Over.Descriptors - part.WarmedUp.Descriptors; }},
         {"growth beyond an allocator's 2048 KiB, KiB",
          [&](const Part& part) { return std::max<std::int64_t>(growth(part) - kAllocatorSlackKiB, 0); }},
     };
     bool good = true;
     std::printf("must be 0:\n");
+    PrintKinds(parts, "model: ", &Counts::Broken);
     for (const auto& [name, cell] : mustBeZero) {
         PrintRow(parts, name, cell);
         for (const Part& part : parts)

@@ -12,6 +12,7 @@ namespace orvix::soak {
 struct Counts {
     using ByKind = std::map<std::string, std::uint64_t>;
 
+    std::uint64_t Events = 0;  ///< of the random model
     std::uint64_t Readings = 0;
     std::uint64_t Tasks = 0;  ///< that the host has asked for
     ByKind Faults;            ///< made on the line
@@ -23,6 +24,7 @@ struct Counts {
     std::uint64_t LostTasks = 0;     ///< never answered
     std::uint64_t Stalls = 0;        ///< minutes without any reading
     std::uint64_t NotClosed = 0;     ///< adapters that did not agree to be closed
+    ByKind Broken;                   ///< rules that the random model has found broken
 };
 
 /// What a program holds of the system.

@@ -1,22 +1,15 @@
 #pragma once
 
 #include <cstdint>
-#include <random>
 #include <string>
 
 #include "host/apartment.h"
 #include "host/variant.h"
 #include "soak/counts.h"
+#include "soak/random.h"
 #include "tests/support/scripted_line.h"
 
 namespace orvix::soak {
-
-using Random = std::mt19937;
-
-/// A number from 0 to below `end`.
-inline std::uint32_t Draw(Random& random, std::uint32_t end) {
-    return std::uniform_int_distribution<std::uint32_t>(0, end - 1)(random);
-}
 
 /// What a device measures tells which it is and when it measured.
 struct Measurement {
