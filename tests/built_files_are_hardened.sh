@@ -11,9 +11,8 @@ trap 'rm -rf "$work"' EXIT
 checksec_says() { [[ "$(checksec --format=json --file="$1")" == *"\"$2\":\"$3\""* ]]; }
 # imports FILE NAME: as an extended regular expression.
 imports() { nm --dynamic --undefined-only "$1" | grep -cE " ($2)(@|\$)" >/dev/null; }
-# has_code FILE INSTRUCTION: as often as functions start or large frames are made in code of ours, not only in what the
-# compiler adds to every program.
-has_code() { (($(objdump --disassemble --no-show-raw-insn "$1" | grep -cE "$2") > 9)); }
+# has_code FILE INSTRUCTION MORE_THAN: counts it; what the compiler adds to every program has some as well.
+has_code() { (($(objdump --disassemble --no-show-raw-insn "$1" | grep -cE "$2") > $3)); }
 
 has_relro() { checksec_says "$1" relro full; }
 has_pie() { checksec_says "$1" pie yes || checksec_says "$1" pie dso; }
@@ -21,8 +20,8 @@ has_no_executable_stack() { checksec_says "$1" nx yes; }
 has_stack_protector() { checksec_says "$1" canary yes; }
 has_fortified_calls() { checksec_says "$1" fortify_source yes; }
 has_library_assertions() { imports "$1" '_ZSt21__glibcxx_assert_failPKciS0_S0_'; }
-has_branch_targets() { has_code "$1" '\<(endbr64|bti)\>'; }
-has_stack_probes() { has_code "$1" '\<orq +\$0x0,(0x[0-9a-f]+)?\(%rsp\)|\<str +xzr, \[sp'; }
+has_branch_targets() { has_code "$1" '\<(endbr64|bti)\>' 9; }
+has_stack_probes() { has_code "$1" '\<orq +\$0x0,(0x[0-9a-f]+)?\(%rsp\)|\<str +xzr, \[sp' 0; }
 
 readonly CHECKS=(has_relro has_pie has_no_executable_stack has_stack_protector has_library_assertions has_branch_targets)
 # The library has no frame that is large enough, and fills no buffer whose size the compiler cannot prove.
