@@ -134,7 +134,7 @@ void cOrvixNB1Device::TakeOver(State state) {
     m_PwdRW = std::move(state.PwdRW);
     m_ConnectedEx = state.Connected;
     m_Monitor = state.Monitor && state.DeviceOrigin != kDeviceOriginFile;
-    m_VarsEx = std::move(state.Vars);
+    m_VarsEx = state.Vars;
 }
 
 void cOrvixNB1Device::RestoreMission(bool notify) {

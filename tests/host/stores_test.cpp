@@ -255,7 +255,7 @@ TEST(RecordSetTest, AStreamTakesMemoryForWhatItHoldsOnly) {
     const std::size_t before = PeakMemory();
     for (const auto& [what, stream, isTable] : cases) {
         SCOPED_TRACE(what);
-        const auto load = [&] { return RecordSet::Load(TextToBytes("NB1R\1" + stream)); };
+        const auto load = [bytes = TextToBytes("NB1R\1" + stream)] { return RecordSet::Load(bytes); };
         if (isTable) {
             EXPECT_EQ(RecordSet::Load(load().Save()).Fields().size(), 10000U);
         } else {
