@@ -1,0 +1,141 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <iterator>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "station/door/health_text.h"
+#include "station/door/metric_families.h"
+#include "tests/station/faulty_bus.h"
+#include "tests/station/program.h"
+
+using namespace std::chrono_literals;
+
+namespace orvix::tests {
+namespace {
+
+TEST(Run, SendsARequestAgainAsOftenAsItIsTold) {
+    std::atomic<int> requests{0};
+    FaultyBus bus([&](const std::string&) {
+        ++requests;
+        return std::string();
+    });
+    Program program({"run", "--port", bus.Terminal.Path(), "--device", "5:sensor", "--every", "1h", "--retries", "2",
+                     "--timeout-factor", "10", "--json"});
+    ASSERT_TRUE(program.AwaitOutput("\"valid\":false"));
+    EXPECT_EQ(requests, 3);
+    program.Signal(SIGINT);
+    program.Finish();
+}
+
+TEST(Run, GoesOnInACompleteNewRecordingWhenTheFileWasMovedAway) {
+    const TestFolder folder;
+    const auto file = folder.Path + "/line.rec";
+    const auto moved = folder.Path + "/line.rec.1";
+    Program program({"run", "--record", file, "--every", "100ms", "--json"});
+    ASSERT_TRUE(program.AwaitOutput("\"valid\":true"));
+    std::filesystem::rename(file, moved);
+    program.Signal(SIGUSR1);
+    const auto hasBegun = [&] { return std::filesystem::exists(file) && !ContentsOf(file).empty(); };
+    while (!hasBegun())
+        ASSERT_TRUE(program.AwaitOutput("\"valid\":true"));
+    // The path names the file that is written: this one goes on.
+    program.Signal(SIGUSR1);
+    for (int i = 0; i < 6; ++i)
+        ASSERT_TRUE(program.AwaitOutput("\"valid\":true"));
+    program.Signal(SIGINT);
+    EXPECT_EQ(program.Finish().Status, 0);
+    for (const auto& recording : {moved, file}) {
+        const auto played = RunProgram({"replay", recording, "--fast", "--json"});
+        EXPECT_EQ(played.Status, 0) << played.Err;
+        EXPECT_NE(played.Out.find("\"valid\":true"), std::string::npos) << recording;
+    }
+}
+
+station::StationHealth HealthOfOneDevice() {
+    station::AddressHealth address;
+    address.Address = 5;
+    address.Name = "Oven";
+    for (auto* tally : {&address.Recent, &address.Total}) {
+        for (int i = 0; i < 90; ++i)
+            tally->RoundTrips.Add(16ms);
+        for (int i = 0; i < 9; ++i)
+            tally->RoundTrips.Add(128ms);
+        tally->RoundTrips.Add(1024ms);
+        tally->Ends = {2, 4, 8, 16, 32, 64, 128, 256};
+        tally->Retries = 3;
+        tally->Doubled = 5;
+        tally->Late = 7;
+        tally->StrayBytes = 11;
+    }
+    address.LastGood = 13s;
+    station::BusHealth bus;
+    bus.Port = "line";
+    bus.Addresses = {address};
+    bus.PortFailures = 17;
+    station::StationHealth health;
+    health.Buses = {bus};
+    health.HistoryStill = 19s;
+    return health;
+}
+
+TEST(Health, EachColumnShowsWhatItsTitleSays) {
+    const auto text = station::PlainHealth(HealthOfOneDevice());
+    EXPECT_NE(text.find("history: nothing could be written for 19 s"), std::string::npos) << text;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.find("Oven") == std::string::npos) continue;
+        std::istringstream words(line);
+        const std::vector<std::string> row{std::istream_iterator<std::string>(words), {}};
+        ASSERT_GE(row.size(), 12U) << line;
+        // addr, name, quality, good %, p50, p95, max, time-outs, bad, checksum, refused, retries
+        EXPECT_EQ(row, (std::vector<std::string>{"5", "Oven", "offline", "0.4", "16", "128", "1024", "12", "144", "32",
+                                                 "64", "3", "13", "s", "ago", "0.00/-"}))
+            << line;
+        return;
+    }
+    FAIL() << text;
+}
+
+TEST(Health, EachMetricCountsWhatItsNameSays) {
+    std::map<std::string, double> values;
+    for (const auto& family : station::MetricFamilies(HealthOfOneDevice())) {
+        for (const auto& metric : family.metric) {
+            std::string name = family.name;
+            for (const auto& label : metric.label) {
+                if (label.name == "result") name += " " + label.value;
+            }
+            values[name] = std::max(metric.counter.value, metric.gauge.value);
+        }
+    }
+    const std::pair<const char*, double> expected[] = {{"nimbo1_port_up", 1},
+                                                       {"nimbo1_port_failures_total", 17},
+                                                       {"nimbo1_retries_total", 3},
+                                                       {"nimbo1_doubled_answers_total", 5},
+                                                       {"nimbo1_late_answers_total", 7},
+                                                       {"nimbo1_stray_bytes_total", 11},
+                                                       {"nimbo1_last_good_age_seconds", 13},
+                                                       {"nimbo1_history_standstill_seconds", 19},
+                                                       {"nimbo1_exchanges_total good", 2},
+                                                       {"nimbo1_exchanges_total silent", 4},
+                                                       {"nimbo1_exchanges_total cut_off", 8},
+                                                       {"nimbo1_exchanges_total bad_frame", 16},
+                                                       {"nimbo1_exchanges_total checksum", 32},
+                                                       {"nimbo1_exchanges_total refused", 64},
+                                                       {"nimbo1_exchanges_total foreign", 128},
+                                                       {"nimbo1_exchanges_total line_lost", 256}};
+    for (const auto& [name, value] : expected) {
+        ASSERT_TRUE(values.contains(name)) << name;
+        EXPECT_EQ(values[name], value) << name;
+    }
+}
+
+}  // namespace
+}  // namespace orvix::tests
