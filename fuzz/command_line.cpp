@@ -2,7 +2,7 @@
 //
 // Input: one argument a line.
 
-#include "station/command_line/command_line.h"
+#include "station/setup/command_line.h"
 #include "fuzz/support/input.h"
 #include "fuzz/support/require.h"
 
@@ -14,8 +14,9 @@ struct Check {
         Require(!options.Text.empty(), "a text says something");
     }
     void operator()(const station::RunOptions& options) const {
-        Require((!options.Every || options.Every->count() > 0) && (!options.For || options.For->count() > 0),
-                "a time is above zero");
+        Require(!options.For || options.For->count() > 0, "a time is above zero");
+        station::StationSetup setup;
+        Apply(options.OfStation, setup);
         CheckBus(options.Bus);
     }
     void operator()(const station::ReadOptions& options) const {
@@ -35,8 +36,10 @@ struct Check {
 private:
     static void CheckBus(const station::BusOptions& bus) {
         Require(!bus.Ports.empty(), "there is a port");
-        Require(bus.Retries.value_or(0) >= 0 && bus.TimeoutFactor.value_or(1) > 0,
-                "retries and time-out are in their ranges");
+        station::BusSetup setup;
+        Apply(bus.OfBuses, setup);
+        Require(setup.Retries >= 0 && setup.TimeoutFactor > 0 && setup.Every >= station::kShortestPeriod,
+                "retries, time-out and period are in their ranges");
         for (const auto& port : bus.Ports) {
             for (const auto& device : port.Devices)
                 Require(device.Address >= 1 && device.Address <= 255, "an address is from 1 to 255");

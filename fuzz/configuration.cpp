@@ -1,6 +1,6 @@
 // A configuration file.
 
-#include "station/configuration/configuration.h"
+#include "station/setup/configuration.h"
 #include "fuzz/support/require.h"
 
 namespace orvix::fuzz {

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "devices/protocol/basOrvixNB1.h"
+#include "station/model/time_span.h"
 
 namespace orvix::simulator {
 namespace {
@@ -14,16 +15,8 @@ bool ReadWhole(std::string_view text, T& value) {
     return result.ec == std::errc() && result.ptr == text.data() + text.size();
 }
 
-struct Unit {
-    std::string_view Name;
-    double Milliseconds;
-};
-
-// "ms" stands before "m" and "s", which end it.
-constexpr Unit kUnits[] = {{"ms", 1}, {"s", 1000}, {"m", 60'000}, {"h", 3'600'000}};
-
 // Timers count milliseconds in 32 bits.
-constexpr double kLongestMilliseconds = 24.0 * 24 * 3'600'000;
+constexpr std::chrono::hours kLongestDuration{24 * 24};
 
 struct NamedModel {
     const char* Name;
@@ -39,15 +32,12 @@ constexpr NamedModel kModelNames[] = {{"sensor", kTemperatureSensorModel},
 }  // namespace
 
 std::chrono::milliseconds ParseDuration(std::string_view text) {
-    for (const auto& unit : kUnits) {
-        if (!text.ends_with(unit.Name)) continue;
-        double count = 0;
-        if (!ReadWhole(text.substr(0, text.size() - unit.Name.size()), count)) break;
-        const double milliseconds = std::round(count * unit.Milliseconds);
-        if (!(milliseconds >= 1 && milliseconds <= kLongestMilliseconds)) break;
-        return std::chrono::milliseconds(static_cast<std::int64_t>(milliseconds));
+    const auto span = station::ParseTimeSpan(text);
+    if (!span) throw ArgumentError("'" + std::string(text) + "' is no time: " + station::kTimeSpanForm);
+    if (*span < std::chrono::milliseconds(1) || *span > kLongestDuration) {
+        throw ArgumentError("'" + std::string(text) + "' is not from 1ms to 576h");
     }
-    throw ArgumentError("'" + std::string(text) + "' is no duration: write 500ms, 2s, 5m or 1h, up to 576h");
+    return *span;
 }
 
 double ParseReal(std::string_view text, std::string_view what) {

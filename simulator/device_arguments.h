@@ -14,7 +14,7 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// "250ms", "2s", "1.5m", "1h"; at least 1 ms, at most 24 days. Raises ArgumentError.
+/// A time span as ParseTimeSpan of the station reads it; at least 1 ms, at most 24 days. Raises ArgumentError.
 std::chrono::milliseconds ParseDuration(std::string_view text);
 
 /// Decimal number with optional sign and decimals. Raises ArgumentError naming `what`.

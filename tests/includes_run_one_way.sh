@@ -17,7 +17,7 @@ driver:           host/ tasks/ devices/protocol/ diagnostics/
 adapter:          host/ tasks/ missions/ devices/ diagnostics/basPlexaErr.h diagnostics/basEventTracer.h
 library:          host/ tasks/ missions/ devices/ driver/ adapter/
 platform:         host/
-simulator:        host/ devices/protocol/ platform/
+simulator:        host/ devices/protocol/ platform/ station/model/time_span.h
 station/model:         host/ tasks/enumerations.h
 station/report:        host/ platform/
 station/store:         host/ platform/ station/model/
@@ -27,8 +27,7 @@ station/source:        host/ platform/ simulator/ devices/protocol/ tasks/i stat
 station/run:           host/ platform/ devices/protocol/ station/model/ station/line/ station/source/
 station/sink/*:        host/ platform/ station/model/ station/store/ station/run/
 station/door:          host/ platform/ station/model/ station/run/
-station/command_line:  host/ simulator/ tasks/enumerations.h station/model/
-station/configuration: host/ platform/ simulator/ devices/protocol/ station/model/
+station/setup:         host/ platform/ simulator/ devices/protocol/ tasks/enumerations.h station/model/
 station/commands:      host/ platform/ simulator/ station/
 station/main:          simulator/ station/commands/
 "

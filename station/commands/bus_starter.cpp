@@ -5,7 +5,7 @@
 #include "simulator/bus_server.h"
 #include "simulator/device_arguments.h"
 #include "station/commands/commands.h"
-#include "station/configuration/device_registry.h"
+#include "station/store/device_registry.h"
 #include "station/run/capacity.h"
 
 namespace orvix::station {

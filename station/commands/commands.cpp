@@ -33,11 +33,7 @@ BusSetup SetupOf(const BusOptions& options, const PortOptions& port, Station& st
     setup.PortPath = setup.PortLabel;
     setup.PortNumber = PortNumberIn(station.Folders, setup.PortLabel);
     setup.Devices = port.Devices;
-    setup.Retries = options.Retries.value_or(setup.Retries);
-    setup.TimeoutFactor = options.TimeoutFactor.value_or(setup.TimeoutFactor);
-    setup.Debug = options.Debug;
-    setup.DriverThread = options.DriverThread;
-    setup.Trace = options.Trace;
+    Apply(options.OfBuses, setup);
     return setup;
 }
 

@@ -3,7 +3,7 @@
 #include <memory>
 #include <optional>
 
-#include "station/command_line/command_line.h"
+#include "station/setup/command_line.h"
 #include "station/commands/main_loop.h"
 #include "station/run/output.h"
 #include "station/source/bus_thread.h"

@@ -1,7 +1,7 @@
 #include <iostream>
 
 #include "station/commands/commands.h"
-#include "station/configuration/configuration.h"
+#include "station/setup/configuration.h"
 
 namespace orvix::station {
 namespace {

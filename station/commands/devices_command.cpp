@@ -3,7 +3,7 @@
 
 #include "simulator/device_arguments.h"
 #include "station/commands/commands.h"
-#include "station/configuration/device_registry.h"
+#include "station/store/device_registry.h"
 #include "station/library/folders.h"
 
 namespace orvix::station {

@@ -2,7 +2,7 @@
 
 #include <unistd.h>
 
-#include "station/configuration/device_registry.h"
+#include "station/store/device_registry.h"
 
 namespace orvix::station {
 

@@ -2,7 +2,7 @@
 
 #include "station/commands/commands.h"
 #include "station/commands/run_setup.h"
-#include "station/configuration/configuration.h"
+#include "station/setup/configuration.h"
 #include "station/door/health_requests.h"
 #include "station/door/health_text.h"
 #include "station/model/clock.h"

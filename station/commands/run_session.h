@@ -5,7 +5,7 @@
 #include <string>
 
 #include "simulator/bus_server.h"
-#include "station/command_line/command_line.h"
+#include "station/setup/command_line.h"
 #include "station/commands/bus_starter.h"
 #include "station/commands/live_output.h"
 #include "station/commands/main_loop.h"

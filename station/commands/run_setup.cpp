@@ -4,7 +4,7 @@
 #include <set>
 
 #include "station/commands/commands.h"
-#include "station/configuration/configuration.h"
+#include "station/setup/configuration.h"
 
 namespace orvix::station {
 namespace {
@@ -39,15 +39,6 @@ void TakePorts(std::vector<BusSetup>& buses, const std::vector<PortOptions>& por
     TakeDevices(buses[0], ports[0]);
 }
 
-void TakeValues(BusSetup& bus, const RunOptions& options) {
-    bus.Every = options.Every.value_or(bus.Every);
-    bus.Retries = options.Bus.Retries.value_or(bus.Retries);
-    bus.TimeoutFactor = options.Bus.TimeoutFactor.value_or(bus.TimeoutFactor);
-    bus.DriverThread = bus.DriverThread || options.Bus.DriverThread;
-    bus.Debug = options.Bus.Debug;
-    bus.Trace = options.Bus.Trace;
-}
-
 /// A bus without a name is called by its port; simulated ones are numbered.
 void NameBuses(std::vector<BusSetup>& buses) {
     std::set<std::string> taken;
@@ -67,11 +58,10 @@ void NameBuses(std::vector<BusSetup>& buses) {
 StationSetup SetupOf(const RunOptions& options) {
     auto setup = options.Configuration.empty() ? StationSetup{} : LoadConfiguration(options.Configuration);
     if (!options.Bus.Data.empty()) setup.Data = options.Bus.Data;
-    if (!options.Metrics.empty()) setup.Metrics = options.Metrics;
-    setup.History.On = setup.History.On && !options.NoHistory;
+    Apply(options.OfStation, setup);
     TakePorts(setup.Buses, options.Bus.Ports);
     for (auto& bus : setup.Buses)
-        TakeValues(bus, options);
+        Apply(options.Bus.OfBuses, bus);
     NameBuses(setup.Buses);
     return setup;
 }

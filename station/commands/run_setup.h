@@ -1,6 +1,6 @@
 #pragma once
 
-#include "station/command_line/command_line.h"
+#include "station/setup/command_line.h"
 #include "station/model/station_setup.h"
 
 namespace orvix::station {

@@ -1,38 +1,15 @@
 #include "station/model/history_time.h"
 
-#include <charconv>
 #include <chrono>
-#include <cmath>
 #include <optional>
 #include <string_view>
 #include <vector>
 
 #include "host/error.h"
+#include "station/model/time_span.h"
 
 namespace orvix::station {
 namespace {
-
-struct Unit {
-    char Name;
-    double Milliseconds;
-};
-
-constexpr Unit kUnits[] = {{'s', 1e3}, {'m', 60e3}, {'h', 3600e3}, {'d', 86400e3}};
-
-constexpr double kLongest = 100 * 366 * 86400e3;
-
-std::optional<std::int64_t> Ago(std::string_view text) {
-    for (const auto& unit : kUnits) {
-        if (!text.ends_with(unit.Name)) continue;
-        double count = 0;
-        const auto* end = text.data() + text.size() - 1;
-        const auto read = std::from_chars(text.data(), end, count);
-        const double milliseconds = count * unit.Milliseconds;
-        if (read.ec != std::errc() || read.ptr != end || !(milliseconds >= 0 && milliseconds <= kLongest)) break;
-        return std::llround(milliseconds);
-    }
-    return std::nullopt;
-}
 
 /// Digits where the form has a "d", the form's own characters elsewhere. Returns the numbers.
 std::optional<std::vector<int>> NumbersOf(std::string_view text, std::string_view form) {
@@ -70,10 +47,10 @@ std::optional<std::int64_t> When(std::string text) {
 }  // namespace
 
 std::int64_t ParseHistoryTime(const std::string& text, std::int64_t now) {
-    if (const auto ago = Ago(text)) return now - *ago;
+    if (const auto ago = ParseTimeSpan(text)) return now - ago->count();
     if (const auto when = When(text)) return *when;
     throw Error(errors::General, "'" + text +
-                                     "' is no time: write how long ago, such as 15m, 2h or 30d, or when in UTC, "
+                                     "' is no time: write how long ago, such as 15m, 2h, 30d or 1h30m, or when in UTC, "
                                      "such as 2026-11-22T10:00");
 }
 

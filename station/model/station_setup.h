@@ -29,6 +29,8 @@ struct StationSetup {
     std::vector<std::string> OnAlarm;
     /// Host and port at which metrics are offered, "127.0.0.1:9400"; empty: nowhere.
     std::string Metrics;
+
+    bool operator==(const StationSetup&) const = default;
 };
 
 }  // namespace orvix::station

@@ -100,7 +100,7 @@ TEST(Faults, WrongTextsAreRefusedWithTheReason) {
         {"drop:nth=1.5", "whole number"},
         {"drop:nth=2:rate=0.5", "not both"},
         {"delay", "by=80ms"},
-        {"delay:by=80", "duration"},
+        {"delay:by=80", "no time"},
         {"unplug@5", "whole bus"},
         {"unplug:for=5s:every=5s", "longer"},
     };

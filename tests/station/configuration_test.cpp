@@ -1,4 +1,4 @@
-#include "station/configuration/configuration.h"
+#include "station/setup/configuration.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -80,7 +80,7 @@ TEST(Configuration, EveryErrorHasItsPlaceAndKey) {
         std::string Text;
         std::vector<std::string> Lines;
     } cases[] = {
-        {"[[bus]]\nevery = \"10ms\"", {"f:2:9: bus[0].every: the shortest period is 100ms"}},
+        {"[[bus]]\nevery = \"10ms\"", {"f:2:9: bus[0].every: '10ms' is not from 100ms to 576h"}},
         {"[[bus]]\nevery = 1", {"f:2:9: bus[0].every: write a text in quotes, and not an empty one"}},
         {"[[bus]]\nport = \"\"", {"f:2:8: bus[0].port: write a text in quotes, and not an empty one"}},
         {"[[bus]]\nevry = \"1s\"", {"f:2:1: bus[0].evry: there is no such key; did you mean every?"}},
@@ -93,7 +93,7 @@ TEST(Configuration, EveryErrorHasItsPlaceAndKey) {
         {"[[bus]]\nretries = -1\ntimeout_factor = 0\n[history]\nkeep = \"1s\"\nmax_size = \"9EB\"\non = 1",
          {"f:2:11: bus[0].retries: write a whole number from 0 to 100",
           "f:3:18: bus[0].timeout_factor: write a whole number from 1 to 10000",
-          "f:5:8: history.keep: write \"36h\", \"90d\" or \"4w\", up to a hundred years",
+          "f:5:8: history.keep: '1s' is not from 1h to 876000h",
           "f:6:12: history.max_size: write \"500MB\" or \"2GB\", at least 1MB",
           "f:7:6: history.on: write true or false"}},
         {"[[bus]]\n[[bus.device]]\nname = \"x\"",

@@ -1,4 +1,4 @@
-#include "station/configuration/device_registry.h"
+#include "station/store/device_registry.h"
 
 #include "platform/sqlite_database.h"
 

@@ -10,7 +10,7 @@
 namespace orvix::station {
 
 /// Everything that is wrong with a configuration, in the order of its lines; its text is these lines. Each names file,
-/// line, column and key where there are any: "nimbo1.toml:7:9: bus[0].every: the shortest period is 100ms".
+/// line, column and key where there are any: "nimbo1.toml:7:9: bus[0].retries: write a whole number from 0 to 100".
 class ConfigurationError : public std::runtime_error {
 public:
     explicit ConfigurationError(std::vector<std::string> lines);
@@ -29,8 +29,8 @@ private:
 ///   [metrics]         listen
 ///   [alarms]          on_alarm
 ///
-/// Only address and model must be there. Periods are written as on the command line; `keep` also in days "90d" and
-/// weeks; sizes with KB, MB or GB. Relative paths are those of the current folder. `name` is the text's name in errors.
+/// Only address and model must be there. Spans of time are written as ParseTimeSpan reads them, sizes with KB,
+/// MB or GB. Relative paths begin at the folder of the file. `name` is the text's name in errors.
 /// Raises ConfigurationError.
 StationSetup ParseConfiguration(std::string_view text, const std::string& name);
 

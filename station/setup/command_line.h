@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "simulator/simulated_bus.h"
-#include "station/model/bus_setup.h"
 #include "station/model/export_target.h"
 #include "station/model/history_query.h"
 #include "station/model/scan_range.h"
+#include "station/setup/option.h"
 #include "tasks/enumerations.h"
 
 namespace orvix::station {
@@ -33,27 +33,22 @@ struct PortOptions {
 
 /// Options of every command that uses a bus.
 struct BusOptions {
-    std::vector<PortOptions> Ports;  ///< at least one
-    std::string Data;                ///< empty: the user's data folder
-    std::optional<std::int32_t> Retries;
-    std::optional<std::int32_t> TimeoutFactor;
+    std::vector<PortOptions> Ports{{}};  ///< at least one; each device is on the port before it
+    bool HasEarlyDevices = false;        ///< devices of the first port stand before it
+    std::string Data;                    ///< empty: the user's data folder
+    Said<BusSetup> OfBuses;              ///< what is said of every bus
     bool Json = false;
     bool Verbose = false;
-    bool Debug = false;
-    bool DriverThread = false;
-    bool Trace = false;
 };
 
 struct RunOptions {
     BusOptions Bus;
-    std::string Configuration;  ///< its file; empty: none
-    bool NoHistory = false;
-    std::optional<std::chrono::milliseconds> Every;
+    std::string Configuration;     ///< its file, absolute path; empty: none
+    Said<StationSetup> OfStation;  ///< what is said of the station
     std::optional<std::chrono::milliseconds> For;
-    bool Plain = false;   ///< lines, also on a terminal
-    bool Quiet = false;   ///< no readings, only what is out of the ordinary
-    std::string Metrics;  ///< "127.0.0.1:9400"; empty: no metrics
-    std::string Record;   ///< file to keep what happens on the lines in, absolute path; empty: none
+    bool Plain = false;  ///< lines, also on a terminal
+    bool Quiet = false;  ///< no readings, only what is out of the ordinary
+    std::string Record;  ///< file to keep what happens on the lines in, absolute path; empty: none
 };
 
 struct ReadOptions {

@@ -1,0 +1,160 @@
+#include "station/setup/configuration.h"
+
+#include <algorithm>
+
+#include "devices/protocol/basOrvixNB1.h"
+#include "host/error.h"
+#include "host/text.h"
+#include "platform/regular_file.h"
+#include "simulator/device_arguments.h"
+#include "station/setup/file_value.h"
+#include "station/setup/option.h"
+
+namespace orvix::station {
+namespace {
+
+// A station has hundreds of devices at most; what is larger is no configuration.
+constexpr std::size_t kLargestFile = std::size_t{1024} * 1024;
+
+std::int32_t ModelOf(const FileValue& value) {
+    const auto* number = value.Node.As<std::int64_t>();
+    try {
+        return simulator::ParseModel(number != nullptr ? std::to_string(*number) : value.Text());
+    } catch (const simulator::ArgumentError&) {
+        throw BadValue("the model must be \"sensor\" (106) or \"digital\" (104)");
+    }
+}
+
+void ReadInputs(const FileValue& inputs, AlarmLimits& limits) {
+    for (const auto& [bit, place, value] : inputs.Members()) {
+        const auto* state = value.As<bool>();
+        if (bit.size() != 1 || bit[0] < '0' || bit[0] > '7' || state == nullptr) {
+            throw BadValue("write the inputs that are an alarm by bit, such as { 0 = true, 7 = false }");
+        }
+        (*state ? limits.InputsOn : limits.InputsOff) |= 1U << (bit[0] - '0');
+    }
+}
+
+std::vector<FileKey> DeviceKeys(DeviceSetup& device) {
+    auto& limits = device.Limits;
+    return {{"address", [&](const FileValue& value) { device.Address = static_cast<int>(value.Whole(1, 255)); }},
+            {"model", [&](const FileValue& value) { device.Model = ModelOf(value); }},
+            {"name", [&](const FileValue& value) { device.Name = value.Text(); }},
+            {"low", [&](const FileValue& value) { limits.Low = value.Real(); }},
+            {"high", [&](const FileValue& value) { limits.High = value.Real(); }},
+            {"inputs", [&](const FileValue& value) { ReadInputs(value, limits); }},
+            {"hold_off", [&](const FileValue& value) { limits.HoldOff = static_cast<int>(value.Whole(1, 1000)); }}};
+}
+
+/// What is wrong with a device as a whole; a value that could not be used has been told already.
+void CheckDevice(const FileValue& table, const DeviceSetup& device) {
+    for (const char* key : {"address", "model"}) {
+        if (table.Member(key) == nullptr) table.Complain(key, "the " + std::string(key) + " is missing");
+    }
+    const auto& limits = device.Limits;
+    if (limits.Low && limits.High && *limits.Low >= *limits.High) table.Complain("low", "must be below high");
+    if (device.Model == kDigitalModuleModel && (limits.Low || limits.High)) {
+        table.Complain(limits.Low ? "low" : "high", "a digital module has inputs, not temperatures");
+    }
+    if (device.Model == kTemperatureSensorModel && (limits.InputsOn | limits.InputsOff) != 0) {
+        table.Complain("inputs", "a sensor has a temperature, not inputs");
+    }
+}
+
+void ReadDevices(const FileValue& devices, BusSetup& bus) {
+    devices.EachTable([&](const FileValue& table) {
+        DeviceSetup device;
+        ReadTable(table, DeviceKeys(device));
+        CheckDevice(table, device);
+        const auto isAlike = [&](const DeviceSetup& other) { return other.Address == device.Address; };
+        if (device.Address > 0 && std::any_of(bus.Devices.begin(), bus.Devices.end(), isAlike)) {
+            table.Complain("address", "address " + std::to_string(device.Address) + " is there twice on this bus");
+        }
+        bus.Devices.push_back(device);
+    });
+}
+
+/// The rows whose keys stand in `table`, or in none when it is empty.
+template <class Target>
+std::vector<FileKey> KeysOf(std::span<const Option<Target>> options, const std::string& table, Target& target) {
+    std::vector<FileKey> keys;
+    for (const auto& option : options) {
+        if (option.Key == nullptr) continue;
+        const std::string key(option.Key);
+        const auto dot = key.find('.');
+        if ((dot == std::string::npos ? "" : key.substr(0, dot)) != table) continue;
+        keys.push_back(
+            {key.substr(dot + 1), [&option, &target](const FileValue& value) { option.Read(value, target); }});
+    }
+    return keys;
+}
+
+void ReadBuses(const FileValue& buses, StationSetup& setup) {
+    buses.EachTable([&](const FileValue& table) {
+        BusSetup bus;
+        auto keys = KeysOf(BusOptionTable(), {}, bus);
+        keys.push_back({"device", [&](const FileValue& value) { ReadDevices(value, bus); }});
+        ReadTable(table, keys);
+        for (const auto& other : setup.Buses) {
+            if (!bus.PortPath.empty() && bus.PortPath == other.PortPath)
+                table.Complain("port", "this port is there twice");
+            if (!bus.PortLabel.empty() && bus.PortLabel == other.PortLabel) {
+                table.Complain("name", "this name is there twice");
+            }
+        }
+        setup.Buses.push_back(bus);
+    });
+}
+
+std::vector<FileKey> StationKeys(StationSetup& setup) {
+    auto keys = KeysOf(StationOptionTable(), {}, setup);
+    keys.push_back({"bus", [&](const FileValue& value) { ReadBuses(value, setup); }});
+    for (const char* name : {"history", "metrics", "alarms"}) {
+        keys.push_back({name, [&setup, name](const FileValue& value) {
+                            ReadTable(value, KeysOf(StationOptionTable(), name, setup));
+                        }});
+    }
+    return keys;
+}
+
+TomlNode TreeOf(std::string_view text, Complaints& wrong) {
+    try {
+        return ParseToml(text);
+    } catch (const TomlError& error) {
+        wrong.Add(error.At, {}, error.what());
+        throw ConfigurationError(wrong.Lines());
+    }
+}
+
+std::string Joined(const std::vector<std::string>& lines) {
+    std::string text;
+    for (const auto& line : lines)
+        text += (text.empty() ? "" : "\n") + line;
+    return text;
+}
+
+}  // namespace
+
+ConfigurationError::ConfigurationError(std::vector<std::string> lines)
+    : std::runtime_error(Joined(lines)), m_Lines(std::move(lines)) {}
+
+StationSetup ParseConfiguration(std::string_view text, const std::string& name) {
+    Complaints wrong(name);
+    const auto tree = TreeOf(text, wrong);
+    StationSetup setup;
+    ReadTable(FileValue(tree, {}, wrong), StationKeys(setup));
+    if (wrong.Any()) throw ConfigurationError(wrong.Lines());
+    return setup;
+}
+
+StationSetup LoadConfiguration(const std::string& path) {
+    std::string text;
+    try {
+        text = BytesToText(platform::ReadRegularFile(path, kLargestFile));
+    } catch (const Error& error) {
+        throw ConfigurationError({error.Description});
+    }
+    return ParseConfiguration(text, path);
+}
+
+}  // namespace orvix::station

@@ -1,0 +1,70 @@
+#include "station/setup/option.h"
+
+#include "station/model/metrics_address.h"
+#include "station/model/time_span.h"
+
+namespace orvix::station {
+namespace {
+
+// Timers count milliseconds in 32 bits.
+constexpr std::chrono::hours kLongestPeriod{24 * 24};
+
+constexpr Option<BusSetup> kBusOptions[] = {
+    {"port", nullptr, nullptr, nullptr, [](const Value& value, BusSetup& bus) { bus.PortPath = value.Path(); }},
+    {"name", nullptr, nullptr, nullptr, [](const Value& value, BusSetup& bus) { bus.PortLabel = value.Text(); }},
+    {"every", "--every", "TIME", "polling period (1s)",
+     [](const Value& value, BusSetup& bus) { bus.Every = value.Span(kShortestPeriod, kLongestPeriod); }},
+    {"retries", "--retries", "N", "extra attempts of a failed exchange (3)",
+     [](const Value& value, BusSetup& bus) { bus.Retries = static_cast<std::int32_t>(value.Whole(0, kMostRetries)); }},
+    {"timeout_factor", "--timeout-factor", "MS", "time-out per character (10); an answer has five of them",
+     [](const Value& value, BusSetup& bus) {
+         bus.TimeoutFactor = static_cast<std::int32_t>(value.Whole(1, kLongestTimeoutFactor));
+     }},
+    {"driver_thread", "--driver-thread", nullptr, "run the driver on a thread of its own",
+     [](const Value& value, BusSetup& bus) { bus.DriverThread = value.Boolean(); }},
+    {nullptr, "--trace", nullptr,
+     "write a trace into the folder Log of the data folder, in the file of the day of its start, and to nimbo1 trace",
+     [](const Value& value, BusSetup& bus) { bus.Trace = value.Boolean(); }},
+    {nullptr, "--debug", nullptr, "show the driver's debug lines; implies --verbose",
+     [](const Value& value, BusSetup& bus) { bus.Debug = value.Boolean(); }},
+};
+
+/// Host and port: what stands behind the last colon is a number, and something stands before it.
+std::string ListenAddress(const Value& value) {
+    auto text = value.Text();
+    if (!ParseMetricsAddress(text)) throw BadValue(kMetricsAddressForm);
+    return text;
+}
+
+std::chrono::hours Kept(const Value& value) {
+    return std::chrono::floor<std::chrono::hours>(value.Span(std::chrono::hours(1), kLongestTimeSpan));
+}
+
+constexpr Option<StationSetup> kStationOptions[] = {
+    {"data", "--data", "DIR", "folder of the database and of what is recorded",
+     [](const Value& value, StationSetup& setup) { setup.Data = value.Path(); }},
+    {"history.on", nullptr, nullptr, nullptr,
+     [](const Value& value, StationSetup& setup) { setup.History.On = value.Boolean(); }},
+    {nullptr, "--no-history", nullptr, "do not record the readings",
+     [](const Value& value, StationSetup& setup) { setup.History.On = setup.History.On && !value.Boolean(); }},
+    {"history.keep", nullptr, nullptr, nullptr,
+     [](const Value& value, StationSetup& setup) { setup.History.Keep = Kept(value); }},
+    {"history.max_size", nullptr, nullptr, nullptr,
+     [](const Value& value, StationSetup& setup) { setup.History.MostBytes = value.Size(); }},
+    {"metrics.listen", "--metrics", "ADDRESS:PORT", "offer metrics to Prometheus at http://ADDRESS:PORT/metrics",
+     [](const Value& value, StationSetup& setup) { setup.Metrics = ListenAddress(value); }},
+    {"alarms.on_alarm", nullptr, nullptr, nullptr,
+     [](const Value& value, StationSetup& setup) { setup.OnAlarm = value.Texts(); }},
+};
+
+}  // namespace
+
+std::span<const Option<BusSetup>> BusOptionTable() {
+    return kBusOptions;
+}
+
+std::span<const Option<StationSetup>> StationOptionTable() {
+    return kStationOptions;
+}
+
+}  // namespace orvix::station

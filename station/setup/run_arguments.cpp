@@ -1,0 +1,46 @@
+#include "station/setup/arguments.h"
+
+namespace orvix::station {
+namespace {
+
+// Timers count milliseconds in 32 bits.
+constexpr std::chrono::hours kLongestRun{24 * 24};
+
+/// A command that goes online and prints each reading; it keeps a recording in the file that `recordOption` names.
+Command Running(const char* name, const char* help, const char* recordOption) {
+    const auto options = std::make_shared<RunOptions>();
+    auto& bus = options->Bus;
+    auto arguments = PortArguments([&bus](const Value& value) { AddPort(bus, value.Path()); },
+                                   [&bus](const Value& value) { AddDevice(bus, value.Text()); });
+    auto record = PathOf(recordOption, "FILE", "keep what happens on the lines in this new file, for nimbo1 replay",
+                         options->Record);
+    record.IsRequired = !record.Name.starts_with('-');
+    arguments.push_back(std::move(record));
+    for (auto& argument : BusArguments(bus))
+        arguments.push_back(std::move(argument));
+    arguments.push_back(
+        PathOf("--config", "FILE", "buses, devices and all else; options here win over it", options->Configuration));
+    arguments.push_back(BusOption("--every", bus));
+    arguments.push_back(
+        {.Name = "--for", .Type = "TIME", .Help = "stop after this time", .Take = [options](const Value& value) {
+             options->For = value.Span(std::chrono::milliseconds(1), kLongestRun);
+         }});
+    arguments.push_back(Flag("--plain", "lines instead of the live screen, also on a terminal", options->Plain));
+    arguments.push_back(Flag("-q,--quiet", "no readings, only what is out of the ordinary", options->Quiet));
+    for (const char* option : {"--metrics", "--no-history"})
+        arguments.push_back(StationOption(option, options->OfStation));
+    return {name, help, std::move(arguments), [options] { return *options; }};
+}
+
+}  // namespace
+
+Command RunCommand() {
+    return Running("run", "go online and show the readings (the default command): live on a terminal, else one a line",
+                   "--record");
+}
+
+Command RecordCommand() {
+    return Running("record", "the same as run --record FILE", "file");
+}
+
+}  // namespace orvix::station

@@ -1,0 +1,50 @@
+#include "station/setup/arguments.h"
+
+// Commands that take next to nothing.
+
+namespace orvix::station {
+
+Command HealthCommand() {
+    const auto options = std::make_shared<HealthOptions>();
+    return {"health",
+            "how the running station's buses and devices are, and what to mend",
+            {DataOption(options->Data), JsonFlag(options->Json)},
+            [options] { return *options; }};
+}
+
+Command ReplayCommand() {
+    const auto options = std::make_shared<ReplayOptions>();
+    auto file = PathOf("file", "FILE", "what nimbo1 record has written", options->File);
+    file.IsRequired = true;
+    return {"replay",
+            "play a recording back: the same readings and errors",
+            {std::move(file), Flag("--fast", "as fast as possible instead of in real time", options->Fast),
+             JsonFlag(options->Json)},
+            [options] { return *options; }};
+}
+
+Command TraceCommand() {
+    const auto options = std::make_shared<TraceOptions>();
+    return {
+        "trace",
+        "show the trace lines of all your stations as they are made, until Ctrl-C. A station that runs with --trace "
+        "looks for this viewer once, with its first line: start the viewer before the stations",
+        {JsonFlag(options->Json)},
+        [options] { return *options; }};
+}
+
+Command ConfigCommand() {
+    const auto options = std::make_shared<ConfigCheckOptions>();
+    auto file = TextOf("file", "FILE", "the configuration file", options->File);
+    file.IsRequired = true;
+    return {.Name = "config",
+            .Help = "work with a configuration file",
+            .Arguments = {},
+            .Finish = nullptr,
+            .Inside = {{"check",
+                        "say what is wrong with a configuration file, or what it holds",
+                        {std::move(file)},
+                        [options] { return *options; }}}};
+}
+
+}  // namespace orvix::station
