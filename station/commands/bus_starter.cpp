@@ -5,8 +5,8 @@
 #include "simulator/bus_server.h"
 #include "simulator/device_arguments.h"
 #include "station/commands/commands.h"
-#include "station/store/device_registry.h"
 #include "station/run/capacity.h"
+#include "station/store/device_registry.h"
 
 namespace orvix::station {
 namespace {

@@ -3,9 +3,9 @@
 #include <memory>
 #include <optional>
 
-#include "station/setup/command_line.h"
 #include "station/commands/main_loop.h"
 #include "station/run/output.h"
+#include "station/setup/command_line.h"
 #include "station/source/bus_thread.h"
 
 namespace orvix::simulator {

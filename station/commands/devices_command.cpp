@@ -3,8 +3,8 @@
 
 #include "simulator/device_arguments.h"
 #include "station/commands/commands.h"
-#include "station/store/device_registry.h"
 #include "station/library/folders.h"
+#include "station/store/device_registry.h"
 
 namespace orvix::station {
 namespace {

@@ -2,10 +2,10 @@
 
 #include "station/commands/commands.h"
 #include "station/commands/run_setup.h"
-#include "station/setup/configuration.h"
 #include "station/door/health_requests.h"
 #include "station/door/health_text.h"
 #include "station/model/clock.h"
+#include "station/setup/configuration.h"
 #include "station/store/history_schema.h"
 
 namespace orvix::station {

@@ -5,7 +5,6 @@
 #include <string>
 
 #include "simulator/bus_server.h"
-#include "station/setup/command_line.h"
 #include "station/commands/bus_starter.h"
 #include "station/commands/live_output.h"
 #include "station/commands/main_loop.h"
@@ -14,6 +13,7 @@
 #include "station/door/metrics.h"
 #include "station/run/health_book.h"
 #include "station/run/station_run.h"
+#include "station/setup/command_line.h"
 #include "station/sink/alarm_program/alarm_command.h"
 #include "station/sink/history/history_recorder.h"
 #include "station/sink/lines/output_listener.h"

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "station/setup/command_line.h"
 #include "station/model/station_setup.h"
+#include "station/setup/command_line.h"
 
 namespace orvix::station {
 
