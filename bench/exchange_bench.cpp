@@ -19,6 +19,7 @@
 #include "host/text.h"
 #include "platform/real_apartment.h"
 #include "platform/serial_line.h"
+#include "station/line/line_tap.h"
 #include "tasks/cOrvixTaskNB1.h"
 #include "tests/support/test_host.h"
 
