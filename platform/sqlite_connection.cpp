@@ -5,8 +5,6 @@
 #include <system_error>
 #include <utility>
 
-#include "host/error.h"
-
 namespace orvix::platform {
 
 void SqliteCloser::operator()(sqlite3* handle) const {
@@ -53,10 +51,16 @@ void SqliteConnection::Fail(const std::string& reason) const {
     throw Error(errors::General, "database " + m_File + ": " + reason);
 }
 
+void SqliteConnection::Refuse(const std::string& reason) const {
+    throw UnusableDatabase(errors::General, "database " + m_File + ": " + reason);
+}
+
 void SqliteConnection::Fail() const {
     std::string reason = sqlite3_errmsg(m_Handle.get());
     // Of these, SQLite's own words do not say why.
     const int result = sqlite3_errcode(m_Handle.get());
+    const int kind = result & 0xFF;
+    if (kind == SQLITE_CORRUPT || kind == SQLITE_NOTADB) Refuse(reason);
     const int system = sqlite3_system_errno(m_Handle.get());
     if ((result == SQLITE_IOERR || result == SQLITE_CANTOPEN) && system != 0) {
         reason += " (" + std::system_category().message(system) + ")";
@@ -109,6 +113,11 @@ SqliteStatement& SqliteStatement::Bind(int parameter, double number) {
 
 SqliteStatement& SqliteStatement::BindNull(int parameter) {
     Check(sqlite3_bind_null(m_Handle.get(), parameter));
+    return *this;
+}
+
+SqliteStatement& SqliteStatement::Bind(int parameter, const SqliteStatement& row, int column) {
+    Check(sqlite3_bind_value(m_Handle.get(), parameter, sqlite3_column_value(row.m_Handle.get(), column)));
     return *this;
 }
 

@@ -4,6 +4,8 @@
 #include <memory>
 #include <string>
 
+#include "host/error.h"
+
 struct sqlite3;
 struct sqlite3_stmt;
 
@@ -15,8 +17,14 @@ struct SqliteCloser {
     void operator()(sqlite3_stmt* handle) const;
 };
 
+/// What is in a file is no database, a damaged one, or not one of this program.
+class UnusableDatabase : public Error {
+public:
+    using Error::Error;
+};
+
 /// An open database file. Another connection's lock is waited for, two seconds at most. Failures raise General, naming
-/// the file.
+/// the file; what is wrong with its contents is an UnusableDatabase.
 class SqliteConnection {
 public:
     enum class Access {
@@ -37,6 +45,8 @@ public:
     std::int64_t Changes() const;
     std::int32_t Version();
     [[noreturn]] void Fail(const std::string& reason) const;
+    /// Fails with an UnusableDatabase.
+    [[noreturn]] void Refuse(const std::string& reason) const;
     /// Fails with SQLite's own reason.
     [[noreturn]] void Fail() const;
 
@@ -58,6 +68,8 @@ public:
     SqliteStatement& Bind(int parameter, std::int64_t number);
     SqliteStatement& Bind(int parameter, double number);
     SqliteStatement& BindNull(int parameter);
+    /// Binds what is in the column of another statement's row.
+    SqliteStatement& Bind(int parameter, const SqliteStatement& row, int column);
     /// Goes to the next row, or runs a statement that gives none. Returns whether there is a row.
     bool Step();
     /// Runs a statement that gives no rows, and makes it ready to be run again.

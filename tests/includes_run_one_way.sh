@@ -25,6 +25,7 @@ station/line:          host/ devices/protocol/ station/model/
 station/library:       host/ platform/ tasks/i tasks/enumerations.h station/model/ station/line/ station/report/
 station/source:        host/ platform/ simulator/ devices/protocol/ tasks/i station/model/ station/store/ station/library/
 station/run:           host/ platform/ devices/protocol/ station/model/ station/line/ station/source/
+station/sink/history:  host/ devices/protocol/ station/model/ station/store/ station/run/
 station/sink/*:        host/ platform/ station/model/ station/store/ station/run/
 station/door:          host/ platform/ station/model/ station/run/
 station/setup:         host/ platform/ simulator/ devices/protocol/ tasks/enumerations.h station/model/

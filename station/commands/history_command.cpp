@@ -5,11 +5,13 @@
 #include "host/text.h"
 #include "platform/atomic_file.h"
 #include "station/commands/commands.h"
+#include "station/commands/figures_format.h"
 #include "station/commands/history_format.h"
 #include "station/commands/history_report.h"
 #include "station/commands/plot_samples.h"
 #include "station/library/folders.h"
 #include "station/model/clock.h"
+#include "station/model/local_time.h"
 #include "station/store/history_schema.h"
 
 namespace orvix::station {
@@ -37,11 +39,14 @@ void RunBeside(MainLoop& loop, const std::function<void(const std::atomic<bool>&
 /// Gives rows as text to `write`, in chunks, until it returns false.
 void WriteRows(HistoryReader& reader, const HistoryQuery& query, HistoryFormat format,
                const std::function<bool(const std::string&)>& write) {
-    const auto series = reader.Find(query);
+    const auto devices = reader.Find(query);
     std::string text = HeadingOf(format);
-    reader.Read(series, query.Time, [&](const HistoryRow& row) {
-        text += LineOf(row, format);
-        if (text.size() < kChunk) return true;
+    HistoryLines lines(format);
+    std::size_t chunk = 0;  // the first row is told at once
+    reader.Read(devices, query.Time, [&](const HistoryRow& row) {
+        lines.Append(text, row);
+        if (text.size() < chunk) return true;
+        chunk = kChunk;
         const bool goesOn = write(text);
         text.clear();
         return goesOn;
@@ -50,22 +55,73 @@ void WriteRows(HistoryReader& reader, const HistoryQuery& query, HistoryFormat f
 }
 
 std::string Summary(HistoryReader& reader, const HistoryOptions& options) {
-    std::vector<SeriesSummary> summaries;
-    for (const auto& series : reader.Find(options.Query))
-        summaries.push_back(reader.Summarize(series, options.Query.Time));
+    std::vector<HistorySummary> summaries;
+    for (const auto& device : reader.Find(options.Query))
+        summaries.push_back(reader.Summarize(device, options.Query.Time));
     return SummaryText(summaries, options.Format);
 }
 
-ByteArray Document(HistoryReader& reader, const HistoryQuery& query, const std::atomic<bool>& stop) {
-    std::vector<ReportedSeries> reported;
-    for (const auto& series : reader.Find(query)) {
-        PlotSamples samples(query.Time);
-        reader.Read({series}, query.Time, [&](const HistoryRow& row) {
-            samples.Add(row);
-            return !stop;
-        });
-        reported.push_back({reader.Summarize(series, query.Time), samples.Finish()});
+/// Gives minutes, hours or days, those that reach into the period, as text to `write` until it returns false.
+void WriteSpans(HistoryReader& reader, const HistoryOptions& options,
+                const std::function<bool(const std::string&)>& write) {
+    const auto devices = reader.Find(options.Query);
+    std::vector<FiguresQuery> figuresOf;
+    for (const auto& device : devices)
+        figuresOf.push_back(reader.FiguresOf(device));
+    const auto [since, until] = options.Query.Time;
+    std::string text = FiguresHeading(options.Format);
+    for (auto begin = BeginOf(*options.By, since); begin < until;) {
+        const auto end = EndOf(*options.By, begin);
+        for (std::size_t i = 0; i < devices.size(); ++i) {
+            const auto figures = figuresOf[i].Of({begin, end});
+            if (!figures.IsEmpty()) text += FiguresLine(begin, devices[i], figures, options.Format);
+        }
+        begin = end;
+        if (text.size() < kChunk) continue;
+        if (!write(text)) return;
+        text.clear();
     }
+    write(text);
+}
+
+struct Steps {
+    Period Time;
+    std::int64_t Width;
+};
+
+void AddFigures(PlotSamples& samples, FiguresQuery figures, const std::vector<HistoryRow>& gaps, const Steps& steps) {
+    auto gap = gaps.begin();
+    for (auto begin = steps.Time.Since / steps.Width * steps.Width; begin < steps.Time.Until; begin += steps.Width) {
+        const Period step{begin, begin + steps.Width};
+        for (; gap != gaps.end() && gap->Time < step.Until; ++gap)
+            samples.Add(*gap);
+        samples.Add(step.Since, step.Until, figures.Of(step));
+    }
+}
+
+/// Thins what there is of a device to what a plot shows; where the plot's steps are longer than a minute, by figures.
+PlotData PlotOf(HistoryReader& reader, const StoredDevice& device, const Period& period,
+                const std::atomic<bool>& stop) {
+    PlotSamples samples(period);
+    const auto width = device.IsInputs() ? std::nullopt : samples.FiguresWidth();
+    const bool isByFigures = width.has_value();
+    std::vector<HistoryRow> gaps;
+    reader.Read(
+        {device}, period,
+        [&](const HistoryRow& row) {
+            if (!isByFigures) samples.Add(row);
+            if (isByFigures) gaps.push_back(row);
+            return !stop;
+        },
+        isByFigures ? SeriesCursor::Rows::OnlyGaps : SeriesCursor::Rows::All);
+    if (isByFigures) AddFigures(samples, reader.FiguresOf(device), gaps, {period, *width});
+    return samples.Finish();
+}
+
+ByteArray Document(HistoryReader& reader, const HistoryQuery& query, const std::atomic<bool>& stop) {
+    std::vector<ReportedDevice> reported;
+    for (const auto& device : reader.Find(query))
+        reported.push_back({reader.Summarize(device, query.Time), PlotOf(reader, device, query.Time, stop)});
     return DrawHistory(reported, query.Time, FromUnixMilliseconds(UnixMilliseconds()));
 }
 
@@ -79,10 +135,16 @@ int Execute(const HistoryOptions& options, MainLoop& loop) {
             return;
         }
         bool isEmpty = true;
-        WriteRows(reader, options.Query, options.Format, [&](const std::string& text) {
-            isEmpty = isEmpty && text == HeadingOf(options.Format);
+        const auto heading = options.By ? FiguresHeading(options.Format) : HeadingOf(options.Format);
+        const auto write = [&](const std::string& text) {
+            isEmpty = isEmpty && text == heading;
             return (std::cout << text) && !stop;
-        });
+        };
+        if (options.By) {
+            WriteSpans(reader, options, write);
+        } else {
+            WriteRows(reader, options.Query, options.Format, write);
+        }
         if (isEmpty) OutputOf(false)->Note("nothing was recorded in that time; --since 1d looks further back");
     });
     return kDone;

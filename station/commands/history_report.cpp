@@ -3,7 +3,7 @@
 #include <chrono>
 #include <string>
 
-#include "station/commands/history_format.h"
+#include "station/commands/figures_format.h"
 #include "station/model/text.h"
 #include "station/report/page.h"
 
@@ -42,11 +42,11 @@ public:
         m_Canvas.DocumentTitle("Readings");
     }
 
-    ByteArray Draw(const std::vector<ReportedSeries>& series) {
+    ByteArray Draw(const std::vector<ReportedDevice>& devices) {
         DrawHead();
-        DrawTable(series);
-        for (const auto& one : series)
-            DrawSeries(one);
+        DrawTable(devices);
+        for (const auto& one : devices)
+            DrawDevice(one);
         DrawFooter();
         return m_Canvas.Finish();
     }
@@ -78,9 +78,9 @@ private:
 
     std::string PeriodText() const { return TimeText(m_Period.Since) + " to " + TimeText(m_Period.Until) + " UTC"; }
 
-    void DrawTable(const std::vector<ReportedSeries>& series) {
+    void DrawTable(const std::vector<ReportedDevice>& devices) {
         DrawHeadings();
-        for (const auto& one : series) {
+        for (const auto& one : devices) {
             if (MakeRoom(kRowHeight)) DrawHeadings();
             DrawRow(one.Summary);
         }
@@ -96,19 +96,20 @@ private:
         m_Canvas.Curve({{kMargin, m_Y + 4}, {kRight, m_Y + 4}}, 1, kInk);
     }
 
-    void DrawRow(const SeriesSummary& summary) {
-        const auto& key = summary.Series.Key;
-        const auto& range = summary.Range;
-        const auto value = [&](double ValueRange::*member) {
-            return ValueWithUnit(range ? ReadingValue(*range.*member) : ReadingValue());
+    void DrawRow(const HistorySummary& summary) {
+        const auto& key = summary.Device.Key;
+        const auto& figures = summary.Figures;
+        const bool hasRange = figures.Count > 0 && !summary.Device.IsInputs();
+        const auto value = [&](double number) {
+            return ValueWithUnit(hasRange ? ReadingValue(number) : ReadingValue());
         };
         const std::string cells[] = {key.Port,
                                      std::to_string(key.Address),
                                      key.Name,
-                                     std::to_string(summary.Count),
-                                     value(&ValueRange::Lowest),
-                                     value(&ValueRange::Mean),
-                                     value(&ValueRange::Highest),
+                                     std::to_string(figures.Count),
+                                     value(figures.Lowest),
+                                     value(figures.Mean()),
+                                     value(figures.Highest),
                                      std::to_string(summary.Gaps),
                                      GapTimeText(summary.GapTime)};
         m_Canvas.Font(kTextFont);
@@ -127,8 +128,8 @@ private:
         }
     }
 
-    void DrawSeries(const ReportedSeries& series) {
-        const auto& key = series.Summary.Series.Key;
+    void DrawDevice(const ReportedDevice& device) {
+        const auto& key = device.Summary.Device.Key;
         MakeRoom(kPlotHeight + kRowHeight);
         m_Canvas.Font(kBoldFont);
         m_Y += kRowHeight;
@@ -136,14 +137,14 @@ private:
                             std::to_string(key.Address) + "  " + key.Name + ", " + key.Variable + " on " + key.Port,
                             kInk, kRight - kMargin);
         m_Y += 4;
-        if (series.Plot.Samples.empty()) {
+        if (device.Plot.Samples.empty()) {
             m_Canvas.Font(kTextFont);
             m_Y += kRowHeight;
             m_Canvas.Text({kMargin, m_Y}, "There are no good readings.", kMuted);
         } else {
-            auto plot = series.Plot;
+            auto plot = device.Plot;
             plot.Font = kSmallFont;
-            plot.Unit = series.Summary.Series.IsInputs() ? "" : "°C";
+            plot.Unit = device.Summary.Device.IsInputs() ? "" : "°C";
             DrawPlot(m_Canvas, {kMargin, m_Y, kRight - kMargin, kPlotHeight}, plot);
             m_Y += kPlotHeight;
         }
@@ -168,8 +169,8 @@ private:
 
 }  // namespace
 
-ByteArray DrawHistory(const std::vector<ReportedSeries>& series, const Period& period, Date printed) {
-    return Document(period, printed).Draw(series);
+ByteArray DrawHistory(const std::vector<ReportedDevice>& devices, const Period& period, Date printed) {
+    return Document(period, printed).Draw(devices);
 }
 
 }  // namespace orvix::station

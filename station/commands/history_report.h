@@ -9,12 +9,12 @@
 namespace orvix::station {
 
 /// What a document says of one series.
-struct ReportedSeries {
-    SeriesSummary Summary;
+struct ReportedDevice {
+    HistorySummary Summary;
     PlotData Plot;
 };
 
 /// A document of a period as PDF: a table of all series, then a plot of each. `printed` is its date, UTC.
-ByteArray DrawHistory(const std::vector<ReportedSeries>& series, const Period& period, Date printed);
+ByteArray DrawHistory(const std::vector<ReportedDevice>& devices, const Period& period, Date printed);
 
 }  // namespace orvix::station

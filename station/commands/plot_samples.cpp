@@ -13,22 +13,22 @@ double Days(std::int64_t time) {
     return FromUnixMilliseconds(time).Days;
 }
 
-double NumberOf(const ReadingValue& value) {
-    const auto* inputs = std::get_if<std::int32_t>(&value);
-    return inputs == nullptr ? std::get<double>(value) : *inputs;
-}
-
 }  // namespace
 
 std::int64_t PlotSamples::SliceOf(std::int64_t time) const {
     return (time - m_Period.Since) * kSlices / (m_Period.Until - m_Period.Since);
 }
 
+std::optional<std::int64_t> PlotSamples::FiguresWidth() const {
+    const auto width = (m_Period.Until - m_Period.Since) / kSlices;
+    if (width < kMinute) return std::nullopt;
+    return width < kHour ? width / kMinute * kMinute : width / kHour * kHour;
+}
+
 void PlotSamples::Add(const HistoryRow& row) {
-    if (std::holds_alternative<std::monostate>(row.Value)) {
-        AddGap(row);
-        return;
-    }
+    if (row.IsGap()) AddGap(row);
+    // What is doubtful would only spoil the scale.
+    if (row.IsGap() || row.Why != Doubt::None) return;
     const Value value{row.Time, NumberOf(row.Value)};
     if (SliceOf(row.Time) != m_Slice) {
         EndSlice();
@@ -37,6 +37,14 @@ void PlotSamples::Add(const HistoryRow& row) {
     }
     if (value.Number < m_Lowest.Number) m_Lowest = value;
     if (value.Number > m_Highest.Number) m_Highest = value;
+}
+
+void PlotSamples::Add(std::int64_t begin, std::int64_t end, const Figures& figures) {
+    if (figures.Count == 0) return;
+    m_Slice = SliceOf(begin);
+    m_Lowest = {std::max(begin, m_Period.Since), figures.Lowest};
+    m_Highest = {begin + (end - begin) / 2, figures.Highest};
+    EndSlice();
 }
 
 void PlotSamples::AddGap(const HistoryRow& row) {

@@ -13,6 +13,11 @@ public:
 
     /// In order of time.
     void Add(const HistoryRow& row);
+    /// What the readings from a time on come to, in place of them.
+    void Add(std::int64_t begin, std::int64_t end, const Figures& figures);
+    /// The width of spans that show as much as the plot can, whole minutes or hours; nothing when that is below a
+    /// minute.
+    std::optional<std::int64_t> FiguresWidth() const;
     /// Samples, gaps and period of the plot.
     PlotData Finish();
 

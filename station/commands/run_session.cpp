@@ -140,7 +140,7 @@ int RunSession::Finish() {
     if (lost > 0) m_Output.Note("history: " + std::to_string(lost) + " readings could not be written and are lost");
     if (const auto summary = m_Listener.Summary(); !summary.empty()) m_Output.Note(summary);
     m_Lines.Finish();
-    return m_Listener.AnyGood() ? kDone : kFailed;
+    return m_Listener.AnyGood() && lost == 0 ? kDone : kFailed;
 }
 
 }  // namespace orvix::station

@@ -20,6 +20,7 @@ struct AlarmEvent {
     double Value = 0;    ///< the reading that started or ended it: degrees Celsius, or the state of the input, 0 or 1
     double Limit = 0;    ///< what Value is compared with
     bool Withdrawn = false;  ///< it ends because its limit is there no more
+    std::int64_t Seq = 0;    ///< of this run's readings and alarms, counted from 1 when they are taken
 
     /// "high", "low" or "input 3".
     std::string KindText() const;

@@ -9,6 +9,7 @@ namespace orvix::station {
 std::int64_t UnixMilliseconds();
 /// "2026-11-22T19:12:03.120Z".
 std::string IsoText(std::int64_t unixMilliseconds);
+void AppendIsoText(std::string& text, std::int64_t unixMilliseconds);
 /// "19:12:03", UTC.
 std::string ClockText(std::int64_t unixMilliseconds);
 

@@ -19,6 +19,16 @@ struct Failure {
 /// Nothing, degrees Celsius, the input byte, or a serial number as text.
 using ReadingValue = std::variant<std::monostate, double, std::int32_t, std::string>;
 
+/// Why a value that a device has answered may be wrong. The numbers are in the history.
+enum class Doubt {
+    None = 0,
+    OutOfRange = 1,     ///< not what the device can measure
+    PowerOnValue = 2,   ///< 85 degrees, which a sensor also has before it has measured
+    Jump = 3,           ///< too far from the value before, and not confirmed
+    ReplyCode = 4,      ///< the answer's code is not that of most answers
+    OuterChecksum = 5,  ///< the answer's outer checksum is wrong, which it was not in most answers
+};
+
 /// How much a value is worth now.
 enum class Quality {
     Good,
@@ -38,6 +48,8 @@ struct Reading {
     std::string Name;
     std::string Variable;
     ReadingValue Value;  ///< nothing when the reading failed
+    Doubt Why = Doubt::None;
+    std::int64_t Seq = 0;  ///< of this run's readings and alarms, counted from 1 when they are taken
     Failure Error;
 
     orvix::station::Quality Quality = orvix::station::Quality::Offline;

@@ -10,12 +10,23 @@
 
 namespace orvix::station {
 
+/// Which good readings are recorded one by one.
+struct ChangeSetup {
+    bool OnlyChanges = false;  ///< else all
+    double DeadBand = 0;       ///< a temperature that differs by more degrees from the latest one recorded is a change
+    std::chrono::milliseconds LongestSilence{600'000};  ///< after it a reading is recorded in any case
+
+    bool operator==(const ChangeSetup&) const = default;
+};
+
 /// How readings are kept.
 struct HistorySetup {
     bool On = true;
-    std::chrono::hours Keep{24 * 365};  ///< older rows are removed
+    std::chrono::hours Keep{24 * 365};              ///< older readings are removed
+    std::chrono::hours KeepRollUps{24 * 365 * 10};  ///< older minutes, hours and alarms are removed
     std::int64_t MostBytes =
         std::int64_t{1024} * 1024 * 1024;  ///< size of the file above which the oldest rows are removed
+    ChangeSetup Record{};
 
     bool operator==(const HistorySetup&) const = default;
 };

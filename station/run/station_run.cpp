@@ -96,8 +96,7 @@ void StationRun::TakeDevices(const BusSetup& setup) {
 
 void StationRun::Forget(const std::string& port, int address) {
     m_Values.Forget(port, address);
-    for (const auto& event : m_Alarms.Forget(port, address, UnixMilliseconds()))
-        Tell(&Listener::OnAlarm, event);
+    TellAlarms(m_Alarms.Forget(port, address, UnixMilliseconds()));
     Tell(&Listener::OnDeviceGone, port, address);
 }
 
@@ -109,10 +108,17 @@ void StationRun::OnReading(const Reading& told) {
     // One that was on its way when its bus or device was taken away is nobody's.
     if (std::none_of(devices.begin(), devices.end(), isWanted)) return;
     auto reading = told;
+    reading.Seq = ++m_Seq;
     m_Values.Take(reading, bus->Setup.Every);
     Tell(&Listener::OnReading, reading);
-    for (const auto& event : m_Alarms.Take(reading))
+    TellAlarms(m_Alarms.Take(reading));
+}
+
+void StationRun::TellAlarms(std::vector<AlarmEvent> events) {
+    for (auto& event : events) {
+        event.Seq = ++m_Seq;
         Tell(&Listener::OnAlarm, event);
+    }
 }
 
 std::vector<Reading> StationRun::Values() const {

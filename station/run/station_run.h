@@ -59,6 +59,7 @@ private:
     void ChangeDevices(RunningBus& bus, const BusSetup& wanted);
     void TakeDevices(const BusSetup& setup);
     void Forget(const std::string& port, int address);
+    void TellAlarms(std::vector<AlarmEvent> events);
     void OnReading(const Reading& told) override;
     void OnTrouble(const std::string& port, const Failure& failure) override {
         Tell(&Listener::OnTrouble, port, failure);
@@ -83,6 +84,7 @@ private:
     std::vector<Listener*> m_Listeners;
     LatestValues m_Values;
     AlarmBook m_Alarms;
+    std::int64_t m_Seq = 0;  ///< of the latest reading or alarm
     std::list<RunningBus> m_Buses;
 };
 

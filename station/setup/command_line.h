@@ -10,6 +10,7 @@
 #include "simulator/simulated_bus.h"
 #include "station/model/export_target.h"
 #include "station/model/history_query.h"
+#include "station/model/local_time.h"
 #include "station/model/scan_range.h"
 #include "station/setup/option.h"
 #include "tasks/enumerations.h"
@@ -66,7 +67,8 @@ struct HistoryOptions {
     HistoryQuery Query;
     HistoryFormat Format = HistoryFormat::Table;
     bool Summary = false;
-    std::string Data;  ///< empty: the user's data folder
+    std::optional<CalendarSpan> By;  ///< figures of each minute, hour or day; none: single readings
+    std::string Data;                ///< empty: the user's data folder
 };
 
 struct AlarmsOptions {

@@ -25,7 +25,7 @@ private:
 ///   data = "DIR"
 ///   [[bus]]           port (none: a simulated bus), name, every, retries, timeout_factor, driver_thread
 ///   [[bus.device]]    address, model, name, low, high, inputs = {BIT = true or false}, hold_off
-///   [history]         on, keep, max_size
+///   [history]         on, keep, keep_rollups, record, dead_band, longest_silence, max_size
 ///   [metrics]         listen
 ///   [alarms]          on_alarm
 ///

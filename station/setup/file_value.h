@@ -43,7 +43,7 @@ public:
     std::string Text() const override;
     std::string Path() const override;
     bool Boolean() const override;
-    double Real() const;
+    double Real() const override;
     std::int64_t Whole(std::int64_t least, std::int64_t most) const override;
     std::vector<std::string> Texts() const override;
 

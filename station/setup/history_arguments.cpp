@@ -5,6 +5,14 @@ namespace {
 
 constexpr char kLastWeek[] = "7d";
 
+struct SpanName {
+    const char* Name;
+    CalendarSpan Span;
+};
+
+constexpr SpanName kSpanNames[] = {
+    {"minute", CalendarSpan::Minute}, {"hour", CalendarSpan::Hour}, {"day", CalendarSpan::Day}};
+
 /// What a question to the history is about, as texts.
 struct QueryTexts {
     std::string Port;
@@ -38,6 +46,12 @@ Command HistoryCommand() {
     };
     auto arguments = QueryArguments(*query, kLastHour);
     arguments.push_back(Flag("--summary", "one line a device: lowest, mean and highest value, gaps", options->Summary));
+    arguments.push_back(
+        {.Name = "--by",
+         .Type = ChoiceOf(kSpanNames),
+         .Help = "lowest, mean and highest value of each minute, hour or day of local time",
+         .Take = [options](const Value& value) { options->By = RowNamed(kSpanNames, value.Text()).Span; },
+         .Excludes = {"--summary"}});
     arguments.push_back(formatFlag("--csv", "comma-separated values under a heading", HistoryFormat::Csv));
     arguments.push_back(formatFlag("--json", "one JSON object a line", HistoryFormat::Json));
     arguments.back().Excludes = {"--csv"};

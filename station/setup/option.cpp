@@ -40,6 +40,18 @@ std::chrono::hours Kept(const Value& value) {
     return std::chrono::floor<std::chrono::hours>(value.Span(std::chrono::hours(1), kLongestTimeSpan));
 }
 
+bool IsOnlyChanges(const Value& value) {
+    const auto text = value.Text();
+    if (text != "all" && text != "change") throw BadValue("write \"all\" or \"change\"");
+    return text == "change";
+}
+
+double DeadBand(const Value& value) {
+    const auto band = value.Real();
+    if (band < 0) throw BadValue("write degrees, 0 or more");
+    return band;
+}
+
 constexpr Option<StationSetup> kStationOptions[] = {
     {"data", "--data", "DIR", "folder of the database and of what is recorded",
      [](const Value& value, StationSetup& setup) { setup.Data = value.Path(); }},
@@ -49,6 +61,16 @@ constexpr Option<StationSetup> kStationOptions[] = {
      [](const Value& value, StationSetup& setup) { setup.History.On = setup.History.On && !value.Boolean(); }},
     {"history.keep", nullptr, nullptr, nullptr,
      [](const Value& value, StationSetup& setup) { setup.History.Keep = Kept(value); }},
+    {"history.keep_rollups", nullptr, nullptr, nullptr,
+     [](const Value& value, StationSetup& setup) { setup.History.KeepRollUps = Kept(value); }},
+    {"history.record", nullptr, nullptr, nullptr,
+     [](const Value& value, StationSetup& setup) { setup.History.Record.OnlyChanges = IsOnlyChanges(value); }},
+    {"history.dead_band", nullptr, nullptr, nullptr,
+     [](const Value& value, StationSetup& setup) { setup.History.Record.DeadBand = DeadBand(value); }},
+    {"history.longest_silence", nullptr, nullptr, nullptr,
+     [](const Value& value, StationSetup& setup) {
+         setup.History.Record.LongestSilence = value.Span(std::chrono::seconds(1), kLongestPeriod);
+     }},
     {"history.max_size", nullptr, nullptr, nullptr,
      [](const Value& value, StationSetup& setup) { setup.History.MostBytes = value.Size(); }},
     {"metrics.listen", "--metrics", "ADDRESS:PORT", "offer metrics to Prometheus at http://ADDRESS:PORT/metrics",

@@ -1,6 +1,7 @@
 #include "station/setup/value.h"
 
 #include <charconv>
+#include <cmath>
 #include <filesystem>
 #include <optional>
 #include <string_view>
@@ -81,6 +82,14 @@ std::string TypedValue::Path() const {
 
 bool TypedValue::Boolean() const {
     return m_Text == "true";
+}
+
+double TypedValue::Real() const {
+    double number = 0;
+    const auto* end = m_Text.data() + m_Text.size();
+    const auto read = std::from_chars(m_Text.data(), end, number);
+    if (read.ec != std::errc() || read.ptr != end || !std::isfinite(number)) throw BadValue("write a number");
+    return number;
 }
 
 std::int64_t TypedValue::Whole(std::int64_t least, std::int64_t most) const {

@@ -25,6 +25,8 @@ public:
     /// Absolute; a relative one begins at the current folder, in a file at that of the file.
     virtual std::string Path() const = 0;
     virtual bool Boolean() const = 0;
+    /// Finite.
+    virtual double Real() const = 0;
     virtual std::int64_t Whole(std::int64_t least, std::int64_t most) const = 0;
     virtual std::vector<std::string> Texts() const = 0;
 
@@ -46,6 +48,7 @@ public:
     std::string Text() const override;
     std::string Path() const override;
     bool Boolean() const override;
+    double Real() const override;
     std::int64_t Whole(std::int64_t least, std::int64_t most) const override;
     std::vector<std::string> Texts() const override { return {Text()}; }
 

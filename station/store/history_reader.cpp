@@ -1,30 +1,31 @@
 #include "station/store/history_reader.h"
 
 #include <algorithm>
-#include <list>
-#include <map>
-#include <queue>
 
 #include "host/error.h"
 #include "host/text.h"
 #include "station/store/history_schema.h"
-#include "station/store/series_cursor.h"
 
 namespace orvix::station {
 namespace {
 
 using platform::SqliteStatement;
 
-bool IsOf(const SeriesKey& key, const HistoryQuery& query) {
+constexpr std::size_t kPageRows = 512;
+
+bool IsOf(const StoredDevice& device, const HistoryQuery& query) {
+    const auto& key = device.Key;
     if (!query.Port.empty() && key.Port != query.Port) return false;
-    return query.Device.empty() || std::to_string(key.Address) == query.Device ||
+    return query.Device.empty() || std::to_string(key.Address) == query.Device || device.Id == query.Device ||
            EqualsIgnoringCase(key.Name, query.Device);
 }
 
-[[noreturn]] void FailToFind(const HistoryQuery& query, const std::vector<StoredSeries>& all) {
+[[noreturn]] void FailToFind(const HistoryQuery& query, const std::vector<StoredDevice>& all) {
     std::string known;
-    for (const auto& [row, key] : all)
+    for (const auto& device : all) {
+        const auto& key = device.Key;
         known += (known.empty() ? "" : ", ") + std::to_string(key.Address) + " " + key.Name + " on " + key.Port;
+    }
     const std::string device = query.Device.empty() ? "" : " of device " + query.Device;
     const std::string port = query.Port.empty() ? "" : " on " + query.Port;
     throw Error(errors::General, "the history has nothing" + device + port + "; it has " +
@@ -35,149 +36,176 @@ std::int64_t Overlap(const HistoryRow& row, const Period& period) {
     return std::max<std::int64_t>(0, std::min(row.Until, period.Until) - std::max(row.Time, period.Since));
 }
 
-}  // namespace
-
-bool StoredSeries::IsInputs() const {
-    return Key.Variable == NameOf(ORVIXCNB1_VAR_INPUTBYTE);
+const char* WhyNotRead(std::optional<SeriesEnd> end, bool stationRan) {
+    if (end == SeriesEnd::Slept) return "The machine was asleep";
+    if (end == SeriesEnd::ClockSet) return "The clock was set";
+    return stationRan ? "The device was not among those that are read" : "The station was not running";
 }
 
-HistoryReader::HistoryReader(const std::string& file, std::int64_t now)
-    : m_Connection(OpenHistoryReadOnly(file)), m_Now(now) {}
+}  // namespace
 
-std::vector<StoredSeries> HistoryReader::AllSeries() {
-    std::vector<StoredSeries> all;
-    SqliteStatement select(m_Connection,
-                           "SELECT id, port, address, model, name, variable FROM series ORDER BY port, address, id");
+HistoryReader::HistoryReader(const std::string& file, std::int64_t now)
+    : m_Connection(OpenHistoryReadOnly(file)), m_Now(now) {
+    LoadSessions();
+}
+
+void HistoryReader::LoadSessions() {
+    SqliteStatement select(m_Connection, "SELECT id, start_ms, alive_ms, beat_ms, ended FROM sessions");
     while (select.Step()) {
-        all.push_back({select.LongNumber(0),
-                       {select.Text(1), select.Number(2), select.Number(3), select.Text(4), select.Text(5)}});
+        const auto alive = select.LongNumber(2);
+        const bool runs = select.Number(4) == 0 && m_Now <= alive + kMissedBeats * select.LongNumber(3);
+        m_Sessions[select.LongNumber(0)] = {select.LongNumber(1), runs ? std::max(m_Now, alive) : alive};
     }
+}
+
+std::vector<StoredDevice> HistoryReader::AllDevices() {
+    std::vector<StoredDevice> all;
+    SqliteStatement select(m_Connection,
+                           "SELECT device, devices.id, model, variable, series.id, session, from_ms, to_ms, ended, "
+                           "coalesce(rolled_ms, 9223372036854775807), sparse, port, address, name FROM series "
+                           "JOIN devices ON number = device ORDER BY device, variable, from_ms, series.id");
+    std::int64_t latest = 0;
+    while (select.Step()) {
+        if (all.empty() || all.back().Number != select.LongNumber(0) || all.back().Key.Variable != select.Text(3)) {
+            all.push_back({.Number = select.LongNumber(0), .Id = select.Text(1), .Key = {}, .Series = {}});
+            all.back().Key.Variable = select.Text(3);
+            latest = 0;
+        }
+        StoredSeries series;
+        series.Row = select.LongNumber(4);
+        series.From = select.LongNumber(6);
+        series.RolledUntil = select.LongNumber(9);
+        series.IsSparse = select.Number(10) != 0;
+        if (!select.IsNull(5)) series.Session = select.LongNumber(5);
+        if (!select.IsNull(8)) series.Ended = static_cast<SeriesEnd>(select.Number(8));
+        series.To = select.IsNull(7) ? m_Sessions[series.Session.value_or(0)].End : select.LongNumber(7);
+        all.back().Series.push_back(series);
+        if (series.Row < latest) continue;
+        latest = series.Row;
+        auto& key = all.back().Key;
+        key = {select.Text(11), select.Number(12), select.Number(2), select.Text(13), key.Variable};
+    }
+    std::stable_sort(all.begin(), all.end(), [](const StoredDevice& a, const StoredDevice& b) {
+        return std::tie(a.Key.Port, a.Key.Address, a.Number) < std::tie(b.Key.Port, b.Key.Address, b.Number);
+    });
     return all;
 }
 
-std::vector<StoredSeries> HistoryReader::Find(const HistoryQuery& query) {
-    const auto all = AllSeries();
-    std::vector<StoredSeries> found;
+std::vector<StoredDevice> HistoryReader::Find(const HistoryQuery& query) {
+    const auto all = AllDevices();
+    std::vector<StoredDevice> found;
     std::copy_if(all.begin(), all.end(), std::back_inserter(found),
-                 [&](const StoredSeries& series) { return IsOf(series.Key, query); });
+                 [&](const StoredDevice& device) { return IsOf(device, query); });
     if (found.empty()) FailToFind(query, all);
     return found;
 }
 
-std::vector<HistoryRow> HistoryReader::TimesNotRunning(const StoredSeries& series, const Period& period) {
+bool HistoryReader::AnySessionWithin(std::int64_t from, std::int64_t to) const {
+    // A run takes a while to begin reading.
+    constexpr std::int64_t kSlack = 60'000;
+    return std::any_of(m_Sessions.begin(), m_Sessions.end(), [&](const auto& entry) {
+        return entry.second.Start + kSlack < to && entry.second.End > from + kSlack;
+    });
+}
+
+/// After a device was taken off the list, or when later runs have not read it, there is no gap that grows.
+std::vector<HistoryRow> HistoryReader::TimesNotRead(const StoredDevice& device, const Period& period) const {
     std::vector<HistoryRow> rows;
-    std::optional<std::int64_t> covered;
+    const StoredSeries* before = nullptr;  // reaches farthest of those that were told by a run
     const auto add = [&](std::int64_t until) {
-        HistoryRow row{.Series = &series, .Time = *covered, .Value = {}, .Until = until, .Reason = {}};
-        row.Reason.Text = "The station was not running";
+        HistoryRow row{.Device = &device, .Time = before->To, .Value = {}, .Until = until, .Reason = {}};
+        row.Reason.Text = WhyNotRead(before->Ended, AnySessionWithin(before->To, until));
         if (Overlap(row, period) > 0) rows.push_back(row);
     };
-    SqliteStatement select(m_Connection,
-                           "SELECT from_ms, alive_ms FROM watches JOIN sessions ON id = session WHERE series = ? "
-                           "ORDER BY from_ms");
-    select.Bind(1, series.Row);
-    while (select.Step()) {
-        if (covered && select.LongNumber(0) > *covered) add(select.LongNumber(0));
-        covered = std::max(covered.value_or(0), select.LongNumber(1));
+    for (const auto& series : device.Series) {
+        if (!series.Session) continue;
+        if (before != nullptr && series.From > before->To && before->Ended != SeriesEnd::Changed) add(series.From);
+        if (before == nullptr || series.To >= before->To) before = &series;
     }
+    constexpr std::int64_t kShortest = 3000;  // not worth a word while the station may be about to begin again
     const auto end = std::min(period.Until, m_Now);
-    if (covered && end > *covered + kAliveMilliseconds) add(end);
+    if (before != nullptr && !before->Ended && end > before->To + kShortest && !AnySessionWithin(before->To, end))
+        add(end);
     return rows;
 }
 
-void HistoryReader::Read(const std::vector<StoredSeries>& series, const Period& period,
-                         const std::function<bool(const HistoryRow&)>& take) {
-    const auto isLater = [](const SeriesCursor* a, const SeriesCursor* b) {
-        const auto& [rowA, rowB] = std::pair(a->Current(), b->Current());
-        return std::pair(rowA->Time, rowA->Series) > std::pair(rowB->Time, rowB->Series);
-    };
-    std::priority_queue<SeriesCursor*, std::vector<SeriesCursor*>, decltype(isLater)> next(isLater);
-    std::list<SeriesCursor> cursors;
-    for (const auto& one : series) {
-        cursors.emplace_back(m_Connection, one, period, TimesNotRunning(one, period));
-        if (cursors.back().Current() != nullptr) next.push(&cursors.back());
-    }
-    while (!next.empty()) {
-        auto* cursor = next.top();
-        next.pop();
-        if (!take(*cursor->Current())) return;
-        cursor->Next();
-        if (cursor->Current() != nullptr) next.push(cursor);
+void HistoryReader::Read(const std::vector<StoredDevice>& devices, const Period& period,
+                         const std::function<bool(const HistoryRow&)>& take, SeriesCursor::Rows rows) {
+    RowMerge merge(m_Connection, period, rows);
+    for (const auto& device : devices)
+        merge.Add(device, TimesNotRead(device, period));
+    for (const auto* row = merge.Next(); row != nullptr; row = merge.Next()) {
+        if (!take(*row)) return;
     }
 }
 
-SeriesSummary HistoryReader::Summarize(const StoredSeries& series, const Period& period) {
-    SeriesSummary summary;
-    summary.Series = series;
-    SqliteStatement readings(m_Connection,
-                             "SELECT count(*), min(value), avg(value), max(value) FROM readings "
-                             "WHERE series = ? AND time_ms >= ? AND time_ms < ?");
-    readings.Bind(1, series.Row).Bind(2, period.Since).Bind(3, period.Until).Step();
-    summary.Count = readings.LongNumber(0);
-    if (summary.Count > 0 && !series.IsInputs()) {
-        summary.Range = {readings.Real(1), readings.Real(2), readings.Real(3)};
-    }
+HistorySummary HistoryReader::Summarize(const StoredDevice& device, const Period& period) {
+    HistorySummary summary;
+    summary.Device = device;
+    summary.Figures = FiguresOf(device).Of(period);
     SqliteStatement gaps(m_Connection,
                          "SELECT count(*), total(count), total(min(to_ms, ?3) - max(from_ms, ?2)) FROM gaps "
                          "WHERE series = ?1 AND from_ms < ?3 AND to_ms >= ?2");
-    gaps.Bind(1, series.Row).Bind(2, period.Since).Bind(3, period.Until).Step();
-    summary.Gaps = gaps.LongNumber(0);
-    summary.Failed = gaps.LongNumber(1);
-    summary.GapTime = std::chrono::milliseconds(gaps.LongNumber(2));
-    for (const auto& row : TimesNotRunning(series, period))
+    for (const auto& series : device.Series) {
+        gaps.Bind(1, series.Row).Bind(2, period.Since).Bind(3, period.Until).Step();
+        summary.Gaps += gaps.LongNumber(0);
+        summary.Failed += gaps.LongNumber(1);
+        summary.GapTime += std::chrono::milliseconds(gaps.LongNumber(2));
+        gaps.Reset();
+    }
+    for (const auto& row : TimesNotRead(device, period))
         summary.NotRunning += std::chrono::milliseconds(Overlap(row, period));
     return summary;
 }
 
 AlarmRow HistoryReader::AlarmOf(SqliteStatement& row) const {
     AlarmRow alarm;
-    alarm.Event = {.Time = row.LongNumber(0),
+    alarm.Alarm = {.From = row.LongNumber(0),
                    .Port = row.Text(3),
-                   .Address = row.Number(4),
-                   .Kind = row.Text(5),
-                   .Text = row.Text(6),
-                   .Value = row.Real(7),
-                   .Ended = {}};
-    const auto alive = row.LongNumber(9);
-    if (!row.IsNull(8)) {
+                   .Address = 0,
+                   .Kind = row.Text(4),
+                   .Text = row.Text(5),
+                   .Value = row.Real(6),
+                   .To = {}};
+    const auto holder = m_Sessions.find(row.LongNumber(8));
+    const auto end = holder == m_Sessions.end() ? 0 : holder->second.End;
+    if (!row.IsNull(7)) {
         alarm.Ended = AlarmRow::End::Ended;
-        alarm.Event.Ended = alarm.Until = row.LongNumber(8);
-    } else if (row.Number(10) != 0 || m_Now > alive + kAliveMilliseconds) {
+        alarm.Alarm.To = alarm.Until = row.LongNumber(7);
+    } else if (end < m_Now) {
         alarm.Ended = AlarmRow::End::StationStopped;
-        alarm.Until = alive;
+        alarm.Until = end;
     }
     return alarm;
 }
 
-void HistoryReader::ReadAlarms(const std::vector<StoredSeries>& series, const Period& period,
+void HistoryReader::ReadAlarms(const std::vector<StoredDevice>& devices, const Period& period,
                                const std::function<bool(const AlarmRow&)>& take) {
-    constexpr std::size_t kPageRows = 512;
-    std::map<std::pair<std::string, int>, std::string> names;
-    for (const auto& [row, key] : series)
-        names[{key.Port, key.Address}] = key.Name;
+    std::map<std::int64_t, const SeriesKey*> keys;
+    for (const auto& device : devices)
+        keys[device.Number] = &device.Key;
     SqliteStatement select(m_Connection,
-                           "SELECT time_ms, session, number, port, address, kind, text, value, ended_ms, alive_ms, "
-                           "ended FROM events JOIN sessions ON id = session "
-                           "WHERE (time_ms, session, number) > (?1, ?2, ?3) AND time_ms < ?4 "
-                           "AND coalesce(ended_ms, alive_ms) >= ?5 ORDER BY time_ms, session, number LIMIT ?6");
-    select.Bind(1, std::int64_t{0}).Bind(2, std::int64_t{0}).Bind(3, std::int64_t{0});
-    select.Bind(4, period.Until).Bind(5, period.Since).Bind(6, std::int64_t{kPageRows});
-    std::vector<AlarmRow> page;
+                           "SELECT from_ms, alarms.id, device, port, kind, text, value, to_ms, holder FROM alarms "
+                           "LEFT JOIN sessions ON sessions.id = holder WHERE (from_ms, alarms.id) > (?1, ?2) "
+                           "AND from_ms < ?3 AND coalesce(to_ms, alive_ms, 0) >= ?4 ORDER BY from_ms, alarms.id "
+                           "LIMIT ?5");
+    select.Bind(1, std::int64_t{0}).Bind(2, std::int64_t{0}).Bind(3, period.Until).Bind(4, period.Since);
+    select.Bind(5, std::int64_t{kPageRows});
+    std::vector<std::pair<AlarmRow, std::int64_t>> page;
     do {
         page.clear();
-        std::int64_t session = 0;
-        std::int64_t number = 0;
+        std::int64_t id = 0;
         while (select.Step()) {
-            page.push_back(AlarmOf(select));
-            session = select.LongNumber(1);
-            number = select.LongNumber(2);
+            page.emplace_back(AlarmOf(select), select.LongNumber(2));
+            id = select.LongNumber(1);
         }
         select.Reset();
-        if (!page.empty()) select.Bind(1, page.back().Event.Time).Bind(2, session).Bind(3, number);
-        for (auto& alarm : page) {
-            const auto name = names.find({alarm.Event.Port, alarm.Event.Address});
-            if (name == names.end()) continue;
-            alarm.Name = name->second;
+        if (!page.empty()) select.Bind(1, page.back().first.Alarm.From).Bind(2, id);
+        for (auto& [alarm, device] : page) {
+            const auto key = keys.find(device);
+            if (key == keys.end()) continue;
+            alarm.Name = key->second->Name;
+            alarm.Alarm.Address = key->second->Address;
             if (!take(alarm)) return;
         }
     } while (page.size() == kPageRows);

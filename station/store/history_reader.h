@@ -9,27 +9,11 @@
 
 #include "platform/sqlite_connection.h"
 #include "station/model/history_query.h"
-#include "station/store/history_rows.h"
+#include "station/store/figures_query.h"
+#include "station/store/row_merge.h"
+#include "station/store/stored_device.h"
 
 namespace orvix::station {
-
-struct StoredSeries {
-    std::int64_t Row = 0;
-    SeriesKey Key;
-
-    /// Inputs, as opposed to a temperature.
-    bool IsInputs() const;
-};
-
-/// A reading, or a time without readings.
-struct HistoryRow {
-    const StoredSeries* Series = nullptr;
-    std::int64_t Time = 0;
-    ReadingValue Value;      ///< nothing: a gap
-    std::int64_t Until = 0;  ///< of a gap: its end
-    std::int64_t Count = 0;  ///< of a gap: failed readings; 0 while the station was not running
-    Failure Reason;          ///< of a gap
-};
 
 /// An alarm, from its start.
 struct AlarmRow {
@@ -39,22 +23,16 @@ struct AlarmRow {
         StationStopped,  ///< it was on when its station stopped
     };
 
-    HistoryEvent Event;
+    AlarmRecord Alarm;
     std::string Name;  ///< of the device, the latest that it had
     End Ended = End::None;
     std::int64_t Until = 0;  ///< of one that is not on: its end, or that of its station
 };
 
-struct ValueRange {
-    double Lowest = 0;
-    double Mean = 0;
-    double Highest = 0;
-};
-
-struct SeriesSummary {
-    StoredSeries Series;
-    std::int64_t Count = 0;           ///< good readings
-    std::optional<ValueRange> Range;  ///< of temperatures, when there are any
+/// What there is of one device in a period.
+struct HistorySummary {
+    StoredDevice Device;
+    station::Figures Figures;
     std::int64_t Gaps = 0;
     std::int64_t Failed = 0;               ///< readings
     std::chrono::milliseconds GapTime{0};  ///< from the first to the last failure of each gap
@@ -67,27 +45,36 @@ public:
     /// `now` is the time up to which a station should have been running. Raises Error when there is no history.
     HistoryReader(const std::string& file, std::int64_t now);
 
-    /// The series that the query asks for, by port and address. Raises General with what there is when nothing fits.
-    std::vector<StoredSeries> Find(const HistoryQuery& query);
-    /// Calls `take` with each row of these series in order of time, until it returns false. A gap that has begun
+    /// The devices that the query asks for, by port and address. Raises General with what there is when nothing fits.
+    std::vector<StoredDevice> Find(const HistoryQuery& query);
+    /// Calls `take` with each row of these devices in order of time, until it returns false. A gap that has begun
     /// earlier comes first.
-    void Read(const std::vector<StoredSeries>& series, const Period& period,
-              const std::function<bool(const HistoryRow&)>& take);
-    SeriesSummary Summarize(const StoredSeries& series, const Period& period);
-    /// Calls `take` with each alarm of the devices that these series are of, in order of their starts, until it returns
-    /// false: those that were on at any time of the period.
-    void ReadAlarms(const std::vector<StoredSeries>& series, const Period& period,
+    void Read(const std::vector<StoredDevice>& devices, const Period& period,
+              const std::function<bool(const HistoryRow&)>& take, SeriesCursor::Rows rows = SeriesCursor::Rows::All);
+    /// For questions about one device, which outlives it.
+    FiguresQuery FiguresOf(const StoredDevice& device) { return {m_Connection, device}; }
+    HistorySummary Summarize(const StoredDevice& device, const Period& period);
+    /// Calls `take` with each alarm of these devices, in order of their starts, until it returns false: those that were
+    /// on at any time of the period.
+    void ReadAlarms(const std::vector<StoredDevice>& devices, const Period& period,
                     const std::function<bool(const AlarmRow&)>& take);
 
 private:
-    std::vector<StoredSeries> AllSeries();
-    /// Times in which a station that has read the series before was not running.
-    std::vector<HistoryRow> TimesNotRunning(const StoredSeries& series, const Period& period);
+    struct Session {
+        std::int64_t Start = 0;
+        std::int64_t End = 0;  ///< of one that runs: now
+    };
 
+    void LoadSessions();
+    std::vector<StoredDevice> AllDevices();
+    /// Times in which nobody has read a device that was read before.
+    std::vector<HistoryRow> TimesNotRead(const StoredDevice& device, const Period& period) const;
+    bool AnySessionWithin(std::int64_t from, std::int64_t to) const;
     AlarmRow AlarmOf(platform::SqliteStatement& row) const;
 
     platform::SqliteConnection m_Connection;
     std::int64_t m_Now;
+    std::map<std::int64_t, Session> m_Sessions;
 };
 
 }  // namespace orvix::station

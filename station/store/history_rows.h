@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "station/model/reading.h"
+#include "station/store/roll_up.h"
 
 namespace orvix::station {
 
@@ -21,14 +22,29 @@ struct SeriesKey {
     std::string Variable;
 
     auto operator<=>(const SeriesKey&) const = default;
+
+    /// Inputs, as opposed to a temperature.
+    bool IsInputs() const { return Variable == NameOf(ORVIXCNB1_VAR_INPUTBYTE); }
 };
 
+/// Why a series has come to its end. The numbers are in the file.
+enum class SeriesEnd { Removed = 1, Slept = 2, ClockSet = 3, Changed = 4 };
+
 // Times are milliseconds since 1970. A series is an index into HistoryBatch::Series.
+
+/// What one run reads of one variable of one device, from a time on.
+struct SeriesRow {
+    SeriesKey Key;
+    std::int64_t From = 0;
+    bool IsSparse = false;  ///< its readings are only the changes
+};
 
 struct ReadingRow {
     std::size_t Series = 0;
     std::int64_t Time = 0;
     double Value = 0;
+    std::int64_t Seq = 0;
+    Doubt Why = Doubt::None;
 };
 
 /// Readings in a row that have failed for one reason.
@@ -37,34 +53,58 @@ struct Gap {
     std::int64_t Count = 0;
     ErrorNumber Code = 0;
     std::string Text;
+    std::int64_t Seq = 0;  ///< of the first and the latest of them
+    std::int64_t LastSeq = 0;
 };
 
 /// Series and time of the first failure.
 using GapKey = std::pair<std::size_t, std::int64_t>;
 
-/// Something that happens and ends, such as an alarm.
-struct HistoryEvent {
-    std::int64_t Time = 0;
+/// The minutes of a series that are complete.
+struct CompleteMinutes {
+    std::vector<MinuteFigures> Minutes;
+    std::int64_t Until = 0;  ///< no minute before this time follows
+};
+
+struct AlarmRecord {
+    std::int64_t From = 0;
     std::string Port;
     int Address = 0;
     std::string Kind;
     std::string Text;
     double Value = 0;
-    std::optional<std::int64_t> Ended;  ///< nothing while it lasts
+    std::optional<std::int64_t> To;  ///< nothing while it lasts
+};
+
+/// Something that happened to the history itself.
+struct HistoryEvent {
+    std::int64_t Time = 0;
+    std::string Kind;
+    std::string Text;
 };
 
 /// What is to be written.
 struct HistoryBatch {
-    /// All series of this run of the station, each with the time of its first reading. Only grows.
-    std::vector<std::pair<SeriesKey, std::int64_t>> Series;
+    /// All series of this run of the station. Only grows.
+    std::vector<SeriesRow> Series;
     std::vector<ReadingRow> Readings;
     std::map<GapKey, Gap> Gaps;
-    std::map<std::int64_t, HistoryEvent> Events;  ///< by number, counted from 1 in each run
+    std::map<std::size_t, CompleteMinutes> Minutes;
+    std::map<std::size_t, std::pair<std::int64_t, SeriesEnd>> Ends;
+    std::map<std::size_t, std::string> Names;    ///< of devices that have told theirs
+    std::map<std::int64_t, AlarmRecord> Alarms;  ///< by the sequence number of their start
+    std::vector<HistoryEvent> Events;
 
-    std::size_t Rows() const { return Readings.size() + Gaps.size() + Events.size(); }
+    std::size_t Rows() const;
+    /// Adds what has come after this.
+    void Append(HistoryBatch later);
     void ClearRows() {
         Readings.clear();
         Gaps.clear();
+        Minutes.clear();
+        Ends.clear();
+        Names.clear();
+        Alarms.clear();
         Events.clear();
     }
 };

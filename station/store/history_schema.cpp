@@ -7,33 +7,20 @@
 
 #include "host/error.h"
 #include "platform/regular_file.h"
+#include "station/store/history_tables.h"
 
 namespace orvix::station {
 namespace {
 
 using platform::SqliteConnection;
 
-constexpr char kTables[] =
-    "CREATE TABLE series(id INTEGER PRIMARY KEY, port TEXT NOT NULL, address INTEGER NOT NULL, model INTEGER NOT NULL,"
-    " name TEXT NOT NULL, variable TEXT NOT NULL, UNIQUE(port, address, model, name, variable));"
-    "CREATE TABLE readings(series INTEGER NOT NULL, time_ms INTEGER NOT NULL, value REAL NOT NULL,"
-    " PRIMARY KEY(series, time_ms)) WITHOUT ROWID;"
-    "CREATE TABLE gaps(series INTEGER NOT NULL, from_ms INTEGER NOT NULL, to_ms INTEGER NOT NULL,"
-    " count INTEGER NOT NULL, code INTEGER NOT NULL, text TEXT NOT NULL, PRIMARY KEY(series, from_ms)) WITHOUT ROWID;"
-    "CREATE TABLE sessions(id INTEGER PRIMARY KEY, start_ms INTEGER NOT NULL, pid INTEGER NOT NULL,"
-    " alive_ms INTEGER NOT NULL, ended INTEGER NOT NULL DEFAULT 0, UNIQUE(start_ms, pid));"
-    "CREATE TABLE watches(series INTEGER NOT NULL, session INTEGER NOT NULL, from_ms INTEGER NOT NULL,"
-    " PRIMARY KEY(series, session)) WITHOUT ROWID;"
-    "CREATE TABLE events(session INTEGER NOT NULL, number INTEGER NOT NULL, time_ms INTEGER NOT NULL,"
-    " port TEXT NOT NULL, address INTEGER NOT NULL, kind TEXT NOT NULL, text TEXT NOT NULL, value REAL NOT NULL,"
-    " ended_ms INTEGER, PRIMARY KEY(session, number)) WITHOUT ROWID;"
-    "CREATE INDEX events_by_time ON events(time_ms, session, number);";
+constexpr std::int32_t kOldVersion = 1;
 
 void CheckVersion(SqliteConnection& connection) {
     const auto version = connection.Version();
     if (version == kHistoryVersion) return;
-    connection.Fail(version == 0 ? "this is no history of readings"
-                                 : "layout version " + std::to_string(version) + " of a history is not supported");
+    connection.Refuse(version == 0 ? "this is no history of readings"
+                                   : "layout version " + std::to_string(version) + " of a history is not supported");
 }
 
 bool IsEmpty(SqliteConnection& connection) {
@@ -41,14 +28,14 @@ bool IsEmpty(SqliteConnection& connection) {
     return !table.Step();
 }
 
-void CreateTables(SqliteConnection& connection) {
-    // Has an effect only before the file has its first page.
-    connection.Execute("PRAGMA auto_vacuum = INCREMENTAL");
-    connection.Execute("PRAGMA journal_mode = WAL");
+/// In one transaction, before which another process may have been faster.
+void BringUpToDate(SqliteConnection& connection) {
     connection.Execute("BEGIN IMMEDIATE");
-    // Another process may have been faster.
-    if (IsEmpty(connection)) {
-        connection.Execute(kTables);
+    const auto version = connection.Version();
+    const bool isNew = version == 0 && IsEmpty(connection);
+    if (isNew) CreateHistoryTables(connection);
+    if (version == kOldVersion) MigrateHistory(connection);
+    if (isNew || version == kOldVersion) {
         connection.Execute("PRAGMA user_version = " + std::to_string(kHistoryVersion));
     }
     connection.Execute("COMMIT");
@@ -56,7 +43,11 @@ void CreateTables(SqliteConnection& connection) {
 
 SqliteConnection OpenChecked(const std::string& file, SqliteConnection::Access access) {
     SqliteConnection connection(file, access);
-    CheckVersion(connection);
+    if (connection.Version() == kOldVersion) {
+        ShowAsLayout2(connection);
+    } else {
+        CheckVersion(connection);
+    }
     return connection;
 }
 
@@ -66,7 +57,12 @@ SqliteConnection OpenHistory(const std::string& file) {
     constexpr mode_t kOwnerOnly = 0600;
     platform::OpenRegularFile(file, O_RDWR | O_CREAT, kOwnerOnly);
     SqliteConnection connection(file);
-    if (connection.Version() == 0 && IsEmpty(connection)) CreateTables(connection);
+    if (connection.Version() != kHistoryVersion) {
+        // Have an effect only before the file has its first page.
+        connection.Execute("PRAGMA auto_vacuum = INCREMENTAL");
+        connection.Execute("PRAGMA journal_mode = WAL");
+        BringUpToDate(connection);
+    }
     CheckVersion(connection);
     // A loss of power may cost the latest transactions, but never the file.
     connection.Execute("PRAGMA synchronous = NORMAL");
@@ -80,6 +76,7 @@ SqliteConnection OpenHistoryReadOnly(const std::string& file) {
         throw Error(errors::General, "there is no history in " + std::filesystem::path(file).parent_path().string() +
                                          ": it begins with the first nimbo1 run that uses this data folder");
     }
+    platform::OpenRegularFile(file, O_RDONLY);
     try {
         return OpenChecked(file, SqliteConnection::Access::ReadOnly);
     } catch (const Error&) {

@@ -10,17 +10,18 @@ namespace orvix::station {
 inline constexpr char kHistoryFile[] = "history.db";
 
 /// Layout of the file (docs/history.md); its user_version.
-inline constexpr std::int32_t kHistoryVersion = 1;
+inline constexpr std::int32_t kHistoryVersion = 2;
 
-/// A running station says more often than this that it is alive.
-inline constexpr std::int64_t kAliveMilliseconds = 3000;
+/// A session that has not said for so many times its beat that it is alive is not.
+inline constexpr std::int64_t kMissedBeats = 3;
 
-/// Opens a history for writing; the file, readable by its owner only, and its tables are made when missing. Several
-/// processes may do this at once. Raises Error naming the file.
+/// Opens a history for writing; the file, readable by its owner only, and its tables are made when missing, and a file
+/// of layout 1 becomes one of layout 2. Several processes may do this at once. Raises Error naming the file, an
+/// UnusableDatabase when it is no history or damaged.
 platform::SqliteConnection OpenHistory(const std::string& file);
 
-/// Opens a history for reading, also while a station writes it, and also in a folder that cannot be written. Raises
-/// General with a sentence that names the file.
+/// Opens a history for reading, also while a station writes it, and also in a folder that cannot be written. One of
+/// layout 1 looks like one of layout 2. Raises General with a sentence that names the file.
 platform::SqliteConnection OpenHistoryReadOnly(const std::string& file);
 
 }  // namespace orvix::station

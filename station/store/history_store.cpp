@@ -1,17 +1,25 @@
 #include "station/store/history_store.h"
 
+#include <filesystem>
+#include <limits>
+
 #include "station/store/history_schema.h"
+#include "station/store/series_cursor.h"
 
 namespace orvix::station {
 namespace {
 
 using platform::SqliteStatement;
 
-// A removal of so many rows takes a few milliseconds.
-constexpr std::int64_t kRowsPerStep = 5000;
-constexpr std::int64_t kPagesPerStep = 512;
-// New rows soon use what is free; only more than this is given back.
-constexpr std::int64_t kSparePages = 64;
+// Rolling up so many rows takes some 20 ms.
+constexpr int kLeftOverRows = 20'000;
+
+// Readings of layout 1 are not told by run, so a state of inputs that lasts longer may be a time without the station.
+constexpr std::int64_t kLongestLeftOverHold = kMinute;
+
+std::int64_t HourOf(std::int64_t time) {
+    return time / kHour * kHour;
+}
 
 }  // namespace
 
@@ -19,30 +27,56 @@ HistoryStore::HistoryStore(const std::string& file, const HistorySession& sessio
     : m_Connection(OpenHistory(file)),
       // Nothing is changed when the same millisecond has another value.
       m_AddReading(m_Connection,
-                   "INSERT INTO readings(series, time_ms, value) VALUES(?, ?, ?) "
-                   "ON CONFLICT DO UPDATE SET value = value WHERE value = excluded.value"),
+                   "INSERT INTO readings(series, time_ms, value, seq, doubt) VALUES(?, ?, ?, ?, ?) "
+                   "ON CONFLICT DO UPDATE SET value = value WHERE seq = excluded.seq"),
       m_PutGap(m_Connection,
-               "INSERT INTO gaps(series, from_ms, to_ms, count, code, text) VALUES(?, ?, ?, ?, ?, ?) "
-               "ON CONFLICT DO UPDATE SET to_ms = max(to_ms, excluded.to_ms), count = max(count, excluded.count)") {
+               "INSERT INTO gaps(series, from_ms, to_ms, count, code, text, seq, last_seq) "
+               "VALUES(?, ?, ?, ?, ?, ?, ?, ?) ON CONFLICT DO UPDATE SET to_ms = max(to_ms, excluded.to_ms), "
+               "count = max(count, excluded.count), last_seq = max(last_seq, excluded.last_seq)"),
+      m_Temperatures(m_Connection, false),
+      m_Inputs(m_Connection, true),
+      m_Removal(m_Connection) {
     SqliteStatement(m_Connection,
-                    "INSERT INTO sessions(start_ms, pid, alive_ms) VALUES(?, ?, ?) ON CONFLICT DO NOTHING")
-        .Bind(1, session.Start)
-        .Bind(2, session.Process)
-        .Bind(3, now)
+                    "INSERT INTO sessions(uuid, start_ms, pid, alive_ms, beat_ms) VALUES(?, ?, ?, ?, ?) "
+                    "ON CONFLICT DO NOTHING")
+        .Bind(1, session.Uuid)
+        .Bind(2, session.Start)
+        .Bind(3, session.Process)
+        .Bind(4, now)
+        .Bind(5, session.Beat)
         .Run();
-    SqliteStatement row(m_Connection, "SELECT id FROM sessions WHERE start_ms = ? AND pid = ?");
-    row.Bind(1, session.Start).Bind(2, session.Process).Step();
+    SqliteStatement row(m_Connection, "SELECT id FROM sessions WHERE uuid = ?");
+    row.Bind(1, session.Uuid).Step();
     m_Session = row.LongNumber(0);
 }
 
 void HistoryStore::Write(const HistoryBatch& batch, std::int64_t now) {
     m_Connection.Execute("BEGIN IMMEDIATE");
+    WriteSeries(batch);
     for (const auto& reading : batch.Readings)
-        WriteReading(RowOf(batch, reading.Series), reading);
+        WriteReading(m_SeriesRows[reading.Series], reading);
     for (const auto& [key, gap] : batch.Gaps)
-        WriteGap(RowOf(batch, key.first), key.second, gap);
-    for (const auto& [number, event] : batch.Events)
-        WriteEvent(number, event);
+        WriteGap(m_SeriesRows[key.first], key.second, gap);
+    for (const auto& [series, complete] : batch.Minutes)
+        WriteMinutes(m_SeriesRows[series], batch.Series[series].Key.IsInputs(), complete);
+    for (const auto& [series, name] : batch.Names) {
+        SqliteStatement(m_Connection, "UPDATE series SET name = ? WHERE id = ?")
+            .Bind(1, name)
+            .Bind(2, m_SeriesRows[series])
+            .Run();
+    }
+    for (const auto& [series, end] : batch.Ends)
+        EndSeries(m_SeriesRows[series], batch.Series[series].Key.IsInputs(), end.first, end.second);
+    for (const auto& [seq, alarm] : batch.Alarms)
+        WriteAlarm(seq, alarm);
+    for (const auto& event : batch.Events) {
+        SqliteStatement(m_Connection, "INSERT INTO events(session, time_ms, kind, text) VALUES(?, ?, ?, ?)")
+            .Bind(1, m_Session)
+            .Bind(2, event.Time)
+            .Bind(3, event.Kind)
+            .Bind(4, event.Text)
+            .Run();
+    }
     SqliteStatement(m_Connection, "UPDATE sessions SET alive_ms = ? WHERE id = ?")
         .Bind(1, now)
         .Bind(2, m_Session)
@@ -50,38 +84,44 @@ void HistoryStore::Write(const HistoryBatch& batch, std::int64_t now) {
     m_Connection.Execute("COMMIT");
 }
 
-std::int64_t HistoryStore::RowOf(const HistoryBatch& batch, std::size_t series) {
-    m_SeriesRows.resize(batch.Series.size());
-    auto& row = m_SeriesRows[series];
-    if (row != 0) return row;
-    const auto& [key, first] = batch.Series[series];
-    const auto bindKey = [&key = key](SqliteStatement& statement) -> SqliteStatement& {
-        return statement.Bind(1, key.Port)
-            .Bind(2, key.Address)
-            .Bind(3, key.Model)
-            .Bind(4, key.Name)
-            .Bind(5, key.Variable);
-    };
+void HistoryStore::WriteSeries(const HistoryBatch& batch) {
+    for (auto index = m_SeriesRows.size(); index < batch.Series.size(); ++index)
+        m_SeriesRows.push_back(SeriesOf(batch.Series[index]));
+}
+
+/// A store that was opened anew finds the series that this session has begun.
+std::int64_t HistoryStore::SeriesOf(const SeriesRow& series) {
+    const auto& key = series.Key;
+    const auto device = DeviceOf(key);
+    SqliteStatement select(m_Connection,
+                           "SELECT id FROM series WHERE device = ? AND variable = ? AND from_ms = ? AND session = ?");
+    select.Bind(1, device).Bind(2, key.Variable).Bind(3, series.From).Bind(4, m_Session);
+    if (select.Step()) return select.LongNumber(0);
     SqliteStatement insert(m_Connection,
-                           "INSERT INTO series(port, address, model, name, variable) VALUES(?, ?, ?, ?, ?) "
-                           "ON CONFLICT DO NOTHING");
-    bindKey(insert).Run();
-    SqliteStatement select(
-        m_Connection,
-        "SELECT id FROM series WHERE port = ? AND address = ? AND model = ? AND name = ? AND variable = ?");
-    bindKey(select).Step();
-    row = select.LongNumber(0);
-    SqliteStatement(m_Connection,
-                    "INSERT INTO watches(series, session, from_ms) VALUES(?, ?, ?) ON CONFLICT DO NOTHING")
-        .Bind(1, row)
-        .Bind(2, m_Session)
-        .Bind(3, first)
-        .Run();
-    return row;
+                           "INSERT INTO series(device, variable, session, name, bus, port, address, from_ms, "
+                           "rolled_ms, sparse) VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?8, ?9) RETURNING id");
+    insert.Bind(1, device).Bind(2, key.Variable).Bind(3, m_Session).Bind(4, key.Name);
+    insert.Bind(5, std::filesystem::path(key.Port).filename().string()).Bind(6, key.Port).Bind(7, key.Address);
+    insert.Bind(8, series.From).Bind(9, series.IsSparse ? 1 : 0).Step();
+    return insert.LongNumber(0);
+}
+
+/// Without a serial number a device is what was last at its place, as long as the model is the same.
+std::int64_t HistoryStore::DeviceOf(const SeriesKey& key) {
+    SqliteStatement select(m_Connection,
+                           "SELECT number FROM devices WHERE model = ?1 AND number = (SELECT device FROM series "
+                           "WHERE port = ?2 AND address = ?3 ORDER BY id DESC LIMIT 1)");
+    select.Bind(1, key.Model).Bind(2, key.Port).Bind(3, key.Address);
+    if (select.Step()) return select.LongNumber(0);
+    SqliteStatement insert(m_Connection,
+                           "INSERT INTO devices(number, id, model) SELECT n, 'd' || n, ? FROM "
+                           "(SELECT coalesce(max(number), 0) + 1 AS n FROM devices) RETURNING number");
+    insert.Bind(1, key.Model).Step();
+    return insert.LongNumber(0);
 }
 
 void HistoryStore::WriteReading(std::int64_t series, const ReadingRow& reading) {
-    m_AddReading.Bind(1, series).Bind(3, reading.Value);
+    m_AddReading.Bind(1, series).Bind(3, reading.Value).Bind(4, reading.Seq).Bind(5, static_cast<int>(reading.Why));
     std::int64_t time = reading.Time;
     do {
         m_AddReading.Bind(2, time++).Run();
@@ -89,16 +129,51 @@ void HistoryStore::WriteReading(std::int64_t series, const ReadingRow& reading) 
 }
 
 void HistoryStore::WriteGap(std::int64_t series, std::int64_t from, const Gap& gap) {
-    m_PutGap.Bind(1, series).Bind(2, from).Bind(3, gap.To).Bind(4, gap.Count).Bind(5, gap.Code).Bind(6, gap.Text).Run();
+    m_PutGap.Bind(1, series).Bind(2, from).Bind(3, gap.To).Bind(4, gap.Count).Bind(5, gap.Code).Bind(6, gap.Text);
+    m_PutGap.Bind(7, gap.Seq).Bind(8, gap.LastSeq).Run();
 }
 
-void HistoryStore::WriteEvent(std::int64_t number, const HistoryEvent& event) {
+std::int64_t HistoryStore::RolledUntil(std::int64_t series) {
+    SqliteStatement select(m_Connection, "SELECT rolled_ms FROM series WHERE id = ?");
+    select.Bind(1, series).Step();
+    return select.LongNumber(0);
+}
+
+void HistoryStore::WriteMinutes(std::int64_t series, bool isInputs, const CompleteMinutes& complete) {
+    auto& table = RollUps(isInputs);
+    for (const auto& minute : complete.Minutes)
+        table.Write(series, minute);
+    const auto before = HourOf(RolledUntil(series));
+    if (HourOf(complete.Until) > before) table.MakeHours(series, before, HourOf(complete.Until));
+    SqliteStatement(m_Connection, "UPDATE series SET rolled_ms = ? WHERE id = ?")
+        .Bind(1, complete.Until)
+        .Bind(2, series)
+        .Run();
+}
+
+void HistoryStore::EndSeries(std::int64_t series, bool isInputs, std::int64_t time, SeriesEnd end) {
+    SqliteStatement(m_Connection, "UPDATE series SET to_ms = ?, ended = ? WHERE id = ?")
+        .Bind(1, time)
+        .Bind(2, static_cast<int>(end))
+        .Bind(3, series)
+        .Run();
+    FinishRollUps(series, isInputs, time);
+}
+
+void HistoryStore::FinishRollUps(std::int64_t series, bool isInputs, std::int64_t end) {
+    RollUps(isInputs).MakeHours(series, HourOf(RolledUntil(series)), HourOf(end) + kHour);
+    SqliteStatement(m_Connection, "UPDATE series SET rolled_ms = NULL WHERE id = ?").Bind(1, series).Run();
+}
+
+void HistoryStore::WriteAlarm(std::int64_t seq, const AlarmRecord& alarm) {
     SqliteStatement put(m_Connection,
-                        "REPLACE INTO events(session, number, time_ms, port, address, kind, text, value, ended_ms) "
-                        "VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?)");
-    put.Bind(1, m_Session).Bind(2, number).Bind(3, event.Time).Bind(4, event.Port).Bind(5, event.Address);
-    put.Bind(6, event.Kind).Bind(7, event.Text).Bind(8, event.Value).BindNull(9);
-    if (event.Ended) put.Bind(9, *event.Ended);
+                        "INSERT INTO alarms(session, seq, holder, device, port, kind, from_ms, to_ms, value, text) "
+                        "VALUES(?1, ?2, ?1, (SELECT device FROM series WHERE port = ?3 AND address = ?4 "
+                        "ORDER BY id DESC LIMIT 1), ?3, ?5, ?6, ?7, ?8, ?9) "
+                        "ON CONFLICT DO UPDATE SET to_ms = excluded.to_ms");
+    put.Bind(1, m_Session).Bind(2, seq).Bind(3, alarm.Port).Bind(4, alarm.Address).Bind(5, alarm.Kind);
+    put.Bind(6, alarm.From).BindNull(7).Bind(8, alarm.Value).Bind(9, alarm.Text);
+    if (alarm.To) put.Bind(7, *alarm.To);
     put.Run();
 }
 
@@ -106,54 +181,43 @@ void HistoryStore::End() {
     SqliteStatement(m_Connection, "UPDATE sessions SET ended = 1 WHERE id = ?").Bind(1, m_Session).Run();
 }
 
-bool HistoryStore::Remove(std::int64_t cutoff) {
+std::optional<std::int64_t> HistoryStore::Newest() {
+    SqliteStatement newest(m_Connection,
+                           "SELECT max((SELECT max(time_ms) FROM readings WHERE series = id)) FROM series "
+                           "WHERE session IS NULL OR session = (SELECT max(session) FROM series)");
+    if (!newest.Step() || newest.IsNull(0)) return std::nullopt;
+    return newest.LongNumber(0);
+}
+
+bool HistoryStore::RollUpLeftOver(std::int64_t now) {
+    SqliteStatement next(m_Connection,
+                         "SELECT series.id, variable, coalesce(to_ms, alive_ms, from_ms), rolled_ms, session IS NULL "
+                         "FROM series LEFT JOIN sessions ON sessions.id = session WHERE rolled_ms IS NOT NULL "
+                         "AND session IS NOT ?1 AND (session IS NULL OR sessions.ended "
+                         "OR ?2 NOT BETWEEN alive_ms AND alive_ms + 3 * beat_ms) LIMIT 1");
+    if (!next.Bind(1, m_Session).Bind(2, now).Step()) return false;
+    StoredDevice device;
+    device.Key.Variable = next.Text(1);
+    const auto series = next.LongNumber(0);
+    const auto end = next.LongNumber(2);
+    const auto since = next.LongNumber(3);
+    RollUp rollUp(device.IsInputs(), next.Number(4) != 0 ? kLongestLeftOverHold : kLongestHold);
+    next.Reset();
+
     m_Connection.Execute("BEGIN IMMEDIATE");
-    const auto removed = RemoveRows(cutoff);
+    SeriesCursor rows(m_Connection, device, series, {since, std::numeric_limits<std::int64_t>::max()});
+    // At least one minute.
+    for (int count = 0; rows.Current() != nullptr && (count < kLeftOverRows || rollUp.CompleteUntil() <= since);
+         ++count) {
+        AddTo(rollUp, *rows.Current());
+        rows.Next();
+    }
+    const bool isEnd = rows.Current() == nullptr;
+    if (isEnd) rollUp.End(end);
+    WriteMinutes(series, device.IsInputs(), {rollUp.TakeComplete(), std::max(since, rollUp.CompleteUntil())});
+    if (isEnd) FinishRollUps(series, device.IsInputs(), std::max(end, rollUp.CompleteUntil()));
     m_Connection.Execute("COMMIT");
-    if (FreePages() > kSparePages) {
-        m_Connection.Execute("PRAGMA incremental_vacuum(" + std::to_string(kPagesPerStep) + ")");
-    }
-    return removed >= kRowsPerStep || FreePages() > kSparePages;
-}
-
-std::int64_t HistoryStore::RemoveRows(std::int64_t cutoff) {
-    std::int64_t removed = 0;
-    SqliteStatement readings(
-        m_Connection,
-        "DELETE FROM readings WHERE series = ?1 AND time_ms < ?2 AND time_ms <= (SELECT max(time_ms) "
-        "FROM (SELECT time_ms FROM readings WHERE series = ?1 ORDER BY time_ms LIMIT ?3))");
-    SqliteStatement gaps(m_Connection, "DELETE FROM gaps WHERE series = ?1 AND from_ms < ?2 AND to_ms < ?2");
-    SqliteStatement series(m_Connection, "SELECT id FROM series");
-    while (removed < kRowsPerStep && series.Step()) {
-        const auto id = series.LongNumber(0);
-        readings.Bind(1, id).Bind(2, cutoff).Bind(3, kRowsPerStep - removed).Run();
-        removed += m_Connection.Changes();
-        gaps.Bind(1, id).Bind(2, cutoff).Run();
-    }
-    for (const char* sql : {"DELETE FROM watches WHERE session IN (SELECT id FROM sessions WHERE alive_ms < ?)",
-                            "DELETE FROM sessions WHERE alive_ms < ?", "DELETE FROM events WHERE time_ms < ?"})
-        SqliteStatement(m_Connection, sql).Bind(1, cutoff).Run();
-    return removed;
-}
-
-std::int64_t HistoryStore::Pragma(const char* name) {
-    SqliteStatement pragma(m_Connection, std::string("PRAGMA ") + name);
-    return pragma.Step() ? pragma.LongNumber(0) : 0;
-}
-
-std::int64_t HistoryStore::FreePages() {
-    return Pragma("freelist_count");
-}
-
-std::int64_t HistoryStore::UsedBytes() {
-    return (Pragma("page_count") - FreePages()) * Pragma("page_size");
-}
-
-std::optional<std::int64_t> HistoryStore::Oldest() {
-    SqliteStatement oldest(m_Connection,
-                           "SELECT min((SELECT min(time_ms) FROM readings WHERE series = series.id)) FROM series");
-    if (!oldest.Step() || oldest.IsNull(0)) return std::nullopt;
-    return oldest.LongNumber(0);
+    return true;
 }
 
 }  // namespace orvix::station

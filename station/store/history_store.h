@@ -5,14 +5,18 @@
 #include <vector>
 
 #include "platform/sqlite_connection.h"
+#include "station/store/history_removal.h"
 #include "station/store/history_rows.h"
+#include "station/store/roll_up_table.h"
 
 namespace orvix::station {
 
-/// One run of a station, told from all others by when it began and its process.
+/// One run of a station.
 struct HistorySession {
+    std::string Uuid;
     std::int64_t Start = 0;
     std::int64_t Process = 0;
+    std::int64_t Beat = 1000;  ///< it says at least so often that it is alive; milliseconds
 };
 
 /// The writing side of an open history. Any failure raises Error and leaves the file as it was before the call; the
@@ -26,29 +30,35 @@ public:
     void Write(const HistoryBatch& batch, std::int64_t now);
     /// Marks the session as ended in order.
     void End();
-    /// Removes some of what is older than `cutoff`, and gives some free pages back to the file system. Returns whether
-    /// there is more to do.
-    bool Remove(std::int64_t cutoff);
-    /// Bytes of the file that are in use.
-    std::int64_t UsedBytes();
-    /// Time of the oldest reading; nothing when there is none.
-    std::optional<std::int64_t> Oldest();
+    /// Rolls up some of what a session that is gone has left, or a file of layout 1. Returns whether there is more.
+    bool RollUpLeftOver(std::int64_t now);
+    /// Time of the newest reading of earlier sessions; nothing when there is none.
+    std::optional<std::int64_t> Newest();
+    HistoryRemoval& Removal() { return m_Removal; }
 
 private:
-    /// The row of a series, made when missing; the session watches it from then on.
-    std::int64_t RowOf(const HistoryBatch& batch, std::size_t series);
+    /// The rows of the series that the batch has gained; the session reads them from then on.
+    void WriteSeries(const HistoryBatch& batch);
+    std::int64_t SeriesOf(const SeriesRow& series);
+    std::int64_t DeviceOf(const SeriesKey& key);
     void WriteReading(std::int64_t series, const ReadingRow& reading);
     void WriteGap(std::int64_t series, std::int64_t from, const Gap& gap);
-    void WriteEvent(std::int64_t number, const HistoryEvent& event);
-    std::int64_t RemoveRows(std::int64_t cutoff);
-    std::int64_t FreePages();
-    std::int64_t Pragma(const char* name);
+    void WriteMinutes(std::int64_t series, bool isInputs, const CompleteMinutes& complete);
+    void EndSeries(std::int64_t series, bool isInputs, std::int64_t time, SeriesEnd end);
+    /// Nothing more comes of a series that has ended.
+    void FinishRollUps(std::int64_t series, bool isInputs, std::int64_t end);
+    void WriteAlarm(std::int64_t seq, const AlarmRecord& alarm);
+    RollUpTable& RollUps(bool isInputs) { return isInputs ? m_Inputs : m_Temperatures; }
+    std::int64_t RolledUntil(std::int64_t series);
 
     platform::SqliteConnection m_Connection;
     platform::SqliteStatement m_AddReading;
     platform::SqliteStatement m_PutGap;
+    RollUpTable m_Temperatures;
+    RollUpTable m_Inputs;
+    HistoryRemoval m_Removal;
     std::int64_t m_Session = 0;
-    std::vector<std::int64_t> m_SeriesRows;  ///< by the index in the batch; 0: not known yet
+    std::vector<std::int64_t> m_SeriesRows;  ///< by the index in the batch
 };
 
 }  // namespace orvix::station

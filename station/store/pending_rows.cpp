@@ -3,83 +3,214 @@
 namespace orvix::station {
 namespace {
 
-std::optional<double> NumberOf(const ReadingValue& value) {
+std::optional<double> NumberOfReading(const ReadingValue& value) {
     if (const auto* degrees = std::get_if<double>(&value)) return *degrees;
     if (const auto* inputs = std::get_if<std::int32_t>(&value)) return *inputs;
     return std::nullopt;
 }
 
+// A device that is heard again before has nothing to do with its port's trouble.
+constexpr std::int64_t kShortestTrouble = 5000;
+
 Failure NotKept() {
     return {errors::General, "The reading could not be recorded", {}};
 }
 
-}  // namespace
-
-std::size_t PendingRows::IndexOf(const Reading& reading) {
-    SeriesKey key{reading.Port, reading.Address, reading.Model, reading.Name, reading.Variable};
-    const auto [entry, isNew] = m_Indexes.try_emplace(std::move(key), m_Indexes.size());
-    if (isNew) m_Rows.Series.emplace_back(entry->first, reading.UnixMilliseconds);
-    return entry->second;
+std::string StepText(std::int64_t milliseconds) {
+    const auto seconds = std::to_string(std::abs(milliseconds) / 1000) + " s";
+    return milliseconds < 0 ? "the clock was set back by " + seconds : "the clock was set forward by " + seconds;
 }
 
-void PendingRows::Add(const Reading& reading) {
-    const auto value = NumberOf(reading.Value);
+}  // namespace
+
+void PendingRows::Watch(const SeriesKey& key, const ClockTimes& now) {
+    const std::lock_guard lock(m_Mutex);
+    TakeTime(now);
+    WatchedOf(key, now.Unix);
+}
+
+void PendingRows::Unwatch(const std::string& port, int address, const ClockTimes& now) {
+    const std::lock_guard lock(m_Mutex);
+    TakeTime(now);
+    for (auto entry = m_Watched.begin(); entry != m_Watched.end();) {
+        auto& watched = entry->second;
+        const bool isMeant = watched.Key.Port == port && watched.Key.Address == address;
+        if (isMeant) Finish(watched, now.Unix, SeriesEnd::Removed);
+        entry = isMeant ? m_Watched.erase(entry) : std::next(entry);
+    }
+}
+
+void PendingRows::Add(const Reading& reading, const ClockTimes& now) {
+    const auto value = NumberOfReading(reading.Value);
     if (reading.Valid() && !value) return;  // a text
     const std::lock_guard lock(m_Mutex);
-    const auto series = IndexOf(reading);
+    TakeTime(now);
+    const auto time = reading.UnixMilliseconds;
+    auto& watched = WatchedOf({reading.Port, reading.Address, reading.Model, reading.Name, reading.Variable}, time);
+    watched.Trouble.reset();
+    const bool isGood = value && reading.Why == Doubt::None;
+    if (isGood) watched.Minutes.AddGood(time, *value);
+    if (value && !isGood) watched.Minutes.AddDoubtful(time);
+    if (!value) watched.Minutes.AddFailed(time);
+    KeepMinutes(watched);
+    if (isGood && !watched.Filter.Passes(m_Changes, time, *value)) return;
+    if (!isGood) watched.Filter.Interrupt();
     if (!value) {
-        Extend(series, reading.UnixMilliseconds, reading.Error);
+        Extend(watched, reading, reading.Error);
     } else if (IsFull()) {
         ++m_Lost;
-        Extend(series, reading.UnixMilliseconds, NotKept());
+        Extend(watched, reading, NotKept());
     } else {
-        m_Open.erase(series);
-        m_Rows.Readings.push_back({series, reading.UnixMilliseconds, *value});
+        CloseGap(watched);
+        m_Rows.Readings.push_back({watched.Series, time, *value, reading.Seq, reading.Why});
     }
+}
+
+void PendingRows::Trouble(const std::string& port, const Failure& failure, const ClockTimes& now) {
+    const std::lock_guard lock(m_Mutex);
+    TakeTime(now);
+    for (auto& [place, watched] : m_Watched) {
+        if (watched.Key.Port != port) continue;
+        watched.Trouble = failure;
+        watched.TroubleSince = now.Unix;
+        watched.GapTold = 0;
+    }
+}
+
+/// A gap in which no reading was tried, with the latest time at which that was so.
+void PendingRows::ExtendTroubles() {
+    for (auto& [place, watched] : m_Watched) {
+        if (!watched.Trouble || m_Now - watched.TroubleSince < kShortestTrouble) continue;
+        CloseGap(watched);
+        if (!IsGapDue(watched)) continue;
+        const auto& [code, text, detail] = *watched.Trouble;
+        auto& gap = m_Rows.Gaps[{watched.Series, watched.TroubleSince}];
+        gap = {.To = m_Now, .Count = 0, .Code = code, .Text = text};
+        watched.Minutes.AddFailed(m_Now);
+    }
+}
+
+/// A series holds times that only grow: it is begun anew where the clock says otherwise.
+PendingRows::Watched& PendingRows::WatchedOf(const SeriesKey& key, std::int64_t time) {
+    const auto found = m_Watched.find({key.Port, key.Address, key.Variable});
+    if (found == m_Watched.end()) return Begin(key, time);
+    auto& watched = found->second;
+    if (watched.Key.Name.empty() && !key.Name.empty()) {
+        watched.Key.Name = key.Name;
+        m_Rows.Names[watched.Series] = key.Name;
+    }
+    auto named = key;
+    if (named.Name.empty()) named.Name = watched.Key.Name;
+    const bool isSame = watched.Key == named;
+    if (isSame && !watched.Minutes.IsBehind(time)) return watched;
+    Finish(watched, isSame ? m_Now : time, isSame ? SeriesEnd::ClockSet : SeriesEnd::Changed);
+    m_Watched.erase(found);
+    return Begin(named, time);
+}
+
+PendingRows::Watched& PendingRows::Begin(const SeriesKey& key, std::int64_t time) {
+    auto& watched = m_Watched.emplace(Place{key.Port, key.Address, key.Variable}, Watched(key)).first->second;
+    watched.Series = m_Series++;
+    m_Rows.Series.push_back({key, time, m_Changes.OnlyChanges});
+    return watched;
+}
+
+void PendingRows::Finish(Watched& watched, std::int64_t time, SeriesEnd end) {
+    watched.Minutes.End(time);
+    KeepMinutes(watched);
+    CloseGap(watched);
+    m_Rows.Ends[watched.Series] = {time, end};
+}
+
+void PendingRows::TakeTime(const ClockTimes& now) {
+    const auto interruption = m_Clock.Take(now);
+    m_Now = now.Unix;
+    if (!interruption) return;
+    const bool wasSet = interruption->What == Interruption::Kind::ClockSet;
+    if (wasSet) m_Rows.Events.push_back({interruption->To, "clock", StepText(interruption->Step)});
+    m_ClockWasSet = m_ClockWasSet || wasSet;
+    for (auto& [place, watched] : std::exchange(m_Watched, {})) {
+        Finish(watched, interruption->From, wasSet ? SeriesEnd::ClockSet : SeriesEnd::Slept);
+        Begin(watched.Key, interruption->To);
+    }
+}
+
+void PendingRows::KeepMinutes(Watched& watched) {
+    auto complete = watched.Minutes.TakeComplete();
+    if (complete.empty()) return;
+    auto& kept = m_Rows.Minutes[watched.Series];
+    kept.Minutes.insert(kept.Minutes.end(), complete.begin(), complete.end());
+    kept.Until = watched.Minutes.CompleteUntil();
 }
 
 /// A gap goes on while its reason stays the same. When there is no room for another row it goes on in any case.
-void PendingRows::Extend(std::size_t series, std::int64_t time, const Failure& failure) {
-    auto open = m_Open.find(series);
-    if (open == m_Open.end() || (open->second.second.Code != failure.Code && !IsFull())) {
-        open = m_Open.insert_or_assign(series, std::pair(time, Gap{time, 0, failure.Code, failure.Text})).first;
+void PendingRows::Extend(Watched& watched, const Reading& reading, const Failure& failure) {
+    const auto time = reading.UnixMilliseconds;
+    auto& open = watched.OpenGap;
+    if (!open || (open->second.Code != failure.Code && !IsFull())) {
+        CloseGap(watched);
+        watched.GapTold = 0;
+        open = {time, Gap{time, 0, failure.Code, failure.Text, reading.Seq, reading.Seq}};
     }
-    auto& [from, gap] = open->second;
+    auto& [from, gap] = *open;
     gap.To = time;
     ++gap.Count;
-    m_Rows.Gaps[{series, from}] = gap;
+    gap.LastSeq = reading.Seq;
+    if (IsGapDue(watched)) m_Rows.Gaps[{watched.Series, from}] = gap;
+}
+
+void PendingRows::CloseGap(Watched& watched) {
+    if (watched.OpenGap) m_Rows.Gaps[{watched.Series, watched.OpenGap->first}] = watched.OpenGap->second;
+    watched.OpenGap.reset();
+}
+
+/// Where only changes are recorded, a gap that lasts is none.
+bool PendingRows::IsGapDue(Watched& watched) {
+    constexpr std::int64_t kSeldom = 60'000;
+    if (m_Changes.OnlyChanges && std::abs(m_Now - watched.GapTold) < kSeldom) return false;
+    watched.GapTold = m_Now;
+    return true;
 }
 
 void PendingRows::Add(const AlarmEvent& alarm) {
     const std::lock_guard lock(m_Mutex);
     const std::tuple key(alarm.Port, alarm.Address, alarm.KindText());
     if (alarm.Starts) {
-        const HistoryEvent event{.Time = alarm.UnixMilliseconds,
+        const AlarmRecord record{.From = alarm.UnixMilliseconds,
                                  .Port = alarm.Port,
                                  .Address = alarm.Address,
                                  .Kind = alarm.KindText(),
                                  .Text = alarm.Text(),
                                  .Value = alarm.Value,
-                                 .Ended = {}};
-        m_Alarms.insert_or_assign(key, std::pair(++m_LatestEvent, event));
-        m_Rows.Events.emplace(m_LatestEvent, event);
+                                 .To = {}};
+        m_Alarms.insert_or_assign(key, std::pair(alarm.Seq, record));
+        m_Rows.Alarms.emplace(alarm.Seq, record);
     } else if (const auto lasting = m_Alarms.extract(key)) {
-        auto& [number, event] = lasting.mapped();
-        event.Ended = alarm.UnixMilliseconds;
-        m_Rows.Events.insert_or_assign(number, event);
+        auto& [seq, record] = lasting.mapped();
+        record.To = alarm.UnixMilliseconds;
+        m_Rows.Alarms.insert_or_assign(seq, record);
     }
 }
 
-void PendingRows::TakeInto(HistoryBatch& batch) {
+void PendingRows::Add(const HistoryEvent& event) {
     const std::lock_guard lock(m_Mutex);
-    batch.Series.insert(batch.Series.end(), m_Rows.Series.begin() + static_cast<std::ptrdiff_t>(batch.Series.size()),
-                        m_Rows.Series.end());
-    batch.Readings.insert(batch.Readings.end(), m_Rows.Readings.begin(), m_Rows.Readings.end());
-    for (auto& [key, gap] : m_Rows.Gaps)
-        batch.Gaps.insert_or_assign(key, std::move(gap));
-    for (auto& [number, event] : m_Rows.Events)
-        batch.Events.insert_or_assign(number, std::move(event));
-    m_Rows.ClearRows();
+    m_Rows.Events.push_back(event);
+}
+
+void PendingRows::End() {
+    const std::lock_guard lock(m_Mutex);
+    for (auto& [place, watched] : m_Watched) {
+        watched.Minutes.End(m_Now);
+        KeepMinutes(watched);
+        CloseGap(watched);
+    }
+}
+
+void PendingRows::TakeInto(HistoryBatch& batch, const ClockTimes& now) {
+    const std::lock_guard lock(m_Mutex);
+    TakeTime(now);
+    ExtendTroubles();
+    batch.Append(std::exchange(m_Rows, {}));
     m_Taken = batch.Rows();
 }
 

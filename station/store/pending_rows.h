@@ -2,11 +2,14 @@
 
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <tuple>
 #include <utility>
 
 #include "station/model/alarm.h"
+#include "station/store/change_filter.h"
+#include "station/store/clock_watch.h"
 #include "station/store/history_rows.h"
 
 namespace orvix::station {
@@ -16,34 +19,72 @@ namespace orvix::station {
 class PendingRows {
 public:
     /// `most` rows wait at the same time; readings beyond are lost, and counted as a gap of their own.
-    explicit PendingRows(std::size_t most) : m_Most(most) {}
+    PendingRows(std::size_t most, const ChangeSetup& changes) : m_Most(most), m_Changes(changes) {}
 
-    void Add(const Reading& reading);
+    /// From now on the device is read. What was known of that place under another name or model has ended. Without a
+    /// name it has the one that comes with its readings.
+    void Watch(const SeriesKey& key, const ClockTimes& now);
+    /// It is not read any more.
+    void Unwatch(const std::string& port, int address, const ClockTimes& now);
+    void Add(const Reading& reading, const ClockTimes& now);
+    /// Something is wrong with a port: until its devices are heard again, this is why they are not.
+    void Trouble(const std::string& port, const Failure& failure, const ClockTimes& now);
     /// An alarm is one row from its start to its end.
     void Add(const AlarmEvent& alarm);
+    void Add(const HistoryEvent& event);
+    /// Nothing follows: the minutes that have begun are complete.
+    void End();
 
     /// Moves all rows into the batch, whose rows keep counting as waiting until Written.
-    void TakeInto(HistoryBatch& batch);
+    void TakeInto(HistoryBatch& batch, const ClockTimes& now);
     /// The batch taken is in the file.
     void Written();
     /// Readings lost since the last call.
     std::int64_t TakeLost();
+    /// Whether the clock was set since the last call.
+    bool TakeClockWasSet() { return std::exchange(m_ClockWasSet, false); }
 
 private:
-    std::size_t IndexOf(const Reading& reading);
+    struct Watched {
+        explicit Watched(SeriesKey key) : Key(std::move(key)), Minutes(Key.IsInputs()) {}
+
+        SeriesKey Key;
+        std::size_t Series = 0;
+        RollUp Minutes;
+        ChangeFilter Filter{};
+        std::optional<std::pair<std::int64_t, Gap>> OpenGap{};  ///< with its beginning
+        std::optional<Failure> Trouble{};                       ///< of its port, since it was heard last
+        std::int64_t TroubleSince = 0;
+        std::int64_t GapTold = 0;  ///< when a row last said how long its gap lasts
+    };
+    /// Port, address and variable.
+    using Place = std::tuple<std::string, int, std::string>;
+    using Places = std::map<Place, Watched>;
+
+    Watched& Begin(const SeriesKey& key, std::int64_t time);
+    void Finish(Watched& watched, std::int64_t time, SeriesEnd end);
+    Watched& WatchedOf(const SeriesKey& key, std::int64_t time);
+    void TakeTime(const ClockTimes& now);
     bool IsFull() const { return m_Rows.Rows() + m_Taken >= m_Most; }
-    void Extend(std::size_t series, std::int64_t time, const Failure& failure);
+    void Extend(Watched& watched, const Reading& reading, const Failure& failure);
+    void ExtendTroubles();
+    void CloseGap(Watched& watched);
+    bool IsGapDue(Watched& watched);
+    void KeepMinutes(Watched& watched);
 
     const std::size_t m_Most;
+    const ChangeSetup m_Changes;
     std::mutex m_Mutex;
     HistoryBatch m_Rows;
+    std::size_t m_Series = 0;  ///< begun in this run
     std::size_t m_Taken = 0;
-    std::map<SeriesKey, std::size_t> m_Indexes;
-    std::map<std::size_t, std::pair<std::int64_t, Gap>> m_Open;  ///< gap of a series, with its beginning
+    Places m_Watched;
+    ClockWatch m_Clock;
+    std::int64_t m_Now = 0;  ///< time of day when it was taken last
+    bool m_ClockWasSet = false;
     std::int64_t m_Lost = 0;
-    /// Alarms that last, by port, address and kind.
-    std::map<std::tuple<std::string, int, std::string>, std::pair<std::int64_t, HistoryEvent>> m_Alarms;
-    std::int64_t m_LatestEvent = 0;
+    /// Alarms that last, by port, address and kind, with the sequence numbers of their starts.
+    std::map<std::tuple<std::string, int, std::string>, std::pair<std::int64_t, AlarmRecord>> m_Alarms;
 };
 
 }  // namespace orvix::station

@@ -3,80 +3,84 @@
 namespace orvix::station {
 namespace {
 
-constexpr std::size_t kPageRows = 512;
+using platform::SqliteStatement;
+
+constexpr std::size_t kPageRows = 1024;
 
 }  // namespace
 
-SeriesCursor::SeriesCursor(platform::SqliteConnection& connection, const StoredSeries& series, const Period& period,
-                           std::vector<HistoryRow> notRunning)
-    : m_Series(series),
-      m_Rest(period),
-      m_NotRunning(std::move(notRunning)),
-      m_Select(connection,
-               "SELECT time_ms, value, NULL, NULL, NULL, NULL FROM readings "
-               "WHERE series = ?1 AND time_ms >= ?2 AND time_ms < ?3 UNION ALL "
-               "SELECT from_ms, NULL, to_ms, count, code, text FROM gaps "
-               "WHERE series = ?1 AND from_ms >= ?2 AND from_ms < ?3 ORDER BY 1 LIMIT ?4") {
-    m_Select.Bind(1, series.Row).Bind(3, period.Until).Bind(4, std::int64_t{kPageRows});
-    LoadEarlierGap(connection);
-    if (m_Page.empty()) LoadPage();
-}
-
-/// Of the gaps that begin before the period only the last one can reach into it.
-void SeriesCursor::LoadEarlierGap(platform::SqliteConnection& connection) {
-    platform::SqliteStatement select(connection,
-                                     "SELECT * FROM (SELECT from_ms, NULL, to_ms, count, code, text FROM gaps "
-                                     "WHERE series = ?1 AND from_ms < ?2 ORDER BY from_ms DESC LIMIT 1) "
-                                     "WHERE to_ms >= ?2");
-    select.Bind(1, m_Series.Row).Bind(2, m_Rest.Since);
-    if (select.Step()) m_Page.push_back(RowOf(select));
-}
-
-void SeriesCursor::LoadPage() {
-    m_Page.clear();
-    m_Next = 0;
-    m_Select.Bind(2, m_Rest.Since);
-    while (m_Select.Step())
-        m_Page.push_back(RowOf(m_Select));
-    m_Select.Reset();
-    m_IsLastPage = m_Page.size() < kPageRows;
-    if (m_IsLastPage) return;
-    // A reading and a gap may share the last row's time, at which the next page begins.
-    m_Rest.Since = m_Page.back().Time;
-    while (m_Page.back().Time == m_Rest.Since)
-        m_Page.pop_back();
-}
-
-HistoryRow SeriesCursor::RowOf(platform::SqliteStatement& statement) const {
-    HistoryRow row{.Series = &m_Series, .Time = statement.LongNumber(0), .Value = {}, .Reason = {}};
-    if (statement.IsNull(1)) {
-        row.Until = statement.LongNumber(2);
-        row.Count = statement.LongNumber(3);
-        row.Reason = {statement.Number(4), statement.Text(5), {}};
-    } else if (m_Series.IsInputs()) {
-        row.Value = static_cast<std::int32_t>(statement.Real(1));
-    } else {
-        row.Value = statement.Real(1);
+template <class Row>
+const Row* SeriesCursor::Pages<Row>::Peek(Row (*rowOf)(SqliteStatement&)) {
+    if (Next == Page.size() && !IsLast) {
+        if (!Page.empty()) Select.Bind(2, Page.back().Time + 1);
+        Page.clear();
+        Next = 0;
+        while (Select.Step())
+            Page.push_back(rowOf(Select));
+        Select.Reset();
+        IsLast = Page.size() < kPageRows;
     }
-    return row;
+    return Next < Page.size() ? &Page[Next] : nullptr;
 }
 
-bool SeriesCursor::IsInsertedNext() const {
-    if (m_NextNotRunning == m_NotRunning.size()) return false;
-    return m_Next == m_Page.size() || m_NotRunning[m_NextNotRunning].Time < m_Page[m_Next].Time;
-}
-
-const HistoryRow* SeriesCursor::Current() const {
-    if (IsInsertedNext()) return &m_NotRunning[m_NextNotRunning];
-    return m_Next < m_Page.size() ? &m_Page[m_Next] : nullptr;
+SeriesCursor::SeriesCursor(platform::SqliteConnection& connection, const StoredDevice& device, std::int64_t series,
+                           const Period& period, Rows rows)
+    : m_Readings{{connection,
+                  "SELECT time_ms, value, doubt FROM readings "
+                  "WHERE series = ?1 AND time_ms >= ?2 AND time_ms < ?3 ORDER BY time_ms LIMIT ?4"}},
+      // Of the gaps that begin before the period only the last one can reach into it.
+      m_Gaps{{connection,
+              "SELECT from_ms, to_ms, count, code, text FROM gaps WHERE series = ?1 AND from_ms < ?3 AND to_ms >= ?5 "
+              "AND from_ms >= max(?2, coalesce((SELECT max(from_ms) FROM gaps WHERE series = ?1 AND from_ms < ?5), 0)) "
+              "ORDER BY from_ms LIMIT ?4"}},
+      m_IsInputs(device.IsInputs()) {
+    m_Row.Device = &device;
+    const auto limit = static_cast<std::int64_t>(kPageRows);
+    m_Readings.Select.Bind(1, series).Bind(2, period.Since).Bind(3, period.Until).Bind(4, limit);
+    m_Readings.IsLast = rows == Rows::OnlyGaps;
+    m_Gaps.Select.Bind(1, series).Bind(2, std::int64_t{0}).Bind(3, period.Until).Bind(4, limit).Bind(5, period.Since);
+    Next();
 }
 
 void SeriesCursor::Next() {
-    if (IsInsertedNext()) {
-        ++m_NextNotRunning;
-    } else if (++m_Next == m_Page.size() && !m_IsLastPage) {
-        LoadPage();
+    const auto* reading = m_Readings.Peek(ReadingOf);
+    const auto* gap = m_Gaps.Peek(GapOf);
+    m_IsAtEnd = reading == nullptr && gap == nullptr;
+    if (m_IsAtEnd) return;
+    if (gap == nullptr || (reading != nullptr && reading->Time <= gap->Time)) {
+        Take(*reading);
+        ++m_Readings.Next;
+    } else {
+        Take(*gap);
+        ++m_Gaps.Next;
     }
+}
+
+void SeriesCursor::Take(const StoredReading& reading) {
+    m_Row.Time = reading.Time;
+    m_Row.Why = reading.Why;
+    if (m_IsInputs) {
+        m_Row.Value = static_cast<std::int32_t>(reading.Value);
+    } else {
+        m_Row.Value = reading.Value;
+    }
+}
+
+void SeriesCursor::Take(const StoredGap& gap) {
+    m_Row.Time = gap.Time;
+    m_Row.Why = Doubt::None;
+    m_Row.Value = {};
+    m_Row.Until = gap.Until;
+    m_Row.Count = gap.Count;
+    m_Row.Reason = gap.Reason;
+}
+
+SeriesCursor::StoredReading SeriesCursor::ReadingOf(SqliteStatement& row) {
+    return {row.LongNumber(0), row.Real(1), static_cast<Doubt>(row.LongNumber(2))};
+}
+
+SeriesCursor::StoredGap SeriesCursor::GapOf(SqliteStatement& row) {
+    return {row.LongNumber(0), row.LongNumber(1), row.LongNumber(2), {row.Number(3), row.Text(4), {}}};
 }
 
 }  // namespace orvix::station

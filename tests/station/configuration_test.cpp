@@ -47,6 +47,10 @@ inputs = { 0 = true, 7 = false }
 [history]
 on = false
 keep = "2w"
+keep_rollups = "520w"
+record = "change"
+dead_band = 0.25
+longest_silence = "10m"
 max_size = "500MB"
 [metrics]
 listen = "127.0.0.1:9400"
@@ -68,6 +72,10 @@ on_alarm = ["say", "it"]
     EXPECT_EQ(setup.Buses[1].PortPath, "");
     EXPECT_FALSE(setup.History.On);
     EXPECT_EQ(setup.History.Keep, 14 * 24h);
+    EXPECT_EQ(setup.History.KeepRollUps, 520 * 7 * 24h);
+    EXPECT_TRUE(setup.History.Record.OnlyChanges);
+    EXPECT_EQ(setup.History.Record.DeadBand, 0.25);
+    EXPECT_EQ(setup.History.Record.LongestSilence, 10min);
     EXPECT_EQ(setup.History.MostBytes, 500'000'000);
     EXPECT_EQ(setup.Metrics, "127.0.0.1:9400");
     EXPECT_THAT(setup.OnAlarm, ElementsAre("say", "it"));

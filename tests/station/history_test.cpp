@@ -4,7 +4,6 @@
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include <sstream>
 
 #include "host/error.h"
 #include "station/commands/history_format.h"
@@ -12,7 +11,7 @@
 #include "station/commands/plot_samples.h"
 #include "station/model/history_time.h"
 #include "station/store/history_schema.h"
-#include "station/store/history_writer.h"
+#include "tests/station/history_fixture.h"
 #include "tests/station/program.h"
 #include "tests/support/test_folder.h"
 
@@ -21,73 +20,21 @@ namespace {
 
 using namespace station;
 
-constexpr std::int64_t kStart = 1'795'000'000'000;
-constexpr std::int64_t kSecond = 1000;
-
-Reading ReadingOf(int address, std::int64_t time, ReadingValue value, ErrorNumber code = 0) {
-    return {.UnixMilliseconds = kStart + time,
-            .Port = "line",
-            .Address = address,
-            .Model = 106,
-            .Name = "Oven",
-            .Variable = "temperature",
-            .Value = std::move(value),
-            .Error = {code, code == 0 ? "" : "No reply", {}},
-            .LastGood = {}};
-}
-
-/// A history written and read in a time of its own.
-struct HistoryTest : testing::Test {
-    void Begin(HistorySetup setup = {}, std::size_t mostPending = 1000, std::int64_t time = 0) {
-        m_Pending = std::make_unique<PendingRows>(mostPending);
-        m_Writer = std::make_unique<HistoryWriter>(*m_Pending, m_File, setup, HistorySession{kStart + time, 1},
-                                                   [this](const std::string& text) { m_Said.push_back(text); });
-    }
-    void Turn(std::int64_t time) const { m_Writer->Turn(kStart + time); }
-    HistoryReader Reader(std::int64_t now) const { return {m_File, kStart + now}; }
-    /// The rows from one time to another: "address@time=value", or "address@from-to*count code" of a gap.
-    std::vector<std::string> Rows(std::int64_t since, std::int64_t until) const {
-        auto reader = Reader(until);
-        const auto series = reader.Find({});
-        std::vector<std::string> rows;
-        reader.Read(series, {kStart + since, kStart + until}, [&](const HistoryRow& row) {
-            std::ostringstream text;
-            text << row.Series->Key.Address << "@" << row.Time - kStart;
-            if (const auto* degrees = std::get_if<double>(&row.Value)) {
-                text << "=" << *degrees;
-            } else {
-                text << "-" << row.Until - kStart << "*" << row.Count << " " << row.Reason.Code;
-            }
-            rows.push_back(text.str());
-            return true;
-        });
-        return rows;
-    }
-
-    TestFolder m_Folder;
-    const std::string m_File = m_Folder.Path + "/history.db";
-    std::unique_ptr<PendingRows> m_Pending;
-    std::unique_ptr<HistoryWriter> m_Writer;
-    std::vector<std::string> m_Said;
-};
-
-using Lines = std::vector<std::string>;
-
 TEST_F(HistoryTest, TellsReadingsGapsAndTimesNotRunningInOrder) {
     Begin();
-    m_Pending->Add(ReadingOf(5, 0, 20.0));
-    m_Pending->Add(ReadingOf(6, 10, 30.0));
+    Add(5, 0, 20.0);
+    Add(6, 10, 30.0);
     // A failure goes on over several turns; another reason is another gap.
     for (int second = 1; second <= 4; ++second) {
-        m_Pending->Add(ReadingOf(5, second * kSecond, {}, second < 4 ? errors::TimeOut : errors::Checksum));
+        Add(5, second * kSecond, {}, second < 4 ? errors::TimeOut : errors::Checksum);
         Turn(second * kSecond);
     }
-    m_Pending->Add(ReadingOf(5, 5 * kSecond, 21.0));
-    m_Pending->Add(ReadingOf(5, 5 * kSecond, 22.0));  // the clock stood still
-    m_Pending->Add(ReadingOf(5, 5 * kSecond, "a serial number"));
-    EXPECT_EQ(m_Writer->End(kStart + 5 * kSecond), 0);
+    Add(5, 5 * kSecond, 21.0);
+    Add(5, 5 * kSecond, 22.0);  // the clock stood still
+    Add(5, 5 * kSecond, "a serial number");
+    EXPECT_EQ(End(5 * kSecond), 0);
     Begin({}, 1000, 100 * kSecond);
-    m_Pending->Add(ReadingOf(5, 101 * kSecond, 23.0));
+    Add(5, 101 * kSecond, 23.0);
     Turn(102 * kSecond);
 
     const auto timeOut = std::to_string(errors::TimeOut);
@@ -101,8 +48,8 @@ TEST_F(HistoryTest, TellsReadingsGapsAndTimesNotRunningInOrder) {
     const auto oven = reader.Find({.Port = "line", .Device = "5", .Time = {}});
     ASSERT_EQ(oven.size(), 1U);
     const auto summary = reader.Summarize(oven[0], {kStart + 2 * kSecond, kStart + 51 * kSecond});
-    EXPECT_EQ(summary.Count, 2);
-    EXPECT_EQ(summary.Range.value().Mean, 21.5);
+    EXPECT_EQ(summary.Figures.Count, 2);
+    EXPECT_EQ(summary.Figures.Mean(), 21.5);
     EXPECT_EQ(summary.Gaps, 2);
     EXPECT_EQ(summary.GapTime.count(), kSecond);
     EXPECT_EQ(summary.NotRunning.count(), 46 * kSecond);
@@ -116,14 +63,14 @@ TEST_F(HistoryTest, KeepsWhatCannotBeWrittenUpToABound) {
     platform::SqliteConnection other(m_File);
     other.Execute("BEGIN IMMEDIATE");
     for (int second = 1; second <= 5; ++second)
-        m_Pending->Add(ReadingOf(5, second * kSecond, 20.0 + second));
+        Add(5, second * kSecond, 20.0 + second);
     Turn(6 * kSecond);
     ASSERT_EQ(m_Said.size(), 1U);
     EXPECT_NE(m_Said[0].find("locked"), std::string::npos) << m_Said[0];
-    m_Pending->Add(ReadingOf(5, 7 * kSecond, 27.0));
+    Add(5, 7 * kSecond, 27.0);
     other.Execute("COMMIT");
     Turn(8 * kSecond);
-    m_Pending->Add(ReadingOf(5, 9 * kSecond, 29.0));
+    Add(5, 9 * kSecond, 29.0);
     Turn(10 * kSecond);
     EXPECT_EQ(m_Said.size(), 2U);
     EXPECT_EQ(m_Said.back(), "history: written again; 3 readings lost");
@@ -133,9 +80,9 @@ TEST_F(HistoryTest, KeepsWhatCannotBeWrittenUpToABound) {
 
 TEST_F(HistoryTest, RemovesWhatIsTooOldOrTooMuchAndTheFileShrinks) {
     constexpr int kRows = 60'000;
-    Begin({.On = true, .Keep = std::chrono::hours(24 * 365), .MostBytes = 500'000}, kRows);
+    Begin({.On = true, .Keep = std::chrono::hours(24 * 365), .MostBytes = 500'000}, 2 * kRows);
     for (int second = 0; second < kRows; ++second)
-        m_Pending->Add(ReadingOf(5 + second % 2, second * kSecond, second % 2 == 0 ? 20.0 : 21.0));
+        Add(5 + second % 2, second * kSecond, second % 2 == 0 ? 20.0 : 21.0);
     Turn(kRows * kSecond);
     for (int turn = 0; turn < 300; ++turn)
         Turn(kRows * kSecond);
@@ -172,7 +119,7 @@ TEST_F(HistoryTest, AnAlarmIsOneRowFromStartToEnd) {
     m_Pending->Add(alarm);
     Turn(kSecond);
     platform::SqliteConnection connection(m_File);
-    platform::SqliteStatement rows(connection, "SELECT text, value, ended_ms FROM events");
+    platform::SqliteStatement rows(connection, "SELECT text, value, to_ms FROM alarms");
     ASSERT_TRUE(rows.Step());
     EXPECT_EQ(rows.Text(0), text);
     EXPECT_EQ(rows.Real(1), 31.5);
@@ -182,7 +129,7 @@ TEST_F(HistoryTest, AnAlarmIsOneRowFromStartToEnd) {
 
 TEST_F(HistoryTest, ListsAlarmsWithTheirEnds) {
     const auto add = [this](int address, std::int64_t time, bool starts) {
-        m_Pending->Add(ReadingOf(address, time, 31.5));
+        Add(address, time, 31.5);
         m_Pending->Add(AlarmEvent{.UnixMilliseconds = kStart + time,
                                   .Port = "line",
                                   .Address = address,
@@ -190,13 +137,14 @@ TEST_F(HistoryTest, ListsAlarmsWithTheirEnds) {
                                   .Kind = AlarmKind::High,
                                   .Starts = starts,
                                   .Value = 31.5,
-                                  .Limit = 30});
+                                  .Limit = 30,
+                                  .Seq = ++m_Seq});
     };
     Begin();
     add(5, 0, true);
     add(5, kSecond, false);
     add(5, 2 * kSecond, true);
-    m_Writer->End(kStart + 3 * kSecond);
+    End(3 * kSecond);
     Begin({}, 2000, 10 * kSecond);
     add(6, 11 * kSecond, true);
     for (int number = 0; number < 600; ++number) {
@@ -227,18 +175,6 @@ TEST_F(HistoryTest, ListsAlarmsWithTheirEnds) {
     ASSERT_EQ(six.size(), 1U);
     EXPECT_NE(six[0].find("still on"), std::string::npos);
     EXPECT_NE(list(0, now, now + 60 * kSecond, "6").at(0).find("station stopped"), std::string::npos) << "killed";
-}
-
-TEST_F(HistoryTest, AForeignFileIsLeftAlone) {
-    std::ofstream(m_File) << "no database, but long enough to be taken for one";
-    const auto before = ContentsOf(m_File);
-    Begin();
-    Turn(0);
-    Turn(kSecond);
-    ASSERT_EQ(m_Said.size(), 1U);
-    EXPECT_NE(m_Said[0].find("not a database"), std::string::npos) << m_Said[0];
-    EXPECT_EQ(ContentsOf(m_File), before);
-    EXPECT_THROW(Reader(0), Error);
 }
 
 TEST(HistoryTime, IsWhatPeopleWrite) {
@@ -274,13 +210,13 @@ TEST(HistoryTime, IsWhatPeopleWrite) {
 TEST(PlotSamples, KeepPeaksAndGaps) {
     constexpr std::int64_t kDay = 86'400;
     PlotSamples samples({kStart, kStart + kDay * kSecond});
-    HistoryRow row{.Series = nullptr, .Time = 0, .Value = {}, .Reason = {}};
+    HistoryRow row{.Time = 0, .Value = {}, .Reason = {}};
     for (std::int64_t second = 0; second < kDay; ++second) {
         if (second > 40'000 && second < 50'000) continue;
         row.Time = kStart + second * kSecond;
         row.Value = second == 30'000 ? 99.0 : 20.0;
         if (second == 50'000) {
-            HistoryRow gap{.Series = nullptr, .Time = kStart + 40'001 * kSecond, .Value = {}, .Reason = {}};
+            HistoryRow gap{.Time = kStart + 40'001 * kSecond, .Value = {}, .Reason = {}};
             gap.Until = kStart + 49'999 * kSecond;
             samples.Add(gap);
         }
@@ -318,6 +254,10 @@ TEST(History, OutlivesKillsAndTwoStationsShareAFolder) {
     EXPECT_EQ(second.Finish().Status, 0);
     EXPECT_GE(count({"--device", "5"}), 28) << "of 40 readings, less those of a second";
 
+    const auto minutes = RunProgram({"history", "--data", data, "--device", "5", "--by", "day", "--csv"});
+    EXPECT_TRUE(minutes.Out.starts_with("time,port,address,name,variable,readings,doubtful,lowest,mean,highest,on1"));
+    EXPECT_NE(minutes.Out.find(",0,21.5,21.5,21.5,"), std::string::npos) << minutes.Out;
+
     const auto file = folder.Path + "/oven.csv";
     const std::vector<std::string> period{"--data", data, "--since", "1h", "--device", "5"};
     for (const std::string format : {"csv", "pdf"}) {
@@ -345,6 +285,8 @@ TEST(History, BadInputIsOneClearLine) {
         {{"history", "--since", "soon"}, 2, "soon"},
         {{"history", "--since", "1h", "--until", "2h"}, 2, "--until"},
         {{"history", "--csv", "--json"}, 2, "--json"},
+        {{"history", "--by", "week"}, 2, "--by"},
+        {{"history", "--by", "day", "--summary"}, 2, "--summary"},
         {{"export", "--format", "csv", "--out", out, "--device", "77"}, 1, "device 77"},
         {{"export", "--format", "csv", "--out", "/no/such/folder/x"}, 1, "/no/such/folder/x"},
         {{"export", "--format", "pdf", "--out", out, "--from", out}, 2, "--from"},

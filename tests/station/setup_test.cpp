@@ -11,7 +11,7 @@ namespace {
 using namespace std::chrono_literals;
 using std::chrono::milliseconds;
 
-TEST(TimeSpan, OneGrammarForAll) {
+TEST(CalendarSpan, OneGrammarForAll) {
     const struct {
         const char* Text;
         std::optional<milliseconds> Span;

@@ -2,7 +2,8 @@
 
 #include <unistd.h>
 
-#include "station/model/clock.h"
+#include "devices/protocol/basOrvixNB1.h"
+#include "station/store/uuid.h"
 
 namespace orvix::station {
 namespace {
@@ -16,17 +17,29 @@ constexpr std::chrono::milliseconds kTurn{700};
 constexpr std::chrono::seconds kStillLimit{15};
 constexpr std::int32_t kLookPeriodMs = 5000;
 
+/// Where only changes are recorded, the file is to be written as rarely as they are.
+HistorySession NewSession(const HistorySetup& setup) {
+    return {NewUuid(), ReadClocks().Unix, ::getpid(), setup.Record.OnlyChanges ? 60'000 : 1000};
+}
+
 }  // namespace
 
 HistoryRecorder::HistoryRecorder(std::string file, const HistorySetup& setup, Apartment& home, HistoryWriter::Say say)
     : m_Home(home),
       m_Say(std::move(say)),
-      m_Pending(kMostPending),
-      m_Writer(m_Pending, std::move(file), setup, {UnixMilliseconds(), ::getpid()},
+      m_Pending(kMostPending, setup.Record),
+      m_Writer(m_Pending, std::move(file), setup, NewSession(setup),
                [this](const std::string& text) { m_Home.Post([tell = m_Say, text] { tell(text); }); }),
       m_Thread([this] { WriteInTurns(); }),
       m_Look(home.CreateTimer([this] { Look(); })) {
     m_Look->Rearm(kLookPeriodMs, true);
+}
+
+void HistoryRecorder::OnSetup(const BusSetup& setup) {
+    for (const auto& device : setup.Devices) {
+        const auto variable = device.Model == kDigitalModuleModel ? ORVIXCNB1_VAR_INPUTBYTE : ORVIXCNB1_VAR_TEMPERATURE;
+        m_Pending.Watch({setup.PortLabel, device.Address, device.Model, device.Name, NameOf(variable)}, ReadClocks());
+    }
 }
 
 void HistoryRecorder::WriteInTurns() {
@@ -34,7 +47,7 @@ void HistoryRecorder::WriteInTurns() {
     while (!m_Stop) {
         lock.unlock();
         m_TurnBegan = m_Home.Now();
-        m_Writer.Turn(UnixMilliseconds());
+        m_Writer.Turn(ReadClocks());
         m_TurnBegan = Duration::zero();
         lock.lock();
         m_Wake.wait_for(lock, kTurn, [this] { return m_Stop; });
@@ -63,7 +76,7 @@ std::int64_t HistoryRecorder::Close() {
     }
     m_Wake.notify_one();
     m_Thread.join();
-    return m_Writer.End(UnixMilliseconds());
+    return m_Writer.End(ReadClocks());
 }
 
 }  // namespace orvix::station

@@ -21,8 +21,13 @@ public:
     HistoryRecorder(std::string file, const HistorySetup& setup, Apartment& home, HistoryWriter::Say say);
     ~HistoryRecorder() override { Close(); }
 
-    void OnReading(const Reading& reading) override { m_Pending.Add(reading); }
+    void OnSetup(const BusSetup& setup) override;
+    void OnReading(const Reading& reading) override { m_Pending.Add(reading, ReadClocks()); }
     void OnAlarm(const AlarmEvent& alarm) override { m_Pending.Add(alarm); }
+    void OnTrouble(const std::string& port, const Failure& failure) override {
+        m_Pending.Trouble(port, failure, ReadClocks());
+    }
+    void OnDeviceGone(const std::string& port, int address) override { m_Pending.Unwatch(port, address, ReadClocks()); }
 
     /// How long the file has kept the writing thread, when that is too long.
     std::optional<Duration> StandsStill() const;

@@ -1,0 +1,176 @@
+#include "station/store/history_rescue.h"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "host/date.h"
+#include "host/error.h"
+#include "host/text.h"
+#include "platform/regular_file.h"
+#include "station/store/history_schema.h"
+
+namespace orvix::station {
+namespace {
+
+using platform::SqliteConnection;
+using platform::SqliteStatement;
+namespace fs = std::filesystem;
+
+struct Table {
+    const char* Name;
+    const char* Columns;
+    const char* Key;  ///< in the order of which it is read
+};
+
+constexpr Table kTables[] = {
+    {"devices", "number, id, serial, model", "number"},
+    {"sessions", "id, uuid, start_ms, pid, alive_ms, beat_ms, ended", "id"},
+    {"series", "id, device, variable, session, name, bus, port, address, from_ms, to_ms, ended, rolled_ms, sparse",
+     "id"},
+    {"alarms",
+     "id, session, seq, holder, device, port, kind, from_ms, to_ms, value, text, acknowledged_ms, acknowledged_by, "
+     "comment",
+     "id"},
+    {"events", "id, session, time_ms, kind, text", "id"},
+    {"gaps", "series, from_ms, to_ms, count, code, text, seq, last_seq", "series, from_ms"},
+    {"rollups", "series, span, minute, count, doubtful, lowest, highest, sum", "series, span, minute"},
+    {"input_rollups",
+     "series, span, minute, count, doubtful, observed_ms, on1_ms, on2_ms, on3_ms, on4_ms, on5_ms, on6_ms, on7_ms, "
+     "on8_ms",
+     "series, span, minute"},
+    {"readings", "series, time_ms, value, seq, doubt", "series, time_ms"},
+};
+
+int ColumnsOf(const Table& table) {
+    const std::string_view columns = table.Columns;
+    return static_cast<int>(std::count(columns.begin(), columns.end(), ',')) + 1;
+}
+
+/// Copies what one history has of a table into another one.
+class TableCopy {
+public:
+    TableCopy(SqliteConnection& from, SqliteConnection& to, const Table& table)
+        : m_From(from), m_To(to), m_Table(table), m_Insert(to, InsertInto(table)) {}
+
+    /// Rows of one series, or all. From where a row cannot be read, what lies behind it is read from the other end.
+    /// Returns how many.
+    std::int64_t Copy(std::optional<std::int64_t> series) {
+        const std::string select = std::string("SELECT ") + m_Table.Columns + " FROM " + m_Table.Name +
+                                   (series ? " WHERE series = " + std::to_string(*series) : "") + " ORDER BY ";
+        std::int64_t copied = 0;
+        if (!CopyRun(select + m_Table.Key, copied)) {
+            CopyRun(select + ReplaceAll(m_Table.Key, ",", " DESC,") + " DESC", copied);
+        }
+        return copied;
+    }
+
+private:
+    static std::string InsertInto(const Table& table) {
+        std::string marks = "?";
+        for (int column = 1; column < ColumnsOf(table); ++column)
+            marks += ", ?";
+        return std::string("INSERT OR IGNORE INTO ") + table.Name + "(" + table.Columns + ") VALUES(" + marks + ")";
+    }
+
+    /// Returns false at a row that cannot be read. What cannot be written is raised.
+    bool CopyRun(const std::string& sql, std::int64_t& copied) {
+        try {
+            SqliteStatement select(m_From, sql);
+            while (select.Step()) {
+                for (int column = 0; column < ColumnsOf(m_Table); ++column)
+                    m_Insert.Bind(column + 1, select, column);
+                m_Insert.Run();
+                copied += m_To.Changes();
+            }
+            return true;
+        } catch (const platform::UnusableDatabase&) {
+            return false;
+        }
+    }
+
+    SqliteConnection& m_From;
+    SqliteConnection& m_To;
+    const Table& m_Table;
+    SqliteStatement m_Insert;
+};
+
+std::vector<std::int64_t> SeriesIn(SqliteConnection& connection) {
+    std::vector<std::int64_t> series;
+    SqliteStatement select(connection, "SELECT id FROM series ORDER BY id");
+    while (select.Step())
+        series.push_back(select.LongNumber(0));
+    return series;
+}
+
+// What rows refer to that could not be read.
+constexpr char kFillIn[] =
+    "INSERT INTO devices(number, id, model) SELECT DISTINCT device, 'd' || device, 0 FROM series"
+    " WHERE device NOT IN (SELECT number FROM devices);"
+    "INSERT INTO sessions(id, uuid, start_ms, pid, alive_ms, ended) SELECT session, 'lost ' || session, min(from_ms), "
+    "0,"
+    " max(coalesce(to_ms, (SELECT max(time_ms) FROM readings WHERE series = series.id), from_ms)), 1"
+    " FROM series WHERE session NOT IN (SELECT id FROM sessions) GROUP BY session;";
+
+/// Returns how many readings have come over.
+std::int64_t CopyTables(SqliteConnection& from, SqliteConnection& to) {
+    std::int64_t copied = 0;
+    for (const auto& table : kTables) {
+        TableCopy copy(from, to, table);
+        const bool isOfSeries = std::string_view(table.Key).starts_with("series");
+        copied = isOfSeries ? 0 : copy.Copy(std::nullopt);
+        for (const auto series : isOfSeries ? SeriesIn(to) : std::vector<std::int64_t>())
+            copied += copy.Copy(series);
+    }
+    to.Execute(kFillIn);
+    return copied;
+}
+
+/// Makes a new history of what can be read of an old one. Returns how many readings that are.
+std::int64_t MakeNew(const std::string& file, const std::string& old) {
+    for (const char* companion : {"", "-wal", "-shm", "-journal"})
+        fs::remove(file + companion);
+    auto to = OpenHistory(file);
+    // A file that is not finished is thrown away.
+    to.Execute("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF; BEGIN");
+    std::int64_t readings = 0;
+    try {
+        auto from = OpenHistoryReadOnly(old);
+        readings = CopyTables(from, to);
+    } catch (const platform::UnusableDatabase&) {
+        // Nothing can be read.
+    }
+    to.Execute("COMMIT; PRAGMA synchronous = FULL; PRAGMA journal_mode = WAL");
+    return readings;
+}
+
+void PutInPlace(const std::string& file, const std::string& made, const std::string& aside) {
+    for (const char* companion : {"-wal", "-shm"}) {
+        std::error_code ignored;
+        fs::rename(file + companion, aside + companion, ignored);
+    }
+    std::error_code error;
+    // With a second name for the old one there is a history at any moment.
+    fs::create_hard_link(file, aside, error);
+    if (error) fs::rename(file, aside);
+    fs::rename(made, file);
+}
+
+}  // namespace
+
+std::string ReplaceUnusableHistory(const std::string& file, std::int64_t now) {
+    platform::OpenRegularFile(file, O_RDONLY);
+    const auto aside = file + ".damaged-" + Format(FromUnixMilliseconds(now), "yyyymmdd-hhnnss");
+    const auto made = file + ".new";
+    const auto readings = MakeNew(made, file);
+    PutInPlace(file, made, aside);
+    return "it is kept as " + aside + ", and a new one goes on" +
+           (readings == 0 ? "; nothing in it could be read"
+                          : " with the " + std::to_string(readings) + " readings that could be read");
+}
+
+}  // namespace orvix::station

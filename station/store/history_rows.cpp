@@ -1,0 +1,29 @@
+#include "station/store/history_rows.h"
+
+namespace orvix::station {
+
+std::size_t HistoryBatch::Rows() const {
+    auto rows = Readings.size() + Gaps.size() + Ends.size() + Names.size() + Alarms.size() + Events.size();
+    for (const auto& [series, complete] : Minutes)
+        rows += complete.Minutes.size();
+    return rows;
+}
+
+void HistoryBatch::Append(HistoryBatch later) {
+    const auto add = [](auto& to, const auto& from) { to.insert(to.end(), from.begin(), from.end()); };
+    add(Series, later.Series);
+    add(Readings, later.Readings);
+    add(Events, later.Events);
+    for (auto& [key, gap] : later.Gaps)
+        Gaps.insert_or_assign(key, std::move(gap));
+    for (auto& [series, complete] : later.Minutes) {
+        add(Minutes[series].Minutes, complete.Minutes);
+        Minutes[series].Until = complete.Until;
+    }
+    Ends.insert(later.Ends.begin(), later.Ends.end());
+    Names.insert(later.Names.begin(), later.Names.end());
+    for (auto& [seq, alarm] : later.Alarms)
+        Alarms.insert_or_assign(seq, std::move(alarm));
+}
+
+}  // namespace orvix::station
