@@ -11,6 +11,7 @@
 #include "platform/real_apartment.h"
 #include "platform/serial_line.h"
 #include "simulator/bus_server.h"
+#include "station/line/line_tap.h"
 
 namespace orvix::bench {
 namespace {
@@ -65,7 +66,7 @@ std::vector<double> PollRounds(TestStation& station, int rounds) {
     platform::RealApartment apartment;
     platform::SerialLine serialLine({{setup.PortNumber, setup.PortPath}});
     station::LineTap tap(serialLine, apartment, setup.PortLabel, [](const station::LineEvent&) {});
-    station::BusServices services(station.Shared().ServicesFor(setup, nullptr), apartment, tap);
+    station::BusServices services(station.Shared().ServicesFor(setup), apartment, tap);
     RoundClock clock(kSensors);
     Bus bus(station.Shared().Library, services, setup, clock);
     bus.Poll();

@@ -29,7 +29,7 @@ station::ServicesSetup TestStation::ServicesFor(std::int16_t port, const std::st
     station::BusSetup setup;
     setup.PortNumber = port;
     setup.PortPath = path;
-    return m_Station.ServicesFor(setup, [](const station::LineEvent&) {});
+    return m_Station.ServicesFor(setup);
 }
 
 }  // namespace orvix::bench

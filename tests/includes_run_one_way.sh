@@ -23,8 +23,8 @@ station/report:        host/ platform/
 station/store:         host/ platform/ station/model/
 station/line:          host/ devices/protocol/ station/model/
 station/library:       host/ platform/ tasks/i tasks/enumerations.h station/model/ station/line/ station/report/
-station/source:        host/ platform/ simulator/ devices/protocol/ tasks/i station/model/ station/store/ station/library/
-station/run:           host/ platform/ devices/protocol/ station/model/ station/line/ station/source/
+station/source:        host/ platform/ simulator/ devices/protocol/ tasks/i station/model/ station/store/ station/line/ station/library/
+station/run:           host/ platform/ devices/protocol/ station/model/ station/source/
 station/sink/history:  host/ devices/protocol/ station/model/ station/store/ station/run/
 station/sink/*:        host/ platform/ station/model/ station/store/ station/run/
 station/door:          host/ platform/ station/model/ station/run/

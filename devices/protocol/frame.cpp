@@ -6,7 +6,6 @@ namespace orvix {
 
 namespace {
 
-constexpr char kStartByte = '\x1D';
 constexpr char kEndByte = '\x03';
 constexpr std::string_view kRefusalPattern("\x00\xC9", 2);
 constexpr std::size_t kRefusalOffset = 2;
@@ -37,6 +36,11 @@ std::optional<std::string_view> InnerPacket(std::string_view buffer) {
     return buffer.substr(kInnerOffset, *length - kFrameOverhead);
 }
 
+/// A checksum makes the XOR of what it covers zero.
+bool IsOuterChecksumRight(std::string_view frame, std::size_t innerLength) {
+    return XorOf(frame.substr(kLengthOffset, kInnerOffset - kLengthOffset + innerLength + 1)) == 0;
+}
+
 }  // namespace
 
 std::string BuildFrame(std::int32_t address, std::string_view code, std::string_view payload) {
@@ -63,18 +67,41 @@ std::optional<std::size_t> FrameLength(std::string_view buffer) {
     return Number(buffer[kLengthOffset]) + kFrameOverhead;
 }
 
+std::optional<std::int32_t> FrameAddress(std::string_view buffer) {
+    if (buffer.size() <= kAddressOffset) return std::nullopt;
+    return static_cast<std::int32_t>(Number(buffer[kAddressOffset]));
+}
+
 Reply CheckReply(std::string_view buffer, std::int32_t requestAddress) {
+    auto reply = ParseReply(buffer);
+    if (reply.address != 0 && requestAddress != 0 && reply.address != requestAddress) {
+        reply.error = errors::BadFrame;
+        reply.payload.clear();
+    }
+    return reply;
+}
+
+Reply ParseReply(std::string_view buffer) {
+    Reply reply{.error = errors::BadFrame, .payload = {}, .code = {}};
     const auto inner = InnerPacket(buffer);
-    if (!inner) return {errors::BadFrame, {}};
-    const auto replyAddress = static_cast<std::int32_t>(Number(buffer[kAddressOffset]));
-    if (replyAddress != 0 && requestAddress != 0 && replyAddress != requestAddress) return {errors::BadFrame, {}};
-    if (inner->size() < kMinReplyInner) return {errors::BadFrame, {}};
-    if (inner->substr(kRefusalOffset, kRefusalPattern.size()) == kRefusalPattern) return {errors::Refused, {}};
+    if (!inner) return reply;
+    reply.address = *FrameAddress(buffer);
+    if (inner->size() < kMinReplyInner) return reply;
+    reply.code = inner->substr(1, kReplyCodeLength);
+    reply.outerChecksumOk = IsOuterChecksumRight(buffer, inner->size());
     const std::size_t payloadLength = Number(inner->front());
-    if (payloadLength + kMinReplyInner > inner->size()) return {errors::BadFrame, {}};
-    // The checksum makes the XOR of the packet zero.
-    if (XorOf(inner->substr(0, payloadLength + kMinReplyInner)) != 0) return {errors::Checksum, {}};
-    return {errors::None, std::string(inner->substr(1 + kReplyCodeLength, payloadLength))};
+    if (inner->substr(kRefusalOffset, kRefusalPattern.size()) == kRefusalPattern) {
+        reply.error = errors::Refused;
+    } else if (payloadLength + kMinReplyInner > inner->size()) {
+        reply.error = errors::BadFrame;
+    } else if (XorOf(inner->substr(0, payloadLength + kMinReplyInner)) != 0) {
+        // The checksum makes the XOR of the packet zero.
+        reply.error = errors::Checksum;
+    } else {
+        reply.error = errors::None;
+        reply.payload = inner->substr(1 + kReplyCodeLength, payloadLength);
+    }
+    return reply;
 }
 
 std::optional<Frame> ParseRequest(std::string_view buffer) {
@@ -82,11 +109,9 @@ std::optional<Frame> ParseRequest(std::string_view buffer) {
     if (!inner || inner->size() < kInnerOverhead) return std::nullopt;
     const std::size_t payloadLength = Number(inner->front());
     if (payloadLength + kInnerOverhead > inner->size()) return std::nullopt;
-    // Each checksum makes the XOR of what it covers zero.
-    const std::string_view covered = buffer.substr(kLengthOffset, kInnerOffset - kLengthOffset + inner->size() + 1);
-    if (XorOf(*inner) != 0 || XorOf(covered) != 0) return std::nullopt;
+    if (XorOf(*inner) != 0 || !IsOuterChecksumRight(buffer, inner->size())) return std::nullopt;
     const std::size_t codeLength = inner->size() - kInnerOverhead - payloadLength;
-    return Frame{static_cast<std::int32_t>(Number(buffer[kAddressOffset])), std::string(inner->substr(1, codeLength)),
+    return Frame{*FrameAddress(buffer), std::string(inner->substr(1, codeLength)),
                  std::string(inner->substr(1 + codeLength, payloadLength))};
 }
 

@@ -27,6 +27,7 @@ namespace orvix {
 //   1 + C    N      payload
 //   1 + C+N  1      XOR of all preceding inner bytes
 
+inline constexpr char kStartByte = '\x1D';
 /// Bytes of a frame around its inner packet.
 inline constexpr std::size_t kFrameOverhead = 5;
 /// Longest payload behind a code of two bytes.
@@ -40,9 +41,13 @@ struct Frame {
 };
 
 /// Outcome of the check of a reply: `error` is None, BadFrame, Refused or Checksum; `payload` is empty after an error.
+/// The rest tells of the frame what a check does not look at, as far as there is a frame; a BadFrame may have none.
 struct Reply {
     ErrorNumber error = errors::None;
     std::string payload;
+    std::int32_t address = 0;
+    std::string code;              ///< its command code, two bytes
+    bool outerChecksumOk = false;  ///< the outer checksum is right
 };
 
 /// A request, or what a device answers; the code of an answer has two bytes. Raises Overflow for an address outside
@@ -51,6 +56,9 @@ std::string BuildFrame(std::int32_t address, std::string_view code, std::string_
 
 /// Bytes of the whole frame that a buffer begins with; nothing while its length byte is not there.
 std::optional<std::size_t> FrameLength(std::string_view buffer);
+
+/// The address in the frame that a buffer begins with; nothing while its byte is not there.
+std::optional<std::int32_t> FrameAddress(std::string_view buffer);
 
 /// Checks the reply at the beginning of a buffer; what follows it is ignored. The first of these checks that fails
 /// tells the error:
@@ -64,6 +72,8 @@ std::optional<std::size_t> FrameLength(std::string_view buffer);
 ///
 /// The outer checksum and the code are not compared.
 Reply CheckReply(std::string_view buffer, std::int32_t requestAddress);
+/// The same for a reply of any address.
+Reply ParseReply(std::string_view buffer);
 
 /// What a device makes of a buffer: the request at its beginning, or nothing when the frame is incomplete, its start or
 /// end byte or one of its checksums is wrong, or its payload does not fit the inner packet.

@@ -14,13 +14,11 @@ namespace {
 std::optional<Failure> ExportSaved(const ExportOptions& options, Station& station) {
     platform::RealApartment apartment;
     platform::SerialLine line({});
-    BusServices services(station.ServicesFor({}, nullptr), apartment, line);
+    BusServices services(station.ServicesFor({}), apartment, line);
     const auto messages = services.Get().Database.CreateConnection();
     messages->Open(station.Folders.Data + "Orvix.mdb", station.Folders.Data + "Orvix.mdw", station.Account);
     Failure failure;
-    services.OnReport = [&](const std::string& report) {
-        failure = ExplainFailure(*messages, errors::General, report);
-    };
+    services.OnReport = [&](const std::string& report) { failure = FailureOf(*messages, errors::General, report); };
     const auto devices = station.Library.Create<iOrvixDevices>("cOrvixDevicesNB1", services.Get());
     const auto device = devices->AddFromFile(options.From);
     if (device && SaveDevice(*device, options.Target)) return std::nullopt;

@@ -27,7 +27,8 @@ Json ToJson(const std::string& port, const FoundDevice& device) {
                 {"serial", SerialText(device.SerialNumber)},
                 {"variable", device.Variable},
                 {"value", ValueOf(device)},
-                {"suspect", device.Suspect}};
+                {"suspect", device.Suspect},
+                {"late", device.AnswersLate}};
     if (device.Suspect) object["reason"] = kSuspicion;
     return object;
 }

@@ -37,6 +37,7 @@ std::string DescriptionOf(const FoundDevice& device) {
                 (device.SerialNumber.empty() ? "no serial number" : "serial " + SerialText(device.SerialNumber)) +
                 ", " + ValueShown(device);
     if (device.Suspect) text += "  suspect: " + std::string(kSuspicion);
+    if (device.AnswersLate) text += "  answers late: " + std::string(kLateCure);
     return text;
 }
 

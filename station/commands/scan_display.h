@@ -31,6 +31,9 @@ std::string ProgressText(const ScanProgress& progress, std::size_t found);
 /// "5    sensor   serial NB1-0005, 21.5 °C", and what is suspect about it.
 std::string DescriptionOf(const FoundDevice& device);
 
+/// What helps a device that answers late.
+inline constexpr char kLateCure[] = "try a larger --timeout-factor";
+
 /// Why a suspect device is one.
 inline constexpr char kSuspicion[] = "two devices share the address, or the line is noisy";
 

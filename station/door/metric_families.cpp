@@ -76,9 +76,9 @@ constexpr ValueRow<BusHealth, AddressHealth> kOfAddress[] = {
 
 /// The values of the label that tells how exchanges ended.
 constexpr std::pair<const char*, Outcome> kResults[] = {
-    {"good", Outcome::Good},          {"silent", Outcome::Silent},     {"cut_off", Outcome::CutOff},
-    {"bad_frame", Outcome::BadFrame}, {"checksum", Outcome::Checksum}, {"refused", Outcome::Refused},
-    {"foreign", Outcome::Foreign},    {"line_lost", Outcome::LineLost}};
+    {"good", Outcome::Good},         {"silent", Outcome::Silent},     {"cut_off", Outcome::CutShort},
+    {"bad_frame", Outcome::Damaged}, {"checksum", Outcome::Checksum}, {"refused", Outcome::Refused},
+    {"foreign", Outcome::Foreign},   {"late", Outcome::Late},         {"line_lost", Outcome::LineLost}};
 static_assert(std::size(kResults) == kOutcomes);
 
 template <class... Of>

@@ -41,7 +41,12 @@ ReadingValue ValueOf(const VariableRecord& record) {
 }  // namespace
 
 Bus::Bus(const Library& library, BusServices& services, BusSetup setup, Listener& listener)
-    : m_Library(library), m_Host(services), m_Setup(std::move(setup)), m_Listener(listener) {
+    : m_Library(library),
+      m_Host(services),
+      m_Setup(std::move(setup)),
+      m_Listener(listener),
+      m_Tracker(m_Setup.Retries, [this](const Exchange& exchange) { Take(exchange); }) {
+    m_Host.OnLine = [this](const LineEvent& event) { Take(event); };
     m_Host.OnReport = [this](const std::string& report) {
         auto failure = Explain(errors::General, report);
         m_LinkTrouble = failure.Text;
@@ -146,8 +151,8 @@ void Bus::TellReadings() {
         auto reading = MakeReading(*device, varID);
         if (reading.Valid()) {
             m_LastTrouble.clear();
-        } else if (m_DriverError) {
-            reading.Error = *m_DriverError;
+        } else {
+            reading.Error = m_TaskFailure.value_or(CauseOf(reading.Address, reading.Error));
         }
         // A digital module is polled only while its flag says so, and its answer clears the flag.
         if (device->DeviceModel() == kDigitalModule) device->VarsEx().Item(NumberText(varID))->MonitorFlag(kPolled);
@@ -254,33 +259,56 @@ bool Bus::ExecuteTask(int address, std::int32_t model, ORVIXCNB1_VARS variable, 
     task->e(entry->Data().e);
     task->eDescr(entry->Data().eDescr);
     entry->Unlock();
-    if (task->e() != errors::None) failure = m_DriverError ? *m_DriverError : Explain(task->e(), task->eDescr());
+    if (task->e() != errors::None)
+        failure = m_TaskFailure.value_or(CauseOf(address, Explain(task->e(), task->eDescr())));
     return task->e() == errors::None;
 }
 
-void Bus::m_Endpoint_CustomMessage(const std::string& message) {
-    const auto fields = SplitFields(message);
-    constexpr std::string_view driverError = "Driver error ";
-    if (message.starts_with(driverError)) {
-        const auto number = LeadingNumber(message.substr(driverError.size()));
-        const auto text = message.find(" - ");
-        m_DriverError = Explain(number, text == std::string::npos ? message : message.substr(text + 3));
-    } else if (fields[0] == "ERROR" && fields.size() > 1) {
-        Trouble(Explain(errors::General, fields[1]));
-    } else if (message.starts_with("ERROR: ")) {
-        Trouble(Explain(errors::General, message.substr(7)));
+void Bus::Take(const LineEvent& event) {
+    if (event.What == LineEvent::Kind::Failed) m_LineFailed = true;
+    m_Listener.OnLine(event);
+    m_Tracker.Take(event);
+}
+
+void Bus::Take(const Exchange& exchange) {
+    m_Exchange = exchange;
+    m_Listener.OnExchange(exchange);
+}
+
+void Bus::Take(const TaskFailed& failed) {
+    m_Tracker.Settle();
+    auto failure = Explain(failed.Number, failed.Report);
+    if (m_Exchange) {
+        failure = FailureOf(*m_Exchange, failure);
+    } else if (failed.Number == errors::Validation && !m_LineFailed) {
+        failure.Code = errors::NotExecuted;
     }
-    m_Listener.OnMessage(m_Setup.PortLabel, ReplaceAll(message, std::string(1, kFieldSeparator), " | "));
+    m_TaskFailure = failure;
+}
+
+void Bus::m_Endpoint_CustomMessage(const std::string& message) {
+    const auto parsed = ParseHostMessage(message);
+    if (const auto* failed = std::get_if<TaskFailed>(&parsed)) Take(*failed);
+    if (const auto* trouble = std::get_if<LinkTrouble>(&parsed)) Trouble(Explain(errors::General, trouble->Report));
+    m_Listener.OnMessage(m_Setup.PortLabel, HostMessageText(message));
 }
 
 void Bus::m_Endpoint_OnProgress(const std::string& text, std::int32_t value) {
     constexpr std::int32_t submitted = 20;
-    if (value == submitted) m_DriverError.reset();
+    if (value == submitted) {
+        m_Exchange.reset();
+        m_LineFailed = false;
+        m_TaskFailure.reset();
+    }
     m_Listener.OnMessage(m_Setup.PortLabel, text + " " + NumberText(value) + " %");
 }
 
 Failure Bus::Explain(ErrorNumber number, const std::string& report) const {
-    return ExplainFailure(*m_Messages, number, report);
+    return FailureOf(*m_Messages, number, report);
+}
+
+Failure Bus::CauseOf(int address, Failure said) const {
+    return m_Exchange && m_Exchange->Address == address ? FailureOf(*m_Exchange, std::move(said)) : said;
 }
 
 void Bus::Trouble(const Failure& failure) {

@@ -14,7 +14,9 @@
 #include "station/library/bus_services.h"
 #include "station/library/device_export.h"
 #include "station/library/driver_thread.h"
+#include "station/library/host_message.h"
 #include "station/library/library.h"
+#include "station/line/exchange_tracker.h"
 #include "station/model/bus_setup.h"
 #include "station/model/device_setup.h"
 #include "station/model/listener.h"
@@ -26,8 +28,8 @@ namespace orvix::station {
 /// It lives on its apartment's thread.
 class Bus {
 public:
-    /// Configures the library and adds the devices. `listener` is told on this thread what the library tells; what
-    /// happens on the line is told by the services. Raises Error when the library refuses.
+    /// Configures the library and adds the devices. `listener` is told on this thread what the library tells
+    /// and what happens on the line. Raises Error when the library refuses.
     Bus(const Library& library, BusServices& services, BusSetup setup, Listener& listener);
 
     /// Adds, removes and renames devices, so that they are those. What is not taken is told as trouble.
@@ -52,6 +54,10 @@ private:
     void TellReadings();
     void AskToClose();
 
+    void Take(const LineEvent& event);
+    void Take(const Exchange& exchange);
+    void Take(const TaskFailed& failed);
+
     void m_Endpoint_CustomMessage(const std::string& message);
     void m_Endpoint_OnProgress(const std::string& text, std::int32_t value);
 
@@ -59,19 +65,26 @@ private:
     void SupplyRecord(iOrvixDevice& device, ORVIXCNB1_VARS variable, Variant value) const;
     Reading MakeReading(iOrvixDevice& device, std::int32_t varID) const;
     Failure Explain(ErrorNumber number, const std::string& report) const;
+    /// Why a reading of the task that is over has no value, when nothing better is known than what is said.
+    Failure CauseOf(int address, Failure said) const;
     void Trouble(const Failure& failure);
 
     const Library& m_Library;
     BusServices& m_Host;
     BusSetup m_Setup;
     Listener& m_Listener;
+    // The line tells these until the driver is gone.
+    ExchangeTracker m_Tracker;
+    // Of the latest task: its last exchange, whether the line has failed, and the driver's latest error.
+    std::optional<Exchange> m_Exchange;
+    bool m_LineFailed = false;
+    std::optional<Failure> m_TaskFailure;
+
     std::shared_ptr<HostDatabase> m_Messages;
     std::unique_ptr<Channel> m_Endpoint;
     std::unique_ptr<DriverThread> m_DriverThread;
     std::shared_ptr<iOrvixAdapter> m_Adapter;
 
-    /// The driver's latest error since the exchange under way began.
-    std::optional<Failure> m_DriverError;
     /// Addresses whose measured record has been written in this turn.
     std::set<std::string> m_Written;
     std::string m_LastTrouble;

@@ -30,7 +30,6 @@ struct ServicesSetup {
     std::string PortLabel;
     std::string PortPath;
     std::int32_t NetTimeoutInterval;
-    LineListener OnLine;  ///< told what happens on the serial line, on the thread that uses it
 };
 
 /// Everything that the library asks of its host, for the thread of an apartment.
@@ -43,6 +42,8 @@ public:
     const orvix::Services& Get() const { return m_Services; }
     orvix::Apartment& Apartment() { return m_Apartment; }
 
+    /// Called by whoever made the line with what happens on it.
+    LineListener OnLine;
     /// Called with each error that the library reports and does not raise.
     std::function<void(const std::string& report)> OnReport;
     /// Called with each new line of the driver's debug window while it is shown.

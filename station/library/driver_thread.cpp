@@ -7,6 +7,7 @@ namespace orvix::station {
 DriverThread::DriverThread(const Library& library, BusServices& bus)
     : m_Thread(bus.Setup(), [&](BusServices& services) {
           auto& home = bus.Apartment();
+          services.OnLine = PostedTo<LineEvent>(home, bus.OnLine);
           services.OnReport = PostedTo<std::string>(home, bus.OnReport);
           services.OnDebugLine = PostedTo<std::string>(home, bus.OnDebugLine);
           auto driver = library.Create<iOrvixDriver>("cOrvixDriverNB1", services.Get());

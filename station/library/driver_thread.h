@@ -9,7 +9,7 @@
 namespace orvix::station {
 
 /// The driver of a bus on a thread of its own, from construction to destruction. What its library objects report and
-/// show is told to the bus's services, on the bus's thread.
+/// show, and what happens on its line, is told to the bus's services, on the bus's thread.
 class DriverThread {
 public:
     /// Raises what keeps the driver from being created. `bus` must outlive this.

@@ -1,13 +1,28 @@
 #include "station/library/failure_text.h"
 
-#include "host/text.h"
+#include <algorithm>
+#include <iterator>
 
 namespace orvix::station {
 namespace {
 
-// The messages that tell the cause of a failed reading.
-constexpr ErrorNumber kCauses[] = {errors::TimeOut,  errors::NotExecuted,  errors::Refused,      errors::Checksum,
-                                   errors::BadFrame, errors::NotConnected, errors::NoMissionData};
+struct Cause {
+    orvix::station::Outcome Outcome;
+    ErrorNumber Code;
+    const char* Text;  ///< in place of the library's sentence; null: that says it
+};
+
+constexpr Cause kCauses[] = {
+    {Outcome::Silent, errors::TimeOut, nullptr},
+    {Outcome::CutShort, errors::TimeOut, nullptr},
+    {Outcome::Late, errors::TimeOut, "The device answers after the time-out."},
+    {Outcome::Damaged, errors::BadFrame, nullptr},
+    {Outcome::Foreign, errors::BadFrame, nullptr},
+    {Outcome::Checksum, errors::Checksum, nullptr},
+    {Outcome::Refused, errors::Refused, nullptr},
+};
+
+constexpr char kEcho[] = "The request came back instead of an answer: the converter echoes what is sent.";
 
 // Reports name where they were raised in brackets behind the description, innermost first.
 std::string WithoutPlace(const std::string& report) {
@@ -20,19 +35,21 @@ std::string WithoutPlace(const std::string& report) {
 
 }  // namespace
 
-Failure ExplainFailure(MessageProvider& messages, ErrorNumber number, const std::string& report) {
-    // The error-check routine raises everything under its own number, which tells nothing of the cause.
-    const auto known = number == errors::Validation ? errors::General : number;
-    Failure failure{known, WithoutPlace(report), report};
+Failure FailureOf(MessageProvider& messages, ErrorNumber number, const std::string& report) {
+    Failure failure{number == errors::Validation ? errors::General : number, WithoutPlace(report), report};
     // What the library reports before an adapter gave it the messages is a key.
     if (report.starts_with('#')) failure.Text = messages.GetMessage(failure.Text).value_or(failure.Text);
-    for (const auto cause : kCauses) {
-        const auto sentence = messages.GetMessage("#" + NumberText(cause));
-        if (!sentence) continue;
-        const auto beginning = sentence->substr(0, sentence->find('%'));
-        if (!beginning.empty() && report.starts_with(beginning)) failure.Code = cause;
-    }
     return failure;
+}
+
+Failure FailureOf(const Exchange& exchange, Failure said) {
+    const auto* cause = std::find_if(std::begin(kCauses), std::end(kCauses),
+                                     [&](const Cause& it) { return it.Outcome == exchange.Outcome; });
+    if (cause == std::end(kCauses)) return said;
+    said.Code = cause->Code;
+    if (cause->Text != nullptr) said.Text = cause->Text;
+    if (exchange.IsEcho) said.Text = kEcho;
+    return said;
 }
 
 }  // namespace orvix::station

@@ -20,14 +20,16 @@ void Outbox::OnLine(const LineEvent& event) {
     Add([&listener = m_Listener, event] { listener.OnLine(event); });
 }
 
+void Outbox::OnExchange(const Exchange& exchange) {
+    Add([&listener = m_Listener, exchange] { listener.OnExchange(exchange); });
+}
+
 void Outbox::Add(std::function<void()> event) {
-    const std::lock_guard lock(m_Mutex);
     if (m_Events.empty()) m_Bus->Post([this] { Send(); });
     m_Events.push_back(std::move(event));
 }
 
 void Outbox::Send() {
-    const std::lock_guard lock(m_Mutex);
     if (m_Events.empty()) return;
     m_Home.Post([events = std::exchange(m_Events, {})] {
         for (const auto& event : events)

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <functional>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -11,7 +10,7 @@
 namespace orvix::station {
 
 /// Carries what a bus tells to a listener in another apartment, all of a turn of the bus's loop in one message: each
-/// one wakes a thread. What the threads of the bus tell stays in order.
+/// one wakes a thread.
 class Outbox : public Listener {
 public:
     /// `listener` is called in `home`. Both outlive the messages.
@@ -29,6 +28,7 @@ public:
     void OnTrouble(const std::string& port, const Failure& failure) override;
     void OnMessage(const std::string& port, const std::string& text) override;
     void OnLine(const LineEvent& event) override;
+    void OnExchange(const Exchange& exchange) override;
 
 private:
     void Add(std::function<void()> event);
@@ -38,7 +38,6 @@ private:
     Listener& m_Listener;
     const bool m_WantsMessages;
     Apartment* m_Bus = nullptr;
-    std::mutex m_Mutex;  ///< guards m_Events
     std::vector<std::function<void()>> m_Events;
 };
 

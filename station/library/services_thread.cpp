@@ -26,8 +26,10 @@ void ServicesThread::Live(const ServicesSetup& setup, const std::function<Reside
                           std::promise<void>& started) {
     platform::RealApartment apartment;
     platform::SerialLine serialLine({{setup.PortNumber, setup.PortPath}});
-    LineTap line(serialLine, apartment, setup.PortLabel, setup.OnLine);
     std::unique_ptr<BusServices> services;
+    LineTap line(serialLine, apartment, setup.PortLabel, [&services](const LineEvent& event) {
+        if (services->OnLine) services->OnLine(event);
+    });
     Resident resident;
     try {
         services = std::make_unique<BusServices>(setup, apartment, line);

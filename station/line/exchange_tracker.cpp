@@ -5,19 +5,16 @@
 namespace orvix::station {
 namespace {
 
-constexpr std::size_t kAddressOffset = 2;
-constexpr std::int32_t kAnyAddress = 0;
-constexpr char kStartByte = 0x1D;
-
 // An answer that is later than this is not waited for any more.
 constexpr Duration kLongestDelay = std::chrono::seconds(2);
 
-int AddressIn(std::string_view frame) {
-    return frame.size() > kAddressOffset ? static_cast<unsigned char>(frame[kAddressOffset]) : 0;
+bool IsBroken(Outcome outcome) {
+    return outcome == Outcome::CutShort || outcome == Outcome::Damaged || outcome == Outcome::Checksum;
 }
 
-bool IsDamaged(Outcome outcome) {
-    return outcome == Outcome::CutOff || outcome == Outcome::BadFrame || outcome == Outcome::Checksum;
+bool IsWhole(const std::string& bytes) {
+    const auto length = FrameLength(bytes);
+    return length && bytes.size() >= *length;
 }
 
 }  // namespace
@@ -40,28 +37,34 @@ void ExchangeTracker::Take(const LineEvent& event) {
         case Kind::Opened:
         case Kind::Closed:
             EndUnanswered();
-            m_Latest.reset();
+            m_Outcome.reset();
             m_Rest.clear();
             return;
     }
-}
-
-void ExchangeTracker::Failed(int address) {
-    if (m_Request.Address == address) EndUnanswered();
 }
 
 void ExchangeTracker::Begin(const LineEvent& event) {
     EndUnanswered();
     JudgeRest();
     const bool isRetry =
-        m_Latest && *m_Latest != Outcome::Good && event.Bytes == m_Request.Bytes && m_Request.Attempt < m_Retries;
-    m_Request = {AddressIn(event.Bytes), event.Bytes, event.Time, isRetry ? m_Request.Attempt + 1 : 0};
-    auto& station = StationOf(m_Request.Address);
-    station.Asked = true;
-    if (!isRetry) station.Displaced = 0;
-    if (!isRetry && event.Time - station.OwedSince > kLongestDelay) station.Owed = 0;
+        m_Outcome && *m_Outcome != Outcome::Good && event.Bytes == m_Request && m_Latest.Attempt < m_Retries;
+    const int attempt = isRetry ? m_Latest.Attempt + 1 : 0;
+    m_Latest = {};
+    m_Latest.Port = event.Port;
+    m_Latest.Address = FrameAddress(event.Bytes).value_or(0);
+    if (auto request = ParseRequest(event.Bytes)) m_Latest.Asked = std::move(request->code);
+    m_Latest.Sent = event.Time;
+    m_Latest.Attempt = attempt;
+    m_Request = event.Bytes;
+    m_Lengths.try_emplace(m_Latest.Address, 0);
+    if (!isRetry) {
+        auto& debt = DebtOfLatest();
+        debt.Displaced = 0;
+        if (event.Time - debt.OwedSince > kLongestDelay) debt.Owed = 0;
+        debt.WasLate = std::exchange(debt.IsLate, false);
+    }
     m_Pending = true;
-    m_Latest.reset();
+    m_Outcome.reset();
     m_Answer.clear();
 }
 
@@ -72,26 +75,25 @@ void ExchangeTracker::Receive(const LineEvent& event) {
     }
     m_Answer += event.Bytes;
     if (!m_Begun.empty() && AwaitsTail()) return;
-    const auto length = FrameLength(m_Answer);
-    if (!length || m_Answer.size() < *length) return;
-    m_Rest = m_Answer.substr(*length);
-    m_Answer.resize(*length);
-    End(Judge(m_Answer), event.Time - m_Request.Sent);
+    if (!IsWhole(m_Answer)) return;
+    const auto length = *FrameLength(m_Answer);
+    m_Rest = m_Answer.substr(length);
+    m_Answer.resize(length);
+    m_Latest.BytesAfter = m_Rest.size();
+    End(Judge(), event.Time - m_Latest.Sent);
 }
 
 /// Whether the bytes that have come belong to the answer that had begun before the request, as far as can be told.
 bool ExchangeTracker::AwaitsTail() {
     const auto both = m_Begun + m_Answer;
-    const auto length = FrameLength(both);
-    const bool isWhole = length && both.size() >= *length;
-    if (isWhole && AnswerAt(both)) {
-        if (!m_IsBegunInNoise) TakeSurplusAnswer(AddressIn(both));
-        EndDisturbed(both.substr(*length));
+    const auto first = FirstPiece(both, m_Lengths);
+    if (first.What == Piece::Kind::Answer) {
+        if (!m_IsBegunInNoise) TakeSurplusAnswer(first.Address);
+        EndDisturbed(both.substr(first.Bytes.size()));
         return true;
     }
-    const auto ownLength = m_Answer.front() == kStartByte ? FrameLength(m_Answer) : std::nullopt;
-    const bool hasOwnAnswer = ownLength && m_Answer.size() >= *ownLength;
-    if (!isWhole && !hasOwnAnswer) return true;
+    const bool hasOwnAnswer = m_Answer.front() == kStartByte && IsWhole(m_Answer);
+    if (!IsWhole(both) && !hasOwnAnswer) return true;
     m_Begun.clear();
     return false;
 }
@@ -101,117 +103,108 @@ void ExchangeTracker::EndDisturbed(std::string rest) {
     m_Rest = std::move(rest);
     m_Begun.clear();
     m_Answer.clear();
-    ++StationOf(m_Request.Address).Displaced;
+    ++DebtOfLatest().Displaced;
     End(Outcome::Foreign, {});
 }
 
-Outcome ExchangeTracker::Judge(std::string_view reply) {
-    switch (CheckReply(reply, m_Request.Address).error) {
-        case errors::None:
-            StationOf(m_Request.Address).ReplyLength = reply.size();
-            return Outcome::Good;
-        case errors::Refused:
-            return Outcome::Refused;
-        case errors::Checksum:
-            return Outcome::Checksum;
-        default:
-            break;
+Outcome ExchangeTracker::Judge() {
+    const auto reply = CheckReply(m_Answer, m_Latest.Address);
+    m_Latest.ReplyCode = reply.code;
+    m_Latest.OuterChecksumOk = reply.outerChecksumOk;
+    // No device answers with what it was asked; its answer comes behind the echo.
+    m_Latest.IsEcho = m_Answer == m_Request;
+    if (m_Latest.IsEcho) {
+        ++DebtOfLatest().Displaced;
+        return Outcome::Foreign;
     }
-    const auto sender = AnswerAt(reply);
-    if (!sender) return Outcome::BadFrame;
-    TakeSurplusAnswer(*sender);
-    ++StationOf(m_Request.Address).Displaced;
+    if (reply.error == errors::None) m_Lengths[m_Latest.Address] = m_Answer.size();
+    if (reply.error == errors::None) return Outcome::Good;
+    if (reply.error == errors::Refused) return Outcome::Refused;
+    if (reply.error == errors::Checksum) return Outcome::Checksum;
+    const auto first = FirstPiece(m_Answer, m_Lengths);
+    if (first.What != Piece::Kind::Answer) return Outcome::Damaged;
+    TakeSurplusAnswer(first.Address);
+    ++DebtOfLatest().Displaced;
     return Outcome::Foreign;
 }
 
 void ExchangeTracker::EndUnanswered() {
     if (!m_Pending) return;
-    if (!m_Begun.empty() && !m_Answer.empty() && !IsBegunAnswer(m_Answer)) return EndDisturbed(m_Begun + m_Answer);
-    auto& station = StationOf(m_Request.Address);
-    ++station.Owed;
-    station.OwedSince = m_Request.Sent;
+    const bool isTorn = !m_Begun.empty() && !m_Answer.empty();
+    if (isTorn && FirstPiece(m_Answer, m_Lengths).What != Piece::Kind::Begun) return EndDisturbed(m_Begun + m_Answer);
+    auto& debt = DebtOfLatest();
+    ++debt.Owed;
+    debt.OwedSince = m_Latest.Sent;
     // The rest of an answer that comes too late makes it whole.
     m_Rest = m_Answer;
-    End(m_Answer.empty() ? Outcome::Silent : Outcome::CutOff, {});
+    End(m_Answer.empty() ? Outcome::Silent : Outcome::CutShort, {});
 }
 
 void ExchangeTracker::End(Outcome outcome, Duration roundTrip) {
+    const auto& debt = DebtOfLatest();
+    const bool isUnanswered = outcome == Outcome::Silent || outcome == Outcome::CutShort;
     m_Pending = false;
-    m_Latest = outcome;
-    m_Events.OnEnd({m_Request.Address, outcome, m_Request.Sent, roundTrip, m_Request.Attempt > 0});
+    m_Outcome = outcome;
+    m_Latest.Outcome = isUnanswered && (debt.IsLate || debt.WasLate) ? Outcome::Late : outcome;
+    if (outcome == Outcome::Good || outcome == Outcome::Refused) m_Latest.RoundTrip = roundTrip;
+    m_Latest.Extras = std::exchange(m_Extras, {});
+    m_Tell(m_Latest);
 }
 
+/// Finds out what has come since the latest exchange ended.
 void ExchangeTracker::JudgeRest() {
     m_Begun.clear();
-    if (!m_Latest) return m_Rest.clear();
-    const bool isDamaged = IsDamaged(*m_Latest);
+    const auto rest = std::exchange(m_Rest, {});
+    if (!m_Outcome) return;
+    const bool isBroken = IsBroken(*m_Outcome);
     // A time-out has left its part of an answer in the rest.
-    if (isDamaged && *m_Latest != Outcome::CutOff) m_Rest.insert(0, m_Answer);
-    std::size_t strange = 0;
+    const auto all = isBroken && *m_Outcome != Outcome::CutShort ? m_Answer + rest : rest;
+    std::size_t stray = 0;
     bool isAnsweredInNoise = false;
-    for (std::string_view rest = m_Rest; !rest.empty();) {
-        const bool mayAnswerInNoise = isDamaged && strange > 0 && !isAnsweredInNoise;
-        if (IsBegunAnswer(rest)) {
-            m_Begun = rest;
-            m_IsBegunInNoise =
-                mayAnswerInNoise && (rest.size() <= kAddressOffset || AddressIn(rest) == m_Request.Address);
-            isAnsweredInNoise |= m_IsBegunInNoise;
-            break;
-        }
-        const auto sender = AnswerAt(rest);
-        rest.remove_prefix(sender ? *FrameLength(rest) : 1);
-        if (!sender) {
-            ++strange;
-        } else if (mayAnswerInNoise && *sender == m_Request.Address) {
-            isAnsweredInNoise = true;
-        } else {
-            TakeSurplusAnswer(*sender);
+    for (const auto& piece : CutIntoPieces(all, m_Lengths)) {
+        const bool isOwn = piece.Address == m_Latest.Address || piece.Address == 0;
+        const bool answersInNoise = isBroken && stray > 0 && !isAnsweredInNoise && isOwn;
+        switch (piece.What) {
+            case Piece::Kind::Stray:
+                stray += piece.Bytes.size();
+                break;
+            case Piece::Kind::Begun:
+                m_Begun = piece.Bytes;
+                m_IsBegunInNoise = answersInNoise;
+                isAnsweredInNoise |= answersInNoise;
+                break;
+            case Piece::Kind::Answer:
+                isAnsweredInNoise |= answersInNoise;
+                if (!answersInNoise) TakeSurplusAnswer(piece.Address);
+                break;
         }
     }
-    const std::size_t all = m_Rest.size();
-    m_Rest.clear();
     // What an answer to another request has torn is no noise of its own.
-    if (strange == 0 || *m_Latest == Outcome::Foreign) return;
-    if (isDamaged && IsTwice(all)) {
-        m_Events.OnSurplus({m_Request.Address, Surplus::Kind::Doubled, 0});
-    } else if (!isDamaged || isAnsweredInNoise) {
-        m_Events.OnSurplus({m_Request.Address, Surplus::Kind::Noise, strange});
+    if (stray == 0 || *m_Outcome == Outcome::Foreign) return;
+    if (isBroken && IsTwoAnswers(all.size())) {
+        m_Extras.push_back({m_Latest.Address, Surplus::Kind::Doubled, 0});
+    } else if (!isBroken || isAnsweredInNoise) {
+        m_Extras.push_back({m_Latest.Address, Surplus::Kind::Noise, stray});
     }
 }
 
 void ExchangeTracker::TakeSurplusAnswer(int address) {
-    auto& station = StationOf(address);
-    if (station.Displaced > 0) {
-        --station.Displaced;
-    } else if (station.Owed > 0) {
-        --station.Owed;
-        m_Events.OnSurplus({address, Surplus::Kind::Late, 0});
+    auto& debt = m_Debts[address];
+    if (debt.Displaced > 0) {
+        --debt.Displaced;
+    } else if (debt.Owed > 0) {
+        --debt.Owed;
+        debt.IsLate = true;
+        m_Extras.push_back({address, Surplus::Kind::Late, 0});
     } else {
-        m_Events.OnSurplus({address, Surplus::Kind::Doubled, 0});
+        m_Extras.push_back({address, Surplus::Kind::Doubled, 0});
     }
 }
 
-std::optional<int> ExchangeTracker::AnswerAt(std::string_view bytes) const {
-    if (bytes.front() != kStartByte) return std::nullopt;
-    const auto error = CheckReply(bytes, kAnyAddress).error;
-    if (error != errors::None && error != errors::Refused) return std::nullopt;
-    const int sender = AddressIn(bytes);
-    return m_Stations[static_cast<std::size_t>(sender)].Asked ? std::optional(sender) : std::nullopt;
-}
-
-bool ExchangeTracker::IsBegunAnswer(std::string_view bytes) const {
-    if (bytes.front() != kStartByte) return false;
-    const auto length = FrameLength(bytes);
-    if (length && bytes.size() >= *length) return false;
-    if (bytes.size() <= kAddressOffset) return true;
-    const auto& sender = m_Stations[static_cast<std::size_t>(AddressIn(bytes))];
-    return sender.Asked && (sender.ReplyLength == 0 || sender.ReplyLength == *length);
-}
-
-bool ExchangeTracker::IsTwice(std::size_t bytes) const {
+bool ExchangeTracker::IsTwoAnswers(std::size_t bytes) const {
     // Two garbled answers may lose a byte or two between them.
     constexpr std::size_t kSlack = 2;
-    const auto length = m_Stations[static_cast<std::size_t>(m_Request.Address)].ReplyLength;
+    const auto length = m_Lengths.at(m_Latest.Address);
     return length > 0 && bytes + kSlack >= 2 * length;
 }
 

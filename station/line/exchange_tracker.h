@@ -1,79 +1,39 @@
 #pragma once
 
-#include <array>
-#include <cstdint>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
-#include <string_view>
+#include <utility>
+#include <vector>
 
+#include "station/line/pieces.h"
+#include "station/model/exchange.h"
 #include "station/model/line_event.h"
 
 namespace orvix::station {
 
-/// How an exchange has ended.
-enum class Outcome {
-    Good,
-    Silent,    ///< no byte came in time
-    CutOff,    ///< only a part of the answer came in time
-    BadFrame,  ///< the answer is no frame, or from an address that is not on the bus
-    Checksum,
-    Refused,
-    Foreign,   ///< the answer to another request came instead, or its tail
-    LineLost,  ///< the port failed
-};
-inline constexpr std::size_t kOutcomes = 8;
-
-/// One request and what became of it.
-struct ExchangeEnd {
-    int Address = 0;
-    orvix::station::Outcome Outcome = orvix::station::Outcome::Good;
-    Duration Sent{0};       ///< when the request was sent, by the clock of the line's events
-    Duration RoundTrip{0};  ///< from there to the last byte of the answer; of Good and Refused
-    bool Retry = false;     ///< the request before was the same and failed
-};
-
-/// An answer that came on top of the one expected, or noise.
-struct Surplus {
-    enum class Kind {
-        Noise,    ///< bytes that are no answer
-        Doubled,  ///< a second answer to one request
-        Late,     ///< an answer whose request had timed out
-    };
-    int Address = 0;  ///< whose answer; of noise, the address asked before it
-    Kind What = Kind::Noise;
-    std::size_t Bytes = 0;  ///< of Noise
-};
-
-/// Follows the requests and answers on one serial line.
+/// Makes exchanges of what happens on one serial line: the one place where its bytes are judged. What has come is cut
+/// into pieces first; each piece is then judged by what was asked before it.
 class ExchangeTracker {
 public:
-    struct Events {
-        std::function<void(const ExchangeEnd&)> OnEnd;
-        std::function<void(const Surplus&)> OnSurplus;
-    };
+    using OnExchange = std::function<void(const Exchange&)>;
 
     /// `retries`: how often a failed request is sent again at most.
-    ExchangeTracker(int retries, Events events) : m_Retries(retries), m_Events(std::move(events)) {}
+    ExchangeTracker(int retries, OnExchange tell) : m_Retries(retries), m_Tell(std::move(tell)) {}
 
     void Take(const LineEvent& event);
-    /// The exchange with an address has failed, which the line itself tells with its next event only.
-    void Failed(int address);
+    /// The time of the latest exchange is over, which the line itself tells with its next event only.
+    void Settle() { EndUnanswered(); }
 
 private:
-    struct Request {
-        int Address = 0;
-        std::string Bytes;
-        Duration Sent{0};
-        int Attempt = 0;
-    };
     /// What is known of an address, to tell where surplus bytes come from.
-    struct Station {
-        bool Asked = false;
+    struct Debt {
         int Owed = 0;  ///< answers that may still come, late
         Duration OwedSince{0};
-        int Displaced = 0;  ///< answers that come after another address's was taken for them
-        std::size_t ReplyLength = 0;
+        int Displaced = 0;     ///< answers that come after another one was taken for them
+        bool IsLate = false;   ///< an answer has come late since the latest request that is no retry
+        bool WasLate = false;  ///< the same of that request and the one before it
     };
 
     void Begin(const LineEvent& event);
@@ -82,26 +42,25 @@ private:
     void EndDisturbed(std::string rest);
     void End(Outcome outcome, Duration roundTrip);
     void EndUnanswered();
-    Outcome Judge(std::string_view reply);
+    Outcome Judge();
     void JudgeRest();
     void TakeSurplusAnswer(int address);
-    /// The address of the whole answer that bytes begin with; nothing when they begin with none of this bus.
-    std::optional<int> AnswerAt(std::string_view bytes) const;
-    /// Whether bytes may be the first ones of an answer that has not come to its end.
-    bool IsBegunAnswer(std::string_view bytes) const;
-    bool IsTwice(std::size_t bytes) const;
-    Station& StationOf(int address) { return m_Stations[static_cast<std::size_t>(address)]; }
+    bool IsTwoAnswers(std::size_t bytes) const;
+    Debt& DebtOfLatest() { return m_Debts[m_Latest.Address]; }
 
     int m_Retries;
-    Events m_Events;
-    std::array<Station, 256> m_Stations{};
-    Request m_Request;  ///< the latest
+    OnExchange m_Tell;
+    ReplyLengths m_Lengths;
+    std::map<int, Debt> m_Debts;
+    Exchange m_Latest;      ///< whole unless it is pending
+    std::string m_Request;  ///< of the latest
     bool m_Pending = false;
-    std::optional<Outcome> m_Latest;  ///< outcome of the latest request, unless it is pending
-    std::string m_Answer;             ///< what has come for the latest request
-    std::string m_Rest;               ///< what has come beyond that
-    std::string m_Begun;              ///< of an answer that was coming when the latest request was sent
-    bool m_IsBegunInNoise = false;    ///< it answers the request before, after noise
+    std::optional<Outcome> m_Outcome;  ///< of the latest by its bytes alone, unless it is pending
+    std::vector<Surplus> m_Extras;     ///< not told yet
+    std::string m_Answer;              ///< what has come for the latest request
+    std::string m_Rest;                ///< what has come beyond that
+    std::string m_Begun;               ///< of an answer that was coming when the latest request was sent
+    bool m_IsBegunInNoise = false;     ///< it answers the request before, after noise
 };
 
 }  // namespace orvix::station

@@ -4,6 +4,7 @@
 
 #include "station/model/alarm.h"
 #include "station/model/bus_setup.h"
+#include "station/model/exchange.h"
 #include "station/model/line_event.h"
 #include "station/model/reading.h"
 
@@ -25,6 +26,8 @@ public:
     /// Whether OnMessage is to be called: messages are many, and carrying one to another thread wakes that.
     virtual bool WantsMessages() const { return false; }
     virtual void OnLine(const LineEvent&) {}
+    /// What became of a request on a line; after the events that it is made of.
+    virtual void OnExchange(const Exchange&) {}
     virtual void OnAlarm(const AlarmEvent&) {}
     /// A device belongs to the station no longer; nothing more is heard of it.
     virtual void OnDeviceGone(const std::string& /*port*/, int /*address*/) {}

@@ -70,7 +70,7 @@ std::string Named(const AddressHealth& address) {
 }
 
 std::uint64_t OwnFailures(const Tally& tally) {
-    return tally.TimeOuts() + tally.Count(Outcome::BadFrame) + tally.Count(Outcome::Checksum);
+    return tally.TimeOuts() + tally.Count(Outcome::Damaged) + tally.Count(Outcome::Checksum);
 }
 
 bool HasNeverAnswered(const AddressHealth& address) {
@@ -166,6 +166,12 @@ constexpr Rule kRules[] = {
          return "the port is gone since " + TimeText(down.Age) + " (" + down.Reason +
                 "): plug the converter in again, the station goes on by itself";
      }},
+    {Scope::Bus, kNone, kAll,
+     [](const Case& c) {
+         const auto sum = c.Bus.Sum(&AddressHealth::Recent);
+         return IsNotable(sum.Echoes, sum);
+     },
+     [](const Case&) -> std::string { return "every request comes back: switch the converter's local echo off"; }},
     {Scope::Bus, kNone, kAll, NoneAnswers,
      [](const Case&) -> std::string {
          return "no device answers: power of the bus, its two wires exchanged, speed, or the wrong port";

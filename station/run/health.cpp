@@ -7,6 +7,7 @@ namespace orvix::station {
 void Tally::Add(const Tally& other) {
     std::transform(Ends.begin(), Ends.end(), other.Ends.begin(), Ends.begin(), std::plus<>());
     Retries += other.Retries;
+    Echoes += other.Echoes;
     Doubled += other.Doubled;
     Late += other.Late;
     Noises += other.Noises;
@@ -16,10 +17,11 @@ void Tally::Add(const Tally& other) {
     PeriodCount += other.PeriodCount;
 }
 
-void Tally::Add(const ExchangeEnd& end) {
-    ++Ends[static_cast<std::size_t>(end.Outcome)];
-    if (end.Outcome == Outcome::Good || end.Outcome == Outcome::Refused) RoundTrips.Add(end.RoundTrip);
-    if (end.Retry) ++Retries;
+void Tally::Add(const Exchange& exchange) {
+    ++Ends[static_cast<std::size_t>(exchange.Outcome)];
+    if (exchange.Outcome == Outcome::Good || exchange.Outcome == Outcome::Refused) RoundTrips.Add(exchange.RoundTrip);
+    if (exchange.Attempt > 0) ++Retries;
+    if (exchange.IsEcho) ++Echoes;
 }
 
 void Tally::Add(const Surplus& surplus) {

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "station/line/exchange_tracker.h"
+#include "station/model/exchange.h"
 #include "station/model/reading.h"
 #include "station/run/histogram.h"
 
@@ -18,6 +18,7 @@ namespace orvix::station {
 struct Tally {
     std::array<std::uint64_t, kOutcomes> Ends{};  ///< exchanges by how they ended
     std::uint64_t Retries = 0;
+    std::uint64_t Echoes = 0;      ///< requests that came back
     std::uint64_t Doubled = 0;     ///< second answers to one request
     std::uint64_t Late = 0;        ///< answers whose request had timed out
     std::uint64_t Noises = 0;      ///< exchanges that bytes followed which are no answer
@@ -27,18 +28,18 @@ struct Tally {
     std::uint64_t PeriodCount = 0;
 
     void Add(const Tally& other);
-    void Add(const ExchangeEnd& end);
+    void Add(const Exchange& exchange);
     void Add(const Surplus& surplus);
     /// A time between two requests that are no retries.
     void Add(Duration period);
 
     std::uint64_t Count(Outcome outcome) const { return Ends[static_cast<std::size_t>(outcome)]; }
     std::uint64_t Exchanges() const { return std::accumulate(Ends.begin(), Ends.end(), std::uint64_t{0}); }
-    std::uint64_t TimeOuts() const { return Count(Outcome::Silent) + Count(Outcome::CutOff); }
-    std::uint64_t BadFrames() const { return Count(Outcome::BadFrame) + Count(Outcome::Foreign); }
+    std::uint64_t TimeOuts() const { return Count(Outcome::Silent) + Count(Outcome::CutShort) + Count(Outcome::Late); }
+    std::uint64_t BadFrames() const { return Count(Outcome::Damaged) + Count(Outcome::Foreign); }
     /// Answers that came damaged.
     std::uint64_t Damaged() const {
-        return Count(Outcome::CutOff) + Count(Outcome::BadFrame) + Count(Outcome::Checksum);
+        return Count(Outcome::CutShort) + Count(Outcome::Damaged) + Count(Outcome::Checksum);
     }
     /// Good exchanges as a share of all, 0 to 1; nothing without exchanges.
     std::optional<double> Success() const;

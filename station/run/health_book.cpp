@@ -28,10 +28,7 @@ double Share(std::uint64_t bytes, Duration time) {
 /// What is known of one bus.
 class HealthBook::BusRecord {
 public:
-    explicit BusRecord(const BusSetup& setup)
-        : m_Setup(setup),
-          m_Tracker(setup.Retries, {.OnEnd = [this](const ExchangeEnd& end) { Take(end); },
-                                    .OnSurplus = [this](const Surplus& surplus) { Take(surplus); }}) {}
+    explicit BusRecord(const BusSetup& setup) : m_Setup(setup) {}
 
     void Devices(const BusSetup& setup) {
         m_Setup = setup;
@@ -47,7 +44,6 @@ public:
         if (!m_Started) m_Started = event.Time;
         m_Bytes.Bytes += event.Bytes.size();
         m_RecentBytes.At(m_Now).Bytes += event.Bytes.size();
-        m_Tracker.Take(event);
         if (event.What == Kind::Failed) {
             // Each attempt to open it again fails too, and is the same failure.
             if (!m_PortDown) {
@@ -64,10 +60,28 @@ public:
     }
 
     void Take(const Reading& reading) {
-        if (reading.Valid()) {
-            m_Trouble.clear();
-        } else {
-            m_Tracker.Failed(reading.Address);
+        if (reading.Valid()) m_Trouble.clear();
+    }
+
+    void Take(const Exchange& exchange) {
+        for (const auto& surplus : exchange.Extras) {
+            const auto source = m_Addresses.find(surplus.Address);
+            if (source != m_Addresses.end()) source->second.Count(m_Now, surplus);
+        }
+        const auto found = m_Addresses.find(exchange.Address);
+        if (found == m_Addresses.end()) return;
+        auto& record = found->second;
+        record.Count(m_Now, exchange);
+        if (exchange.Attempt == 0 && exchange.Outcome != Outcome::LineLost) {
+            if (record.LatestPoll) record.Count(m_Now, exchange.Sent - *record.LatestPoll);
+            record.LatestPoll = exchange.Sent;
+        }
+        if (exchange.Outcome == Outcome::Good) record.LastGood = exchange.Sent + exchange.RoundTrip;
+        if (exchange.Outcome == Outcome::Silent || exchange.Outcome == Outcome::Late) Works();
+        if (exchange.Outcome == Outcome::Silent) {
+            ++record.SilentInARow;
+        } else if (exchange.Outcome != Outcome::LineLost) {
+            record.SilentInARow = 0;
         }
     }
 
@@ -117,33 +131,12 @@ private:
         }
     };
 
-    void Take(const ExchangeEnd& end) {
-        const auto found = m_Addresses.find(end.Address);
-        if (found == m_Addresses.end()) return;
-        auto& record = found->second;
-        record.Count(m_Now, end);
-        if (!end.Retry && end.Outcome != Outcome::LineLost) {
-            if (record.LatestPoll) record.Count(m_Now, end.Sent - *record.LatestPoll);
-            record.LatestPoll = end.Sent;
-        }
-        if (end.Outcome == Outcome::Good) record.LastGood = end.Sent + end.RoundTrip;
-        if (end.Outcome == Outcome::Silent) {
-            ++record.SilentInARow;
-        } else if (end.Outcome != Outcome::LineLost) {
-            record.SilentInARow = 0;
-        }
-        if (end.Outcome == Outcome::Silent) Works();
-    }
-
-    void Take(const Surplus& surplus) { m_Addresses[surplus.Address].Count(m_Now, surplus); }
-
     void Works() {
         m_PortDown.reset();
         m_WasOpen = true;
     }
 
     BusSetup m_Setup;
-    ExchangeTracker m_Tracker;
     std::map<int, AddressRecord> m_Addresses;
     Duration m_Now{0};
     std::optional<Duration> m_Started;
@@ -182,6 +175,11 @@ void HealthBook::OnTrouble(const std::string& port, const Failure& failure) {
 void HealthBook::OnLine(const LineEvent& event) {
     const auto bus = m_Buses.find(event.Port);
     if (bus != m_Buses.end()) bus->second->Take(event);
+}
+
+void HealthBook::OnExchange(const Exchange& exchange) {
+    const auto bus = m_Buses.find(exchange.Port);
+    if (bus != m_Buses.end()) bus->second->Take(exchange);
 }
 
 StationHealth HealthBook::At(Duration now, std::int64_t unixMilliseconds, const std::vector<Reading>& values) {

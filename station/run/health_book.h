@@ -25,6 +25,7 @@ public:
     void OnReading(const Reading& reading) override;
     void OnTrouble(const std::string& port, const Failure& failure) override;
     void OnLine(const LineEvent& event) override;
+    void OnExchange(const Exchange& exchange) override;
 
     /// How all is at a time of the events' clock, which is `unixMilliseconds` of the day's. Names and qualities are
     /// those of `values`.

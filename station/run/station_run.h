@@ -72,6 +72,7 @@ private:
                            [](const Listener* l) { return l->WantsMessages(); });
     }
     void OnLine(const LineEvent& event) override { Tell(&Listener::OnLine, event); }
+    void OnExchange(const Exchange& exchange) override { Tell(&Listener::OnExchange, exchange); }
     /// Calls a member of every listener.
     template <class... Parameters, class... Arguments>
     void Tell(void (Listener::*event)(Parameters...), const Arguments&... arguments) {

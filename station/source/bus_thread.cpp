@@ -14,7 +14,7 @@ constexpr std::chrono::seconds kPortLimit{10};
 Station::Station(StationFolders folders, const std::string& libraryFile)
     : Folders(std::move(folders)), Account(platform::PrepareHostDatabase(Folders.Data)), Library(libraryFile) {}
 
-ServicesSetup Station::ServicesFor(const BusSetup& setup, LineListener onLine) {
+ServicesSetup Station::ServicesFor(const BusSetup& setup) {
     return {.Directory = Directory,
             .Folders = Folders,
             .Account = Account,
@@ -22,20 +22,18 @@ ServicesSetup Station::ServicesFor(const BusSetup& setup, LineListener onLine) {
             .PortNumber = setup.PortNumber,
             .PortLabel = setup.PortLabel,
             .PortPath = setup.PortPath,
-            .NetTimeoutInterval = setup.TimeoutFactor,
-            .OnLine = std::move(onLine)};
+            .NetTimeoutInterval = setup.TimeoutFactor};
 }
 
 BusThread::BusThread(Station& station, Apartment& home, const BusSetup& setup, Listener& listener)
     : m_LongestStop(setup.LongestExchange() + kPortLimit),
       m_Outbox(home, listener),
-      m_Thread(station.ServicesFor(setup, [this](const LineEvent& event) { m_Outbox.OnLine(event); }),
-               [&](BusServices& services) {
-                   m_Outbox.TurnsOf(services.Apartment());
-                   auto bus = std::make_shared<Bus>(station.Library, services, setup, m_Outbox);
-                   m_Bus = bus.get();
-                   return bus;
-               }) {}
+      m_Thread(station.ServicesFor(setup), [&](BusServices& services) {
+          m_Outbox.TurnsOf(services.Apartment());
+          auto bus = std::make_shared<Bus>(station.Library, services, setup, m_Outbox);
+          m_Bus = bus.get();
+          return bus;
+      }) {}
 
 bool BusThread::Moves(Duration now) {
     if (m_Sign && *m_Sign->Given) m_Sign.reset();

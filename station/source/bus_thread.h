@@ -19,7 +19,7 @@ struct Station {
     Station(StationFolders folders, const std::string& libraryFile);
 
     /// What the services of a bus are made of.
-    ServicesSetup ServicesFor(const BusSetup& setup, LineListener onLine);
+    ServicesSetup ServicesFor(const BusSetup& setup);
 
     const StationFolders Folders;
     const DatabaseAccount Account;

@@ -51,8 +51,9 @@ ReplayBus::ReplayBus(Station& station, const RecordingHeader& header, const Reco
       m_Setups(SetupsOf(recorded)),
       m_Listener(listener),
       m_Scheduler(FromUnixMilliseconds(m_StartedUnixMilliseconds + InMilliseconds(m_Setups[0].Time))),
-      m_Line(recorded.Events, m_Setups[0].Time, kLookAhead + 2 * m_Setups[0].Setup.Every, m_Apartment),
-      m_Services(station.ServicesFor(m_Setups[0].Setup, nullptr), m_Apartment, m_Line),
+      m_Line(recorded.Events, m_Setups[0].Time, kLookAhead + 2 * m_Setups[0].Setup.Every, m_Apartment,
+             [this](const LineEvent& event) { TakeEvent(event); }),
+      m_Services(station.ServicesFor(m_Setups[0].Setup), m_Apartment, m_Line),
       m_Bus(station.Library, m_Services, m_Setups[0].Setup, *this) {
     m_Apartment.Post([this] { m_Bus.Poll(); });
 }
@@ -93,6 +94,11 @@ void ReplayBus::Change() {
     for (const auto address : changes.Removed)
         m_Listener.OnDeviceGone(before.PortLabel, address);
     m_Apartment.Post([this, changes] { m_Bus.Devices(changes); });
+}
+
+void ReplayBus::TakeEvent(LineEvent event) {
+    event.Port = m_Setups[0].Setup.PortLabel;
+    m_Services.OnLine(event);
 }
 
 void ReplayBus::OnReading(const Reading& told) {

@@ -29,6 +29,8 @@ public:
     const ReplayLine& Line() const { return m_Line; }
 
 private:
+    /// Hands on what happens on the line.
+    void TakeEvent(LineEvent event);
     void OnReading(const Reading& told) override;
     void OnTrouble(const std::string& port, const Failure& failure) override;
     /// When the devices change next, on the scheduler's clock.

@@ -43,10 +43,12 @@ private:
     bool m_PortOpen = false;
 };
 
-ReplayLine::ReplayLine(std::vector<LineEvent> events, Duration began, Duration lookAhead, Apartment& apartment)
+ReplayLine::ReplayLine(std::vector<LineEvent> events, Duration began, Duration lookAhead, Apartment& apartment,
+                       LineListener tell)
     : m_Events(std::move(events)),
       m_LookAhead(lookAhead),
       m_Apartment(apartment),
+      m_Tell(std::move(tell)),
       m_AnchorRecorded(began),
       m_AnchorNow(apartment.Now()) {}
 
@@ -62,7 +64,14 @@ const LineEvent& ReplayLine::Take() {
     const auto& event = m_Events[m_Next++];
     m_AnchorRecorded = event.Time;
     m_AnchorNow = m_Apartment.Now();
+    Tell(event);
     return event;
+}
+
+void ReplayLine::Tell(const LineEvent& event) const {
+    auto told = event;
+    told.Time = m_Apartment.Now();
+    m_Tell(told);
 }
 
 void ReplayLine::FailAsRecorded() {
@@ -80,8 +89,13 @@ void ReplayLine::Open() {
 }
 
 void ReplayLine::BeginExchange() {
-    while (NextIs(Kind::Received) || NextIs(Kind::Discarded) || NextIs(Kind::Closed) || NextIs(Kind::Opened))
-        ++m_Next;
+    for (; NextIs(Kind::Received) || NextIs(Kind::Discarded) || NextIs(Kind::Closed) || NextIs(Kind::Opened);
+         ++m_Next) {
+        auto event = m_Events[m_Next];
+        // What was waited for longer then is not waited for now.
+        if (event.What == Kind::Received) event.What = Kind::Discarded;
+        Tell(event);
+    }
     m_Over = AtEnd();
     m_Answers = false;
     FailAsRecorded();
@@ -106,6 +120,7 @@ void ReplayLine::Send(const std::string& bytes) {
     }
     // What is asked behind its end says nothing of the recording.
     if (!m_Over) ++m_Unknown;
+    Tell({.What = Kind::Sent, .Bytes = bytes});
 }
 
 std::string ReplayLine::Receive() {
@@ -113,6 +128,7 @@ std::string ReplayLine::Receive() {
     if (!m_Answers) return bytes;
     for (; NextIs(Kind::Received) && Due() <= m_Apartment.Now(); ++m_Next)
         bytes += m_Events[m_Next].Bytes;
+    if (!bytes.empty()) Tell({.What = Kind::Received, .Bytes = bytes});
     if (bytes.empty() && NextIs(Kind::Failed) && Due() <= m_Apartment.Now()) FailAsRecorded();
     return bytes;
 }

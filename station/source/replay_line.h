@@ -17,8 +17,10 @@ class ReplayLine : public Line {
 public:
     /// `events`: of one bus, in order. `began`: when it was started, as counted from the start of the recording.
     /// `lookAhead`: how much later than expected a request may stand in the recording. `apartment` tells the time and
-    /// is blocked while the line is waited for.
-    ReplayLine(std::vector<LineEvent> events, Duration began, Duration lookAhead, Apartment& apartment);
+    /// is blocked while the line is waited for. `tell` is told what happens, as a tap on the recorded line was, at the
+    /// times of now.
+    ReplayLine(std::vector<LineEvent> events, Duration began, Duration lookAhead, Apartment& apartment,
+               LineListener tell);
 
     /// The control refers to this object.
     std::unique_ptr<SerialControl> CreateSerialControl() override;
@@ -42,6 +44,7 @@ private:
     bool NextIs(Kind what) const { return !AtEnd() && m_Events[m_Next].What == what; }
     /// Takes the next event; time is counted from it.
     const LineEvent& Take();
+    void Tell(const LineEvent& event) const;
     /// Raises the next event when it is a failure.
     void FailAsRecorded();
     /// When the next event belongs, on the clock of now.
@@ -56,6 +59,7 @@ private:
     std::vector<LineEvent> m_Events;
     Duration m_LookAhead;
     Apartment& m_Apartment;
+    const LineListener m_Tell;
     std::size_t m_Next = 0;
     bool m_Answers = false;  ///< the latest request is one of the recording
     bool m_Over = false;

@@ -24,7 +24,9 @@ constexpr int kAttempts = 3;
 // One unreadable answer may be a disturbance of the line; an address with more is one where a device is.
 constexpr int kSignsOfADevice = 2;
 
-using Kind = ScanOutcome::Kind;
+bool IsUnanswered(Outcome outcome) {
+    return outcome == Outcome::Silent || outcome == Outcome::Late;
+}
 
 }  // namespace
 
@@ -41,38 +43,56 @@ std::vector<FoundDevice> Scan::TakeFound() {
     return std::exchange(m_Found, {});
 }
 
-void Scan::Take(const ScanOutcome& outcome) {
-    Blame(outcome);
+void Scan::Take(const Exchange& exchange, const ReadingValue& value) {
+    TakeExtras(exchange.Extras);
     if (m_Before) m_Found.push_back(*std::exchange(m_Before, std::nullopt));
-    const bool isClean = outcome.What != Kind::Garbled && !outcome.MoreBytes;
-    const bool isExpected = m_Step > 0 || m_Device.Suspect;
-    const bool again = !isClean || (outcome.What == Kind::Silent && isExpected);
+    const bool isValue = !std::holds_alternative<std::monostate>(value);
+    // The answer of a device that answers late may be to another question.
+    const bool isToAnother = m_Device.AnswersLate && exchange.ReplyCode != exchange.Asked;
+    const bool isAnswer = exchange.Outcome == Outcome::Good && isValue && !isToAnother;
+    const bool isForeign = exchange.Outcome == Outcome::Foreign || (exchange.Outcome == Outcome::Good && isToAnother);
+    const bool isPlain =
+        isAnswer || isForeign || IsUnanswered(exchange.Outcome) || exchange.Outcome == Outcome::Refused;
+    if (!isPlain) ++m_Unreadable;
+    if (m_Unreadable > 0 || (isAnswer && exchange.BytesAfter > 0)) m_Device.Suspect = true;
+
+    const bool isClean = isPlain && !isForeign && exchange.BytesAfter == 0;
+    const bool isExpected = m_Step > 0 || m_Device.Suspect || m_Device.AnswersLate;
+    const bool again = !isClean || (IsUnanswered(exchange.Outcome) && isExpected);
     if (again && ++m_Attempt < kAttempts) return;
     m_Attempt = 0;
-    Identify(outcome);
+    Identify(exchange, isAnswer ? value : ReadingValue());
 }
 
-/// Finds whose the bytes are that are not as they should be.
-void Scan::Blame(const ScanOutcome& outcome) {
-    const bool isFirst = m_Step == 0 && m_Attempt == 0;
-    if (outcome.EarlierBytes && !isFirst) ++m_Unreadable;
-    if (outcome.EarlierBytes && isFirst && m_Before) m_Before->Suspect = true;
-    if (outcome.What == Kind::Garbled) ++m_Unreadable;
-    if (m_Unreadable > 0 || outcome.MoreBytes) m_Device.Suspect = true;
-    // What comes first at this address may be the late answer of the one before.
-    const bool isLate = isFirst && (outcome.EarlierBytes || outcome.What == Kind::Garbled);
-    if (isLate && m_SilentBefore > 0) m_Late.push_back(m_SilentBefore);
+/// What has come on top of answers is evidence against the device that it comes from.
+void Scan::TakeExtras(const std::vector<Surplus>& extras) {
+    for (const auto& extra : extras) {
+        auto* device = DeviceAt(extra.Address);
+        if (extra.What == Surplus::Kind::Late) {
+            if (device != nullptr) device->AnswersLate = true;
+            if (device == nullptr && m_Told.insert(extra.Address).second) m_Late.push_back(extra.Address);
+        } else if (device != nullptr) {
+            device->Suspect = true;
+            if (extra.What == Surplus::Kind::Noise && device == &m_Device) ++m_Unreadable;
+        }
+    }
 }
 
-void Scan::Identify(const ScanOutcome& outcome) {
-    const bool isAnswer = outcome.What == Kind::Answered;
+FoundDevice* Scan::DeviceAt(int address) {
+    if (address == m_Device.Address) return &m_Device;
+    return m_Before && address == m_Before->Address ? &*m_Before : nullptr;
+}
+
+void Scan::Identify(const Exchange& exchange, const ReadingValue& value) {
+    const bool isAnswer = !std::holds_alternative<std::monostate>(value);
     if (m_Step == 0) {
-        if (outcome.What == Kind::Silent && m_Unreadable < kSignsOfADevice) return Leave(false);
-        if (isAnswer) m_Device.SerialNumber = std::get<std::string>(outcome.Value);
+        const bool isThere = m_Unreadable >= kSignsOfADevice || m_Device.AnswersLate;
+        if (exchange.Outcome == Outcome::Foreign || (IsUnanswered(exchange.Outcome) && !isThere)) return Leave(isThere);
+        if (isAnswer) m_Device.SerialNumber = std::get<std::string>(value);
     } else if (isAnswer) {
         m_Device.Model = kSteps[m_Step].Model;
         m_Device.Variable = NameOf(kSteps[m_Step].Variable);
-        m_Device.Value = outcome.Value;
+        m_Device.Value = value;
         return Leave(true);
     }
     if (++m_Step == std::size(kSteps)) Leave(true);
@@ -82,14 +102,13 @@ void Scan::Leave(bool found) {
     const int address = m_Device.Address;
     const bool isSweep = m_Done < Total();
     if (isSweep) ++m_Done;
-    m_SilentBefore = found || !isSweep ? 0 : address;
+    if (found) m_Told.insert(address);
     if (found) m_Before = std::move(m_Device);
     if (m_Done < Total()) return Enter(address + 1);
     if (!m_Late.empty()) {
         Enter(m_Late.front());
         m_Late.pop_front();
-        // Its answer has been missed once: it is asked as often as one that is known to be there.
-        m_Device.Suspect = true;
+        m_Device.AnswersLate = true;
         return;
     }
     Enter(0);

@@ -3,9 +3,11 @@
 #include <cstdint>
 #include <deque>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
+#include "station/model/exchange.h"
 #include "station/model/reading.h"
 #include "station/model/scan_range.h"
 
@@ -19,41 +21,27 @@ struct ScanRequest {
     bool operator==(const ScanRequest&) const = default;
 };
 
-/// What became of it.
-struct ScanOutcome {
-    enum class Kind {
-        Silent,
-        Answered,
-        Refused,  ///< there is a device, which does not know the variable
-        Garbled,  ///< bytes came that are no reply
-    };
-    Kind What = Kind::Silent;
-    ReadingValue Value;         ///< of an answer; a serial number as the device sends it
-    bool MoreBytes = false;     ///< more came than one reply
-    bool EarlierBytes = false;  ///< before the request there were bytes that belong to an earlier one
-};
-
 struct FoundDevice {
     int Address = 0;
     std::int32_t Model = 0;    ///< 0: neither a sensor nor a digital module, or its answers cannot be read
     std::string SerialNumber;  ///< as the device sends it; empty when it does not tell
     std::string Variable;      ///< the name of what it measures
     ReadingValue Value;        ///< its first value
-    /// Answers were garbled, doubled or late: two devices share the address, or the line is noisy.
-    bool Suspect = false;
+    bool Suspect = false;      ///< its answers were garbled or doubled: two devices share the address, or noise
+    bool AnswersLate = false;  ///< answers came after the time-out
 };
 
 /// Finds out which devices are on a bus, as a sequence of exchanges: each address is asked for a serial number, which
 /// every model knows, and one that does anything but keep silent for what the models measure. An answer that is garbled
-/// or doubled is asked for again.
+/// or doubled is asked for again. An address whose answer comes late is asked again at the end.
 class Scan {
 public:
     explicit Scan(ScanRange range);
 
     /// The exchange to be done; nothing when the scan is at its end.
     std::optional<ScanRequest> Next() const;
-    /// Its outcome.
-    void Take(const ScanOutcome& outcome);
+    /// What became of it; the value of a good answer, nothing when it is none of the variable.
+    void Take(const Exchange& exchange, const ReadingValue& value);
     /// The devices found since the last call, each once nothing can be learned about it any more.
     std::vector<FoundDevice> TakeFound();
 
@@ -62,14 +50,17 @@ public:
     int Total() const { return m_Range.To - m_Range.From + 1; }
 
 private:
-    void Blame(const ScanOutcome& outcome);
-    void Identify(const ScanOutcome& outcome);
+    void TakeExtras(const std::vector<Surplus>& extras);
+    void Identify(const Exchange& exchange, const ReadingValue& value);
+    /// The device at an address that is asked, or was asked before it; null for any other.
+    FoundDevice* DeviceAt(int address);
     void Leave(bool found);
     void Enter(int address);
 
     ScanRange m_Range;
     int m_Done = 0;
-    std::deque<int> m_Late;  ///< silent addresses whose answer may have come late, to be asked again at the end
+    std::deque<int> m_Late;  ///< addresses that answer late, to be asked again at the end
+    std::set<int> m_Told;    ///< addresses that are not to be asked again
 
     FoundDevice m_Device;  ///< what is known of the address that is being asked; address 0 at the end
     std::size_t m_Step = 0;

@@ -1,7 +1,6 @@
 #include "station/source/scan_line.h"
 
 #include "devices/protocol/basOrvixNB1.h"
-#include "devices/protocol/frame.h"
 #include "host/text.h"
 #include "station/library/failure_text.h"
 #include "tasks/iOrvixTaskNB1.h"
@@ -13,8 +12,6 @@ constexpr std::int32_t kSerialPortType = 2;
 
 // Far above what an exchange or the opening of a port takes.
 constexpr Duration kLongestWait = std::chrono::minutes(2);
-
-using Kind = ScanOutcome::Kind;
 
 /// The driver lets each model be asked for what it offers, and only a sensor for a serial number.
 std::int32_t ModelThatOffers(ORVIXCNB1_VARS variable) {
@@ -38,43 +35,20 @@ ReadingValue ValueOf(ORVIXCNB1_VARS variable, const std::string& payload) {
     }
 }
 
-Kind KindOf(ErrorNumber code, bool anythingReceived) {
-    switch (code) {
-        case errors::TimeOut:
-            return anythingReceived ? Kind::Garbled : Kind::Silent;
-        case errors::Refused:
-            return Kind::Refused;
-        default:
-            return Kind::Garbled;
-    }
-}
-
-bool IsOfTheDevice(ErrorNumber code) {
-    return code == errors::TimeOut || code == errors::Refused || code == errors::BadFrame || code == errors::Checksum;
-}
-
 }  // namespace
 
-void LineBytes::Take(const LineEvent& event) {
-    if (event.What == LineEvent::Kind::Received) Received += event.Bytes;
-    if (event.What == LineEvent::Kind::Discarded) Discarded = true;
-}
-
-ScanLine::ScanLine(const Library& library, BusServices& services, LineBytes& line, std::int32_t timeoutFactor)
-    : m_Library(library), m_Host(services), m_Line(line), m_TimeoutFactor(timeoutFactor) {
+ScanLine::ScanLine(const Library& library, BusServices& services, std::int32_t timeoutFactor)
+    : m_Library(library), m_Host(services), m_TimeoutFactor(timeoutFactor) {
     const auto& host = m_Host.Get();
     const auto& data = m_Host.Setup().Folders.Data;
+    m_Host.OnLine = [this](const LineEvent& event) { m_Tracker.Take(event); };
     m_Host.OnReport = [this](const std::string& report) { m_Report = report; };
     m_Messages = host.Database.CreateConnection();
     m_Messages->Open(data + "Orvix.mdb", data + "Orvix.mdw", host.Database.Account());
 
     m_Endpoint = host.Messaging.CreateChannel();
     m_Endpoint->Name("Scan_" + host.Messaging.NewIdentifier());
-    m_Endpoint->Events({.CustomMessage =
-                            [this](const std::string& message, bool&) {
-                                auto fields = SplitFields(message);
-                                if (fields[0] == m_Awaited) m_Said = std::move(fields);
-                            },
+    m_Endpoint->Events({.CustomMessage = [this](const std::string& message, bool&) { Hear(message); },
                         .NewWork = nullptr,
                         .OnProgress = nullptr,
                         .ServerDestroyed = nullptr,
@@ -90,24 +64,31 @@ ScanLine::ScanLine(const Library& library, BusServices& services, LineBytes& lin
     m_Driver->SubscriberIPCName(m_Endpoint->Name());
     m_Endpoint->PeerName(m_Driver->ServerIPCName());
     m_Endpoint->SendCustomMessage("CONNECT");
-    Await("CONNECTED");
+    Await<PortOpened>();
 }
 
 ScanLine::~ScanLine() {
     m_Host.OnReport = nullptr;
+    m_Host.OnLine = nullptr;
 }
 
-std::vector<std::string> ScanLine::Await(const std::string& message) {
-    m_Awaited = message;
-    m_Said.reset();
+void ScanLine::Hear(const std::string& message) {
+    auto said = ParseHostMessage(message);
+    if (!std::holds_alternative<std::monostate>(said)) m_Said = std::move(said);
+}
+
+template <class Message>
+Message ScanLine::Await() {
+    m_Said = {};
     m_Report.clear();
-    m_Host.Apartment().PumpUntil([this] { return m_Said || !m_Report.empty(); }, kLongestWait);
-    if (!m_Report.empty()) throw Error(errors::General, ExplainFailure(*m_Messages, errors::General, m_Report).Text);
-    if (!m_Said) throw Error(errors::General, m_Host.Setup().PortLabel + " hangs");
-    return *m_Said;
+    const auto isSaid = [this] { return std::holds_alternative<Message>(m_Said); };
+    m_Host.Apartment().PumpUntil([&] { return isSaid() || !m_Report.empty(); }, kLongestWait);
+    if (!m_Report.empty()) throw Error(errors::General, FailureOf(*m_Messages, errors::General, m_Report).Text);
+    if (!isSaid()) throw Error(errors::General, m_Host.Setup().PortLabel + " hangs");
+    return std::get<Message>(m_Said);
 }
 
-ScanLine::Answer ScanLine::Execute(const ScanRequest& request) {
+Variant ScanLine::Execute(const ScanRequest& request, TaskEnded& ended) {
     const auto model = ModelThatOffers(request.Variable);
     const auto address = NumberText(std::int32_t{request.Address});
     const auto task = m_Library.Create<iOrvixTaskNB1>("cOrvixTaskNB1", m_Host.Get());
@@ -125,29 +106,23 @@ ScanLine::Answer ScanLine::Execute(const ScanRequest& request) {
     entry->Create({});
     entry->Data().ArgumentList.push_back(task->GetSuperState());
     m_Endpoint->SendNewWork(entry->Name());
-    const auto said = Await("TASKCOMPLETE");
+    ended = Await<TaskEnded>();
     if (!entry->Data().ResultList.empty()) task->SetSuperState(entry->Data().ResultList[0]);
-    Answer answer{LeadingNumber(said.at(1)), said.at(2), {}};
-    if (answer.Number == errors::None && !task->RtnArgs().empty()) answer.Value = task->RtnArgs()[0];
-    return answer;
+    return ended.Number == errors::None && !task->RtnArgs().empty() ? task->RtnArgs()[0] : Variant();
 }
 
-ScanOutcome ScanLine::Ask(const ScanRequest& request) {
-    m_Line = {};
-    const auto answer = Execute(request);
-    ScanOutcome outcome;
-    outcome.EarlierBytes = m_Line.Discarded;
-    if (answer.Number == errors::None) {
-        const bool isValue = Attempt([&] { outcome.Value = ValueOf(request.Variable, answer.Value.ToText()); });
-        outcome.What = isValue ? Kind::Answered : Kind::Garbled;
-    } else {
-        const auto failure = ExplainFailure(*m_Messages, answer.Number, answer.Text);
-        if (!IsOfTheDevice(failure.Code)) throw Error(failure.Code, failure.Text);
-        outcome.What = KindOf(failure.Code, !m_Line.Received.empty());
+ScanAnswer ScanLine::Ask(const ScanRequest& request) {
+    m_Exchange.reset();
+    TaskEnded ended;
+    const auto payload = Execute(request, ended);
+    m_Tracker.Settle();
+    if (!m_Exchange || m_Exchange->Outcome == Outcome::LineLost) {
+        const auto failure = FailureOf(*m_Messages, ended.Number, ended.Report);
+        throw Error(failure.Code, failure.Text);
     }
-    const auto length = FrameLength(m_Line.Received);
-    outcome.MoreBytes = length && m_Line.Received.size() > *length;
-    return outcome;
+    ScanAnswer answer{*m_Exchange, {}};
+    if (ended.Number == errors::None) Attempt([&] { answer.Value = ValueOf(request.Variable, payload.ToText()); });
+    return answer;
 }
 
 }  // namespace orvix::station

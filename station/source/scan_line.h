@@ -8,56 +8,51 @@
 #include "host/iOrvixDevice.h"
 #include "host/iOrvixDriver.h"
 #include "station/library/bus_services.h"
+#include "station/library/host_message.h"
 #include "station/library/library.h"
+#include "station/line/exchange_tracker.h"
 #include "station/source/scan.h"
 
 namespace orvix::station {
 
-/// What came over a line since the latest request.
-struct LineBytes {
-    std::string Received;
-    bool Discarded = false;  ///< bytes were there before the request
-
-    void Take(const LineEvent& event);
+/// One exchange of a scan and the value of its answer; nothing unless that is one of the variable.
+struct ScanAnswer {
+    orvix::station::Exchange Exchange;
+    ReadingValue Value;
 };
 
 /// The library's driver without an adapter: exchanges with any address of a port, without retries. It lives on the
 /// thread of its services.
 class ScanLine {
 public:
-    /// Opens the port. `line` is told by the listener of the services what happens on it, and outlives this.
-    /// `timeoutFactor` is that of an exchange, in milliseconds. Raises General with the reason when the port does not
-    /// open.
-    ScanLine(const Library& library, BusServices& services, LineBytes& line, std::int32_t timeoutFactor);
+    /// Opens the port. `timeoutFactor` is that of an exchange, in milliseconds. Raises General with the reason when the
+    /// port does not open.
+    ScanLine(const Library& library, BusServices& services, std::int32_t timeoutFactor);
     ~ScanLine();
     ScanLine(const ScanLine&) = delete;
     ScanLine& operator=(const ScanLine&) = delete;
 
     /// Raises General with the reason when the line fails.
-    ScanOutcome Ask(const ScanRequest& request);
+    ScanAnswer Ask(const ScanRequest& request);
 
 private:
-    struct Answer {
-        ErrorNumber Number = errors::None;
-        std::string Text;
-        Variant Value;
-    };
-
-    void Connect();
-    Answer Execute(const ScanRequest& request);
+    /// Has the driver do the exchange; returns the payload of the answer.
+    Variant Execute(const ScanRequest& request, TaskEnded& ended);
+    void Hear(const std::string& message);
     /// Waits for the driver to say one of its messages; raises General when it does not, or reports an error.
-    std::vector<std::string> Await(const std::string& message);
+    template <class Message>
+    Message Await();
 
     const Library& m_Library;
     BusServices& m_Host;
-    LineBytes& m_Line;
     const std::int32_t m_TimeoutFactor;
     std::shared_ptr<HostDatabase> m_Messages;
     std::unique_ptr<Channel> m_Endpoint;
     std::shared_ptr<iOrvixDriver> m_Driver;
     std::string m_Report;
-    std::optional<std::vector<std::string>> m_Said;  ///< the awaited message
-    std::string m_Awaited;
+    HostMessage m_Said;  ///< the latest that was not for people alone
+    ExchangeTracker m_Tracker{0, [this](const Exchange& exchange) { m_Exchange = exchange; }};
+    std::optional<Exchange> m_Exchange;  ///< of the latest request
 };
 
 }  // namespace orvix::station

@@ -12,10 +12,9 @@ namespace {
 /// What lives on the thread: one exchange a turn, so that the thread can be told to stop in between.
 class Scanner {
 public:
-    Scanner(const Library& library, BusServices& services, LineBytes& line, const BusSetup& setup, ScanRange range,
-            ScanEvents events)
+    Scanner(const Library& library, BusServices& services, const BusSetup& setup, ScanRange range, ScanEvents events)
         : m_Apartment(services.Apartment()),
-          m_Line(library, services, line, setup.TimeoutFactor),
+          m_Line(library, services, setup.TimeoutFactor),
           m_Scan(range),
           m_Events(std::move(events)),
           m_Started(m_Apartment.Now()) {
@@ -27,7 +26,8 @@ private:
         const auto request = m_Scan.Next();
         if (!request) return m_Events.OnEnd(std::nullopt);
         try {
-            m_Scan.Take(m_Line.Ask(*request));
+            const auto answer = m_Line.Ask(*request);
+            m_Scan.Take(answer.Exchange, answer.Value);
         } catch (const Error& error) {
             return m_Events.OnEnd(error.Description);
         }
@@ -52,16 +52,12 @@ std::optional<Duration> ScanProgress::Left() const {
 }
 
 ScanThread::ScanThread(Station& station, Apartment& listener, const BusSetup& setup, ScanRange range, ScanEvents events)
-    : m_Thread([&] {
-          const auto line = std::make_shared<LineBytes>();
-          const auto services = station.ServicesFor(setup, [line](const LineEvent& event) { line->Take(event); });
-          return ServicesThread(services, [&, line](BusServices& home) {
-              const ScanEvents posted{PostedTo(listener, std::move(events.OnFound)),
-                                      PostedTo(listener, std::move(events.OnProgress)),
-                                      PostedTo(listener, std::move(events.OnEnd))};
-              return std::make_shared<Scanner>(station.Library, home, *line, setup, range, posted);
-          });
-      }()) {}
+    : m_Thread(station.ServicesFor(setup), [&](BusServices& services) {
+          const ScanEvents posted{PostedTo(listener, std::move(events.OnFound)),
+                                  PostedTo(listener, std::move(events.OnProgress)),
+                                  PostedTo(listener, std::move(events.OnEnd))};
+          return std::make_shared<Scanner>(station.Library, services, setup, range, posted);
+      }) {}
 
 ScanThread::~ScanThread() {
     m_Thread.Apartment().Quit();

@@ -69,7 +69,7 @@ station::StationHealth HealthOfOneDevice() {
         for (int i = 0; i < 9; ++i)
             tally->RoundTrips.Add(128ms);
         tally->RoundTrips.Add(1024ms);
-        tally->Ends = {2, 4, 8, 16, 32, 64, 128, 256};
+        tally->Ends = {2, 4, 8, 16, 32, 64, 128, 256, 512};
         tally->Retries = 3;
         tally->Doubled = 5;
         tally->Late = 7;
@@ -96,7 +96,7 @@ TEST(Health, EachColumnShowsWhatItsTitleSays) {
         const std::vector<std::string> row{std::istream_iterator<std::string>(words), {}};
         ASSERT_GE(row.size(), 12U) << line;
         // addr, name, quality, good %, p50, p95, max, time-outs, bad, checksum, refused, retries
-        EXPECT_EQ(row, (std::vector<std::string>{"5", "Oven", "offline", "0.4", "16", "128", "1024", "12", "144", "32",
+        EXPECT_EQ(row, (std::vector<std::string>{"5", "Oven", "offline", "0.2", "16", "128", "1024", "268", "144", "32",
                                                  "64", "3", "13", "s", "ago", "0.00/-"}))
             << line;
         return;
@@ -130,7 +130,8 @@ TEST(Health, EachMetricCountsWhatItsNameSays) {
                                                        {"nimbo1_exchanges_total checksum", 32},
                                                        {"nimbo1_exchanges_total refused", 64},
                                                        {"nimbo1_exchanges_total foreign", 128},
-                                                       {"nimbo1_exchanges_total line_lost", 256}};
+                                                       {"nimbo1_exchanges_total late", 256},
+                                                       {"nimbo1_exchanges_total line_lost", 512}};
     for (const auto& [name, value] : expected) {
         ASSERT_TRUE(values.contains(name)) << name;
         EXPECT_EQ(values[name], value) << name;

@@ -5,6 +5,7 @@
 
 #include "devices/protocol/basOrvixNB1.h"
 #include "devices/protocol/frame.h"
+#include "station/line/exchange_tracker.h"
 #include "station/run/diagnosis.h"
 #include "station/run/health_book.h"
 
@@ -50,7 +51,9 @@ public:
     }
 
     void Tell(Kind what, const std::string& bytes = {}, const std::string& reason = {}) {
-        m_Book.OnLine({.Time = m_Now, .Port = "A", .What = what, .Bytes = bytes, .Reason = reason});
+        const LineEvent event{.Time = m_Now, .Port = "A", .What = what, .Bytes = bytes, .Reason = reason};
+        m_Book.OnLine(event);
+        m_Tracker.Take(event);
     }
 
     void Poll(int rounds, const Fault& fault, bool everywhere = false) {
@@ -78,10 +81,7 @@ private:
                 m_Coming.emplace(m_Now + answer.After, answer.Bytes);
             if (Receive(address)) return;
         }
-        Reading failed;
-        failed.Port = "A";
-        failed.Address = address;
-        m_Book.OnReading(failed);
+        m_Tracker.Settle();
     }
 
     void Discard() {
@@ -111,6 +111,7 @@ private:
 
     BusSetup m_Setup;
     HealthBook m_Book;
+    ExchangeTracker m_Tracker{kRetries, [this](const Exchange& exchange) { m_Book.OnExchange(exchange); }};
     Duration m_Now = 1000s;
     std::map<int, int> m_Requests;
     std::multimap<Duration, std::string> m_Coming;
@@ -254,6 +255,19 @@ TEST(Diagnosis, WhatAllDevicesHaveIsTheBuss) {
         EXPECT_EQ(findings[0].Address, 0);
         EXPECT_EQ(findings[0].Sentence.find(says), 0U) << findings[0].Sentence;
     }
+}
+
+TEST(Diagnosis, AnEchoIsNoSecondDevice) {
+    FaultyLine line;
+    line.Poll(
+        100,
+        [](const std::string& r, int) {
+            return Answers{{1ms, BuildFrame(r[2], kCommand, {})}, {20ms, r}};
+        },
+        true);
+    const auto findings = line.Findings();
+    ASSERT_EQ(findings.size(), 1U);
+    EXPECT_EQ(findings[0].Sentence, "every request comes back: switch the converter's local echo off");
 }
 
 TEST(Diagnosis, SpeaksOfNow) {

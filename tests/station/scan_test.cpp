@@ -9,36 +9,43 @@
 namespace orvix::tests {
 namespace {
 
+using station::Exchange;
 using station::FoundDevice;
+using station::Outcome;
+using station::ReadingValue;
 using station::Scan;
-using station::ScanOutcome;
-using Kind = ScanOutcome::Kind;
+using station::Surplus;
 
 constexpr auto kSerial = ORVIXCNB1_VAR_SERIAL_NUMBER;
 constexpr auto kTemperature = ORVIXCNB1_VAR_TEMPERATURE;
 constexpr auto kInputs = ORVIXCNB1_VAR_INPUTBYTE;
 
-ScanOutcome Answered(station::ReadingValue value) {
-    return {.What = Kind::Answered, .Value = std::move(value)};
+/// What becomes of a request.
+struct End {
+    station::Outcome Outcome = station::Outcome::Silent;
+    ReadingValue Value = {};
+    std::size_t BytesAfter = 0;
+    std::vector<Surplus> Extras = {};
+    bool IsToAnother = false;  ///< the answer is to another question
+};
+
+End Answered(ReadingValue value) {
+    return {.Outcome = Outcome::Good, .Value = std::move(value)};
 }
 
-ScanOutcome Of(Kind what) {
-    return {.What = what, .Value = {}};
+End WithMore(End end) {
+    end.BytesAfter = 13;
+    return end;
 }
 
-ScanOutcome WithMore(ScanOutcome outcome) {
-    outcome.MoreBytes = true;
-    return outcome;
-}
-
-ScanOutcome AfterOthers(ScanOutcome outcome) {
-    outcome.EarlierBytes = true;
-    return outcome;
+End With(End end, int address, Surplus::Kind what) {
+    end.Extras.push_back({address, what, 0});
+    return end;
 }
 
 /// What comes back to the requests for one variable of one address, in order, the last one again and again. An address
 /// that is not there keeps silent.
-using Script = std::map<std::pair<int, ORVIXCNB1_VARS>, std::vector<ScanOutcome>>;
+using Script = std::map<std::pair<int, ORVIXCNB1_VARS>, std::vector<End>>;
 
 struct ScanResult {
     std::vector<FoundDevice> Found;
@@ -50,9 +57,16 @@ ScanResult Scanned(Script script, station::ScanRange range) {
     ScanResult result;
     while (const auto request = scan.Next()) {
         ++result.Exchanges;
-        auto& outcomes = script[{request->Address, request->Variable}];
-        scan.Take(outcomes.empty() ? ScanOutcome{} : outcomes.front());
-        if (outcomes.size() > 1) outcomes.erase(outcomes.begin());
+        auto& ends = script[{request->Address, request->Variable}];
+        const auto end = ends.empty() ? End{} : ends.front();
+        if (ends.size() > 1) ends.erase(ends.begin());
+        Exchange exchange;
+        exchange.Address = request->Address;
+        exchange.Outcome = end.Outcome;
+        exchange.Extras = end.Extras;
+        exchange.BytesAfter = end.BytesAfter;
+        exchange.ReplyCode = end.IsToAnother ? "x" : "";
+        scan.Take(exchange, end.Value);
         for (const auto& device : scan.TakeFound())
             result.Found.push_back(device);
     }
@@ -70,14 +84,14 @@ TEST(Scan, TellsWhatIsAtAnAddress) {
     const auto serial = Answered(std::string("S"));
     const auto sensor = Answered(21.5);
     const auto module = Answered(std::int32_t{5});
-    const auto refused = Of(Kind::Refused);
-    const auto garbled = Of(Kind::Garbled);
-    const auto silent = Of(Kind::Silent);
-    // What address 2 of three answers when asked for serial number, temperature and inputs. A garbled first answer may
-    // be a late one of address 1, which is then asked three times more.
+    const End refused{.Outcome = Outcome::Refused};
+    const End damaged{.Outcome = Outcome::Damaged};
+    const End silent;
+    const End foreign{.Outcome = Outcome::Foreign};
+    // What address 2 of three answers when asked for serial number, temperature and inputs.
     const struct {
         const char* What;
-        std::vector<ScanOutcome> Serial, Temperature, Inputs;
+        std::vector<End> Serial, Temperature, Inputs;
         bool Found;
         std::int32_t Model;
         bool Suspect;
@@ -89,12 +103,14 @@ TEST(Scan, TellsWhatIsAtAnAddress) {
         {"a model without a serial number", {refused}, {sensor}, {}, true, 106, false, 4},
         {"another model", {serial}, {refused}, {refused}, true, 0, false, 5},
         {"a sensor that misses a request", {serial}, {silent, sensor}, {}, true, 106, false, 5},
-        {"two sensors, answers on top of each other", {garbled, serial}, {sensor}, {}, true, 106, true, 8},
+        {"two sensors, answers on top of each other", {damaged, serial}, {sensor}, {}, true, 106, true, 5},
         {"two sensors, one answer after the other", {serial}, {WithMore(sensor)}, {}, true, 106, true, 6},
-        {"the second one late", {serial}, {AfterOthers(sensor)}, {}, true, 106, true, 4},
-        {"never to be read", {garbled}, {garbled}, {garbled}, true, 0, true, 14},
-        {"a disturbance of the line", {garbled, silent}, {}, {}, false, 0, false, 8},
-        {"a slow device", {silent, AfterOthers(silent)}, {AfterOthers(silent)}, {}, false, 0, false, 3},
+        {"the second one apart", {serial}, {With(sensor, 2, Surplus::Kind::Doubled)}, {}, true, 106, true, 4},
+        {"never to be read", {damaged}, {damaged}, {damaged}, true, 0, true, 11},
+        {"a value of no kind", {serial}, {Answered({})}, {module}, true, 104, true, 7},
+        {"a disturbance of the line", {damaged, silent}, {}, {}, false, 0, false, 5},
+        {"nobody, while another answers", {foreign}, {}, {}, false, 0, false, 5},
+        {"nobody, bytes of another before", {With(silent, 9, Surplus::Kind::Doubled)}, {}, {}, false, 0, false, 3},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.What);
@@ -107,30 +123,45 @@ TEST(Scan, TellsWhatIsAtAnAddress) {
         EXPECT_EQ(device.Address, 2);
         EXPECT_EQ(device.Model, c.Model);
         EXPECT_EQ(device.Suspect, c.Suspect);
-        const auto expected = c.Model == 106   ? station::ReadingValue(21.5)
-                              : c.Model == 104 ? station::ReadingValue(std::int32_t{5})
-                                               : station::ReadingValue();
+        const auto expected = c.Model == 106   ? ReadingValue(21.5)
+                              : c.Model == 104 ? ReadingValue(std::int32_t{5})
+                                               : ReadingValue();
         EXPECT_EQ(device.Value, expected);
     }
 }
 
-// Its answer comes while the next address is asked.
-TEST(Scan, ALateAnswerSendsTheScanBack) {
-    const auto late = AfterOthers(Of(Kind::Silent));
-    const auto result = Scanned({{{2, kSerial}, {Of(Kind::Silent), Of(Kind::Silent), late}},
-                                 {{2, kTemperature}, {late}},
-                                 {{2, kInputs}, {late}},
-                                 {{3, kSerial}, {late, Of(Kind::Silent)}}},
-                                {1, 3});
-    ASSERT_EQ(result.Found.size(), 1U);
-    EXPECT_EQ(result.Found[0].Address, 2);
-    EXPECT_TRUE(result.Found[0].Suspect);
+// Its answers come while others are asked, and may be to what was asked of it before.
+TEST(Scan, ADeviceThatAnswersLateIsAskedAgainAndSaidToBeLate) {
+    const End silent;
+    const auto late = With(silent, 2, Surplus::Kind::Late);
+    auto misplaced = Answered(99.0);
+    misplaced.IsToAnother = true;
+    const struct {
+        const char* What;
+        std::vector<End> Serial, Temperature;
+        std::int32_t Model;
+    } cases[] = {
+        {"always", {silent, silent, late}, {late}, 0},
+        {"within the next exchange", {silent, silent, Answered(std::string("S"))}, {misplaced, Answered(20.0)}, 106},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.What);
+        const auto result = Scanned({{{2, kSerial}, c.Serial},
+                                     {{2, kTemperature}, c.Temperature},
+                                     {{4, kSerial}, {With(silent, 2, Surplus::Kind::Late), silent}}},
+                                    {1, 5});
+        ASSERT_EQ(result.Found.size(), 1U);
+        EXPECT_EQ(result.Found[0].Address, 2);
+        EXPECT_EQ(result.Found[0].Model, c.Model);
+        EXPECT_TRUE(result.Found[0].AnswersLate);
+        EXPECT_FALSE(result.Found[0].Suspect);
+    }
 }
 
 TEST(Scan, BytesBehindTheLastAnswerOfAnAddressMakeItSuspect) {
     const auto result = Scanned({{{1, kSerial}, {Answered(std::string("S"))}},
                                  {{1, kTemperature}, {Answered(20.0)}},
-                                 {{2, kSerial}, {AfterOthers(Of(Kind::Silent))}}},
+                                 {{2, kSerial}, {With({}, 1, Surplus::Kind::Noise)}}},
                                 {1, 2});
     ASSERT_EQ(result.Found.size(), 1U);
     EXPECT_TRUE(result.Found[0].Suspect);

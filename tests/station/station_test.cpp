@@ -35,6 +35,9 @@ TEST(Read, TellsTheValueOrTheRightError) {
         {"broken inner checksum", Bytes("1D 08 05 04 0B 00 83 2C 00 00 A1 0D 03"), 1, "0x8004158C"},
         {"a refusal", Bytes("1D 05 05 01 07 00 C9 CF 00 03"), 1, "0x8004158B"},
         {"nothing", "", 1, "0x80041589"},
+        {"a part", Bytes("1D 08 05 04 0B 00"), 1, "0x80041589"},
+        {"another's answer", Bytes("1D 08 06 04 0B 00 83 2C 00 00 A0 0E 03"), 1, "0x8004158D"},
+        {"the request as an echo", Bytes("1D 04 05 00 0B 00 0B 01 03"), 1, "0x8004158D"},
     };
     for (const auto& line : cases) {
         SCOPED_TRACE(line.What);
@@ -86,6 +89,18 @@ TEST(Run, ADeadDeviceFailsUnderItsOwnNameAndAnExchangeIsNoObstacleToTheEnd) {
     EXPECT_EQ(troubles, 1);
     EXPECT_NE(result.Err.find("not well at the end: " + bus.Terminal.Path() + ", 9 Dead ("), std::string::npos)
         << result.Err;
+}
+
+TEST(Run, ADeviceThatAnswersAfterTheTimeOutIsSaidToBeLate) {
+    FaultyBus bus([](const std::string&) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(150));
+        return kGoodReply;
+    });
+    Program program({"run", "--port", bus.Terminal.Path(), "--device", "5:sensor", "--every", "300ms", "--retries", "0",
+                     "--timeout-factor", "20", "--json"});
+    EXPECT_TRUE(program.AwaitOutput("The device answers after the time-out."));
+    program.Signal(SIGINT);
+    program.Finish();
 }
 
 TEST(Read, AcceptsEveryVariableAndAnswersWithTheSystemsOwnError) {
