@@ -128,6 +128,7 @@ void ReadTable(const FileValue& table, const std::vector<FileKey>& keys) {
             std::find_if(keys.begin(), keys.end(), [&](const auto& key) { return key.Name == member.Name; });
         if (known == keys.end()) {
             std::vector<std::string> names;
+            names.reserve(keys.size());
             for (const auto& key : keys)
                 names.push_back(key.Name);
             const auto nearest = NearestName(member.Name, names);
