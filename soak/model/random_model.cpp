@@ -96,11 +96,14 @@ void RandomModel::CheckEntriesAreGone() {
     }
 }
 
+/// What a test would look at is thrown away.
 void RandomModel::PassEvent() {
     ++m_Counts.Events;
     m_DriverHost.Line.Log.clear();
-    for (tests::TestHost* host : {&m_Host, &m_Other})
+    for (tests::TestHost* host : {&m_Host, &m_Other}) {
         host->Reports.All.clear();
+        host->Database.Opened.clear();
+    }
 }
 
 tests::MeddledMessaging::Fate RandomModel::FateOf(const std::string&) {
