@@ -79,7 +79,7 @@ Error cOrvixDriverNB1::ProcessEntry(const std::string& tag) {
         data.Processed = true;
         return result;
     } catch (...) {
-        const Error failure = ErrorAt(kCallback);
+        Error failure = ErrorAt(kCallback);
         data.e = failure.Number;
         data.eDescr = failure.Description;
         return failure;
