@@ -67,7 +67,6 @@ private:
     int m_Attempt = 0;
     int m_Unreadable = 0;  ///< answers of the address that were garbled or late
 
-    int m_SilentBefore = 0;               ///< the address before, when it kept silent; else 0
     std::optional<FoundDevice> m_Before;  ///< the device at the address before, until the next exchange is done
     std::vector<FoundDevice> m_Found;
 };

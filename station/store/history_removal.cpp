@@ -23,14 +23,14 @@ constexpr const char* kRemoveOthers[] = {
     "DELETE FROM alarms WHERE from_ms < ?1 AND to_ms < ?1",
     "DELETE FROM events WHERE time_ms < ?1",
     // A series that is not being read any more and has no rows.
-    "DELETE FROM series WHERE id IN (SELECT s.id FROM series AS s LEFT JOIN sessions AS t ON t.id = s.session "
-    "WHERE coalesce(s.to_ms, t.alive_ms, 0) < ?1 "
-    "AND NOT EXISTS (SELECT 1 FROM readings WHERE series = s.id) "
-    "AND NOT EXISTS (SELECT 1 FROM gaps WHERE series = s.id) "
-    "AND NOT EXISTS (SELECT 1 FROM rollups WHERE series = s.id) "
-    "AND NOT EXISTS (SELECT 1 FROM input_rollups WHERE series = s.id))",
-    "DELETE FROM sessions WHERE alive_ms < ?1 AND id NOT IN (SELECT session FROM series WHERE session IS NOT NULL) "
-    "AND id NOT IN (SELECT session FROM alarms) AND id NOT IN (SELECT holder FROM alarms)",
+    ("DELETE FROM series WHERE id IN (SELECT s.id FROM series AS s LEFT JOIN sessions AS t ON t.id = s.session "
+     "WHERE coalesce(s.to_ms, t.alive_ms, 0) < ?1 "
+     "AND NOT EXISTS (SELECT 1 FROM readings WHERE series = s.id) "
+     "AND NOT EXISTS (SELECT 1 FROM gaps WHERE series = s.id) "
+     "AND NOT EXISTS (SELECT 1 FROM rollups WHERE series = s.id) "
+     "AND NOT EXISTS (SELECT 1 FROM input_rollups WHERE series = s.id))"),
+    ("DELETE FROM sessions WHERE alive_ms < ?1 AND id NOT IN (SELECT session FROM series WHERE session IS NOT NULL) "
+     "AND id NOT IN (SELECT session FROM alarms) AND id NOT IN (SELECT holder FROM alarms)"),
 };
 
 }  // namespace
