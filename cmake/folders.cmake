@@ -20,10 +20,10 @@ target_compile_options(nb1_warnings INTERFACE
 target_include_directories(nb1_warnings INTERFACE ${PROJECT_SOURCE_DIR})
 
 # nb1_precompiled(TARGET GROUP HEADER): TARGET reads HEADER as compiled once for all targets of GROUP, whose compiler
-# flags are the same. Headers of other people only: a change of ours must not rebuild everything. A compiler cache does
-# better without.
+# flags are the same. Headers of other people only: a change of ours must not rebuild everything. For what people run; a
+# compiler cache does better without.
 function(nb1_precompiled TARGET GROUP HEADER)
-    if(CMAKE_CXX_COMPILER_LAUNCHER)
+    if(CMAKE_CXX_COMPILER_LAUNCHER OR NOT CMAKE_BUILD_TYPE STREQUAL Release)
         return()
     endif()
     get_property(first GLOBAL PROPERTY nb1_first_of_${GROUP})
