@@ -66,6 +66,7 @@ void WriteSpans(HistoryReader& reader, const HistoryOptions& options,
                 const std::function<bool(const std::string&)>& write) {
     const auto devices = reader.Find(options.Query);
     std::vector<FiguresQuery> figuresOf;
+    figuresOf.reserve(devices.size());
     for (const auto& device : devices)
         figuresOf.push_back(reader.FiguresOf(device));
     const auto [since, until] = options.Query.Time;
