@@ -19,19 +19,19 @@ target_compile_options(nb1_warnings INTERFACE
     $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict;-Wno-stringop-overflow;-Wno-array-bounds> -Werror)
 target_include_directories(nb1_warnings INTERFACE ${PROJECT_SOURCE_DIR})
 
-# nb1_precompiled(TARGET GROUP HEADER): TARGET reads HEADER as compiled once for all targets of GROUP, whose compiler
-# flags are the same. Headers of other people only: a change of ours must not rebuild everything. For what people run; a
-# compiler cache does better without.
-function(nb1_precompiled TARGET GROUP HEADER)
+# nb1_precompiled(TARGET): TARGET reads the standard headers as compiled once for all folders, whose compiler flags are the
+# same. Headers of other people only: a change of ours must not rebuild everything. For what people run; a compiler cache
+# does better without.
+function(nb1_precompiled TARGET)
     if(CMAKE_CXX_COMPILER_LAUNCHER OR NOT CMAKE_BUILD_TYPE STREQUAL Release)
         return()
     endif()
-    get_property(first GLOBAL PROPERTY nb1_first_of_${GROUP})
+    get_property(first GLOBAL PROPERTY nb1_precompiled)
     if(first)
         target_precompile_headers(${TARGET} REUSE_FROM ${first})
     else()
-        set_property(GLOBAL PROPERTY nb1_first_of_${GROUP} ${TARGET})
-        target_precompile_headers(${TARGET} PRIVATE ${PROJECT_SOURCE_DIR}/cmake/${HEADER})
+        set_property(GLOBAL PROPERTY nb1_precompiled ${TARGET})
+        target_precompile_headers(${TARGET} PRIVATE ${PROJECT_SOURCE_DIR}/cmake/standard_headers.h)
     endif()
 endfunction()
 
@@ -43,7 +43,7 @@ function(nb1_folder PATH)
     file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${PATH}/*.cpp)
     add_library(${target} STATIC ${sources})
     target_link_libraries(${target} PUBLIC nb1_warnings ${links} ${ARG_PACKAGES})
-    nb1_precompiled(${target} folders standard_headers.h)
+    nb1_precompiled(${target})
 endfunction()
 
 # Sets RESULT to the targets of folders.
