@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::uint32_t kReflectedPolynomial = 0xEDB88320;
 
-constexpr auto kRemainders = [] {
+constexpr std::array<std::uint32_t, 256> Remainders() {
     std::array<std::uint32_t, 256> remainders{};
     for (std::uint32_t byte = 0; byte < remainders.size(); ++byte) {
         std::uint32_t remainder = byte;
@@ -18,7 +18,9 @@ constexpr auto kRemainders = [] {
         remainders[byte] = remainder;
     }
     return remainders;
-}();
+}
+
+constexpr auto kRemainders = Remainders();
 
 }  // namespace
 

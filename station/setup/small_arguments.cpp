@@ -37,14 +37,15 @@ Command ConfigCommand() {
     const auto options = std::make_shared<ConfigCheckOptions>();
     auto file = TextOf("file", "FILE", "the configuration file", options->File);
     file.IsRequired = true;
-    return {.Name = "config",
-            .Help = "work with a configuration file",
-            .Arguments = {},
-            .Finish = nullptr,
-            .Inside = {{"check",
-                        "say what is wrong with a configuration file, or what it holds",
-                        {std::move(file)},
-                        [options] { return *options; }}}};
+    Command check{.Name = "check",
+                  .Help = "say what is wrong with a configuration file, or what it holds",
+                  .Arguments = {std::move(file)},
+                  .Finish = [options] { return *options; },
+                  .Inside = {}};
+    Command config{
+        .Name = "config", .Help = "work with a configuration file", .Arguments = {}, .Finish = nullptr, .Inside = {}};
+    config.Inside.push_back(std::move(check));
+    return config;
 }
 
 }  // namespace orvix::station
