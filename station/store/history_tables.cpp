@@ -113,7 +113,7 @@ void MigrateHistory(SqliteConnection& connection) {
 void ShowAsLayout2(SqliteConnection& connection) {
     connection.Execute("PRAGMA temp_store = MEMORY");
     for (const std::string table : {"series", "watches", "sessions", "events"})
-        connection.Execute("CREATE TEMP VIEW old_" + table + " AS SELECT * FROM main." + table);
+        connection.Execute(ReplaceAll("CREATE TEMP VIEW old_TABLE AS SELECT * FROM main.TABLE", "TABLE", table));
     connection.Execute(
         "CREATE TEMP VIEW readings AS SELECT series, time_ms, value, 0 AS seq, 0 AS doubt FROM main.readings;"
         "CREATE TEMP VIEW gaps AS SELECT *, 0 AS seq, 0 AS last_seq FROM main.gaps");
