@@ -108,7 +108,10 @@ private:
     void CreateTimers();
     /// Sets the intervals; the timers stay switched off.
     void PrepareTimers();
-    void ConfigureDriver(iOrvixDriver& driver);
+    /// Every call to a driver in another apartment waits, and what is delivered meanwhile may be another Init.
+    void ConfigureDriver(iOrvixDriver& driver, std::uint64_t run);
+    /// Neither the destroy request nor another Init has come since that run began.
+    bool IsStillRunning(std::uint64_t run) const { return m_Running && m_Run == run; }
     /// Ends what Init began: every task, the timers' ticking, the devices.
     void EndRun();
 
@@ -280,6 +283,8 @@ private:
 
     /// Between Init and the destroy request.
     bool m_Running = false;
+    /// How often Init has begun a run.
+    std::uint64_t m_Run = 0;
 
     /// Registered devices; the adapter handles the change notification of this collection only.
     const std::unique_ptr<cOrvixDevicesNB1> m_DevicesEvt = std::make_unique<cOrvixDevicesNB1>(m_Services);

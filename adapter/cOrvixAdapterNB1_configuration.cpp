@@ -157,14 +157,14 @@ void cOrvixAdapterNB1::iOrvixAdapter_Init() {
         m_TrackDriver = m_Services.Messaging.CreateCallTracker();
         m_SentBeforeConnect = 0;
         m_Running = true;
+        const std::uint64_t run = ++m_Run;
         SetCurrentTask(NewEmptyTask());
         PrepareTimers();
         for (iOrvixDevices* devices : {m_DevicesEvt.get(), m_UnregisteredDevices.get()})
             devices->Adapter(this);
         // Held, since a driver in another apartment is waited for, and what is delivered meanwhile may release it.
-        if (const auto driver = m_Driver) ConfigureDriver(*driver);
-        // It may also have been the destroy request.
-        if (!m_Running) return;
+        if (const auto driver = m_Driver) ConfigureDriver(*driver, run);
+        if (!IsStillRunning(run)) return;
         const auto registered = m_SQLDevices->Addresses();
         MountDevices(VariantList(registered.begin(), registered.end()));
         if (m_OnLine) ApplyPollingSettings();
@@ -209,11 +209,14 @@ void cOrvixAdapterNB1::PrepareTimers() {
     Rearm(m_tmrTimeout, kConnectionTimeLimit, false);
 }
 
-void cOrvixAdapterNB1::ConfigureDriver(iOrvixDriver& driver) {
+void cOrvixAdapterNB1::ConfigureDriver(iOrvixDriver& driver, std::uint64_t run) {
     driver.Path(m_Path);
-    m_IPCDriver->PeerName(driver.ServerIPCName());
+    const std::string server = driver.ServerIPCName();
+    // Another Init that came meanwhile has made the channels anew, and told the driver all that follows.
+    if (!IsStillRunning(run)) return;
+    m_IPCDriver->PeerName(server);
+    m_TrackDriver->Start("ADAPTER_NB1_" + m_Services.Messaging.NewIdentifier(), server);
     driver.SubscriberIPCName(m_IPCDriver->Name());
-    m_TrackDriver->Start("ADAPTER_NB1_" + m_Services.Messaging.NewIdentifier(), driver.ServerIPCName());
     driver.DebugMode(m_DebugMode);
     driver.LogMode(m_LogMode);
     driver.LogPath(m_LogPath);

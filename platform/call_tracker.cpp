@@ -18,9 +18,8 @@ void ProcessCallTracker::ExecuteAsync() {
     GiveUp();
     Request request{m_Messaging.CreateSharedEntry(), m_SentCount + 1};
     request.Entry->Create(m_Name + "_" + std::to_string(request.Number));
-    request.Entry->Lock();
+    // Nobody else knows the entry yet, so it needs no lock.
     request.Entry->Data().ArgumentList = m_Arguments;
-    request.Entry->Unlock();
     request.Entry->Published(true);
 
     const std::string key = request.Entry->Name();

@@ -17,6 +17,8 @@ constexpr std::int32_t kPolled = 1;
 constexpr std::int32_t kAskingToCloseMs = 20;
 constexpr int kDeepest = 3;
 constexpr std::size_t kKeysKept = 500;
+/// More often than Init waits for the driver.
+constexpr std::uint32_t kMostHops = 14;
 constexpr char kHostName[] = "MODEL";
 constexpr char kDeviceFile[] = "/device";
 
@@ -68,6 +70,7 @@ std::unique_ptr<RandomModel::Life> RandomModel::NewLife() {
 
 void RandomModel::Live(std::uint64_t end) {
     m_Life = NewLife();
+    ++m_Lives;
     m_Life->Side.Adapter.NetRetry(1);
     AddDevices();
     SwitchOnline();
@@ -189,7 +192,7 @@ void RandomModel::DoSomething() {
         {10, &RandomModel::QueueAgain},    {20, &RandomModel::ChangeAddress},     {20, &RandomModel::WaitForATask},
         {20, &RandomModel::SwitchOnline},  {20, &RandomModel::ChangeSettings},    {10, &RandomModel::ChangeRetries},
         {5, &RandomModel::ExchangeDevice}, {2, &RandomModel::InitAgain},          {20, &RandomModel::SendForeign},
-        {1, &RandomModel::AskToClose},     {5, &RandomModel::AskWithLockedEntry},
+        {1, &RandomModel::AskToClose},     {5, &RandomModel::AskWithLockedEntry}, {10, &RandomModel::DoSomethingSoon},
     };
     static constexpr std::uint32_t kAll = [] {
         std::uint32_t all = 0;
@@ -279,6 +282,24 @@ void RandomModel::SendForeign() {
         "",
     };
     m_Meddled.SendForeign(kMessages[Draw(m_Random, std::size(kMessages))]);
+}
+
+/// In a message, which may come while the adapter waits for a driver elsewhere, at any of its waits.
+void RandomModel::DoSomethingSoon() {
+    DoAfterHops(m_Lives, Draw(m_Random, kMostHops));
+}
+
+void RandomModel::DoAfterHops(std::uint64_t life, std::uint32_t hops) {
+    m_Host.Apartment.Post([this, life, hops] {
+        if (!m_Life || m_Lives != life || m_Depth >= kDeepest) return;
+        if (hops > 0) {
+            m_DriverHost.Apartment.Post([this, life, hops] { DoAfterHops(life, hops - 1); });
+            return;
+        }
+        PassEvent();
+        const Within within(m_Depth);
+        DoSomething();
+    });
 }
 
 void RandomModel::AskToClose() {

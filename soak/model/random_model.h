@@ -61,6 +61,8 @@ private:
     void InitAgain();
     void SendForeign();
     void AskToClose();
+    void DoSomethingSoon();
+    void DoAfterHops(std::uint64_t life, std::uint32_t hops);
 
     // What the host is told.
     void Watch(iOrvixDevice& device);
@@ -94,6 +96,7 @@ private:
     int m_Depth = 0;                     ///< waits and notifications that the host is within
     int m_Telling = 0;                   ///< of these, notifications
     std::deque<std::string> m_WorkKeys;  ///< of the last work items
+    std::uint64_t m_Lives = 0;
     std::unique_ptr<Life> m_Life;
 };
 

@@ -32,6 +32,14 @@ protected:
         return World.Scheduler.RunUntil([&] { return task.Executed(); }, 1min);
     }
 
+    /// Does something in a message that comes to the host after so many ways to the driver's apartment and back.
+    void AfterHops(int hops, const std::function<void()>& act) {
+        Host.Apartment.Post([=, this] {
+            if (hops == 0) return act();
+            DriverHost.Apartment.Post([=, this] { AfterHops(hops - 1, act); });
+        });
+    }
+
     void NewTask(const std::shared_ptr<iOrvixTaskNB1>& task) {
         static_cast<iOrvixDevToAdapt&>(Side->Object).NewTask(task, 0);
     }
@@ -271,6 +279,30 @@ TEST_P(Order, InitMayMeetTheDestroyQuestionAndMayComeTwice) {
     Side->Adapter.Init();
     EXPECT_TRUE(Side->Subscriber.ClosePeer(Host, 10s));
     EXPECT_EQ(Side->Adapter.Devices(), nullptr);
+}
+
+// Init waits a dozen times for a driver in another apartment.
+TEST_P(Order, InitMayMeetTheDestroyQuestionOrItselfWhileItWaits) {
+    const std::pair<const char*, std::function<void()>> cases[] = {
+        {"another Init", [this] { Side->Adapter.Init(); }},
+        {"the destroy question", [this] { Side->Subscriber.Endpoint().ClosePeer(); }},
+    };
+    for (const auto& [name, act] : cases) {
+        for (int hops = 0; hops < 14; ++hops) {
+            SCOPED_TRACE(testing::Message() << name << " after " << hops);
+            Side.reset();
+            Side.emplace(Host.Services, "HOST", CreateDriver());
+            Connect();
+            const auto queued = Side->Read("5");
+            AfterHops(hops, act);
+            Side->Adapter.Init();
+            World.Scheduler.RunFor(0ms);
+            EXPECT_TRUE(queued->WaitForCompletion(0));
+            EXPECT_EQ(queued->Data().ResultList.size(), 1U);
+            if (Side->Adapter.Devices()) ExpectGoodReading("5", 22);
+            EXPECT_TRUE(Side->Subscriber.ServerDestroyed || Side->Subscriber.ClosePeer(Host, 10s));
+        }
+    }
 }
 
 TEST_P(Order, EveryTaskEndsWithTheDestroyRequestOfWhateverOrigin) {
