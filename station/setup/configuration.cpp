@@ -141,6 +141,8 @@ ConfigurationError::ConfigurationError(std::vector<std::string> lines)
 StationSetup ParseConfiguration(std::string_view text, const std::string& name) {
     Complaints wrong(name);
     const auto tree = TreeOf(text, wrong);
+    // As a file is for a moment while an editor writes it.
+    if (tree.As<TomlNode::Table>()->empty()) wrong.Add({1, 1}, {}, "the configuration is empty: it sets nothing");
     StationSetup setup;
     ReadTable(FileValue(tree, {}, wrong), StationKeys(setup));
     if (wrong.Any()) throw ConfigurationError(wrong.Lines());

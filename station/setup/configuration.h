@@ -29,9 +29,9 @@ private:
 ///   [metrics]         listen
 ///   [alarms]          on_alarm
 ///
-/// Only address and model must be there. Spans of time are written as ParseTimeSpan reads them, sizes with KB,
-/// MB or GB. Relative paths begin at the folder of the file. `name` is the text's name in errors.
-/// Raises ConfigurationError.
+/// Only address and model must be there, and something at all. Spans of time are written as ParseTimeSpan reads them,
+/// sizes with KB, MB or GB. Relative paths begin at the folder of the file. `name` is the text's name in errors. Raises
+/// ConfigurationError.
 StationSetup ParseConfiguration(std::string_view text, const std::string& name);
 
 /// The same of a file. Raises ConfigurationError also for one that cannot be read.

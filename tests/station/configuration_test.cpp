@@ -93,6 +93,8 @@ TEST(Configuration, EveryErrorHasItsPlaceAndKey) {
         {"[[bus]]\nport = \"\"", {"f:2:8: bus[0].port: write a text in quotes, and not an empty one"}},
         {"[[bus]]\nevry = \"1s\"", {"f:2:1: bus[0].evry: there is no such key; did you mean every?"}},
         {"colour = 1", {"f:1:1: colour: there is no such key"}},
+        {"", {"f:1:1: the configuration is empty: it sets nothing"}},
+        {"# [[bus]]\n", {"f:1:1: the configuration is empty: it sets nothing"}},
         {"[[\x01]]",
          {"f:1:3: Error while parsing key: expected bare key starting character or string delimiter, saw "
           "'\\u0001'"}},

@@ -81,7 +81,7 @@ void Recorder::OnPortGone(const std::string& port) {
 
 void Recorder::Add(const std::string& line) {
     const std::lock_guard lock(m_Mutex);
-    if (m_Ended || m_Lines.size() > kMostWaiting) return;
+    if (m_Stopping || m_Failed || m_Lines.size() > kMostWaiting) return;
     m_Lines += line;
 }
 
@@ -93,18 +93,35 @@ void Recorder::Reopen() {
     m_Wake.notify_one();
 }
 
-void Recorder::Begin() {
+std::string Recorder::SetupsOfNow(Duration now) {
+    std::string lines;
+    for (std::size_t bus = 0; bus < m_Buses.size(); ++bus) {
+        if (m_Buses[bus].Gone) continue;
+        m_Buses[bus].Began = now;
+        lines += SetupLine(bus, {now - m_Started, m_Buses[bus].Setup});
+    }
+    return lines;
+}
+
+void Recorder::Begin(bool inNewFile) {
+    const std::lock_guard lock(m_Mutex);
+    if (m_Stopping || (!inNewFile && !m_Failed)) return;
     m_Started = m_Home.Now();
     std::erase_if(m_Buses, [](const RunningBus& bus) { return bus.Gone; });
-    auto beginning = HeaderLine({UnixMilliseconds(), kVersion});
-    for (std::size_t bus = 0; bus < m_Buses.size(); ++bus) {
-        m_Buses[bus].Began = m_Started;
-        beginning += SetupLine(bus, {Duration::zero(), m_Buses[bus].Setup});
-    }
+    if (inNewFile) m_Cut = m_Lines.size();
+    m_Lines += HeaderLine({UnixMilliseconds(), kVersion}) + SetupsOfNow(m_Started);
+    TellThatItWorks();
+}
+
+void Recorder::GoOn() {
     const std::lock_guard lock(m_Mutex);
-    if (m_Ended) return;
-    m_Cut = m_Lines.size();
-    m_Lines += beginning;
+    if (m_Stopping || !m_Failed) return;
+    m_Lines += SetupsOfNow(m_Home.Now());
+    TellThatItWorks();
+}
+
+void Recorder::TellThatItWorks() {
+    if (std::exchange(m_Failed, false)) Tell("the recording goes on; it lacks what happened since it had ended");
 }
 
 void Recorder::Write() {
@@ -115,39 +132,43 @@ void Recorder::Write() {
         {
             std::unique_lock lock(m_Mutex);
             m_Wake.wait_for(lock, kWritePeriod, [this] { return m_Stopping || m_Reopening; });
-            stopping = m_Ended = m_Stopping;
+            stopping = m_Stopping;
             reopening = std::exchange(m_Reopening, false);
             lines.swap(m_Lines);
             std::swap(cut, m_Cut);
         }
-        const auto failure = WriteOut(lines, cut);
-        if (!failure) {
-            if (reopening && !stopping) MakeAnew();
-            continue;
+        if (const auto failure = WriteOut(lines, cut)) {
+            if (stopping) m_LastFailure = *failure + "; the recording lacks its end";
+            if (!stopping) Fail(*failure);
+        } else if (reopening && !stopping) {
+            MakeAnew();
         }
-        if (stopping) {
-            m_LastFailure = *failure + "; the recording lacks its end";
-            return;
-        }
-        const std::lock_guard lock(m_Mutex);
-        m_Ended = true;
-        m_Lines.clear();
-        Tell(*failure + "; the recording ends here, the station goes on");
-        return;
     }
 }
 
+void Recorder::Fail(const std::string& failure) {
+    const std::lock_guard lock(m_Mutex);
+    // What belongs to a new recording already has a file of its own.
+    m_Failed = !m_Cut;
+    m_Lines.erase(0, m_Cut.value_or(m_Lines.size()));
+    if (m_Cut) m_Cut = 0;
+    Tell(failure + "; the recording ends here, the station goes on");
+}
+
 void Recorder::MakeAnew() {
-    if (m_NewFile.IsOpen() || platform::NamesFile(m_Path, m_File)) return;
+    if (m_NewFile.IsOpen()) return;
+    if (platform::NamesFile(m_Path, m_File)) {
+        return m_Home.Post([this, isEmpty = m_Size == 0] { isEmpty ? Begin(false) : GoOn(); });
+    }
     try {
         auto file = platform::OpenRegularFile(m_Path, O_WRONLY | O_CREAT | O_APPEND);
         if (::lseek(file.Get(), 0, SEEK_END) > 0) {
             throw Error(errors::General, "file " + m_Path + " is another one that is not empty");
         }
         m_NewFile = std::move(file);
-        m_Home.Post([this] { Begin(); });
+        m_Home.Post([this] { Begin(true); });
     } catch (const Error& error) {
-        Tell(error.Description + "; the recording goes on in its old file");
+        Tell(error.Description + "; no new recording begins");
     }
 }
 
@@ -156,16 +177,28 @@ void Recorder::Tell(const std::string& text) {
 }
 
 std::optional<std::string> Recorder::WriteOut(std::string_view lines, std::optional<std::size_t> cut) {
-    const auto text = "file " + m_Path + " cannot be written";
-    if (lines.size() > kMostWaiting) return text + " fast enough";
+    const bool lacksSome = lines.size() > kMostWaiting;
+    const auto write = [&](std::string_view part) {
+        return lacksSome ? "file " + m_Path + " cannot be written fast enough" : WriteLines(part);
+    };
+    auto failure = write(lines.substr(0, cut.value_or(lines.size())));
+    if (!cut) return failure;
+    if (failure) Tell(*failure + "; the old recording lacks its end");
+    m_File = std::exchange(m_NewFile, platform::FileDescriptor());
+    m_Size = 0;
+    return write(lines.substr(*cut));
+}
+
+std::optional<std::string> Recorder::WriteLines(std::string_view lines) {
     try {
-        platform::WriteAll(m_File, BytesOf(lines.substr(0, cut.value_or(lines.size()))), text);
-        if (cut) {
-            m_File = std::exchange(m_NewFile, platform::FileDescriptor());
-            platform::WriteAll(m_File, BytesOf(lines.substr(*cut)), text);
-        }
+        platform::WriteAll(m_File, BytesOf(lines), "file " + m_Path + " cannot be written");
+        m_Size = ::lseek(m_File.Get(), 0, SEEK_CUR);
         return std::nullopt;
     } catch (const Error& error) {
+        // Half a line would spoil what follows it.
+        const auto written = static_cast<std::size_t>(::lseek(m_File.Get(), 0, SEEK_CUR) - m_Size);
+        m_Size += static_cast<off_t>(lines.substr(0, written).rfind('\n') + 1);
+        if (::ftruncate(m_File.Get(), m_Size) == 0) ::lseek(m_File.Get(), m_Size, SEEK_SET);
         return error.Description;
     }
 }
