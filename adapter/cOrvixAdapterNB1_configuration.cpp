@@ -8,9 +8,6 @@ namespace orvix {
 
 namespace {
 
-constexpr char kDatabaseFile[] = "Orvix.mdb";
-constexpr char kWorkgroupFile[] = "Orvix.mdw";
-
 std::int16_t DriverRetries(std::int32_t netRetry) {
     return static_cast<std::int16_t>(std::clamp<std::int32_t>(netRetry, 0, std::numeric_limits<std::int16_t>::max()));
 }

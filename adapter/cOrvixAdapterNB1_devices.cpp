@@ -1,8 +1,8 @@
 #include <algorithm>
 
 #include "adapter/cOrvixAdapterNB1.h"
-#include "devices/device_model.h"
 #include "devices/protocol/basOrvixNB1.h"
+#include "devices/protocol/device_models.h"
 #include "host/database.h"
 #include "host/text.h"
 
@@ -10,14 +10,9 @@ namespace orvix {
 
 namespace {
 
-bool IsKnownModel(std::int32_t deviceModel) {
-    return deviceModel == kTemperatureSensorModel || deviceModel == kDigitalModuleModel;
-}
-
 /// Most addresses tell no model; a device that nobody has registered is then taken for a temperature sensor.
 std::int32_t UnregisteredModel(const std::string& address) {
-    const std::int32_t suffixModel = ModelFromAddress(address);
-    return IsKnownModel(suffixModel) ? suffixModel : kTemperatureSensorModel;
+    return DeviceModelOf(ModelFromAddress(address)).DeviceModel;
 }
 
 bool Connect(iOrvixDevice& device) {

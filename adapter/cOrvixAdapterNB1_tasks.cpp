@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "adapter/cOrvixAdapterNB1.h"
-#include "devices/device_model.h"
+#include "devices/protocol/device_models.h"
 #include "host/text.h"
 #include "tasks/cOrvixTaskNB1.h"
 

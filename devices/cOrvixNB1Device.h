@@ -4,8 +4,8 @@
 #include <memory>
 #include <string>
 
-#include "devices/device_model.h"
 #include "devices/iOrvixNB1Device.h"
+#include "devices/protocol/device_models.h"
 #include "diagnostics/basEventTracer.h"
 #include "diagnostics/basPlexaErr.h"
 #include "host/iOrvixDevToAdapt.h"

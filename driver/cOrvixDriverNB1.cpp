@@ -2,13 +2,12 @@
 
 #include <utility>
 
+#include "devices/protocol/bus_line.h"
 #include "tasks/cOrvixTaskNB1.h"
 
 namespace orvix {
 
 namespace {
-
-constexpr std::int32_t kSerialPortType = 2;
 
 /// The control's own defaults, written out so that the line does not depend on them.
 void ApplyLineSettings(SerialControl& line) {
@@ -23,7 +22,7 @@ void ApplyLineSettings(SerialControl& line) {
     line.ParityReplace("?");
     line.RThreshold(0);
     line.RTSEnable(false);
-    line.Settings("9600,n,8,1");
+    line.Settings(kLineSettings);
     line.SThreshold(0);
 }
 
@@ -65,7 +64,7 @@ void cOrvixDriverNB1::iOrvixDriver_Path(std::string rhs) {
     m_Database = m_Services.Database.CreateConnection();
     PlexaERR.SetMessageProvider(m_Database);
     m_Database->Reset();
-    m_Database->Open(m_Path + "Orvix.mdb", m_Path + "Orvix.mdw", m_Services.Database.Account());
+    m_Database->Open(m_Path + kDatabaseFile, m_Path + kWorkgroupFile, m_Services.Database.Account());
 }
 
 void cOrvixDriverNB1::iOrvixDriver_NetRetry(std::int16_t rhs) {

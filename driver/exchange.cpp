@@ -4,6 +4,7 @@
 #include <limits>
 #include <utility>
 
+#include "devices/protocol/bus_line.h"
 #include "devices/protocol/frame.h"
 
 namespace orvix {
@@ -29,9 +30,9 @@ void Send(SerialControl& line, const std::string& frame) {
 }
 
 std::int32_t ReplyLimit(std::int32_t timeFactor) {
-    constexpr std::int64_t kFactors = 5;
     constexpr std::int64_t kLongest = std::numeric_limits<std::int32_t>::max();
-    return static_cast<std::int32_t>(std::clamp<std::int64_t>(kFactors * timeFactor, 0, kLongest));
+    return static_cast<std::int32_t>(
+        std::clamp<std::int64_t>(std::int64_t{kReplyTimeFactors} * timeFactor, 0, kLongest));
 }
 
 /// Takes what the line has until the reply is whole. One limit covers the whole reply, whatever its length.

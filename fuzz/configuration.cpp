@@ -1,6 +1,7 @@
 // A configuration file.
 
 #include "station/setup/configuration.h"
+#include "devices/protocol/device_models.h"
 #include "fuzz/support/require.h"
 
 namespace orvix::fuzz {
@@ -11,7 +12,7 @@ void CheckSetup(const station::StationSetup& setup) {
         Require(bus.Every.count() >= 100 && bus.Retries >= 0 && bus.TimeoutFactor > 0, "a bus is within its ranges");
         for (const auto& device : bus.Devices) {
             Require(device.Address >= 1 && device.Address <= 255, "an address is from 1 to 255");
-            Require(device.Model == 104 || device.Model == 106, "a model is known");
+            Require(FindDeviceModel(device.Model) != nullptr, "a model is known");
             Require(device.Limits.HoldOff >= 1, "a hold-off is a reading at least");
         }
     }

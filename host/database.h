@@ -22,6 +22,10 @@ struct DatabaseAccount {
     std::string Password;
 };
 
+/// Names of its two files in the host's data folder.
+inline constexpr char kDatabaseFile[] = "Orvix.mdb";
+inline constexpr char kWorkgroupFile[] = "Orvix.mdw";
+
 /// Connection to the host database, which also is its message catalogue. A closed one has no messages.
 class HostDatabase : public MessageProvider {
 public:

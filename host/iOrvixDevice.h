@@ -16,6 +16,9 @@ class iOrvixTask;
 
 /// Forms of a saved device: a text listing, a report document, and the state from which it can be restored, which any
 /// other number stands for too.
+inline constexpr std::int32_t kDeviceOriginLive = 1;
+inline constexpr std::int32_t kDeviceOriginFile = 2;  ///< restored from a file: no exchange backs it
+
 inline constexpr std::int32_t kFileFormatText = 1;
 inline constexpr std::int32_t kFileFormatReport = 2;
 inline constexpr std::int32_t kFileFormatDevice = 3;

@@ -8,10 +8,6 @@
 
 namespace orvix::platform {
 
-/// Names of the two files in the host's data folder.
-inline constexpr char kDatabaseFile[] = "Orvix.mdb";
-inline constexpr char kWorkgroupFile[] = "Orvix.mdw";
-
 /// The host database as a SQLite file with user_version 1 and the tables
 ///     devices(address, model, serial), plant_names(serial, name), messages(number, text).
 /// It opens only to the account of its workgroup file (workgroup_file.h). Any number of connections, also of other

@@ -3,7 +3,7 @@
 #include <charconv>
 #include <cmath>
 
-#include "devices/protocol/basOrvixNB1.h"
+#include "devices/protocol/device_models.h"
 #include "station/model/time_span.h"
 
 namespace orvix::simulator {
@@ -17,17 +17,6 @@ bool ReadWhole(std::string_view text, T& value) {
 
 // Timers count milliseconds in 32 bits.
 constexpr std::chrono::hours kLongestDuration{24 * 24};
-
-struct NamedModel {
-    const char* Name;
-    std::int32_t Model;
-};
-
-// The name that is shown stands before the others of a model.
-constexpr NamedModel kModelNames[] = {{"sensor", kTemperatureSensorModel},
-                                      {"106", kTemperatureSensorModel},
-                                      {"digital", kDigitalModuleModel},
-                                      {"104", kDigitalModuleModel}};
 
 }  // namespace
 
@@ -49,17 +38,18 @@ double ParseReal(std::string_view text, std::string_view what) {
 }
 
 std::int32_t ParseModel(std::string_view text) {
-    for (const auto& known : kModelNames) {
-        if (text == known.Name) return known.Model;
+    std::string models;
+    for (const auto* model : kDeviceModels) {
+        const auto number = std::to_string(model->DeviceModel);
+        if (text == model->Name || text == number) return model->DeviceModel;
+        models += (models.empty() ? "" : " or ") + std::string(model->Name) + " (" + number + ")";
     }
-    throw ArgumentError("'" + std::string(text) + "' is no model: write sensor (106) or digital (104)");
+    throw ArgumentError("'" + std::string(text) + "' is no model: write " + models);
 }
 
-const char* ModelName(std::int32_t model) {
-    for (const auto& known : kModelNames) {
-        if (known.Model == model) return known.Name;
-    }
-    return "unknown";
+const char* ModelName(std::int32_t deviceModel) {
+    const auto* model = FindDeviceModel(deviceModel);
+    return model == nullptr ? "unknown" : model->Name;
 }
 
 DeviceArgument ParseDeviceArgument(const std::string& text, std::string_view ends) {

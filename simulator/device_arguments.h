@@ -24,7 +24,7 @@ double ParseReal(std::string_view text, std::string_view what);
 std::int32_t ParseModel(std::string_view text);
 
 /// "sensor" or "digital"; "unknown" for any other number.
-const char* ModelName(std::int32_t model);
+const char* ModelName(std::int32_t deviceModel);
 
 /// Where a device stands on the bus and what it is: the start of every --device argument.
 struct DeviceArgument {

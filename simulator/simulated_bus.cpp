@@ -3,20 +3,16 @@
 #include <cmath>
 #include <vector>
 
-#include "devices/protocol/basOrvixNB1.h"
+#include "devices/protocol/device_models.h"
 #include "devices/protocol/frame.h"
 #include "simulator/device_arguments.h"
 
 namespace orvix::simulator {
 namespace {
 
-constexpr char kStartByte = 0x1D;
-
 using namespace std::string_literals;
 
 const std::string kSerialNumberCode = "\x00\x07"s;
-const std::string kTemperatureCode = "\x0B\x00"s;
-const std::string kInputsCode = "\x05\x00"s;
 
 // A device that does not know a command answers with this code and payload.
 const std::string kRefusalCode = "\x07\x00"s;
@@ -74,7 +70,7 @@ double ValueSource::At(Time sinceStart) const {
 
 SimulatedDevice ParseSimulatedDevice(const std::string& text) {
     const auto argument = ParseDeviceArgument(text, "=");
-    const bool digital = argument.Model == kDigitalModuleModel;
+    const bool digital = MeasuredVariable(argument.Model) == ORVIXCNB1_VAR_INPUTBYTE;
     SimulatedDevice device{argument.Address, argument.Model, {}};
     const double unset = digital ? 0 : kRoomTemperature;
     device.Value = {unset, unset, {}};
@@ -120,13 +116,8 @@ std::string SimulatedBus::Answer(const SimulatedDevice& device, const std::strin
     const auto value = device.Value.At(sinceStart);
     const auto reply = [&](const std::string& payload) { return BuildFrame(device.Address, code, payload); };
     if (code == kSerialNumberCode) return reply(SerialNumberOf(device.Address));
-    if (code == kTemperatureCode && device.Model == kTemperatureSensorModel) {
-        return reply(RealToBytes(static_cast<float>(value)));
-    }
-    if (code == kInputsCode && device.Model == kDigitalModuleModel) {
-        return reply(std::string(1, static_cast<char>(static_cast<unsigned char>(value))));
-    }
-    return BuildRefusal(device.Address);
+    const auto& model = DeviceModelOf(device.Model);
+    return code == model.Measurement.Code ? reply(model.Encode(value)) : BuildRefusal(device.Address);
 }
 
 }  // namespace orvix::simulator

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <utility>
 
-#include "devices/protocol/basOrvixNB1.h"
+#include "devices/protocol/device_models.h"
 #include "host/text.h"
 
 namespace orvix::soak {
@@ -16,10 +16,6 @@ using namespace std::chrono_literals;
 constexpr Duration kLongestAnswer = 2min;
 constexpr Duration kLongestSilence = 1min;
 constexpr std::int32_t kPolled = 1;
-
-ORVIXCNB1_VARS MeasuredVariable(std::int32_t model) {
-    return model == kDigitalModuleModel ? ORVIXCNB1_VAR_INPUTBYTE : ORVIXCNB1_VAR_TEMPERATURE;
-}
 
 /// The first line of a report, without the device file and without the places that it has passed.
 std::string KindOf(std::string report) {

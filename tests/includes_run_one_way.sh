@@ -8,7 +8,7 @@ cd "$1"
 # each other.
 readonly RULES="
 host:
-devices/protocol: host/
+devices/protocol: host/ tasks/enumerations.h
 diagnostics:      host/
 tasks:            host/ devices/protocol/ diagnostics/basPlexaErr.h diagnostics/basEventTracer.h
 missions:         host/ tasks/ diagnostics/basPlexaErr.h diagnostics/basEventTracer.h
@@ -22,7 +22,7 @@ station/model:         host/ tasks/enumerations.h
 station/report:        host/ platform/
 station/store:         host/ platform/ station/model/
 station/line:          host/ devices/protocol/ station/model/
-station/library:       host/ platform/ tasks/i tasks/enumerations.h station/model/ station/line/ station/report/
+station/library:       host/ platform/ devices/protocol/ tasks/i tasks/enumerations.h station/model/ station/line/ station/report/
 station/source:        host/ platform/ simulator/ devices/protocol/ tasks/i station/model/ station/store/ station/line/ station/library/
 station/run:           host/ platform/ devices/protocol/ station/model/ station/source/
 station/sink/history:  host/ devices/protocol/ station/model/ station/store/ station/run/

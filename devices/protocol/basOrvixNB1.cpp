@@ -119,6 +119,11 @@ double BytesToReal(std::string_view bytes) {
     return (byte(1) & 0x80U) != 0 ? -mantissa : mantissa;
 }
 
+std::uint8_t InputByte(std::string_view payload) {
+    if (payload.size() != 1) throw Error(errors::TypeMismatch, "inputs are one byte");
+    return static_cast<std::uint8_t>(payload[0]);
+}
+
 std::string RealToBytes(float value) {
     // A single is the same three fields: sign, exponent with bias 127, fraction.
     const auto bits = std::bit_cast<std::uint32_t>(value);

@@ -54,6 +54,9 @@ std::string XorChecksum(std::string_view bytes);
 /// fewer than four bytes and for the exponent byte 255, which no device sends with a number.
 double BytesToReal(std::string_view bytes);
 
+/// The input byte that a payload is. Raises TypeMismatch unless it is one byte.
+std::uint8_t InputByte(std::string_view payload);
+
 /// Encodes a number into the four bytes that BytesToReal decodes, exactly from 2^-126 up; below, bits beyond the
 /// fraction do not exist, and what is smaller than 2^-127 gives four zero bytes. Raises Overflow for infinities and for
 /// what is no number.

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "devices/protocol/basOrvixNB1.h"
+#include "devices/protocol/device_models.h"
 #include "host/apartment.h"
 #include "host/variant.h"
 #include "soak/random.h"
@@ -23,10 +23,6 @@ inline constexpr ModelDevice kModelFleet[] = {{"1", 106}, {"2", 106}, {"3", 106}
 inline constexpr ModelDevice kMissingDevice = {"77", 106};
 /// The first one's copy from a file.
 inline constexpr ModelDevice kOfflineDevice = {"1-2", 106};
-
-inline ORVIXCNB1_VARS MeasuredVariable(std::int32_t model) {
-    return model == kTemperatureSensorModel ? ORVIXCNB1_VAR_TEMPERATURE : ORVIXCNB1_VAR_INPUTBYTE;
-}
 
 /// What a device answers: the number that stands in the request's payload, which tells who asked for it. A poll of the
 /// adapter's own has no payload and is answered with a running number.

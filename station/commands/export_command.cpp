@@ -16,7 +16,7 @@ std::optional<Failure> ExportSaved(const ExportOptions& options, Station& statio
     platform::SerialLine line({});
     BusServices services(station.ServicesFor({}), apartment, line);
     const auto messages = services.Get().Database.CreateConnection();
-    messages->Open(station.Folders.Data + "Orvix.mdb", station.Folders.Data + "Orvix.mdw", station.Account);
+    messages->Open(station.Folders.Data + kDatabaseFile, station.Folders.Data + kWorkgroupFile, station.Account);
     Failure failure;
     services.OnReport = [&](const std::string& report) { failure = FailureOf(*messages, errors::General, report); };
     const auto devices = station.Library.Create<iOrvixDevices>("cOrvixDevicesNB1", services.Get());

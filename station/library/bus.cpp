@@ -1,5 +1,7 @@
 #include "station/library/bus.h"
 
+#include "devices/protocol/bus_line.h"
+#include "devices/protocol/device_models.h"
 #include "host/iOrvixTask.h"
 #include "host/text.h"
 #include "station/library/failure_text.h"
@@ -9,11 +11,6 @@
 namespace orvix::station {
 namespace {
 
-// The one port type that the driver knows: a serial port by its number.
-constexpr std::int32_t kSerialPortType = 2;
-
-constexpr std::int32_t kDigitalModule = 104;
-
 constexpr std::int32_t kPolled = 1;
 
 // How long a task may wait for the link to come up before its own time counts.
@@ -21,10 +18,6 @@ constexpr std::chrono::seconds kLinkLimit{5};
 
 constexpr std::int32_t kClosePeriodMs = 20;
 constexpr int kMostCloseAttempts = 500;
-
-ORVIXCNB1_VARS MeasuredVariable(std::int32_t model) {
-    return model == kDigitalModule ? ORVIXCNB1_VAR_INPUTBYTE : ORVIXCNB1_VAR_TEMPERATURE;
-}
 
 ReadingValue ValueOf(const VariableRecord& record) {
     const auto text = record.Value().ToText();
@@ -76,7 +69,7 @@ Bus::Bus(const Library& library, BusServices& services, BusSetup setup, Listener
 void Bus::Configure() {
     const auto& folders = m_Host.Setup().Folders;
     m_Messages = m_Host.Get().Database.CreateConnection();
-    m_Messages->Open(folders.Data + "Orvix.mdb", folders.Data + "Orvix.mdw", m_Host.Get().Database.Account());
+    m_Messages->Open(folders.Data + kDatabaseFile, folders.Data + kWorkgroupFile, m_Host.Get().Database.Account());
 
     m_Adapter = m_Library.Create<iOrvixAdapter>("cOrvixAdapterNB1", m_Host.Get());
     m_Endpoint->PeerName(m_Adapter->ServerIPCName());
@@ -154,8 +147,9 @@ void Bus::TellReadings() {
         } else {
             reading.Error = m_TaskFailure.value_or(CauseOf(reading.Address, reading.Error));
         }
-        // A digital module is polled only while its flag says so, and its answer clears the flag.
-        if (device->DeviceModel() == kDigitalModule) device->VarsEx().Item(NumberText(varID))->MonitorFlag(kPolled);
+        // Such a model is polled only while its flag says so, and its answer clears the flag.
+        if (DeviceModelOf(reading.Model).ReadingSetsMonitorFlag)
+            device->VarsEx().Item(NumberText(varID))->MonitorFlag(kPolled);
         m_Listener.OnReading(reading);
     }
 }
@@ -205,9 +199,9 @@ Reading Bus::Read(int address, ORVIXCNB1_VARS variable) {
 
 std::optional<Failure> Bus::Export(int address, const ExportTarget& target) {
     const auto device = m_Adapter->Devices()->Item(NumberText(std::int32_t{address}));
-    std::vector<ORVIXCNB1_VARS> variables{MeasuredVariable(device->DeviceModel())};
-    // A digital module is never asked for a serial number.
-    if (device->DeviceModel() != kDigitalModule) variables.push_back(ORVIXCNB1_VAR_SERIAL_NUMBER);
+    const auto& model = DeviceModelOf(device->DeviceModel());
+    std::vector<ORVIXCNB1_VARS> variables{model.Measurement.VarID};
+    if (model.HasSerialNumber) variables.push_back(ORVIXCNB1_VAR_SERIAL_NUMBER);
     for (const auto variable : variables) {
         auto reading = Read(address, variable);
         if (!reading.Valid()) return std::move(reading.Error);

@@ -2,7 +2,8 @@
 
 #include <cmath>
 
-#include "devices/protocol/basOrvixNB1.h"
+#include "devices/protocol/bus_line.h"
+#include "devices/protocol/device_models.h"
 #include "devices/protocol/frame.h"
 #include "host/text.h"
 
@@ -12,19 +13,12 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::nanoseconds;
 
-// The driver's line always runs at 9600 baud with one start bit, 8 data bits, no parity and one stop bit.
-constexpr std::int64_t kBaud = 9600;
-constexpr std::int64_t kBitsPerByte = 10;
-
-// Length byte, code and checksum of an inner packet.
-constexpr std::size_t kInnerOverhead = 4;
-
 constexpr milliseconds kTick{10};
 
 nanoseconds ExchangeTime(const DeviceSetup& device) {
-    const std::size_t payload = device.Model == kDigitalModuleModel ? 1 : 4;
-    const auto bytes = 2 * (kFrameOverhead + kInnerOverhead) + payload;
-    return nanoseconds(std::chrono::seconds(1)) * kBitsPerByte * static_cast<std::int64_t>(bytes) / kBaud;
+    const auto& model = DeviceModelOf(device.Model);
+    const auto request = BuildFrame(device.Address, model.Measurement.Code, {});
+    return kByteTime * static_cast<std::int64_t>(2 * request.size() + model.PayloadLength);
 }
 
 /// A tick sends a task, another completes it. A driver on the bus's own thread holds the second one up until it is due

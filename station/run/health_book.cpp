@@ -2,14 +2,10 @@
 
 #include <algorithm>
 
+#include "devices/protocol/bus_line.h"
+
 namespace orvix::station {
 namespace {
-
-// A byte on a line of 9600 baud has a start bit, eight data bits and a stop bit.
-constexpr Duration kByteTime = std::chrono::nanoseconds(std::chrono::seconds(10)) / 9600;
-
-// The driver waits for an answer as long as five characters may take.
-constexpr int kReplyTimeFactors = 5;
 
 constexpr int kMinute = 60;
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "devices/protocol/basOrvixNB1.h"
+#include "devices/protocol/device_models.h"
 #include "host/error.h"
 #include "host/text.h"
 #include "platform/regular_file.h"
@@ -20,8 +20,8 @@ std::int32_t ModelOf(const FileValue& value) {
     const auto* number = value.Node.As<std::int64_t>();
     try {
         return simulator::ParseModel(number != nullptr ? std::to_string(*number) : value.Text());
-    } catch (const simulator::ArgumentError&) {
-        throw BadValue("the model must be \"sensor\" (106) or \"digital\" (104)");
+    } catch (const simulator::ArgumentError& error) {
+        throw BadValue(error.what());
     }
 }
 
@@ -53,10 +53,13 @@ void CheckDevice(const FileValue& table, const DeviceSetup& device) {
     }
     const auto& limits = device.Limits;
     if (limits.Low && limits.High && *limits.Low >= *limits.High) table.Complain("low", "must be below high");
-    if (device.Model == kDigitalModuleModel && (limits.Low || limits.High)) {
+    const auto* model = FindDeviceModel(device.Model);
+    if (model == nullptr) return;
+    const bool hasInputs = model->Measurement.VarID == ORVIXCNB1_VAR_INPUTBYTE;
+    if (hasInputs && (limits.Low || limits.High)) {
         table.Complain(limits.Low ? "low" : "high", "a digital module has inputs, not temperatures");
     }
-    if (device.Model == kTemperatureSensorModel && (limits.InputsOn | limits.InputsOff) != 0) {
+    if (!hasInputs && (limits.InputsOn | limits.InputsOff) != 0) {
         table.Complain("inputs", "a sensor has a temperature, not inputs");
     }
 }

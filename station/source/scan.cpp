@@ -1,23 +1,18 @@
 #include "station/source/scan.h"
 
-#include <iterator>
 #include <utility>
 
-#include "devices/protocol/basOrvixNB1.h"
+#include "devices/protocol/device_models.h"
 
 namespace orvix::station {
 namespace {
 
-struct Step {
-    ORVIXCNB1_VARS Variable;
-    std::int32_t Model;  ///< of the devices that answer it; 0: all
-};
+// The first step asks for the serial number, each further one for what a model measures.
+constexpr std::size_t kSteps = 1 + kDeviceModels.size();
 
-constexpr Step kSteps[] = {
-    {ORVIXCNB1_VAR_SERIAL_NUMBER, 0},
-    {ORVIXCNB1_VAR_TEMPERATURE, kTemperatureSensorModel},
-    {ORVIXCNB1_VAR_INPUTBYTE, kDigitalModuleModel},
-};
+const DeviceModelTable& ModelOfStep(std::size_t step) {
+    return *kDeviceModels.at(step - 1);
+}
 
 constexpr int kAttempts = 3;
 
@@ -36,7 +31,8 @@ Scan::Scan(ScanRange range) : m_Range(range) {
 
 std::optional<ScanRequest> Scan::Next() const {
     if (m_Device.Address == 0) return std::nullopt;
-    return ScanRequest{m_Device.Address, kSteps[m_Step].Variable};
+    return ScanRequest{m_Device.Address,
+                       m_Step == 0 ? ORVIXCNB1_VAR_SERIAL_NUMBER : ModelOfStep(m_Step).Measurement.VarID};
 }
 
 std::vector<FoundDevice> Scan::TakeFound() {
@@ -90,12 +86,13 @@ void Scan::Identify(const Exchange& exchange, const ReadingValue& value) {
         if (exchange.Outcome == Outcome::Foreign || (IsUnanswered(exchange.Outcome) && !isThere)) return Leave(isThere);
         if (isAnswer) m_Device.SerialNumber = std::get<std::string>(value);
     } else if (isAnswer) {
-        m_Device.Model = kSteps[m_Step].Model;
-        m_Device.Variable = NameOf(kSteps[m_Step].Variable);
+        const auto& model = ModelOfStep(m_Step);
+        m_Device.Model = model.DeviceModel;
+        m_Device.Variable = NameOf(model.Measurement.VarID);
         m_Device.Value = value;
         return Leave(true);
     }
-    if (++m_Step == std::size(kSteps)) Leave(true);
+    if (++m_Step == kSteps) Leave(true);
 }
 
 void Scan::Leave(bool found) {

@@ -1,6 +1,9 @@
 #include "station/source/scan_line.h"
 
-#include "devices/protocol/basOrvixNB1.h"
+#include <algorithm>
+
+#include "devices/protocol/bus_line.h"
+#include "devices/protocol/device_models.h"
 #include "host/text.h"
 #include "station/library/failure_text.h"
 #include "tasks/iOrvixTaskNB1.h"
@@ -8,31 +11,23 @@
 namespace orvix::station {
 namespace {
 
-constexpr std::int32_t kSerialPortType = 2;
-
 // Far above what an exchange or the opening of a port takes.
 constexpr Duration kLongestWait = std::chrono::minutes(2);
 
-/// The driver lets each model be asked for what it offers, and only a sensor for a serial number.
-std::int32_t ModelThatOffers(ORVIXCNB1_VARS variable) {
-    return variable == ORVIXCNB1_VAR_INPUTBYTE ? kDigitalModuleModel : kTemperatureSensorModel;
-}
-
-const char* ClassOf(std::int32_t model) {
-    return model == kDigitalModuleModel ? "cOrvixNB1DM" : "cOrvixNB1TP";
+/// The model that measures a variable, or may be asked for it.
+const DeviceModelTable& ModelThatOffers(ORVIXCNB1_VARS variable) {
+    const auto* found = std::find_if(kDeviceModels.begin(), kDeviceModels.end(), [&](const DeviceModelTable* model) {
+        return model->Measurement.VarID == variable ||
+               (variable == ORVIXCNB1_VAR_SERIAL_NUMBER && model->HasSerialNumber);
+    });
+    return found == kDeviceModels.end() ? kTemperatureSensor : **found;
 }
 
 /// Raises when the payload is no value of this kind.
 ReadingValue ValueOf(ORVIXCNB1_VARS variable, const std::string& payload) {
-    switch (variable) {
-        case ORVIXCNB1_VAR_TEMPERATURE:
-            return BytesToReal(payload);
-        case ORVIXCNB1_VAR_INPUTBYTE:
-            if (payload.size() != 1) throw Error(errors::TypeMismatch, "inputs are one byte");
-            return std::int32_t{static_cast<unsigned char>(payload[0])};
-        default:
-            return payload;
-    }
+    if (variable == ORVIXCNB1_VAR_SERIAL_NUMBER) return payload;
+    const auto toReading = [](auto value) -> ReadingValue { return value; };
+    return std::visit(toReading, ModelThatOffers(variable).Decode(payload));
 }
 
 }  // namespace
@@ -44,7 +39,7 @@ ScanLine::ScanLine(const Library& library, BusServices& services, std::int32_t t
     m_Host.OnLine = [this](const LineEvent& event) { m_Tracker.Take(event); };
     m_Host.OnReport = [this](const std::string& report) { m_Report = report; };
     m_Messages = host.Database.CreateConnection();
-    m_Messages->Open(data + "Orvix.mdb", data + "Orvix.mdw", host.Database.Account());
+    m_Messages->Open(data + kDatabaseFile, data + kWorkgroupFile, host.Database.Account());
 
     m_Endpoint = host.Messaging.CreateChannel();
     m_Endpoint->Name("Scan_" + host.Messaging.NewIdentifier());
@@ -89,15 +84,15 @@ Message ScanLine::Await() {
 }
 
 Variant ScanLine::Execute(const ScanRequest& request, TaskEnded& ended) {
-    const auto model = ModelThatOffers(request.Variable);
+    const auto& model = ModelThatOffers(request.Variable);
     const auto address = NumberText(std::int32_t{request.Address});
     const auto task = m_Library.Create<iOrvixTaskNB1>("cOrvixTaskNB1", m_Host.Get());
     task->DeviceAddress(address);
-    task->DeviceModel(model);
+    task->DeviceModel(model.DeviceModel);
     task->NetTimeoutInterval(m_TimeoutFactor);
     task->GetVar(request.Variable);
     // The device knows the command for a variable; its address gives it its variables.
-    const auto device = m_Library.Create<iOrvixDevice>(ClassOf(model), m_Host.Get());
+    const auto device = m_Library.Create<iOrvixDevice>(model.ClassName, m_Host.Get());
     device->Address(address);
     device->TaskCommand(*task);
     if (task->e() != errors::None) throw Error(task->e(), task->eDescr());

@@ -6,7 +6,7 @@ namespace orvix::station {
 
 using platform::SqliteStatement;
 
-DeviceRegistry::DeviceRegistry(const std::string& dataFolder) : m_Connection(dataFolder + platform::kDatabaseFile) {
+DeviceRegistry::DeviceRegistry(const std::string& dataFolder) : m_Connection(dataFolder + kDatabaseFile) {
     m_Connection.Execute(
         "CREATE TABLE IF NOT EXISTS known_devices("
         "port TEXT, address INTEGER, model INTEGER, serial TEXT, name TEXT, PRIMARY KEY(port, address))");

@@ -112,7 +112,7 @@ TEST(Configuration, EveryErrorHasItsPlaceAndKey) {
          {"f:6:11: bus[0].device[1].address: address 5 is there twice on this bus"}},
         {"[[bus]]\n[[bus.device]]\naddress = 256\nmodel = 105",
          {"f:3:11: bus[0].device[0].address: write a whole number from 1 to 255",
-          "f:4:9: bus[0].device[0].model: the model must be \"sensor\" (106) or \"digital\" (104)"}},
+          "f:4:9: bus[0].device[0].model: '105' is no model: write sensor (106) or digital (104)"}},
         {device + "low = 5\nhigh = 5", {"f:5:7: bus[0].device[0].low: must be below high"}},
         {device + "low = nan", {"f:5:7: bus[0].device[0].low: write a number"}},
         {device + "inputs = { 0 = true }", {"f:5:10: bus[0].device[0].inputs: a sensor has a temperature, not inputs"}},

@@ -2,7 +2,7 @@
 
 #include <unistd.h>
 
-#include "devices/protocol/basOrvixNB1.h"
+#include "devices/protocol/device_models.h"
 #include "station/store/uuid.h"
 
 namespace orvix::station {
@@ -37,7 +37,7 @@ HistoryRecorder::HistoryRecorder(std::string file, const HistorySetup& setup, Ap
 
 void HistoryRecorder::OnSetup(const BusSetup& setup) {
     for (const auto& device : setup.Devices) {
-        const auto variable = device.Model == kDigitalModuleModel ? ORVIXCNB1_VAR_INPUTBYTE : ORVIXCNB1_VAR_TEMPERATURE;
+        const auto variable = MeasuredVariable(device.Model);
         m_Pending.Watch({setup.PortLabel, device.Address, device.Model, device.Name, NameOf(variable)}, ReadClocks());
     }
 }
