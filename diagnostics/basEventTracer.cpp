@@ -114,14 +114,14 @@ void TracerState::EmptyLines(int count) {
         Put("", true);
 }
 
-TracerState& StateOf(const Services& services) {
+TracerState& TracerStateOf(const Services& services) {
     return services.State.Of<TracerState>();
 }
 
 }  // namespace
 
 void cEventTracer::LogMode(bool rhs) {
-    TracerState& state = StateOf(m_Services);
+    TracerState& state = TracerStateOf(m_Services);
     if (rhs) {
         state.On = true;
         state.Viewer.Attach(m_Services);
@@ -131,7 +131,7 @@ void cEventTracer::LogMode(bool rhs) {
 }
 
 void cEventTracer::LogPath(const std::string& rhs) {
-    TracerState& state = StateOf(m_Services);
+    TracerState& state = TracerStateOf(m_Services);
     if (state.Folder == rhs) return;
     state.Folder = rhs;
     if (!state.File.IsOpen()) return;
@@ -140,7 +140,7 @@ void cEventTracer::LogPath(const std::string& rhs) {
 }
 
 void cEventTracer::TraceEvent(const std::string& Text, const TraceLayout& layout) {
-    TracerState& state = StateOf(m_Services);
+    TracerState& state = TracerStateOf(m_Services);
     if (!state.On) return;
     if (!Contains(Text, kCommand)) {
         state.Trace(Text, layout);
@@ -152,11 +152,11 @@ void cEventTracer::TraceEvent(const std::string& Text, const TraceLayout& layout
 }
 
 void cEventTracer::PLXTrcV(const std::string& VarName, const Variant& Value, const TraceLayout& layout) {
-    if (StateOf(m_Services).On) TraceEvent(VarName + "=" + PrintableText(Value), layout);
+    if (TracerStateOf(m_Services).On) TraceEvent(VarName + "=" + PrintableText(Value), layout);
 }
 
 void cEventTracer::TraceToViewer(const VariantList& values) {
-    TracerState& state = StateOf(m_Services);
+    TracerState& state = TracerStateOf(m_Services);
     if (state.On) state.Viewer.Send(values);
 }
 

@@ -39,7 +39,7 @@ struct ErrorModuleState : ApartmentState::Item {
     bool StepMode = false;
 };
 
-ErrorModuleState& StateOf(const Services& services) {
+ErrorModuleState& ErrorStateOf(const Services& services) {
     return services.State.Of<ErrorModuleState>();
 }
 
@@ -139,7 +139,7 @@ void cPlexaERR::Check(bool condition, ErrorNumber number, std::string_view messa
     if (condition) return;
     const std::string text = MessageText(message, params);
     if (number == errors::None) {
-        std::string& collected = StateOf(m_Services).Collected;
+        std::string& collected = ErrorStateOf(m_Services).Collected;
         if (!collected.empty()) collected += kLineBreak;
         collected += text;
         return;
@@ -162,7 +162,7 @@ std::string cPlexaERR::MessageText(std::string_view message, const VariantList& 
     std::optional<std::string> text;
     if (!message.starts_with('#')) {
         text = message;
-    } else if (const auto provider = StateOf(m_Services).Provider) {
+    } else if (const auto provider = ErrorStateOf(m_Services).Provider) {
         Attempt([&] { text = provider->GetMessage(std::string(message)); });
     }
     if (text) return FillParameters(ReplaceAll(*text, "||", kLineBreak), params);
@@ -174,24 +174,24 @@ std::string cPlexaERR::MessageText(std::string_view message, const VariantList& 
 }
 
 const std::string& cPlexaERR::CollectedMessages() const {
-    return StateOf(m_Services).Collected;
+    return ErrorStateOf(m_Services).Collected;
 }
 
 void cPlexaERR::SetMessageProvider(std::shared_ptr<MessageProvider> provider) {
-    StateOf(m_Services).Provider = std::move(provider);
+    ErrorStateOf(m_Services).Provider = std::move(provider);
 }
 
 void cPlexaERR::SetStepMode(bool rhs) {
-    StateOf(m_Services).StepMode = rhs;
+    ErrorStateOf(m_Services).StepMode = rhs;
 }
 
 bool cPlexaERR::RetryInStepMode() const {
-    return kDevelopmentEnvironment && StateOf(m_Services).StepMode && CurrentError().HelpFile != kNoStop;
+    return kDevelopmentEnvironment && ErrorStateOf(m_Services).StepMode && CurrentError().HelpFile != kNoStop;
 }
 
 void cPlexaERR::ErrPreserve() {
     Error error = CurrentError();
-    if (error.Number != errors::None) StateOf(m_Services).Preserved = std::move(error);
+    if (error.Number != errors::None) ErrorStateOf(m_Services).Preserved = std::move(error);
 }
 
 void cPlexaERR::ErrRestore() {
@@ -199,12 +199,12 @@ void cPlexaERR::ErrRestore() {
 }
 
 ErrorNumber cPlexaERR::ErrPreservedNumber() const {
-    const auto& preserved = StateOf(m_Services).Preserved;
+    const auto& preserved = ErrorStateOf(m_Services).Preserved;
     return preserved ? preserved->Number : errors::None;
 }
 
 Error cPlexaERR::TakePreserved() {
-    return std::exchange(StateOf(m_Services).Preserved, std::nullopt).value_or(InformationLost());
+    return std::exchange(ErrorStateOf(m_Services).Preserved, std::nullopt).value_or(InformationLost());
 }
 
 Error cPlexaERR::Reported(const std::string& label) {

@@ -10,7 +10,7 @@ namespace orvix {
 
 namespace {
 
-constexpr std::uint8_t kHeader[] = {'N', 'B', '1', 'R', 1};
+constexpr std::uint8_t kStreamHeader[] = {'N', 'B', '1', 'R', 1};
 constexpr std::size_t kMaxColumns = std::numeric_limits<std::uint16_t>::max();
 constexpr std::size_t kShortestColumn = 8;  // one without a name
 
@@ -80,7 +80,7 @@ void RecordSet::AppendColumn(ByteArray& stream, const ColumnLayout& column) cons
 
 ByteArray RecordSet::Save() const {
     if (m_Fields.size() > kMaxColumns) throw Error(errors::Overflow, "record set: too many columns to save");
-    ByteArray stream(std::begin(kHeader), std::end(kHeader));
+    ByteArray stream(std::begin(kStreamHeader), std::end(kStreamHeader));
     Append(stream, static_cast<std::uint16_t>(m_Fields.size()));
     for (const FieldDefinition& field : m_Fields) {
         Append(stream, static_cast<std::uint8_t>(field.Name.size()));
@@ -114,8 +114,8 @@ void RecordSet::LoadColumn(StreamReader& stream, const ColumnLayout& column) {
 
 RecordSet RecordSet::Load(ByteView bytes) {
     StreamReader stream(bytes);
-    const ByteView header = stream.Bytes(std::min(sizeof(kHeader), bytes.size()));
-    if (!std::equal(header.begin(), header.end(), std::begin(kHeader), std::end(kHeader)))
+    const ByteView header = stream.Bytes(std::min(sizeof(kStreamHeader), bytes.size()));
+    if (!std::equal(header.begin(), header.end(), std::begin(kStreamHeader), std::end(kStreamHeader)))
         stream.RaiseInvalid("no header", 0);
     RecordSet table(stream.ReadFields());
     const std::size_t start = stream.At();

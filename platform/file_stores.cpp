@@ -18,7 +18,6 @@ namespace orvix::platform {
 namespace {
 
 constexpr std::size_t kLargestFile = std::size_t{64} * 1024 * 1024;
-constexpr mode_t kOwnerOnly = 0600;
 constexpr mode_t kDocument = 0666;
 
 class DescriptorAppendFile : public AppendFile {

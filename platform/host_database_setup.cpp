@@ -23,7 +23,6 @@ constexpr char kTables[] =
 
 /// SQLite would make the file readable by everybody; its companion files take over the permissions.
 void CreateEmptyFile(const std::string& file) {
-    constexpr mode_t kOwnerOnly = 0600;
     OpenRegularFile(file, O_RDWR | O_CREAT, kOwnerOnly);
 }
 

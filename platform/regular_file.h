@@ -10,6 +10,9 @@
 
 namespace orvix::platform {
 
+/// Permissions of files that are their owner's business only.
+constexpr mode_t kOwnerOnly = 0600;
+
 /// Opens what is, or with O_CREAT becomes, a regular file: a pipe or a device could block the caller or do harm.
 /// `mode` are a new file's permissions, less the process's mask. Raises SystemError naming the file, and General for
 /// what is not a regular file.

@@ -19,7 +19,7 @@ namespace {
 
 constexpr char kFolderName[] = "nimbo1";
 constexpr char kSocketName[] = "/trace";
-constexpr mode_t kOwnerOnly = 0700;
+constexpr mode_t kOwnerOnlyFolder = 0700;
 
 /// Whether a folder is the user's own and closed to others: they can neither listen in it nor put a socket there.
 bool IsPrivate(const std::string& folder) {
@@ -38,7 +38,7 @@ std::string TraceFolder() {
 
 TraceListener::TraceListener(const std::string& folder)
     : m_Path(folder + kSocketName), m_Socket(NewUnixSocket(SOCK_DGRAM)) {
-    if (::mkdir(folder.c_str(), kOwnerOnly) != 0 && errno != EEXIST) {
+    if (::mkdir(folder.c_str(), kOwnerOnlyFolder) != 0 && errno != EEXIST) {
         throw SystemError("folder " + folder + " cannot be created", errno);
     }
     if (!IsPrivate(folder)) throw Error(errors::General, "folder " + folder + " is not private to you");

@@ -51,7 +51,6 @@ DatabaseAccount ReadWorkgroupFile(const std::string& file) {
 }
 
 void WriteWorkgroupFile(const std::string& file, const DatabaseAccount& account) {
-    constexpr mode_t kOwnerOnly = 0600;
     WriteFileAtomically(file, TextToBytes(FormatAccount(account)), kOwnerOnly);
 }
 

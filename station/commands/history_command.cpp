@@ -119,7 +119,7 @@ PlotData PlotOf(HistoryReader& reader, const StoredDevice& device, const Period&
     return samples.Finish();
 }
 
-ByteArray Document(HistoryReader& reader, const HistoryQuery& query, const std::atomic<bool>& stop) {
+ByteArray DocumentOf(HistoryReader& reader, const HistoryQuery& query, const std::atomic<bool>& stop) {
     std::vector<ReportedDevice> reported;
     for (const auto& device : reader.Find(query))
         reported.push_back({reader.Summarize(device, query.Time), PlotOf(reader, device, query.Time, stop)});
@@ -170,7 +170,7 @@ int Execute(const HistoryExportOptions& options, MainLoop& loop) {
         auto reader = OpenReader(options.Data);
         platform::FileReplacement file(options.File, kDocument);
         if (options.Pdf) {
-            file.Write(Document(reader, options.Query, stop));
+            file.Write(DocumentOf(reader, options.Query, stop));
         } else {
             WriteRows(reader, options.Query, HistoryFormat::Csv, [&](const std::string& text) {
                 file.Write(TextToBytes(text));

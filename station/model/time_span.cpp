@@ -8,16 +8,21 @@
 namespace orvix::station {
 namespace {
 
-struct Unit {
+struct SpanUnit {
     std::string_view Name;
     double Milliseconds;
 };
 
-constexpr double kDay = 24 * 3'600'000.0;
+constexpr double kMillisecondsADay = 24 * 3'600'000.0;
 
 // The largest first, as in a sum.
-constexpr Unit kUnits[] = {{"y", 365 * kDay}, {"w", 7 * kDay}, {"d", kDay}, {"h", 3'600'000},
-                           {"m", 60'000},     {"s", 1000},     {"ms", 1}};
+constexpr SpanUnit kSpanUnits[] = {{"y", 365 * kMillisecondsADay},
+                                   {"w", 7 * kMillisecondsADay},
+                                   {"d", kMillisecondsADay},
+                                   {"h", 3'600'000},
+                                   {"m", 60'000},
+                                   {"s", 1000},
+                                   {"ms", 1}};
 
 /// How long the number at the beginning is; digits, with a point between two of them or none.
 std::size_t NumberLength(std::string_view text) {
@@ -33,7 +38,7 @@ std::size_t NumberLength(std::string_view text) {
 std::optional<std::chrono::milliseconds> ParseTimeSpan(std::string_view text) {
     const auto longest = static_cast<double>(std::chrono::milliseconds(kLongestTimeSpan).count());
     double sum = 0;
-    const auto* unit = std::begin(kUnits);
+    const auto* unit = std::begin(kSpanUnits);
     if (text.empty()) return std::nullopt;
     while (!text.empty()) {
         const auto length = NumberLength(text);
@@ -41,9 +46,9 @@ std::optional<std::chrono::milliseconds> ParseTimeSpan(std::string_view text) {
         if (length == 0 || std::from_chars(text.data(), text.data() + length, count).ec != std::errc()) return {};
         text.remove_prefix(length);
         const auto name = text.substr(0, text.find_first_of("0123456789."));
-        while (unit != std::end(kUnits) && unit->Name != name)
+        while (unit != std::end(kSpanUnits) && unit->Name != name)
             ++unit;
-        if (unit == std::end(kUnits)) return std::nullopt;
+        if (unit == std::end(kSpanUnits)) return std::nullopt;
         sum += count * unit->Milliseconds;
         if (!(sum <= longest)) return std::nullopt;
         ++unit;

@@ -21,7 +21,7 @@ constexpr double kDotRadius = 2;
 constexpr double kLabelGap = 5;
 constexpr std::size_t kMostDots = 60;  // of more samples the curve shows enough
 constexpr int kValueSteps = 6;
-constexpr int kTimeSteps = 8;
+constexpr int kTimeTicks = 8;
 
 // Half the width of an axis on which all samples have the same time.
 constexpr double kHalfHour = 1.0 / 48;
@@ -91,7 +91,7 @@ private:
     void DrawTimeAxis() {
         const double points = m_Data.Font.Points;
         const double bottom = m_Box.Bottom();
-        for (const auto& tick : TimeTicks(m_Begin, m_End, kTimeSteps)) {
+        for (const auto& tick : TimeTicks(m_Begin, m_End, kTimeTicks)) {
             const double x = X(tick.Value);
             m_Canvas.Curve({{x, m_Box.Top}, {x, bottom}}, kHairline, kGridColor);
             m_Canvas.Curve({{x, bottom}, {x, bottom + 3}}, kHairline, kAxisColor);

@@ -54,8 +54,7 @@ SqliteConnection OpenChecked(const std::string& file, SqliteConnection::Access a
 }  // namespace
 
 SqliteConnection OpenHistory(const std::string& file) {
-    constexpr mode_t kOwnerOnly = 0600;
-    platform::OpenRegularFile(file, O_RDWR | O_CREAT, kOwnerOnly);
+    platform::OpenRegularFile(file, O_RDWR | O_CREAT, platform::kOwnerOnly);
     SqliteConnection connection(file);
     if (connection.Version() != kHistoryVersion) {
         // Have an effect only before the file has its first page.
