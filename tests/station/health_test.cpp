@@ -15,7 +15,7 @@ namespace {
 using namespace std::chrono_literals;
 using namespace std::string_literals;
 using namespace station;
-using Kind = LineEvent::Kind;
+using LineKind = LineEvent::Kind;
 
 constexpr int kFirst = 5;
 constexpr int kLast = 9;
@@ -47,10 +47,10 @@ public:
         for (int address = kFirst; address <= kLast; ++address)
             m_Setup.Devices.push_back({address, kTemperatureSensorModel, {}, {}});
         m_Book.OnSetup(m_Setup);
-        Tell(Kind::Opened);
+        Tell(LineKind::Opened);
     }
 
-    void Tell(Kind what, const std::string& bytes = {}, const std::string& reason = {}) {
+    void Tell(LineKind what, const std::string& bytes = {}, const std::string& reason = {}) {
         const LineEvent event{.Time = m_Now, .Port = "A", .What = what, .Bytes = bytes, .Reason = reason};
         m_Book.OnLine(event);
         m_Tracker.Take(event);
@@ -76,7 +76,7 @@ private:
         const auto reply = BuildFrame(address, kCommand, RealToBytes(21.5F));
         for (int attempt = 0; attempt <= kRetries; ++attempt) {
             Discard();
-            Tell(Kind::Sent, BuildFrame(address, kCommand, {}));
+            Tell(LineKind::Sent, BuildFrame(address, kCommand, {}));
             for (auto& answer : fault(reply, m_Requests[address]++))
                 m_Coming.emplace(m_Now + answer.After, answer.Bytes);
             if (Receive(address)) return;
@@ -88,7 +88,7 @@ private:
         std::string bytes;
         while (!m_Coming.empty() && m_Coming.begin()->first <= m_Now)
             bytes += TakeNext();
-        if (!bytes.empty()) Tell(Kind::Discarded, bytes);
+        if (!bytes.empty()) Tell(LineKind::Discarded, bytes);
     }
 
     /// As the driver does: until the frame is whole or the time is over.
@@ -99,7 +99,7 @@ private:
             m_Now = std::max(m_Now, m_Coming.begin()->first);
             const auto bytes = TakeNext();
             received += bytes;
-            Tell(Kind::Received, bytes);
+            Tell(LineKind::Received, bytes);
             const auto length = FrameLength(received);
             if (length && received.size() >= *length) return CheckReply(received, address).error == errors::None;
         }
@@ -273,14 +273,14 @@ TEST(Diagnosis, AnEchoIsNoSecondDevice) {
 TEST(Diagnosis, SpeaksOfNow) {
     FaultyLine line;
     line.Poll(20, FaultyLine::Well);
-    line.Tell(Kind::Sent, BuildFrame(kIll, kCommand, {}));
-    line.Tell(Kind::Failed, {}, "no such device");
+    line.Tell(LineKind::Sent, BuildFrame(kIll, kCommand, {}));
+    line.Tell(LineKind::Failed, {}, "no such device");
     line.Pass(12s);
     const auto gone = line.Findings();
     ASSERT_EQ(gone.size(), 1U);
     EXPECT_EQ(gone[0].Sentence.find("the port is gone since 12 s (no such device)"), 0U) << gone[0].Sentence;
 
-    line.Tell(Kind::Opened);
+    line.Tell(LineKind::Opened);
     line.Poll(20, FaultyLine::Well);
     EXPECT_EQ(line.Findings(), std::vector<Finding>{}) << "plugged in again";
     line.Poll(20, None);
