@@ -39,7 +39,7 @@ run_target() {
 export -f run_target
 export WORK seconds
 
-install_packages "${BUILD_PACKAGES[@]}" "${FUZZ_PACKAGES[@]}"
-build fuzz "${targets[@]/#/fuzz_}"
+install_packages "${BUILD_PACKAGES[@]}" "${TEST_SUPPORT_PACKAGES[@]}" "${FUZZ_PACKAGES[@]}"
+build fuzz ON "${targets[@]/#/fuzz_}"
 # xargs ends with a status of its own when one of them has failed.
 printf '%s\n' "${targets[@]}" | xargs -P "$(nproc)" -I{} bash -c 'set -o pipefail; run_target {}' || exit 1

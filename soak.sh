@@ -10,6 +10,6 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 source packaging/setup.sh
 
-install_packages "${BUILD_PACKAGES[@]}"
-build soak soak
+install_packages "${BUILD_PACKAGES[@]}" "${TEST_SUPPORT_PACKAGES[@]}"
+build soak ON soak
 exec build/soak/soak/soak "$@"

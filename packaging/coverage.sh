@@ -5,7 +5,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source packaging/setup.sh
 
-build coverage all
+build coverage ON all
 # Counts of earlier runs would be added to.
 find build/coverage -name '*.gcda' -delete
 ctest --preset coverage "$@"

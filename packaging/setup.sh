@@ -2,8 +2,9 @@
 # Everything said here goes to standard error: standard output belongs to the program that is started.
 
 readonly BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libsqlite3-dev libcli11-dev nlohmann-json3-dev libcairo2-dev
-    libncurses-dev fonts-liberation2 libsystemd-dev prometheus-cpp-dev libtomlplusplus-dev libgtest-dev libgmock-dev)
-readonly TEST_PACKAGES=(checksec)
+    libncurses-dev fonts-liberation2 libsystemd-dev prometheus-cpp-dev libtomlplusplus-dev)
+readonly TEST_SUPPORT_PACKAGES=(libgtest-dev libgmock-dev)
+readonly TEST_PACKAGES=("${TEST_SUPPORT_PACKAGES[@]}" checksec)
 readonly CHECK_PACKAGES=(clang-format clang-tidy cppcheck)
 readonly COVERAGE_PACKAGES=(gcovr)
 readonly BENCH_PACKAGES=(libbenchmark-dev libmodbus-dev)
@@ -23,12 +24,13 @@ install_packages() {
     } >&2
 }
 
-# build PRESET TARGET...: configures once, then builds what has changed; nothing is said when nothing has.
+# build PRESET TESTS TARGET...: configures when that has not been done, then builds what has changed; nothing is said when
+# nothing has. With TESTS=ON targets may be tests, or stand on what supports them, which needs TEST_SUPPORT_PACKAGES.
 build() {
-    local preset=$1
-    shift
-    if [[ ! -f build/$preset/build.ninja ]]; then
-        cmake --preset "$preset" >&2
+    local preset=$1 tests=$2 cache=build/$1/CMakeCache.txt
+    shift 2
+    if [[ ! -f build/$preset/build.ninja ]] || { [[ $tests == ON ]] && grep -q '^BUILD_TESTING:BOOL=OFF' "$cache"; }; then
+        cmake --preset "$preset" -DBUILD_TESTING="$tests" >&2
     fi
     cmake --build --preset "$preset" --target "$@" | sed -u '/Re-checking globbed/d; /no work to do/d' >&2
 }
