@@ -16,12 +16,12 @@
 #include "devices/protocol/frame.h"
 #include "driver/cOrvixDriverNB1.h"
 #include "driver/exchange.h"
+#include "host/messaging.h"
 #include "host/text.h"
 #include "platform/real_apartment.h"
 #include "platform/serial_line.h"
 #include "station/line/line_tap.h"
 #include "tasks/cOrvixTaskNB1.h"
-#include "tests/support/test_host.h"
 
 namespace orvix::bench {
 namespace {
@@ -33,7 +33,7 @@ constexpr std::int16_t kAddress = 5;
 const std::string kCommand("\x0B\x00", 2);
 const std::string kPayload("\x03\x40\x00\x00", 4);
 
-void Require(bool condition, const std::string& complaint) {
+void Require(bool condition, const char* complaint) {
     if (!condition) throw std::runtime_error(complaint);
 }
 
@@ -59,7 +59,7 @@ public:
 
     void Run() {
         const auto result = Exchange(m_Host.Get().Apartment, *m_Control, m_Errors, m_Request);
-        Require(result.Reply == kPayload, "exchange: " + result.Text);
+        Require(result.Reply == kPayload, result.Text.c_str());
     }
 
 private:
@@ -82,12 +82,19 @@ public:
           m_Line(m_SerialLine, m_Apartment, m_Responder.Path(), [](const station::LineEvent&) {}),
           m_Host(station.ServicesFor(kPort, m_Responder.Path()), m_Apartment, m_Line),
           m_Driver(m_Host.Get()),
-          m_Adapter(m_Host.Get().Messaging, "adapter", m_Driver.iOrvixDriver::ServerIPCName()) {
+          m_Adapter(m_Host.Get().Messaging.CreateChannel()) {
         iOrvixDriver& driver = m_Driver;
+        ChannelEvents events;
+        events.CustomMessage = [this](const std::string& message, bool&) { m_Received = message; };
+        m_Adapter->Events(std::move(events));
+        m_Adapter->DeliverEvents(true);
+        m_Adapter->Name("adapter");
+        m_Adapter->PeerName(driver.ServerIPCName());
+        m_Adapter->Activate(true);
         driver.SubscriberIPCName("adapter");
         driver.PortType(2);
         driver.PortAddress(NumberText(std::int32_t{kPort}));
-        m_Adapter.Endpoint().SendCustomMessage("CONNECT");
+        m_Adapter->SendCustomMessage("CONNECT");
         Require(Await("CONNECTED"), "the driver does not connect");
         iOrvixTaskNB1& task = m_Task;
         task.GetVar(ORVIXCNB1_VAR_TEMPERATURE);
@@ -102,8 +109,8 @@ public:
         const auto entry = m_Host.Get().Messaging.CreateSharedEntry();
         entry->Create("");
         entry->Data().ArgumentList.push_back(task.GetSuperState());
-        m_Adapter.Endpoint().SendNewWork(entry->Name());
-        Require(Await("TASKCOMPLETE | 0 | "), "the driver does not answer");
+        m_Adapter->SendNewWork(entry->Name());
+        Require(Await(m_Done), "the driver does not answer");
         iOrvixTaskNB1& answer = m_Answer;
         answer.SetSuperState(entry->Data().ResultList.at(0));
         Require(answer.RtnArgs() == VariantList{kPayload}, "the driver answers something else");
@@ -111,11 +118,8 @@ public:
 
 private:
     bool Await(const std::string& message) {
-        const auto there = [&] {
-            const auto received = m_Adapter.Take();
-            return !received.empty() && received.back() == message;
-        };
-        return m_Host.Apartment().PumpUntil(there, std::chrono::seconds(2));
+        m_Received.clear();
+        return m_Host.Apartment().PumpUntil([&] { return m_Received == message; }, std::chrono::seconds(2));
     }
 
     Responder m_Responder;
@@ -124,7 +128,9 @@ private:
     station::LineTap m_Line;
     station::BusServices m_Host;
     cOrvixDriverNB1 m_Driver;
-    tests::RecordingEndpoint m_Adapter;
+    std::unique_ptr<Channel> m_Adapter;
+    std::string m_Received;
+    const std::string m_Done = JoinFields({"TASKCOMPLETE", "0", ""});
     cOrvixTaskNB1 m_Task{m_Host.Get()};
     cOrvixTaskNB1 m_Answer{m_Host.Get()};
 };
@@ -149,7 +155,7 @@ public:
           m_Context(modbus_new_rtu(m_Responder.Path().c_str(), 9600, 'N', 8, 1)) {
         Require(m_Context != nullptr, "libmodbus: no context");
         modbus_set_slave(m_Context, kAddress);
-        Require(modbus_connect(m_Context) == 0, std::string("libmodbus: ") + modbus_strerror(errno));
+        Require(modbus_connect(m_Context) == 0, "libmodbus: no connection");
     }
     ~Modbus() {
         modbus_close(m_Context);
@@ -160,7 +166,7 @@ public:
 
     void Run() {
         std::array<std::uint16_t, 2> registers{};
-        Require(modbus_read_registers(m_Context, 0, 2, registers.data()) == 2, modbus_strerror(errno));
+        Require(modbus_read_registers(m_Context, 0, 2, registers.data()) == 2, "libmodbus: no answer");
         Require(registers[0] == 0x0340, "libmodbus: wrong registers");
     }
 

@@ -81,12 +81,32 @@ private:
     }
 };
 
+/// Writes type and value of a variant or of a value that one can hold.
+template <class T>
+std::uint8_t* PutValue(std::uint8_t* to, const T& value) {
+    return ValueWriter{to}(value);
+}
+std::uint8_t* PutValue(std::uint8_t* to, const Variant& value) {
+    return std::visit(ValueWriter{to}, value.Get());
+}
+
 /// The bytes of a text or a byte array, nothing of other values.
-ByteView Payload(const Variant& value) {
-    if (const auto* text = value.As<std::string>())
-        return {reinterpret_cast<const std::uint8_t*>(text->data()), text->size()};
-    if (const auto* bytes = value.As<ByteArray>()) return *bytes;
+template <class T>
+ByteView Payload(const T&) {
     return {};
+}
+ByteView Payload(const std::string& text) {
+    return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+ByteView Payload(const ByteArray& bytes) {
+    return bytes;
+}
+ByteView Payload(const Variant& value) {
+    return std::visit([](const auto& held) { return Payload(held); }, value.Get());
+}
+
+std::string_view AsText(ByteView bytes) {
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
 /// Reads the parts of an entry.
@@ -98,6 +118,8 @@ public:
         const auto first = Read<std::uint8_t>();
         return first < 0x80 ? first : LongVarint(first);
     }
+
+    std::string_view Name() { return AsText(Bytes(Varint())); }
 
     ByteView Value(std::uint8_t type) {
         switch (type) {
@@ -142,11 +164,14 @@ private:
     template <class Integer>
     ByteView IntegerBytes() {
         Reader ahead = *this;
-        const std::int64_t value = FromZigZag(ahead.Varint());
+        const std::uint64_t code = ahead.Varint();
+        const ByteView bytes = Bytes(ahead.At() - At());
+        if (bytes.size() == 1) return bytes;  // and fits
+        const std::int64_t value = FromZigZag(code);
         if (value < std::numeric_limits<Integer>::min() || value > std::numeric_limits<Integer>::max()) {
-            RaiseInvalid("integer beyond its type", At());
+            RaiseInvalid("integer beyond its type", At() - bytes.size());
         }
-        return Bytes(ahead.At() - At());
+        return bytes;
     }
 };
 
@@ -170,8 +195,8 @@ void BreakSeal(ByteArray& bytes) {
     bytes[kVersionOffset] = kHeader[kVersionOffset];
 }
 
-std::string_view AsText(ByteView bytes) {
-    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+std::int32_t DecodeInteger(ByteView value) {
+    return static_cast<std::int32_t>(FromZigZag(Reader(value, 0).Varint()));
 }
 
 Variant Decode(std::uint8_t type, ByteView value) {
@@ -186,7 +211,7 @@ Variant Decode(std::uint8_t type, ByteView value) {
         case kInt16:
             return static_cast<std::int16_t>(FromZigZag(reader.Varint()));
         case kInt32:
-            return static_cast<std::int32_t>(FromZigZag(reader.Varint()));
+            return DecodeInteger(value);
         case kSingle:
             return reader.Read<float>();
         case kDouble:
@@ -204,9 +229,27 @@ Variant Decode(std::uint8_t type, ByteView value) {
     }
 }
 
+// Into a field: without a variant between when the entry is of the field's own type.
+void DecodeInto(bool& field, std::uint8_t type, ByteView value) {
+    field = type == kTrue || (type != kFalse && Decode(type, value).ToBoolean());
+}
+void DecodeInto(std::int32_t& field, std::uint8_t type, ByteView value) {
+    field = type == kInt32 ? DecodeInteger(value) : Decode(type, value).ToLong();
+}
+void DecodeInto(std::string& field, std::uint8_t type, ByteView value) {
+    if (type == kText) {
+        field = AsText(value);
+    } else {
+        field = Decode(type, value).ToText();
+    }
+}
+void DecodeInto(Variant& field, std::uint8_t type, ByteView value) {
+    field = Decode(type, value);
+}
+
 }  // namespace
 
-PropertyBag::PropertyBag() : m_Slots(kUsualSlots), m_Next(kHeaderLength) {
+PropertyBag::PropertyBag() : m_Next(kHeaderLength) {
     m_Bytes.reserve(kUsualLength);
     m_Bytes.assign(std::begin(kHeader), std::end(kHeader));
 }
@@ -219,7 +262,7 @@ PropertyBag::Entry PropertyBag::Parse(ByteView bytes, std::size_t at) {
     Reader reader(bytes, at);
     Entry entry;
     entry.Begin = at;
-    entry.Name = AsText(reader.Bytes(reader.Varint()));
+    entry.Name = reader.Name();
     entry.Type = reader.Read<std::uint8_t>();
     entry.Value = reader.Value(entry.Type);
     entry.End = reader.At();
@@ -229,22 +272,28 @@ PropertyBag::Entry PropertyBag::Parse(ByteView bytes, std::size_t at) {
 std::size_t PropertyBag::SlotOf(std::string_view name) const {
     const std::size_t mask = m_Slots.size() - 1;  // their number is a power of two
     std::size_t slot = mask & std::hash<std::string_view>{}(name);
-    while (m_Slots[slot] != 0 && Parse(m_Bytes, m_Slots[slot]).Name != name)
+    while (m_Slots[slot] != 0 && Reader(m_Bytes, m_Slots[slot]).Name() != name)
         slot = (slot + 1) & mask;
     return slot;
 }
 
-std::optional<PropertyBag::Entry> PropertyBag::Find(std::string_view name) const {
+bool PropertyBag::Find(std::string_view name, Entry& entry) const {
     if (m_Next < m_Bytes.size()) {
-        const Entry next = Parse(m_Bytes, m_Next);
-        if (next.Name == name) return next;
+        entry = Parse(m_Bytes, m_Next);
+        if (entry.Name == name) return true;
     }
+    RequireIndex();
     const std::size_t begin = m_Slots[SlotOf(name)];
-    if (begin == 0) return std::nullopt;
-    return Parse(m_Bytes, begin);
+    if (begin == 0) return false;
+    entry = Parse(m_Bytes, begin);
+    return true;
 }
 
-void PropertyBag::Index(std::size_t slots) {
+void PropertyBag::RequireIndex() const {
+    if (m_Slots.empty()) Index(kUsualSlots);
+}
+
+void PropertyBag::Index(std::size_t slots) const {
     m_Slots.assign(slots, 0);
     m_Count = 0;
     for (std::size_t at = kHeaderLength; at < m_Bytes.size();) {
@@ -258,18 +307,32 @@ void PropertyBag::Index(std::size_t slots) {
     }
 }
 
-void PropertyBag::Append(std::string_view name, const Variant& value) {
+template <class T>
+void PropertyBag::Append(std::string_view name, const T& value) {
     const ByteView payload = Payload(value);
     const std::size_t begin = m_Bytes.size();
     m_Bytes.resize(begin + kMaxVarintLength + name.size() + 1 + kMaxVarintLength + payload.size());
     std::uint8_t* to = PutVarint(m_Bytes.data() + begin, name.size());
     to = std::copy(name.begin(), name.end(), to);
-    to = std::visit(ValueWriter{to}, value.Get());
+    to = PutValue(to, value);
     to = std::copy(payload.begin(), payload.end(), to);
     m_Bytes.resize(static_cast<std::size_t>(to - m_Bytes.data()));
 }
 
+template <class T>
+void PropertyBag::Add(std::string_view name, const T& value) {
+    Append(name, value);
+    m_Slots.clear();
+}
+
+template void PropertyBag::Add(std::string_view name, const bool& value);
+template void PropertyBag::Add(std::string_view name, const std::int32_t& value);
+template void PropertyBag::Add(std::string_view name, const std::string& value);
+template void PropertyBag::Add(std::string_view name, const ByteArray& value);
+template void PropertyBag::Add(std::string_view name, const Variant& value);
+
 void PropertyBag::WriteProperty(std::string_view name, const Variant& value) {
+    RequireIndex();
     const std::size_t slot = SlotOf(name);
     if (m_Slots[slot] != 0) return Replace(Parse(m_Bytes, m_Slots[slot]), name, value);
     const std::size_t begin = m_Bytes.size();
@@ -290,21 +353,33 @@ void PropertyBag::Replace(Entry old, std::string_view name, const Variant& value
 }
 
 bool PropertyBag::Exists(std::string_view name) const {
-    return Find(name).has_value();
+    Entry entry;
+    return Find(name, entry);
 }
 
+template <class T>
+bool PropertyBag::Read(std::string_view name, T& field) const {
+    Entry entry;
+    if (!Find(name, entry)) return false;
+    m_Next = entry.End;
+    DecodeInto(field, entry.Type, entry.Value);
+    return true;
+}
+
+template bool PropertyBag::Read(std::string_view name, bool& field) const;
+template bool PropertyBag::Read(std::string_view name, std::int32_t& field) const;
+template bool PropertyBag::Read(std::string_view name, std::string& field) const;
+template bool PropertyBag::Read(std::string_view name, Variant& field) const;
+
 Variant PropertyBag::ReadProperty(std::string_view name) const {
-    const auto entry = Find(name);
-    if (!entry) throw Error(errors::MissingItem, "property bag: no entry \"" + std::string(name) + '"');
-    m_Next = entry->End;
-    return Decode(entry->Type, entry->Value);
+    Variant value;
+    if (!Read(name, value)) throw Error(errors::MissingItem, "property bag: no entry \"" + std::string(name) + '"');
+    return value;
 }
 
 Variant PropertyBag::ReadProperty(std::string_view name, const Variant& defaultValue) const {
-    const auto entry = Find(name);
-    if (!entry) return defaultValue;
-    m_Next = entry->End;
-    return Decode(entry->Type, entry->Value);
+    Variant value;
+    return Read(name, value) ? value : defaultValue;
 }
 
 ByteArray PropertyBag::SealedContents() const {

@@ -1,8 +1,9 @@
 #pragma once
 
 #include <cstddef>
-#include <optional>
+#include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "host/variant.h"
@@ -39,13 +40,23 @@ public:
 
     /// Appends an entry; an entry of that name is replaced in its place.
     void WriteProperty(std::string_view name, const Variant& value);
+    /// Appends an entry of a name that is not there yet, which is the caller's to know: nothing is looked for.
+    /// T is bool, std::int32_t, std::string, ByteArray or Variant.
+    template <class T>
+    void Add(std::string_view name, const T& value);
 
     bool Exists(std::string_view name) const;
     /// Raises MissingItem, naming the entry, when there is none of that name.
     Variant ReadProperty(std::string_view name) const;
     Variant ReadProperty(std::string_view name, const Variant& defaultValue) const;
+    /// Reads an entry into a field of its own or another type, to which it is then converted as a Variant is. The field
+    /// stays as it is when there is none of that name, or it does not convert (see Variant). Returns whether there is.
+    /// T is bool, std::int32_t, std::string or Variant.
+    template <class T>
+    bool Read(std::string_view name, T& field) const;
 
-    const ByteArray& Contents() const { return m_Bytes; }
+    const ByteArray& Contents() const& { return m_Bytes; }
+    ByteArray Contents() && { return std::move(m_Bytes); }
     /// Takes over contents in either layout. Every length is checked against what is left before anything is allocated.
     /// Raises InvalidContents, saying what is wrong and at which byte, and leaves the bag as it was.
     void Contents(ByteArray bytes);
@@ -65,19 +76,23 @@ private:
     };
 
     static Entry Parse(ByteView bytes, std::size_t at);
+    /// Makes the index, unless it is there.
+    void RequireIndex() const;
     /// The place in the index of the entry of that name, or the free one where it would stand.
     std::size_t SlotOf(std::string_view name) const;
-    std::optional<Entry> Find(std::string_view name) const;
+    /// Returns false when there is no entry of that name.
+    bool Find(std::string_view name, Entry& entry) const;
     /// Enters all that is in the bytes into an index of that many slots.
-    void Index(std::size_t slots);
-    void Append(std::string_view name, const Variant& value);
+    void Index(std::size_t slots) const;
+    template <class T>
+    void Append(std::string_view name, const T& value);
     void Replace(Entry old, std::string_view name, const Variant& value);
 
     ByteArray m_Bytes;
     /// Offsets of the entries by the hash of their names, 0 where free: open addressing, never more than half full, so
-    /// that no number of entries makes a look-up long.
-    std::vector<std::size_t> m_Slots;
-    std::size_t m_Count = 0;
+    /// that no number of entries makes a look-up long. Empty until something is looked for.
+    mutable std::vector<std::size_t> m_Slots;
+    mutable std::size_t m_Count = 0;
     /// Where the entry after the last one read begins: reading in writing order finds each entry at once.
     mutable std::size_t m_Next;
 };

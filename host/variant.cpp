@@ -3,6 +3,7 @@
 #include <charconv>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 #include "host/error.h"
 #include "host/text.h"
@@ -102,8 +103,13 @@ Currency Currency::FromDouble(double value) {
     return {static_cast<std::int64_t>(scaled)};
 }
 
-std::string Variant::ToText() const {
+std::string Variant::ToText() const& {
     return std::visit(ToTextVisitor{}, m_Value);
+}
+
+std::string Variant::ToText() && {
+    if (auto* text = std::get_if<std::string>(&m_Value)) return std::move(*text);
+    return std::as_const(*this).ToText();
 }
 
 std::int16_t Variant::ToInteger() const {
@@ -136,7 +142,12 @@ bool Variant::ToBoolean() const {
     return ToDouble() != 0;
 }
 
-ByteArray Variant::ToBytes() const {
+ByteArray Variant::ToBytes() && {
+    if (auto* bytes = std::get_if<ByteArray>(&m_Value)) return std::move(*bytes);
+    return std::as_const(*this).ToBytes();
+}
+
+ByteArray Variant::ToBytes() const& {
     if (const auto* bytes = As<ByteArray>()) return *bytes;
     if (const auto* text = As<std::string>()) return TextToBytes(*text);
     RaiseTypeMismatch("value", "byte array");

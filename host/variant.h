@@ -60,13 +60,15 @@ public:
     /// Conversions. A number in a text is read with "." as decimal separator, whatever the locale; blanks around it are
     /// ignored. Empty converts to "", 0 and false. Raise TypeMismatch for a value that does not convert (null, byte
     /// array, text that is no number) and Overflow for a number that does not fit. Integers round halves to even.
-    std::string ToText() const;  ///< booleans as "True" and "False", bytes one character each, singles to 7 digits
+    std::string ToText() const&;  ///< booleans as "True" and "False", bytes one character each, singles to 7 digits
+    std::string ToText() &&;
     std::int16_t ToInteger() const;
     std::int32_t ToLong() const;
     float ToSingle() const;
     double ToDouble() const;
-    bool ToBoolean() const;     ///< any number but 0 is true; the texts "True" and "False" in any case
-    ByteArray ToBytes() const;  ///< byte array as it is, text one byte a character; otherwise TypeMismatch
+    bool ToBoolean() const;      ///< any number but 0 is true; the texts "True" and "False" in any case
+    ByteArray ToBytes() const&;  ///< byte array as it is, text one byte a character; otherwise TypeMismatch
+    ByteArray ToBytes() &&;
 
     friend bool operator==(const Variant&, const Variant&) = default;
 

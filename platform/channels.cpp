@@ -1,6 +1,5 @@
 #include "platform/channels.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace orvix::platform {
@@ -17,29 +16,6 @@ void Directory::Endpoints::Enter(const std::string& name, const std::shared_ptr<
 void Directory::Endpoints::Leave(const std::string& name) {
     const std::lock_guard lock(m_Mutex);
     m_ByName.erase(name);
-}
-
-void Directory::Endpoints::Entry::Post(Delivery delivery) const {
-    Owner->Post([target = Target, delivery = std::move(delivery)] {
-        if (const auto endpoint = target.lock()) delivery(*endpoint);
-    });
-}
-
-bool Directory::Endpoints::Post(const std::string& name, Delivery delivery) {
-    const std::lock_guard lock(m_Mutex);
-    const auto found = m_ByName.find(name);
-    if (found == m_ByName.end()) return false;
-    found->second.Post(std::move(delivery));
-    return true;
-}
-
-void Directory::Endpoints::Post(const std::weak_ptr<Endpoint>& endpoint, Delivery delivery) {
-    const std::lock_guard lock(m_Mutex);
-    const auto found = std::find_if(m_ByName.begin(), m_ByName.end(), [&endpoint](const auto& item) {
-        const auto& target = item.second.Target;
-        return !target.owner_before(endpoint) && !endpoint.owner_before(target);
-    });
-    if (found != m_ByName.end()) found->second.Post(std::move(delivery));
 }
 
 DestroyQuestion::~DestroyQuestion() {
@@ -152,7 +128,8 @@ public:
     void ClosePeer() override;
 
 private:
-    void Send(Directory::Endpoints::Delivery delivery) {
+    template <class Delivery>
+    void Send(Delivery delivery) {
         if (!m_Directory->Post(m_PeerName, std::move(delivery)) && m_Reporting)
             throw Error(errors::General, "No endpoint is named \"" + m_PeerName + "\"");
     }

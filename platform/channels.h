@@ -1,6 +1,6 @@
 #pragma once
 
-#include <functional>
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -19,27 +19,51 @@ class Endpoint;
 /// holds the lock meanwhile: so nothing is ever posted to an apartment that is gone.
 class Directory::Endpoints {
 public:
-    using Delivery = std::function<void(Endpoint&)>;
-
     /// Raises General when the name is empty or another endpoint bears it.
     void Enter(const std::string& name, const std::shared_ptr<Endpoint>& endpoint, Apartment& apartment);
     void Leave(const std::string& name);
 
-    /// Posts the delivery to the apartment of the endpoint; it runs there unless the endpoint is gone by then.
-    /// Returns false when nobody bears the name.
+    /// Posts the delivery, which is called with the endpoint, to the endpoint's apartment; it runs there unless the
+    /// endpoint is gone by then. Returns false when nobody bears the name.
+    template <class Delivery>
     bool Post(const std::string& name, Delivery delivery);
     /// The same for an endpoint that may have changed its name.
+    template <class Delivery>
     void Post(const std::weak_ptr<Endpoint>& endpoint, Delivery delivery);
 
 private:
     struct Entry {
         std::weak_ptr<Endpoint> Target;
         Apartment* Owner = nullptr;
-        void Post(Delivery delivery) const;
+        template <class Delivery>
+        void Post(Delivery delivery) const {
+            Owner->Post([target = Target, delivery = std::move(delivery)] {
+                if (const auto endpoint = target.lock()) delivery(*endpoint);
+            });
+        }
     };
     std::mutex m_Mutex;
     std::map<std::string, Entry> m_ByName;
 };
+
+template <class Delivery>
+bool Directory::Endpoints::Post(const std::string& name, Delivery delivery) {
+    const std::lock_guard lock(m_Mutex);
+    const auto found = m_ByName.find(name);
+    if (found == m_ByName.end()) return false;
+    found->second.Post(std::move(delivery));
+    return true;
+}
+
+template <class Delivery>
+void Directory::Endpoints::Post(const std::weak_ptr<Endpoint>& endpoint, Delivery delivery) {
+    const std::lock_guard lock(m_Mutex);
+    const auto found = std::find_if(m_ByName.begin(), m_ByName.end(), [&endpoint](const auto& item) {
+        const auto& target = item.second.Target;
+        return !target.owner_before(endpoint) && !endpoint.owner_before(target);
+    });
+    if (found != m_ByName.end()) found->second.Post(std::move(delivery));
+}
 
 /// The question whether an endpoint may be closed. Its end answers the asker: unless somebody has refused, the endpoint
 /// has gone, be it by consent or before it could answer.

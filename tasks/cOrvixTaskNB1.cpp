@@ -47,8 +47,8 @@ void cOrvixTaskNB1::iOrvixTask_Clear() {
     m_Timeout = false;
     m_Executed = false;
     m_IsLinked = false;
-    ReleaseTimer();
-    Attempt([&] { m_Tmr = m_Services.Apartment.CreateTimer([this] { m_Tmr_Tick(); }); });
+    StopTimer();
+    if (!m_Tmr) Attempt([&] { m_Tmr = m_Services.Apartment.CreateTimer([this] { m_Tmr_Tick(); }); });
 }
 
 void cOrvixTaskNB1::iOrvixTask_Destroy() {

@@ -20,23 +20,24 @@ std::string ItemKey(std::string_view prefix, std::int32_t position) {
     return std::string(prefix) + std::to_string(position);
 }
 
+/// The entries' names are all different.
 class StateWriter {
 public:
     explicit StateWriter(PropertyBag& bag) : m_Bag(bag) {}
 
     template <class T>
     void Field(std::string_view key, const T& field) {
-        m_Bag.WriteProperty(key, field);
+        m_Bag.Add(key, field);
     }
-    void Field(std::string_view key, ORVIXCNB1_TASK_ACTION field) { m_Bag.WriteProperty(key, std::int32_t{field}); }
+    void Field(std::string_view key, ORVIXCNB1_TASK_ACTION field) { m_Bag.Add(key, std::int32_t{field}); }
 
     void Items(std::string_view prefix, const VariantList& list) {
         std::int32_t position = 0;
         for (const Variant& item : list)
-            m_Bag.WriteProperty(ItemKey(prefix, ++position), item);
+            m_Bag.Add(ItemKey(prefix, ++position), item);
     }
     void Count(std::string_view key, const VariantList& list) {
-        m_Bag.WriteProperty(key, static_cast<std::int32_t>(list.size()));
+        m_Bag.Add(key, static_cast<std::int32_t>(list.size()));
     }
 
 private:
@@ -48,25 +49,29 @@ class StateReader {
 public:
     explicit StateReader(const PropertyBag& bag) : m_Bag(bag) {}
 
-    void Field(std::string_view key, std::string& field) { field = m_Bag.ReadProperty(key, field).ToText(); }
-    void Field(std::string_view key, std::int32_t& field) { field = m_Bag.ReadProperty(key, field).ToLong(); }
-    void Field(std::string_view key, bool& field) { field = m_Bag.ReadProperty(key, field).ToBoolean(); }
-    void Field(std::string_view key, Variant& field) { field = m_Bag.ReadProperty(key, field); }
+    template <class T>
+    void Field(std::string_view key, T& field) {
+        m_Bag.Read(key, field);
+    }
     void Field(std::string_view key, ORVIXCNB1_TASK_ACTION& field) {
-        field = static_cast<ORVIXCNB1_TASK_ACTION>(m_Bag.ReadProperty(key, std::int32_t{field}).ToLong());
+        std::int32_t number = field;
+        m_Bag.Read(key, number);
+        field = static_cast<ORVIXCNB1_TASK_ACTION>(number);
     }
 
     void Items(std::string_view prefix, VariantList& list) {
         for (std::int32_t position = 1; position <= m_Limit; ++position) {
-            const std::string key = ItemKey(prefix, position);
-            if (!m_Bag.Exists(key)) return;
-            list.push_back(m_Bag.ReadProperty(key));
+            Variant item;
+            if (!m_Bag.Read(ItemKey(prefix, position), item)) return;
+            list.push_back(std::move(item));
         }
     }
     /// A count stands behind the items of its list or in front of them: it cuts what has been read and limits what
     /// follows. Nothing keeps it from being larger than what is there.
     void Count(std::string_view key, VariantList& list) {
-        m_Limit = std::max(m_Bag.ReadProperty(key, 0).ToLong(), 0);
+        m_Limit = 0;
+        m_Bag.Read(key, m_Limit);
+        m_Limit = std::max(m_Limit, 0);
         if (list.size() > static_cast<std::size_t>(m_Limit)) list.resize(static_cast<std::size_t>(m_Limit));
     }
 
@@ -109,11 +114,15 @@ void cOrvixTaskNB1::VisitState(Task& task, Visitor visitor) {
 
 ByteArray cOrvixTaskNB1::iOrvixTask_GetSuperState() const {
     PropertyBag outer;
-    outer.WriteProperty(kDeviceKey, m_Device ? Variant(m_Device->GetSuperState()) : Variant(""));
+    if (m_Device) {
+        outer.Add(kDeviceKey, m_Device->GetSuperState());
+    } else {
+        outer.Add(kDeviceKey, std::string());
+    }
     PropertyBag inner;
     VisitState(*this, StateWriter(inner));
-    outer.WriteProperty(kStateKey, inner.Contents());
-    return outer.Contents();
+    outer.Add(kStateKey, inner.Contents());
+    return std::move(outer).Contents();
 }
 
 void cOrvixTaskNB1::iOrvixTask_SetSuperState(ByteView arState) {
