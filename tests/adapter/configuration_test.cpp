@@ -1,4 +1,5 @@
 #include "tests/adapter/adapter_fixture.h"
+#include "tests/support/meddled_messaging.h"
 
 namespace orvix::tests {
 
@@ -9,6 +10,7 @@ TEST_F(ConfigurationTest, TheDriverIsToldWhatIsWritten) {
     EXPECT_THAT(before, ElementsAre("PortType=2", "PortAddress=3", "DebugMode=True"));
     Adapter.Path("/data");
     Adapter.PortType(7);
+    EXPECT_EQ(Adapter.Address(), "7x3");
     Adapter.PortAddress("9");
     Adapter.PortSettings("19200");
     Adapter.NetRetry(-1);
@@ -40,6 +42,8 @@ TEST_F(ConfigurationTest, InitStartsNothing) {
     Adapter.MonitorNet(true);
     Init();
     EXPECT_EQ(Apartment.Running(), "");
+    // The current task's has none yet.
+    EXPECT_EQ(Apartment.All(), "0 10 3000 7000 7000");
     Host.Run(10000);
     EXPECT_THAT(Driver->Peer.Take(), IsEmpty());
     EXPECT_THAT(Subscriber.Take(), IsEmpty());
@@ -114,6 +118,22 @@ TEST_F(ConfigurationTest, DevicesAreAddedAndRemoved) {
     EXPECT_EQ(Adapter.Devices()->Count() + Adapter.UnregisteredDevices()->Count(), 0);
 }
 
+TEST_F(ConfigurationTest, WhatCannotBeCreatedSaysWhere) {
+    struct : MeddledMessaging {
+        using MeddledMessaging::MeddledMessaging;
+        std::unique_ptr<Channel> CreateChannel() override { throw Error(errors::General, "no channel"); }
+    } messaging(Host.Messaging, Host.Apartment);
+    const Services services{Host.Apartment, messaging,    Host.Line,   Host.Stores,
+                            Host.Database,  Host.Reports, Host.Viewer, Host.State};
+    try {
+        cOrvixAdapterNB1 adapter(services);
+        FAIL();
+    } catch (const Error& error) {
+        EXPECT_THAT(error.Description, testing::AllOf(testing::StartsWith("no channel"),
+                                                      testing::HasSubstr("(cOrvixAdapterNB1.Class_Initialize)")));
+    }
+}
+
 /// Before Init and after the destroy request every member is safe to call.
 TEST_F(ConfigurationTest, EveryMemberIsSafeWithoutTheWorkingParts) {
     for (const bool afterShutdown : {false, true}) {
@@ -136,6 +156,7 @@ TEST_F(ConfigurationTest, EveryMemberIsSafeWithoutTheWorkingParts) {
             FromDriver(message);
         Host.Run(100);
         EXPECT_FALSE(Object.Busy());
+        EXPECT_EQ(Apartment.Running(), "");
         Adapter.OnLine(false);
     }
     Subscriber.Endpoint().ClosePeer();

@@ -204,6 +204,31 @@ TEST_F(TasksTest, EveryWayInLeadsThrough) {
     EXPECT_FALSE(Object.Busy());
 }
 
+TEST_F(TasksTest, TheTraceTellsWhatIsDone) {
+    Connect();
+    const auto device = Adapter.Devices()->Item("5");
+    device->MonitorVar(ORVIXCNB1_VAR_TEMPERATURE, 1, 0);
+    device->Monitor(true);
+    device->DefaultVar()->Monitored(true);
+    Adapter.LogPath("/trace");
+    Adapter.LogMode(1);
+    Queue(Reading("99"));
+    Host.Run(10);
+    Adapter.MonitorVars(true);
+    Host.Run(20);
+    Driver->Answer(NextWork(), {kReply24});
+    Host.Run(10);
+    Adapter.OnLine(false);
+    Host.Run(10);
+    EXPECT_EQ(Host.Stores.FileContents["/trace/2026-11-22.log"],
+              "Processing Reading Temp Device 99 of 1 ...\n"
+              "OrvixNimbo1Lib.cOrvixAdapterNB1.ProcessNextTask - Err.Description=There is no device at address 99\n"
+              "OrvixNimbo1Lib.cOrvixAdapterNB1.m_tmrComm_Tick Polling Var NB1/2x3/104/5/2 - Temp\n"
+              "Processing (Polling) Reading Temp Device 5 of 1 ...\n"
+              "Executed (Polling) Reading Temp Device 5 - Result success\n"
+              "Comm 9 OFFLINE\n");
+}
+
 TEST_F(TasksTest, ClosingAnswersWorkThatCameInWhileOffline) {
     Init();
     const auto entry = Entry(*Reading("5"));

@@ -96,6 +96,9 @@ TEST_F(DebugWindowTest, LogDropsItsOldestText) {
     window.Info(std::string(30001, 'y'), true);
     EXPECT_EQ(window.Text("txtInfo").size(), 30002U);
     EXPECT_EQ(window.Text("lblinfo").size(), 30001U);
+
+    window.Info(std::string(30000, 'z'), true);
+    EXPECT_EQ(window.Text("txtInfo"), "\r\n" + std::string(30000, 'z'));
 }
 
 }  // namespace

@@ -23,6 +23,7 @@ TEST(FrameTest, RequestBytes) {
     EXPECT_EQ(BuildFrame(5, Bytes("00 07"), ""), Bytes("1D 04 05 00 00 07 07 01 03"));
     EXPECT_EQ(BuildFrame(255, Bytes("0B 00"), "A"), Bytes("1D 05 FF 01 0B 00 41 4B FA 03"));
     EXPECT_EQ(BuildFrame(5, "", ""), Bytes("1D 02 05 00 00 07 03"));
+    EXPECT_EQ(BuildFrame(0, "", ""), Bytes("1D 02 00 00 00 02 03"));
     EXPECT_EQ(BuildFrame(1, "ab", std::string(kMaxPayload, 'x')).size(), kMaxPayload + 9);
     EXPECT_THROW(BuildFrame(1, "ab", std::string(kMaxPayload + 1, 'x')), Error);
     EXPECT_THROW(BuildFrame(256, "ab", ""), Error);

@@ -15,16 +15,9 @@ public:
     explicit WatchedApartment(Apartment& apartment) : m_Apartment(apartment) {}
 
     /// Intervals of the timers that are on, in milliseconds and in order: "10 3000".
-    std::string Running() const {
-        std::multiset<std::int32_t> intervals;
-        for (const WatchedTimer* timer : m_Timers) {
-            if (timer->IsOn) intervals.insert(timer->Interval());
-        }
-        std::string all;
-        for (const std::int32_t interval : intervals)
-            all += (all.empty() ? "" : " ") + std::to_string(interval);
-        return all;
-    }
+    std::string Running() const { return Intervals(false); }
+    /// Also of those that are off.
+    std::string All() const { return Intervals(true); }
 
     std::int32_t ThreadID() const override { return m_Apartment.ThreadID(); }
     Duration Now() const override { return m_Apartment.Now(); }
@@ -65,6 +58,17 @@ private:
         std::set<const WatchedTimer*>& m_Timers;
         std::unique_ptr<Timer> m_Timer;
     };
+
+    std::string Intervals(bool alsoOff) const {
+        std::multiset<std::int32_t> intervals;
+        for (const WatchedTimer* timer : m_Timers) {
+            if (timer->IsOn || alsoOff) intervals.insert(timer->Interval());
+        }
+        std::string all;
+        for (const std::int32_t interval : intervals)
+            all += (all.empty() ? "" : " ") + std::to_string(interval);
+        return all;
+    }
 
     Apartment& m_Apartment;
     std::set<const WatchedTimer*> m_Timers;
