@@ -21,8 +21,9 @@ timespec SystemTime(Duration time) {
 
 }  // namespace
 
-RealApartment::RealApartment() : m_ThreadID(gettid()), m_Wake(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-    if (!m_Wake.IsOpen()) throw SystemError("no event for a message loop", errno);
+RealApartment::RealApartment()
+    : m_ThreadID(gettid()), m_Wake(std::make_shared<FileDescriptor>(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))) {
+    if (!m_Wake->IsOpen()) throw SystemError("no event for a message loop", errno);
 }
 
 void RealApartment::Run() {
@@ -46,10 +47,15 @@ Date RealApartment::DateNow() const {
 }
 
 void RealApartment::Post(std::function<void()> message) {
-    const std::lock_guard lock(m_Mutex);
-    m_Messages.push_back(std::move(message));
-    // Under the lock: once it is free the receiver may deliver the message, quit and destroy the apartment.
-    if (std::exchange(m_Sleeps, false)) ::eventfd_write(m_Wake.Get(), 1);
+    // Without the lock, for which the thread that wakes up would have to wait again. Once that is free the thread may
+    // deliver the message, quit and destroy the apartment.
+    std::shared_ptr<const FileDescriptor> wake;
+    {
+        const std::lock_guard lock(m_Mutex);
+        m_Messages.push_back(std::move(message));
+        if (std::exchange(m_Sleeps, false)) wake = m_Wake;
+    }
+    if (wake) ::eventfd_write(wake->Get(), 1);
 }
 
 std::unique_ptr<DescriptorWatch> RealApartment::Watch(int descriptor, short events, std::function<void(short)> ready) {
@@ -105,14 +111,14 @@ std::vector<pollfd> RealApartment::Wait(Duration end) {
         if (!m_Sleeps && polled.empty()) return polled;
         if (!m_Sleeps) end = Duration::zero();
     }
-    polled.push_back({m_Wake.Get(), POLLIN, 0});
+    polled.push_back({m_Wake->Get(), POLLIN, 0});
     const auto limit = SystemTime(std::max(end - Now(), Duration::zero()));
     if (::ppoll(polled.data(), polled.size(), end == Duration::max() ? nullptr : &limit, nullptr) < 0) {
         for (auto& descriptor : polled)
             descriptor.revents = 0;
     }
     eventfd_t count = 0;
-    if (polled.back().revents != 0) ::eventfd_read(m_Wake.Get(), &count);
+    if (polled.back().revents != 0) ::eventfd_read(m_Wake->Get(), &count);
     polled.pop_back();
     return polled;
 }

@@ -79,7 +79,7 @@ private:
     TimerQueue m_Timers;
     std::map<std::uint64_t, Watched> m_Watched;  ///< in the order in which they were added
     std::uint64_t m_LatestWatch = 0;
-    FileDescriptor m_Wake;
+    const std::shared_ptr<const FileDescriptor> m_Wake;
     std::mutex m_Mutex;  ///< guards what follows: all else is the thread's own
     std::deque<std::function<void()>> m_Messages;
     bool m_Sleeps = false;  ///< a message has to wake the thread

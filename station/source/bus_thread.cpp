@@ -3,11 +3,22 @@
 #include <memory>
 #include <utility>
 
+#include "station/library/outbox.h"
+
 namespace orvix::station {
 namespace {
 
 // What opening a port, or writing to one that is stuck, may take besides an exchange.
 constexpr std::chrono::seconds kPortLimit{10};
+
+/// What lives on the thread.
+struct Resident {
+    Resident(const Station& station, Apartment& home, const BusSetup& setup, Listener& listener, BusServices& services)
+        : Telling(services.Apartment(), home, listener), Driven(station.Library, services, setup, Telling) {}
+
+    Outbox Telling;
+    Bus Driven;
+};
 
 }  // namespace
 
@@ -27,12 +38,10 @@ ServicesSetup Station::ServicesFor(const BusSetup& setup) {
 
 BusThread::BusThread(Station& station, Apartment& home, const BusSetup& setup, Listener& listener)
     : m_LongestStop(setup.LongestExchange() + kPortLimit),
-      m_Outbox(home, listener),
       m_Thread(station.ServicesFor(setup), [&](BusServices& services) {
-          m_Outbox.TurnsOf(services.Apartment());
-          auto bus = std::make_shared<Bus>(station.Library, services, setup, m_Outbox);
-          m_Bus = bus.get();
-          return bus;
+          auto resident = std::make_shared<Resident>(station, home, setup, listener, services);
+          m_Bus = &resident->Driven;
+          return resident;
       }) {}
 
 bool BusThread::Moves(Duration now) {

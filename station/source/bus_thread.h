@@ -8,7 +8,6 @@
 
 #include "platform/trace_socket.h"
 #include "station/library/bus.h"
-#include "station/library/outbox.h"
 #include "station/library/services_thread.h"
 
 namespace orvix::station {
@@ -57,7 +56,6 @@ private:
     std::optional<Sign> m_Sign;
     bool m_Closing = false;
     Bus* m_Bus = nullptr;
-    Outbox m_Outbox;
     ServicesThread m_Thread;
 };
 
