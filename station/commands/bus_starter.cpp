@@ -45,7 +45,7 @@ void BusStarter::Start(const std::vector<BusSetup>& buses) {
             m_Output.Note(error.Description);
         }
     }
-    if (!AnyLeft()) m_Loop.Stop();
+    EndIfNoneIsLeft();
 }
 
 std::vector<std::string> BusStarter::Apply(const std::vector<BusSetup>& wanted) {
@@ -62,19 +62,15 @@ std::vector<std::string> BusStarter::Apply(const std::vector<BusSetup>& wanted) 
         }
     }
     auto done = m_Run.Apply(prepared);
-    for (const auto& bus : unknown) {
-        try {
-            StartScan(bus, false);
-        } catch (const Error& error) {
-            failures.push_back(bus.PortLabel + ": cannot be started: " + error.Description);
-        }
-    }
+    for (const auto& bus : unknown)
+        StartScan(bus, false);
     done.insert(done.end(), failures.begin(), failures.end());
     return done;
 }
 
 void BusStarter::KeepFound() {
     for (const auto& scanned : m_Scans) {
+        if (!scanned.Scan) continue;
         const auto found = scanned.Scan->Found().size();
         if (found == 0) continue;
         scanned.Scan->ClearDisplay();
@@ -123,17 +119,23 @@ std::vector<DeviceSetup> BusStarter::KnownDevices(const std::string& port) {
 
 void BusStarter::StartScan(const BusSetup& bus, bool showBar) {
     const auto scanned = m_Scans.insert(m_Scans.end(), {bus, nullptr});
-    try {
-        scanned->Scan = std::make_unique<PortScan>(
-            m_Station, m_Loop.Apartment(), bus, ScanRange{}, m_Output, m_Err, showBar,
-            [this, port = bus.PortLabel](const FoundDevice& device) {
-                m_Output.Note(port + ": found " + DescriptionOf(device));
-            },
-            [this, scanned](const std::optional<std::string>& failure) { EndScan(scanned, failure); });
-    } catch (...) {
-        m_Scans.erase(scanned);
-        throw;
-    }
+    m_Run.WhenFree(bus.PortPath, [this, scanned, showBar] {
+        try {
+            OpenScan(scanned, showBar);
+        } catch (const Error& error) {
+            EndScan(scanned, error.Description);
+        }
+    });
+}
+
+void BusStarter::OpenScan(std::list<ScannedBus>::iterator scanned, bool showBar) {
+    const auto& bus = scanned->Setup;
+    scanned->Scan = std::make_unique<PortScan>(
+        m_Station, m_Loop.Apartment(), bus, ScanRange{}, m_Output, m_Err, showBar,
+        [this, port = bus.PortLabel](const FoundDevice& device) {
+            m_Output.Note(port + ": found " + DescriptionOf(device));
+        },
+        [this, scanned](const std::optional<std::string>& failure) { EndScan(scanned, failure); });
     m_Output.Note(bus.PortLabel + ": no device is known here; looking for some");
 }
 
@@ -151,7 +153,14 @@ void BusStarter::EndScan(std::list<ScannedBus>::iterator scanned, const std::opt
     }
     m_Scans.erase(scanned);
     if (!IsScanning()) m_ScansEnded();
-    if (!AnyLeft()) m_Loop.Stop();
+    EndIfNoneIsLeft();
+}
+
+/// When all that is being started now is.
+void BusStarter::EndIfNoneIsLeft() {
+    m_Loop.Apartment().Post([this] {
+        if (!m_Run.IsAnyRunning() && m_Scans.empty()) m_Loop.Stop();
+    });
 }
 
 }  // namespace orvix::station

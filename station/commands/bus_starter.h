@@ -45,7 +45,7 @@ public:
 private:
     struct ScannedBus {
         BusSetup Setup;
-        std::unique_ptr<PortScan> Scan;
+        std::unique_ptr<PortScan> Scan;  ///< null: it waits for its port
     };
 
     /// Completes what a setup leaves open: the port's number, the port of a simulated bus, the devices that are known,
@@ -53,10 +53,11 @@ private:
     void Prepare(BusSetup& bus);
     void StartBus(BusSetup bus, bool isAlone);
     void Simulate(BusSetup& bus);
-    /// Whether there is a bus that runs, or may yet.
-    bool AnyLeft() const { return m_Run.IsAnyRunning() || !m_Scans.empty(); }
+    /// Stops the main loop when there is no bus that runs, or may yet.
+    void EndIfNoneIsLeft();
     std::vector<DeviceSetup> KnownDevices(const std::string& port);
     void StartScan(const BusSetup& bus, bool showBar);
+    void OpenScan(std::list<ScannedBus>::iterator scanned, bool showBar);
     void EndScan(std::list<ScannedBus>::iterator scanned, const std::optional<std::string>& failure);
 
     Station& m_Station;

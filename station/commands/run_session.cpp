@@ -37,7 +37,10 @@ RunSession::RunSession(const RunOptions& options, MainLoop& loop)
                      [this](const std::string& text) { m_Output.Note(text); }),
       m_History(RecordHistory()),
       m_Recorder(RecordLines()),
-      m_Run(*m_Station, loop.Apartment()),
+      m_Run(*m_Station, loop.Apartment(),
+            [this](const std::string& port, const Error& error) {
+                m_Output.Note("configuration read again: " + port + ": cannot be started: " + error.Description);
+            }),
       m_Starter(*m_Station, m_Run, m_Simulated, loop, m_Output, m_Lines.Err()),
       m_Control(OpenControl()) {
     for (Listener* listener : std::initializer_list<Listener*>{&m_Listener, &m_Service, &m_Health, &m_AlarmCommand})

@@ -317,6 +317,11 @@ void Bus::ReopenTrace() {
     m_Adapter->LogMode(1);
 }
 
+void Bus::GiveSign(std::function<void()> given) {
+    if (!m_DriverThread) return given();
+    m_DriverThread->Post(std::move(given));
+}
+
 void Bus::Close(std::function<void()> closed) {
     m_Closed = std::move(closed);
     m_CloseTimer = m_Host.Apartment().CreateTimer([this] { AskToClose(); });

@@ -43,6 +43,8 @@ public:
     /// Goes online, reads the device, gives it what a file of a mission has, and writes the file. Returns why there is
     /// none.
     std::optional<Failure> Export(int address, const ExportTarget& target);
+    /// Calls `given` when no thread of the bus is in an exchange, on any of them.
+    void GiveSign(std::function<void()> given);
     /// Takes the library down in order, then calls `closed`.
     void Close(std::function<void()> closed);
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 
 #include "host/iOrvixDriver.h"
@@ -21,6 +22,8 @@ public:
 
     /// Hands over the driver, for use on the bus's thread; once.
     std::shared_ptr<iOrvixDriver> TakeDriver() { return std::move(m_Driver); }
+    /// Does something on the driver's thread.
+    void Post(std::function<void()> work) { m_Thread.Apartment().Post(std::move(work)); }
 
 private:
     std::shared_ptr<iOrvixDriver> m_Driver;

@@ -5,11 +5,14 @@
 
 namespace orvix::station {
 
-ServicesThread::ServicesThread(const ServicesSetup& setup, const std::function<Resident(BusServices&)>& moveIn) {
+ServicesThread::ServicesThread(const ServicesSetup& setup, const std::function<Resident(BusServices&)>& moveIn,
+                               std::function<void()> ended) {
     std::promise<void> started;
     auto running = started.get_future();
-    m_Thread =
-        std::thread([this, setup, moveIn, promise = std::move(started)]() mutable { Live(setup, moveIn, promise); });
+    m_Thread = std::thread([this, setup, moveIn, promise = std::move(started), ended = std::move(ended)]() mutable {
+        Live(setup, moveIn, promise);
+        if (ended) ended();
+    });
     try {
         running.get();
     } catch (...) {

@@ -17,8 +17,10 @@ public:
     /// What lives on the thread; released there when the loop has ended.
     using Resident = std::shared_ptr<void>;
 
-    /// `moveIn` runs on the thread before its loop. Raises what it raises.
-    ServicesThread(const ServicesSetup& setup, const std::function<Resident(BusServices&)>& moveIn);
+    /// `moveIn` runs on the thread before its loop. Raises what it raises. `ended` is the last thing that the thread
+    /// does.
+    ServicesThread(const ServicesSetup& setup, const std::function<Resident(BusServices&)>& moveIn,
+                   std::function<void()> ended = nullptr);
     ~ServicesThread();
     ServicesThread(const ServicesThread&) = delete;
     ServicesThread& operator=(const ServicesThread&) = delete;

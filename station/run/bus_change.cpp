@@ -46,7 +46,7 @@ std::vector<BusChange> ChangesBetween(const std::vector<BusSetup>& running, cons
         if (before == nullptr) {
             changes.push_back({Kind::Start, bus.PortLabel, "started"});
         } else if (!UsesLineAlike(*before, bus)) {
-            changes.push_back({Kind::Restart, bus.PortLabel, "restarted with changed settings"});
+            changes.push_back({Kind::Restart, bus.PortLabel, "restarts with changed settings"});
         } else if (auto text = TextOf(ChangesBetween(before->Devices, bus.Devices)); !text.empty()) {
             changes.push_back({Kind::Devices, bus.PortLabel, std::move(text)});
         }

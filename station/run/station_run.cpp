@@ -8,30 +8,43 @@
 namespace orvix::station {
 
 StationRun::~StationRun() {
-    for (auto& bus : m_Buses)
-        bus.Thread->Close();
+    for (auto& bus : m_Buses) {
+        if (bus.Thread) bus.Thread->Close();
+    }
 }
 
 void StationRun::Start(const BusSetup& setup) {
-    Tell(&Listener::OnSetup, setup);
+    m_Buses.push_back({setup, 0, nullptr});
+    try {
+        StartThread(m_Buses.back());
+    } catch (...) {
+        m_Buses.pop_back();
+        throw;
+    }
+}
+
+void StationRun::StartThread(RunningBus& bus) {
+    Tell(&Listener::OnSetup, bus.Setup);
     Listener& self = *this;
-    RunningBus bus{setup, std::make_unique<BusThread>(m_Station, m_Home, setup, self)};
+    bus.Number = ++m_LatestNumber;
+    bus.Thread = std::make_unique<BusThread>(m_Station, m_Home, bus.Setup, self, [this, n = bus.Number] { Ended(n); });
     bus.Thread->Post([](Bus& b) { b.Poll(); });
-    m_Buses.push_back(std::move(bus));
-    TakeDevices(setup);
+    TakeDevices(bus.Setup);
 }
 
 std::vector<std::string> StationRun::Apply(const std::vector<BusSetup>& wanted) {
-    const auto wantedOn = [&](const std::string& port) {
-        return *std::find_if(wanted.begin(), wanted.end(),
-                             [&](const BusSetup& setup) { return setup.PortLabel == port; });
-    };
+    const auto changes = ChangesBetween(Setups(), wanted);
+    // All first: a port may go from one bus to another.
+    for (const auto& change : changes) {
+        if (change.What == BusChange::Kind::Stop || change.What == BusChange::Kind::Restart) Stop(change.Port);
+    }
     std::vector<std::string> done;
-    for (const auto& [what, port, text] : ChangesBetween(Setups(), wanted)) {
+    for (const auto& [what, port, text] : changes) {
+        const auto setup = std::find_if(wanted.begin(), wanted.end(),
+                                        [port = port](const BusSetup& bus) { return bus.PortLabel == port; });
         try {
-            if (what == BusChange::Kind::Stop || what == BusChange::Kind::Restart) Stop(port);
-            if (what == BusChange::Kind::Start || what == BusChange::Kind::Restart) Start(wantedOn(port));
-            if (what == BusChange::Kind::Devices) ChangeDevices(*BusOn(port), wantedOn(port));
+            if (what == BusChange::Kind::Start || what == BusChange::Kind::Restart) StartWhenFree(*setup);
+            if (what == BusChange::Kind::Devices) ChangeDevices(*BusOn(port), *setup);
             done.push_back(text);
         } catch (const Error& error) {
             done.push_back("cannot be started: " + error.Description);
@@ -41,14 +54,50 @@ std::vector<std::string> StationRun::Apply(const std::vector<BusSetup>& wanted) 
     return done;
 }
 
+bool StationRun::IsFree(const std::string& portPath) const {
+    return std::none_of(m_Ending.begin(), m_Ending.end(),
+                        [&](const RunningBus& bus) { return bus.Setup.PortPath == portPath; });
+}
+
+void StationRun::WhenFree(const std::string& portPath, std::function<void()> work) {
+    if (IsFree(portPath)) return work();
+    m_Waiting.push_back({portPath, std::move(work)});
+}
+
+void StationRun::StartWhenFree(const BusSetup& setup) {
+    if (IsFree(setup.PortPath)) return Start(setup);
+    m_Buses.push_back({setup, 0, nullptr});
+    WhenFree(setup.PortPath, [this, port = setup.PortLabel] { StartWaiting(port); });
+}
+
+/// Meanwhile it may have been started, taken away, or come to wait for another port.
+void StationRun::StartWaiting(const std::string& port) {
+    const auto bus = BusOn(port);
+    if (bus == m_Buses.end() || bus->Thread || !IsFree(bus->Setup.PortPath)) return;
+    try {
+        StartThread(*bus);
+    } catch (const Error& error) {
+        m_Buses.erase(bus);
+        if (m_Failed) m_Failed(port, error);
+    }
+}
+
+void StationRun::Ended(std::uint64_t number) {
+    m_Ending.remove_if([number](const RunningBus& bus) { return bus.Number == number; });
+    for (auto& work : std::exchange(m_Waiting, {}))
+        WhenFree(work.PortPath, std::move(work.Do));
+}
+
 bool StationRun::Moves() {
     const auto now = m_Home.Now();
-    return std::all_of(m_Buses.begin(), m_Buses.end(), [now](RunningBus& bus) { return bus.Thread->Moves(now); });
+    const auto moves = [now](const RunningBus& bus) { return !bus.Thread || bus.Thread->Moves(now); };
+    return std::all_of(m_Buses.begin(), m_Buses.end(), moves) && std::all_of(m_Ending.begin(), m_Ending.end(), moves);
 }
 
 void StationRun::ReopenTraces() {
-    for (auto& bus : m_Buses)
-        bus.Thread->Post([](Bus& b) { b.ReopenTrace(); });
+    for (auto& bus : m_Buses) {
+        if (bus.Thread) bus.Thread->Post([](Bus& b) { b.ReopenTrace(); });
+    }
 }
 
 std::vector<BusSetup> StationRun::Setups() const {
@@ -68,18 +117,28 @@ std::list<StationRun::RunningBus>::iterator StationRun::BusOn(const std::string&
                         [&](const RunningBus& bus) { return bus.Setup.PortLabel == port; });
 }
 
+bool StationRun::IsRunning(const std::string& port) {
+    const auto bus = BusOn(port);
+    return bus != m_Buses.end() && bus->Thread;
+}
+
 void StationRun::Stop(const std::string& port) {
     const auto bus = BusOn(port);
-    bus->Thread.reset();
+    if (!bus->Thread) {
+        m_Buses.erase(bus);
+        return;
+    }
+    bus->Thread->Close();
     for (const auto& device : bus->Setup.Devices)
         Forget(port, device.Address);
     Tell(&Listener::OnPortGone, port);
-    m_Buses.erase(bus);
+    m_Ending.splice(m_Ending.end(), m_Buses, bus);
 }
 
 void StationRun::ChangeDevices(RunningBus& bus, const BusSetup& wanted) {
     const auto changes = ChangesBetween(bus.Setup.Devices, wanted.Devices);
     bus.Setup = wanted;
+    if (!bus.Thread) return;
     for (const auto address : changes.Removed)
         Forget(wanted.PortLabel, address);
     TakeDevices(wanted);
@@ -101,11 +160,11 @@ void StationRun::Forget(const std::string& port, int address) {
 }
 
 void StationRun::OnReading(const Reading& told) {
+    // One that was on its way when its bus or device was taken away is nobody's.
+    if (!IsRunning(told.Port)) return;
     const auto bus = BusOn(told.Port);
-    if (bus == m_Buses.end()) return;
     const auto& devices = bus->Setup.Devices;
     const auto isWanted = [&](const DeviceSetup& device) { return device.Address == told.Address; };
-    // One that was on its way when its bus or device was taken away is nobody's.
     if (std::none_of(devices.begin(), devices.end(), isWanted)) return;
     auto reading = told;
     reading.Seq = ++m_Seq;

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdint>
+#include <functional>
 #include <list>
 #include <memory>
 #include <optional>
@@ -19,9 +21,13 @@ namespace orvix::station {
 /// main thread, whose apartment all events come to.
 class StationRun : private Listener {
 public:
-    /// `station` and `home` outlive this.
-    StationRun(Station& station, Apartment& home) : m_Station(station), m_Home(home) {}
-    /// Takes all buses down, at the same time.
+    /// Called with a bus that could not be started when its port had become free, and why.
+    using Failed = std::function<void(const std::string& port, const Error&)>;
+
+    /// `station` and `home` outlive this; nothing is delivered in `home` any more when this goes.
+    StationRun(Station& station, Apartment& home, Failed failed = nullptr)
+        : m_Station(station), m_Home(home), m_Failed(std::move(failed)) {}
+    /// Takes all buses down, at the same time, and waits for them.
     ~StationRun() override;
     StationRun(const StationRun&) = delete;
     StationRun& operator=(const StationRun&) = delete;
@@ -31,9 +37,12 @@ public:
     /// Brings a bus online and has its devices read once a period. Raises what keeps it from starting.
     void Start(const BusSetup& setup);
 
-    /// Turns the buses that run into those that are wanted, and leaves alone what stays as it is. Returns a sentence
-    /// for each bus that changed.
+    /// Turns the buses that run into those that are wanted, and leaves alone what stays as it is. Waits for no bus: one
+    /// that is stopped is heard no more, and ends with its exchange; what uses its port then starts after that. Returns
+    /// a sentence for each bus that changed.
     std::vector<std::string> Apply(const std::vector<BusSetup>& wanted);
+    /// Does something when no bus that was stopped uses a port any more: at once, or later.
+    void WhenFree(const std::string& portPath, std::function<void()> work);
     bool IsAnyRunning() const { return !m_Buses.empty(); }
     /// Whether all buses get on with their work. Ask it now and then.
     bool Moves();
@@ -50,11 +59,22 @@ public:
 private:
     struct RunningBus {
         BusSetup Setup;
-        std::unique_ptr<BusThread> Thread;
+        std::uint64_t Number;
+        std::unique_ptr<BusThread> Thread;  ///< null: it waits for its port
+    };
+    struct WaitingWork {
+        std::string PortPath;
+        std::function<void()> Do;
     };
 
     std::vector<BusSetup> Setups() const;
     std::list<RunningBus>::iterator BusOn(const std::string& port);
+    bool IsRunning(const std::string& port);
+    bool IsFree(const std::string& portPath) const;
+    void StartThread(RunningBus& bus);
+    void StartWhenFree(const BusSetup& setup);
+    void StartWaiting(const std::string& port);
+    void Ended(std::uint64_t number);
     void Stop(const std::string& port);
     void ChangeDevices(RunningBus& bus, const BusSetup& wanted);
     void TakeDevices(const BusSetup& setup);
@@ -62,7 +82,7 @@ private:
     void TellAlarms(std::vector<AlarmEvent> events);
     void OnReading(const Reading& told) override;
     void OnTrouble(const std::string& port, const Failure& failure) override {
-        Tell(&Listener::OnTrouble, port, failure);
+        if (IsRunning(port)) Tell(&Listener::OnTrouble, port, failure);
     }
     void OnMessage(const std::string& port, const std::string& text) override {
         Tell(&Listener::OnMessage, port, text);
@@ -82,11 +102,15 @@ private:
 
     Station& m_Station;
     Apartment& m_Home;
+    const Failed m_Failed;
     std::vector<Listener*> m_Listeners;
     LatestValues m_Values;
     AlarmBook m_Alarms;
-    std::int64_t m_Seq = 0;  ///< of the latest reading or alarm
+    std::int64_t m_Seq = 0;            ///< of the latest reading or alarm
+    std::uint64_t m_LatestNumber = 0;  ///< of a bus that was started
     std::list<RunningBus> m_Buses;
+    std::list<RunningBus> m_Ending;  ///< those that were stopped and have not ended yet
+    std::vector<WaitingWork> m_Waiting;
 };
 
 }  // namespace orvix::station

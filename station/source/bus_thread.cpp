@@ -36,19 +36,27 @@ ServicesSetup Station::ServicesFor(const BusSetup& setup) {
             .NetTimeoutInterval = setup.TimeoutFactor};
 }
 
-BusThread::BusThread(Station& station, Apartment& home, const BusSetup& setup, Listener& listener)
+BusThread::BusThread(Station& station, Apartment& home, const BusSetup& setup, Listener& listener,
+                     std::function<void()> ended)
     : m_LongestStop(setup.LongestExchange() + kPortLimit),
-      m_Thread(station.ServicesFor(setup), [&](BusServices& services) {
-          auto resident = std::make_shared<Resident>(station, home, setup, listener, services);
-          m_Bus = &resident->Driven;
-          return resident;
-      }) {}
+      m_Home(home),
+      m_Thread(
+          station.ServicesFor(setup),
+          [&](BusServices& services) {
+              auto resident = std::make_shared<Resident>(station, home, setup, listener, services);
+              m_Bus = &resident->Driven;
+              return resident;
+          },
+          [&home, ended = std::move(ended)] {
+              if (ended) home.Post(ended);
+          }) {}
 
 bool BusThread::Moves(Duration now) {
+    if (m_Closed) return now - *m_Closed <= 2 * m_LongestStop;
     if (m_Sign && *m_Sign->Given) m_Sign.reset();
     if (!m_Sign) {
         m_Sign = {now, std::make_shared<std::atomic<bool>>(false)};
-        m_Thread.Apartment().Post([given = m_Sign->Given] { *given = true; });
+        Post([given = m_Sign->Given](Bus& bus) { bus.GiveSign([given] { *given = true; }); });
     }
     return now - m_Sign->AskedAt <= m_LongestStop;
 }
@@ -58,7 +66,8 @@ BusThread::~BusThread() {
 }
 
 void BusThread::Close() {
-    if (std::exchange(m_Closing, true)) return;
+    if (m_Closed) return;
+    m_Closed = m_Home.Now();
     Post([this](Bus& bus) { bus.Close([this] { m_Thread.Apartment().Quit(); }); });
 }
 

@@ -30,15 +30,18 @@ struct Station {
 /// A bus on a thread of its own, from construction to destruction. Its listener is called in an apartment.
 class BusThread {
 public:
-    /// Raises what keeps the bus from starting.
-    BusThread(Station& station, Apartment& home, const BusSetup& setup, Listener& listener);
+    /// Raises what keeps the bus from starting. `ended` is called in `home` when a bus that was closed has gone, so
+    /// that destruction waits no more.
+    BusThread(Station& station, Apartment& home, const BusSetup& setup, Listener& listener,
+              std::function<void()> ended = nullptr);
     /// Takes the bus down in order, unless that has begun, and waits for its thread.
     ~BusThread();
     BusThread(const BusThread&) = delete;
     BusThread& operator=(const BusThread&) = delete;
 
-    /// Whether the bus's thread has got on with its work: it may be in an exchange, but in none longer than one can be.
-    /// Ask it now and then, on the thread that made it; `now` is the steady time.
+    /// Whether the threads of the bus and of its driver have got on with their work: they may be in an exchange, but in
+    /// none longer than one can be; one that is closed ends in twice that time. Ask it now and then, on the thread that
+    /// made it; `now` is the steady time.
     bool Moves(Duration now);
     /// Does something with the bus, on its thread.
     void Post(std::function<void(Bus&)> work);
@@ -53,8 +56,9 @@ private:
     };
 
     const Duration m_LongestStop;
+    Apartment& m_Home;
     std::optional<Sign> m_Sign;
-    bool m_Closing = false;
+    std::optional<Duration> m_Closed;  ///< when it was
     Bus* m_Bus = nullptr;
     ServicesThread m_Thread;
 };

@@ -32,7 +32,7 @@ TEST(BusChange, TouchesOnlyWhatDiffers) {
         {"the same", running, {}},
         {"another order", {running[1], running[0]}, {}},
         {"one bus goes, one comes", {running[0], BusOn("c", {five})}, {"b stopped", "c started"}},
-        {"another period", {running[0], slow}, {"b restarted with changed settings"}},
+        {"another period", {running[0], slow}, {"b restarts with changed settings"}},
         {"devices",
          {BusOn("a", {{5, 106, "Kiln", {}}, {9, 106, {}, {}}}), running[1]},
          {"a removed device 7, added device 9, renamed device 5 to Kiln"}},
