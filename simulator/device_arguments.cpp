@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "devices/protocol/device_models.h"
-#include "station/model/time_span.h"
+#include "station/words/time_span.h"
 
 namespace orvix::simulator {
 namespace {

@@ -17,18 +17,21 @@ driver:           host/ tasks/ devices/protocol/ diagnostics/
 adapter:          host/ tasks/ missions/ devices/ diagnostics/basPlexaErr.h diagnostics/basEventTracer.h
 library:          host/ tasks/ missions/ devices/ driver/ adapter/
 platform:         host/
-simulator:        host/ devices/protocol/ platform/ station/model/time_span.h
-station/model:         host/ tasks/enumerations.h
-station/report:        host/ platform/
-station/store:         host/ platform/ station/model/
+simulator:        host/ devices/protocol/ platform/ station/words/
+station/words:         host/
+station/model:         host/ tasks/enumerations.h station/words/
+station/report:        host/ platform/ station/words/
+station/json:          host/ station/model/
+station/store:         host/ platform/ station/words/ station/model/ station/json/
 station/line:          host/ devices/protocol/ station/model/
 station/library:       host/ platform/ devices/protocol/ tasks/i tasks/enumerations.h station/model/ station/line/ station/report/
 station/source:        host/ platform/ simulator/ devices/protocol/ tasks/i station/model/ station/store/ station/line/ station/library/
-station/run:           host/ platform/ devices/protocol/ station/model/ station/source/
+station/run:           host/ platform/ devices/protocol/ station/words/ station/model/ station/source/
 station/sink/history:  host/ devices/protocol/ station/model/ station/store/ station/run/
-station/sink/*:        host/ platform/ station/model/ station/store/ station/run/
-station/door:          host/ platform/ station/model/ station/run/
-station/setup:         host/ platform/ simulator/ devices/protocol/ tasks/enumerations.h station/model/
+station/sink/lines:    host/ platform/ station/model/ station/json/ station/run/
+station/sink/*:        host/ platform/ station/words/ station/model/ station/store/ station/run/
+station/door:          host/ platform/ station/words/ station/model/ station/json/ station/run/
+station/setup:         host/ platform/ simulator/ devices/protocol/ tasks/enumerations.h station/words/ station/model/
 station/commands:      host/ platform/ simulator/ station/
 station/main:          simulator/ station/commands/
 "

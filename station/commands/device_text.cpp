@@ -13,10 +13,6 @@ Json ToJson(const SeriesKey& key) {
             {"variable", key.Variable}};
 }
 
-std::string Dumped(const Json& object) {
-    return object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
-}
-
 std::string CsvText(const std::string& text) {
     if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
     return "\"" + ReplaceAll(text, "\"", "\"\"") + "\"";

@@ -1,8 +1,8 @@
 #include <iostream>
-#include <nlohmann/json.hpp>
 
 #include "simulator/device_arguments.h"
 #include "station/commands/commands.h"
+#include "station/json/json.h"
 #include "station/library/folders.h"
 #include "station/store/device_registry.h"
 
@@ -13,10 +13,9 @@ using Action = DevicesOptions::Action;
 
 void ListAsJson(const std::vector<KnownDevice>& devices) {
     for (const auto& device : devices) {
-        nlohmann::ordered_json object{{"event", "device"},         {"port", device.Port},
-                                      {"address", device.Address}, {"model", device.Model},
-                                      {"name", device.Name},       {"serial", SerialText(device.SerialNumber)}};
-        std::cout << object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << std::endl;
+        const Json object{{"event", "device"},     {"port", device.Port}, {"address", device.Address},
+                          {"model", device.Model}, {"name", device.Name}, {"serial", SerialText(device.SerialNumber)}};
+        std::cout << Dump(object) << std::endl;
     }
 }
 

@@ -8,6 +8,7 @@
 #include "station/commands/device_text.h"
 #include "station/model/clock.h"
 #include "station/model/text.h"
+#include "station/words/quantity_text.h"
 
 namespace orvix::station {
 namespace {
@@ -21,11 +22,6 @@ std::array<ReadingValue, 3> RangeOf(const StoredDevice& device, const Figures& f
     if (device.IsInputs() || figures.Count == 0) return {};
     // What lies behind the digits of a sensor comes from adding up.
     return {figures.Lowest, std::round(figures.Mean() * 1e6) / 1e6, figures.Highest};
-}
-
-Json ToJson(const ReadingValue& value) {
-    const auto* number = std::get_if<double>(&value);
-    return number == nullptr ? Json() : Json(*number);
 }
 
 std::string CsvFigures(const StoredDevice& device, const Figures& figures) {
@@ -77,7 +73,7 @@ std::string JsonLine(const HistorySummary& summary) {
     object["failed"] = summary.Failed;
     object["gap_seconds"] = Seconds(summary.GapTime);
     object["not_running_seconds"] = Seconds(summary.NotRunning);
-    return Dumped(object);
+    return Dump(object) + "\n";
 }
 
 std::string TableLine(const HistorySummary& summary) {
@@ -157,7 +153,7 @@ std::string FiguresLine(std::int64_t time, const StoredDevice& device, const Fig
     Json object{{"time", IsoText(time)}, {"event", "figures"}};
     object.update(ToJson(device.Key));
     AddFigures(object, device, figures);
-    return Dumped(object);
+    return Dump(object) + "\n";
 }
 
 }  // namespace orvix::station

@@ -4,6 +4,7 @@
 #include "station/commands/device_text.h"
 #include "station/model/clock.h"
 #include "station/model/text.h"
+#include "station/words/quantity_text.h"
 
 namespace orvix::station {
 namespace {
@@ -28,7 +29,7 @@ std::string TableLine(const HistoryRow& row) {
     std::string line = DayAndClock(row.Time) + "  " + TableKey(row.Device->Key);
     if (!row.IsGap()) return line + ValueWithUnit(row.Value) + (row.Why == Doubt::None ? "\n" : "  doubtful\n");
     line += "--  offline until " + DayAndClock(row.Until) + ": " + ReasonOf(row);
-    if (row.Count > 0) line += ", " + std::to_string(row.Count) + (row.Count == 1 ? " reading" : " readings");
+    if (row.Count > 0) line += ", " + Counted(row.Count, "reading");
     return line + "\n";
 }
 
@@ -53,9 +54,7 @@ std::string TableLine(const AlarmRow& alarm) {
 std::string JsonLine(const HistoryRow& row) {
     Json object{{"time", IsoText(row.Time)}, {"event", row.IsGap() ? "gap" : "reading"}};
     object.update(ToJson(row.Device->Key));
-    object["value"] = nullptr;
-    if (const auto* degrees = std::get_if<double>(&row.Value)) object["value"] = *degrees;
-    if (const auto* inputs = std::get_if<std::int32_t>(&row.Value)) object["value"] = *inputs;
+    object["value"] = ToJson(row.Value);
     object["quality"] = QualityOf(row);
     if (row.IsGap()) {
         object["until"] = IsoText(row.Until);
@@ -63,7 +62,7 @@ std::string JsonLine(const HistoryRow& row) {
         object["reason"] = row.Reason.Text;
         if (row.Reason.Code != 0) object["code"] = CodeText(row.Reason.Code);
     }
-    return Dumped(object);
+    return Dump(object) + "\n";
 }
 
 const char* StateOf(const AlarmRow& alarm) {
@@ -80,16 +79,17 @@ const char* StateOf(const AlarmRow& alarm) {
 std::string JsonLine(const AlarmRow& alarm) {
     const auto& record = alarm.Alarm;
     const bool isOn = alarm.Ended == AlarmRow::End::None;
-    return Dumped({{"time", IsoText(record.From)},
-                   {"event", "alarm"},
-                   {"state", StateOf(alarm)},
-                   {"until", isOn ? Json() : Json(IsoText(alarm.Until))},
-                   {"port", record.Port},
-                   {"address", record.Address},
-                   {"name", alarm.Name},
-                   {"alarm", record.Kind},
-                   {"value", record.Value},
-                   {"text", record.Text}});
+    return Dump({{"time", IsoText(record.From)},
+                 {"event", "alarm"},
+                 {"state", StateOf(alarm)},
+                 {"until", isOn ? Json() : Json(IsoText(alarm.Until))},
+                 {"port", record.Port},
+                 {"address", record.Address},
+                 {"name", alarm.Name},
+                 {"alarm", record.Kind},
+                 {"value", record.Value},
+                 {"text", record.Text}}) +
+           "\n";
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 
 #include "station/sink/lines/journal.h"
 #include "station/sink/lines/lines.h"
+#include "station/words/quantity_text.h"
 
 namespace orvix::station {
 namespace {
@@ -16,10 +17,6 @@ constexpr std::chrono::seconds kStillLimit{2};
 
 constexpr char kOut[] = "standard output";
 constexpr char kErr[] = "standard error";
-
-std::string CountedLines(std::uint64_t count) {
-    return std::to_string(count) + (count == 1 ? " line" : " lines");
-}
 
 }  // namespace
 
@@ -32,7 +29,8 @@ LiveStream::Events LiveOutput::EventsOf(const char* name, std::function<void()> 
     const auto say = [this, name = std::string(name)](const std::string& text) { m_Lines->Note(name + text); };
     return {
         .OnDropping = [say] { say(" is not read: what comes now is dropped"); },
-        .OnCaughtUp = [say](std::uint64_t lines) { say(" is read again: " + CountedLines(lines) + " were dropped"); },
+        .OnCaughtUp =
+            [say](std::uint64_t lines) { say(" is read again: " + Counted(lines, "line") + " were dropped"); },
         .OnFailed = std::move(onFailed),
     };
 }
@@ -41,7 +39,7 @@ void LiveOutput::Finish() {
     if (!m_Out.Finish(kStillLimit) && !m_Out.Failed()) {
         const auto missing = m_Out.Missing();
         m_Lines->Note(std::string(kOut) + " was not read to its end" +
-                      (missing > 0 ? ": " + CountedLines(missing) + " are lost" : ""));
+                      (missing > 0 ? ": " + Counted(missing, "line") + " are lost" : ""));
     }
     // What has to be told of it is told where that of all commands is.
     if (m_Out.Failed()) std::cout.setstate(std::ios_base::badbit);

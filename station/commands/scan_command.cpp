@@ -1,32 +1,24 @@
 #include <iostream>
-#include <nlohmann/json.hpp>
 
 #include "station/commands/commands.h"
 #include "station/commands/port_scan.h"
+#include "station/json/json.h"
 
 namespace orvix::station {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 void Write(const Json& object) {
-    std::cout << object.dump(-1, ' ', false, Json::error_handler_t::replace) << std::endl;
+    std::cout << Dump(object) << std::endl;
 }
 
-Json ValueOf(const FoundDevice& device) {
-    if (const auto* degrees = std::get_if<double>(&device.Value)) return *degrees;
-    if (const auto* inputs = std::get_if<std::int32_t>(&device.Value)) return *inputs;
-    return nullptr;
-}
-
-Json ToJson(const std::string& port, const FoundDevice& device) {
+Json JsonOf(const std::string& port, const FoundDevice& device) {
     Json object{{"event", "device"},
                 {"port", port},
                 {"address", device.Address},
                 {"model", device.Model == 0 ? Json(nullptr) : Json(device.Model)},
                 {"serial", SerialText(device.SerialNumber)},
                 {"variable", device.Variable},
-                {"value", ValueOf(device)},
+                {"value", ToJson(device.Value)},
                 {"suspect", device.Suspect},
                 {"late", device.AnswersLate}};
     if (device.Suspect) object["reason"] = kSuspicion;
@@ -65,7 +57,7 @@ int Execute(const ScanOptions& options, MainLoop& loop) {
         *station, loop.Apartment(), setup, options.Range, *output, std::cerr, true,
         [&](const FoundDevice& device) {
             if (options.Bus.Json) {
-                Write(ToJson(setup.PortLabel, device));
+                Write(JsonOf(setup.PortLabel, device));
             } else {
                 std::cout << DescriptionOf(device) << std::endl;
             }

@@ -1,14 +1,12 @@
 #include <algorithm>
-#include <nlohmann/json.hpp>
 
 #include "station/door/health_text.h"
+#include "station/json/json.h"
 #include "station/model/clock.h"
 #include "station/run/diagnosis.h"
 
 namespace orvix::station {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 double Milliseconds(Duration time) {
     return std::chrono::duration<double, std::milli>(time).count();
@@ -84,10 +82,7 @@ Json ToJson(const BusHealth& bus, const AddressHealth& address, const StationHea
 
 std::string JsonHealth(const StationHealth& health) {
     std::string lines;
-    // Names and reasons may hold bytes that are no UTF-8.
-    const auto write = [&](const Json& object) {
-        lines += object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
-    };
+    const auto write = [&](const Json& object) { lines += Dump(object) + "\n"; };
     for (const auto& bus : health.Buses) {
         const auto findings = Diagnose(bus);
         write(ToJson(bus, IsoText(health.UnixMilliseconds), findings));

@@ -3,8 +3,8 @@
 #include <vector>
 
 #include "station/door/health_text.h"
-#include "station/model/quantity_text.h"
 #include "station/run/diagnosis.h"
+#include "station/words/quantity_text.h"
 
 namespace orvix::station {
 namespace {
@@ -54,7 +54,7 @@ constexpr Column kColumns[] = {
     {"retries", false, [](const BusHealth&, const AddressHealth& it) { return CountText(it.Recent.Retries); }},
     {"last good", false,
      [](const BusHealth&, const AddressHealth& it) -> std::string {
-         return it.LastGood ? TimeText(*it.LastGood) + " ago" : "never";
+         return it.LastGood ? RoughText(*it.LastGood) + " ago" : "never";
      }},
     {"period s", false, PeriodText},
 };
@@ -96,10 +96,10 @@ void WriteTable(std::ostream& out, const std::vector<Row>& rows) {
 
 void WriteSummary(std::ostream& out, const BusHealth& bus) {
     const auto sum = bus.Sum(&AddressHealth::Recent);
-    out << bus.Port << ": " << sum.Exchanges() << " exchanges in the last minutes, " << SuccessText(sum)
+    out << bus.Port << ": " << Counted(sum.Exchanges(), "exchange") << " in the last minutes, " << SuccessText(sum)
         << " % good; line used " << PercentText(bus.LoadLastMinute) << " % in the last minute, "
-        << PercentText(bus.Load) << " % overall; " << sum.StrayBytes << " stray bytes; port failed " << bus.PortFailures
-        << " times\n";
+        << PercentText(bus.Load) << " % overall; " << Counted(sum.StrayBytes, "stray byte") << "; port failed "
+        << Counted(bus.PortFailures, "time") << "\n";
 }
 
 }  // namespace
@@ -116,7 +116,7 @@ std::string PlainHealth(const StationHealth& health) {
         }
     }
     if (health.HistoryStill) {
-        out << "history: nothing could be written for " << TimeText(*health.HistoryStill)
+        out << "history: nothing could be written for " << RoughText(*health.HistoryStill)
             << "; readings wait in memory: look at the disk of the data folder\n";
         isWell = false;
     }

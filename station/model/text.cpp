@@ -7,16 +7,10 @@
 #include <cmath>
 
 #include "host/text.h"
+#include "station/words/quantity_text.h"
 
 namespace orvix::station {
 namespace {
-
-struct DurationUnit {
-    const char* Name;
-    std::int64_t Seconds;
-};
-
-constexpr DurationUnit kDurationUnits[] = {{" d", 86400}, {" h", 3600}, {" min", 60}, {" s", 1}};
 
 // What stands for bytes that are no UTF-8; one column wide.
 constexpr wchar_t kNoCharacter = 0xFFFD;
@@ -72,29 +66,6 @@ int WidthOf(wchar_t character) {
 }
 
 }  // namespace
-
-std::string DurationText(Duration time) {
-    const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(time).count();
-    if (milliseconds < 1000) return std::to_string(milliseconds) + " ms";
-    const auto seconds = milliseconds / 1000;
-    const auto* unit = std::begin(kDurationUnits);
-    while (unit->Seconds > seconds)
-        ++unit;
-    auto text = std::to_string(seconds / unit->Seconds) + unit->Name;
-    const auto* smaller = unit + 1;
-    if (smaller == std::end(kDurationUnits)) return text;
-    const auto rest = seconds % unit->Seconds / smaller->Seconds;
-    return rest == 0 ? text : text + " " + std::to_string(rest) + smaller->Name;
-}
-
-std::string AgeText(Duration age) {
-    if (age < std::chrono::milliseconds(1500)) return "now";
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(age).count();
-    const auto* unit = std::begin(kDurationUnits);
-    while (unit->Seconds > seconds)
-        ++unit;
-    return std::to_string(seconds / unit->Seconds) + unit->Name;
-}
 
 std::string CodeText(ErrorNumber code) {
     return "0x" + HexText(code);

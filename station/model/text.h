@@ -4,17 +4,10 @@
 #include <string>
 #include <string_view>
 
-#include "host/apartment.h"
 #include "station/model/clock.h"
 #include "station/model/reading.h"
 
 namespace orvix::station {
-
-/// To two units and whole seconds: "850 ms", "12 s", "2 min 5 s", "3 h 5 min", "2 d 4 h".
-std::string DurationText(Duration time);
-
-/// In the largest unit alone: "now" below 1.5 s, "12 s", "2 min", "3 h", "2 d".
-std::string AgeText(Duration age);
 
 /// "0x80041589".
 std::string CodeText(ErrorNumber code);

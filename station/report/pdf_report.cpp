@@ -10,6 +10,7 @@
 #include "platform/atomic_file.h"
 #include "station/report/page.h"
 #include "station/report/pdf_plot.h"
+#include "station/words/quantity_text.h"
 
 namespace orvix::station {
 namespace {
@@ -87,7 +88,7 @@ void PdfReport::DrawHead(PdfCanvas& canvas, double& y) const {
     const auto& font = m_Fonts.at(ReportFont::Header);
     const double lineHeight = 1.5 * font.Points;
     canvas.Font(SmallFont());
-    const std::string rows = std::to_string(m_Rows.size()) + (m_Rows.size() == 1 ? " row" : " rows");
+    const std::string rows = Counted(m_Rows.size(), "row");
     canvas.Text({area.Right(), y + lineHeight}, Format(m_Printed, "dd/mm/yyyy hh:nn") + " UTC", kMuted, Align::Right);
     canvas.Text({area.Right(), y + 2 * lineHeight}, rows, kMuted, Align::Right);
     canvas.Font(font);

@@ -6,6 +6,7 @@
 #include "devices/protocol/device_models.h"
 #include "devices/protocol/frame.h"
 #include "host/text.h"
+#include "station/words/quantity_text.h"
 
 namespace orvix::station {
 namespace {
@@ -42,9 +43,9 @@ std::optional<std::string> FitPeriod(BusSetup& bus) {
     const auto asked = bus.Every;
     bus.Every = (round + kTick - milliseconds(1)) / kTick * kTick;
     const auto seconds = std::ceil(static_cast<double>(round.count()) / 10) / 100;
-    const auto count = static_cast<std::int32_t>(bus.Devices.size());
-    return NumberText(count) + (count == 1 ? " device needs " : " devices need ") + NumberText(seconds) +
-           " s a round at " + std::to_string(kBaud) + " baud; " + std::to_string(asked.count()) + " ms is not possible";
+    const auto count = bus.Devices.size();
+    return Counted(count, "device") + (count == 1 ? " needs " : " need ") + NumberText(seconds) + " s a round at " +
+           std::to_string(kBaud) + " baud; " + std::to_string(asked.count()) + " ms is not possible";
 }
 
 }  // namespace orvix::station

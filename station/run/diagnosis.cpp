@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "station/model/quantity_text.h"
+#include "station/words/quantity_text.h"
 
 namespace orvix::station {
 namespace {
@@ -151,7 +151,7 @@ std::string RefusalText(const Case& c) {
 std::string SilenceText(const Case& c) {
     const auto& address = c.Address;
     if (address.LastGood) {
-        return Named(address) + " stopped answering " + TimeText(*address.LastGood) + " ago: power, wiring or device";
+        return Named(address) + " stopped answering " + RoughText(*address.LastGood) + " ago: power, wiring or device";
     }
     return Named(address) + " never answers: power, wiring or address" +
            (c.OthersAreFine ? "; the others are fine" : "");
@@ -163,7 +163,7 @@ constexpr Rule kRules[] = {
      [](const Case& c) -> std::string {
          const auto& down = *c.Bus.PortDown;
          if (!down.WasOpen) return "the port cannot be used (" + down.Reason + "): its name, rights, other programs";
-         return "the port is gone since " + TimeText(down.Age) + " (" + down.Reason +
+         return "the port is gone since " + RoughText(down.Age) + " (" + down.Reason +
                 "): plug the converter in again, the station goes on by itself";
      }},
     {Scope::Bus, kNone, kAll,
@@ -208,7 +208,7 @@ constexpr Rule kRules[] = {
     {Scope::Bus, kNone, kNone,
      [](const Case& c) { return LongestPeriod(c.Bus) > kPeriodSlack * std::chrono::duration<double>(c.Bus.Every); },
      [](const Case& c) {
-         return "devices are read every " + TimeText(LongestPeriod(c.Bus)) + ", not every " + TimeText(c.Bus.Every) +
+         return "devices are read every " + RoughText(LongestPeriod(c.Bus)) + ", not every " + RoughText(c.Bus.Every) +
                 " as asked: fewer devices, a longer period, or mend those that do not answer";
      }},
     {Scope::Bus, kNone, kNone, [](const Case& c) { return !c.Bus.Trouble.empty(); },
@@ -223,7 +223,7 @@ constexpr Rule kRules[] = {
      }},
     {Scope::Address, kOther, kNone, AnswersTooLate,
      [](const Case& c) {
-         return Named(c.Address) + " answers after the time-out of " + TimeText(c.Bus.ReplyLimit) + " (" +
+         return Named(c.Address) + " answers after the time-out of " + RoughText(c.Bus.ReplyLimit) + " (" +
                 PercentOf(c.Address.Recent.Late, c.Address.Recent) +
                 " of the exchanges): a larger --timeout-factor, or a slow device";
      }},

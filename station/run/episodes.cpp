@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "station/model/text.h"
+#include "station/words/quantity_text.h"
 
 namespace orvix::station {
 namespace {
@@ -18,10 +19,6 @@ constexpr Duration kSteady = 1h;
 
 constexpr std::size_t kMostInSummary = 5;
 
-std::string Counted(int count, const std::string& one) {
-    return std::to_string(count) + " " + one + (count == 1 ? "" : "s");
-}
-
 std::string SubjectText(const EpisodeEvent& event) {
     if (event.Address == 0) return Printable(event.Port);
     return Printable(event.Port + ", " + std::to_string(event.Address) + " " + event.Name);
@@ -34,7 +31,7 @@ std::string ExtentText(const EpisodeEvent& event) {
 }
 
 std::string UnsteadyText(const EpisodeEvent& event) {
-    const auto failed = "failed " + std::to_string(event.Count) + " times, ";
+    const auto failed = "failed " + Counted(event.Count, "time") + ", ";
     if (event.What == Kind::Steady) return "is steady again; it " + failed + ExtentText(event);
     return "is unsteady: " + failed + ExtentText(event) + (event.FailsNow ? ", and fails now" : "") +
            ", latest: " + FailureText(event.Error) + "; single failures are no longer said";

@@ -1,7 +1,7 @@
 #include "station/setup/option.h"
 
 #include "station/model/metrics_address.h"
-#include "station/model/time_span.h"
+#include "station/words/time_span.h"
 
 namespace orvix::station {
 namespace {

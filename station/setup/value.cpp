@@ -6,7 +6,7 @@
 #include <optional>
 #include <string_view>
 
-#include "station/model/time_span.h"
+#include "station/words/time_span.h"
 
 namespace orvix::station {
 namespace {

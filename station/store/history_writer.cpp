@@ -5,6 +5,7 @@
 #include "host/error.h"
 #include "station/model/clock.h"
 #include "station/store/history_rescue.h"
+#include "station/words/quantity_text.h"
 
 namespace orvix::station {
 namespace {
@@ -16,10 +17,6 @@ constexpr std::int64_t kDay = 24 * kHour;
 
 // The size is kept by taking single readings away while they reach farther back than this, then roll-ups.
 constexpr std::int64_t kReadingsKeptLongest = 7 * kDay;
-
-std::string Readings(std::int64_t count) {
-    return std::to_string(count) + (count == 1 ? " reading" : " readings");
-}
 
 }  // namespace
 
@@ -86,7 +83,8 @@ void HistoryWriter::Write(const ClockTimes& now) {
     m_Batch.ClearRows();
     m_Pending.Written();
     const auto lost = m_Pending.TakeLost();
-    if (std::exchange(m_Fails, false) || lost > 0) m_Say("history: written again; " + Readings(lost) + " lost");
+    if (std::exchange(m_Fails, false) || lost > 0)
+        m_Say("history: written again; " + Counted(lost, "reading") + " lost");
 }
 
 /// What is not rolled up yet stays.

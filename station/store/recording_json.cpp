@@ -1,16 +1,11 @@
 #include "station/store/recording_json.h"
 
 #include <limits>
-#include <nlohmann/json.hpp>
+
+#include "station/json/json.h"
 
 namespace orvix::station {
 namespace {
-
-using Json = nlohmann::ordered_json;
-
-std::string Dump(const Json& json) {
-    return json.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
 
 /// The members of an object in a line of a recording; each error names the line.
 class Members {

@@ -12,6 +12,7 @@
 #include "station/model/text.h"
 #include "station/run/latest_values.h"
 #include "station/sink/screen/layout.h"
+#include "station/words/quantity_text.h"
 #include "tests/station/program.h"
 #include "tests/support/test_folder.h"
 

@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 
 #include "station/commands/run_setup.h"
-#include "station/model/time_span.h"
 #include "station/setup/configuration.h"
+#include "station/words/time_span.h"
 
 namespace orvix::tests {
 namespace {

@@ -2,13 +2,13 @@
 
 #include <chrono>
 #include <map>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <ostream>
 #include <sstream>
 #include <utility>
 
 #include "host/text.h"
+#include "station/json/json.h"
 #include "station/model/clock.h"
 #include "station/model/text.h"
 
@@ -72,30 +72,11 @@ private:
     const LineStyle m_Style;
 };
 
-using Json = nlohmann::ordered_json;
-
 class JsonOutput final : public Output {
 public:
     JsonOutput(std::ostream& out, std::ostream& err) : m_Out(out), m_Err(err) {}
 
-    void Show(const Reading& reading) override {
-        Json object{{"time", IsoText(reading.UnixMilliseconds)},
-                    {"event", "reading"},
-                    {"port", reading.Port},
-                    {"address", reading.Address},
-                    {"model", reading.Model},
-                    {"name", reading.Name},
-                    {"variable", reading.Variable},
-                    {"value", ToJson(reading.Value)},
-                    {"valid", reading.Valid()},
-                    {"quality", NameOf(reading.Quality)},
-                    {"age_ms", AgeOf(reading)}};
-        if (!reading.Valid()) {
-            object["last_good"] = LastGoodOf(reading);
-            object["error"] = ToJson(reading.Error);
-        }
-        Write(object);
-    }
+    void Show(const Reading& reading) override { Write(ToJson(reading)); }
     void Show(const TraceLine& line) override {
         Write({{"time", line.Day + "T" + line.Clock + "Z"},
                {"event", "trace"},
@@ -117,18 +98,7 @@ public:
         object["error"] = ToJson(event.Error);
         Write(object);
     }
-    void Tell(const AlarmEvent& event) override {
-        Write({{"time", IsoText(event.UnixMilliseconds)},
-               {"event", "alarm"},
-               {"state", event.Starts ? "start" : "end"},
-               {"port", event.Port},
-               {"address", event.Address},
-               {"name", event.Name},
-               {"alarm", event.KindText()},
-               {"value", event.Value},
-               {"limit", event.Limit},
-               {"text", event.Text()}});
-    }
+    void Tell(const AlarmEvent& event) override { Write(ToJson(event)); }
     void Trouble(const std::string& port, const Failure& failure) override {
         Write({{"time", IsoText(UnixMilliseconds())},
                {"event", "message"},
@@ -154,27 +124,7 @@ private:
                 return "steady";
         }
     }
-    static Json ToJson(const ReadingValue& value) {
-        if (const auto* degrees = std::get_if<double>(&value)) return *degrees;
-        if (const auto* inputs = std::get_if<std::int32_t>(&value)) return *inputs;
-        const auto* text = std::get_if<std::string>(&value);
-        return text == nullptr ? Json() : Json(*text);
-    }
-    static Json AgeOf(const Reading& reading) {
-        const auto age = AgeMilliseconds(reading);
-        return age < 0 ? Json() : Json(age);
-    }
-    static Json LastGoodOf(const Reading& reading) {
-        if (AgeMilliseconds(reading) < 0) return nullptr;
-        return {{"value", ToJson(reading.LastGood)}, {"time", IsoText(reading.LastGoodUnixMilliseconds)}};
-    }
-    static Json ToJson(const Failure& failure) {
-        return {{"code", CodeText(failure.Code)}, {"text", failure.Text}, {"detail", failure.Detail}};
-    }
-    void Write(const Json& object) {
-        // Texts may hold bytes off the line that are no UTF-8.
-        m_Out << object.dump(-1, ' ', false, Json::error_handler_t::replace) << std::endl;
-    }
+    void Write(const Json& object) { m_Out << Dump(object) << std::endl; }
 
     std::ostream& m_Out;
     std::ostream& m_Err;

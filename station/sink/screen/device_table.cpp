@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "station/model/text.h"
+#include "station/words/quantity_text.h"
 
 namespace orvix::station {
 namespace {

@@ -6,6 +6,7 @@
 #include "station/model/clock.h"
 #include "station/model/text.h"
 #include "station/sink/screen/device_table.h"
+#include "station/words/quantity_text.h"
 
 namespace orvix::station {
 namespace {
@@ -53,10 +54,6 @@ StyledLine Spread(StyledLine left, const Span& right, int width) {
     return left;
 }
 
-std::string Counted(std::size_t count, const std::string& one) {
-    return std::to_string(count) + " " + one + (count == 1 ? "" : "s");
-}
-
 StyledLine Title(const ScreenContent& content, int width) {
     std::set<std::string> ports;
     for (const auto& reading : content.Values)
@@ -89,7 +86,7 @@ StyledLine DeviceCounts(const ScreenContent& content) {
 /// Of what there is to say, the later gives way where it does not fit beside how to end.
 StyledLine Status(const ScreenContent& content, int width) {
     const Span ending{"Ctrl-C or q ends ", Style::Dim};
-    auto readings = Counted(static_cast<std::size_t>(content.Readings), "reading");
+    auto readings = Counted(content.Readings, "reading");
     if (content.FailedReadings > 0) readings += ", " + std::to_string(content.FailedReadings) + " failed";
     if (!content.Progress.empty()) return Spread({{" " + content.Progress}}, ending, width);
     auto line = DeviceCounts(content);

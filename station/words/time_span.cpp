@@ -1,4 +1,4 @@
-#include "station/model/time_span.h"
+#include "station/words/time_span.h"
 
 #include <algorithm>
 #include <charconv>

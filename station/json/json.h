@@ -1,0 +1,27 @@
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "station/model/alarm.h"
+#include "station/model/reading.h"
+
+namespace orvix::station {
+
+// What stands in JSON is written the same way everywhere: in lines of output, listings and recordings.
+
+using Json = nlohmann::ordered_json;
+
+/// On one line. Texts may hold bytes off the line, or names, that are no UTF-8; these are replaced.
+std::string Dump(const Json& json);
+
+/// A number, or the text of a serial number; null for none.
+Json ToJson(const ReadingValue& value);
+/// "code", "text", "detail".
+Json ToJson(const Failure& failure);
+/// The event "reading".
+Json ToJson(const Reading& reading);
+/// The event "alarm".
+Json ToJson(const AlarmEvent& event);
+
+}  // namespace orvix::station
