@@ -90,7 +90,7 @@ private:
         void OnTrouble(const std::string& port, const Failure& failure) override {
             m_Replay.m_Output.Trouble(port, failure);
         }
-        void OnDeviceGone(const std::string& port, int address) override { m_Values.Forget(port, address); }
+        void OnDeviceGone(const DeviceId& device) override { m_Values.Forget(device); }
 
         Replay& m_Replay;
         const milliseconds m_Every;

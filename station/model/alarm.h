@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <string>
 
+#include "station/model/device_id.h"
+
 namespace orvix::station {
 
 /// What of a device's readings is out of bounds.
@@ -22,6 +24,7 @@ struct AlarmEvent {
     bool Withdrawn = false;  ///< it ends because its limit is there no more
     std::int64_t Seq = 0;    ///< of this run's readings and alarms, counted from 1 when they are taken
 
+    DeviceId Id() const { return IdOf(Port, Address); }
     /// "high", "low" or "input 3".
     std::string KindText() const;
     /// One sentence: "31.2 °C is above the limit of 30 °C", "input 3 is on", "29.8 °C is no longer above ...".

@@ -5,6 +5,7 @@
 #include <variant>
 
 #include "host/error.h"
+#include "station/model/device_id.h"
 #include "tasks/enumerations.h"
 
 namespace orvix::station {
@@ -56,6 +57,7 @@ struct Reading {
     ReadingValue LastGood;                      ///< nothing while there has been none
     std::int64_t LastGoodUnixMilliseconds = 0;  ///< of LastGood
 
+    DeviceId Id() const { return IdOf(Port, Address); }
     bool Valid() const { return !std::holds_alternative<std::monostate>(Value); }
 };
 

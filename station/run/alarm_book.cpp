@@ -37,13 +37,13 @@ std::vector<Comparison> Compare(const AlarmLimits& limits, const ReadingValue& v
 
 }  // namespace
 
-void AlarmBook::Limits(const std::string& port, int address, const AlarmLimits& limits) {
-    m_Devices[{port, address}].Limits = limits;
+void AlarmBook::Limits(const DeviceId& device, const AlarmLimits& limits) {
+    m_Devices[device].Limits = limits;
 }
 
 std::vector<AlarmEvent> AlarmBook::Take(const Reading& reading) {
     std::vector<AlarmEvent> events;
-    const auto found = m_Devices.find({reading.Port, reading.Address});
+    const auto found = m_Devices.find(reading.Id());
     if (found == m_Devices.end() || !reading.Valid()) return events;
     auto& [limits, alarms] = found->second;
 
@@ -52,9 +52,9 @@ std::vector<AlarmEvent> AlarmBook::Take(const Reading& reading) {
         const Key key{comparison.Kind, comparison.Input};
         auto& watch = alarms[key];
         if (const auto known = ended.extract(key)) watch = known.mapped();
-        watch.Contrary = comparison.IsOutside == watch.Active ? 0 : watch.Contrary + 1;
-        if (watch.Contrary < limits.HoldOff) continue;
-        watch.Contrary = 0;
+        watch.OppositeReadings = comparison.IsOutside == watch.Active ? 0 : watch.OppositeReadings + 1;
+        if (watch.OppositeReadings < limits.HoldOff) continue;
+        watch.OppositeReadings = 0;
         watch.Active = comparison.IsOutside;
         events.push_back({reading.UnixMilliseconds, reading.Port, reading.Address, reading.Name, comparison.Kind,
                           comparison.Input, watch.Active, comparison.Value, comparison.Limit, false});
@@ -65,10 +65,10 @@ std::vector<AlarmEvent> AlarmBook::Take(const Reading& reading) {
     return events;
 }
 
-std::vector<AlarmEvent> AlarmBook::Forget(const std::string& port, int address, std::int64_t unixMilliseconds) {
+std::vector<AlarmEvent> AlarmBook::Forget(const DeviceId& device, std::int64_t unixMilliseconds) {
     std::vector<AlarmEvent> events;
-    const auto device = m_Devices.extract({port, address});
-    if (device) Withdraw(device.mapped().Alarms, unixMilliseconds, events);
+    const auto watched = m_Devices.extract(device);
+    if (watched) Withdraw(watched.mapped().Alarms, unixMilliseconds, events);
     return events;
 }
 

@@ -2,9 +2,7 @@
 
 #include <cstdint>
 #include <map>
-#include <string>
 #include <tuple>
-#include <utility>
 #include <vector>
 
 #include "station/model/alarm.h"
@@ -20,19 +18,18 @@ namespace orvix::station {
 class AlarmBook {
 public:
     /// Sets the limits of a device; alarms that they no longer know end with the device's next reading.
-    void Limits(const std::string& port, int address, const AlarmLimits& limits);
+    void Limits(const DeviceId& device, const AlarmLimits& limits);
     /// Takes a reading in. Returns the alarms that it starts or ends.
     std::vector<AlarmEvent> Take(const Reading& reading);
     /// Drops a device. Returns the ends of its alarms.
-    std::vector<AlarmEvent> Forget(const std::string& port, int address, std::int64_t unixMilliseconds);
+    std::vector<AlarmEvent> Forget(const DeviceId& device, std::int64_t unixMilliseconds);
     /// Alarms that have started and not ended, each with the event that started it.
     std::vector<AlarmEvent> Active() const;
 
 private:
-    using Device = std::pair<std::string, int>;
     using Key = std::tuple<AlarmKind, int>;
     struct Watch {
-        int Contrary = 0;  ///< readings in a row that contradict Active
+        int OppositeReadings = 0;  ///< in a row, out of bounds before the alarm is active and within afterwards
         bool Active = false;
         AlarmEvent Start;
     };
@@ -44,7 +41,7 @@ private:
     static void Withdraw(const std::map<Key, Watch>& alarms, std::int64_t unixMilliseconds,
                          std::vector<AlarmEvent>& events);
 
-    std::map<Device, Watched> m_Devices;
+    std::map<DeviceId, Watched> m_Devices;
 };
 
 }  // namespace orvix::station

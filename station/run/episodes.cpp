@@ -53,18 +53,18 @@ std::string TextOf(const EpisodeEvent& event) {
 
 std::vector<EpisodeEvent> Episodes::OnReading(const Reading& reading, Duration now) {
     Events events;
-    const Key portKey{reading.Port, 0};
-    const Key deviceKey{reading.Port, reading.Address};
-    auto& port = m_Subjects[portKey];
-    m_Subjects[deviceKey].Name = reading.Name;
+    const auto portId = IdOf(reading.Port, 0);
+    const auto deviceId = reading.Id();
+    auto& port = m_Subjects[portId];
+    m_Subjects[deviceId].Name = reading.Name;
     if (reading.Valid()) {
-        End(portKey, now, events);
-        End(deviceKey, now, events);
+        End(portId, now, events);
+        End(deviceId, now, events);
     } else if (port.LineFailed) {
         ++port.FailedReadings;
     } else {
-        if (port.EndsBeyondTheLine) End(portKey, now, events);
-        ++Fail(deviceKey, reading.Error, now, events).FailedReadings;
+        if (port.EndsBeyondTheLine) End(portId, now, events);
+        ++Fail(deviceId, reading.Error, now, events).FailedReadings;
     }
     port.LineFailed = false;
     return events;
@@ -72,14 +72,14 @@ std::vector<EpisodeEvent> Episodes::OnReading(const Reading& reading, Duration n
 
 std::vector<EpisodeEvent> Episodes::OnTrouble(const std::string& port, const Failure& failure, Duration now) {
     Events events;
-    Fail({port, 0}, failure, now, events);
+    Fail(IdOf(port, 0), failure, now, events);
     return events;
 }
 
 std::vector<EpisodeEvent> Episodes::OnLine(const LineEvent& event, Duration now) {
     Events events;
     if (event.What != LineEvent::Kind::Failed) return events;
-    auto& port = Fail({event.Port, 0}, {errors::General, event.Reason, event.Reason}, now, events);
+    auto& port = Fail(IdOf(event.Port, 0), {errors::General, event.Reason, event.Reason}, now, events);
     port.LineFailed = true;
     port.EndsBeyondTheLine = true;
     return events;
@@ -87,29 +87,29 @@ std::vector<EpisodeEvent> Episodes::OnLine(const LineEvent& event, Duration now)
 
 std::vector<EpisodeEvent> Episodes::OnPassing(Duration now) {
     Events events;
-    for (auto& [key, subject] : m_Subjects) {
+    for (auto& [id, subject] : m_Subjects) {
         if (!subject.Unsteady) continue;
         if (!subject.Failing && now - subject.LatestFailure >= kSteady) {
-            events.push_back(EventOf(Kind::Steady, key, subject, now));
+            events.push_back(EventOf(Kind::Steady, id, subject, now));
             subject.Unsteady = false;
             subject.Recent.clear();
         } else if (now >= subject.NextReport) {
-            events.push_back(EventOf(Kind::Unsteady, key, subject, now));
+            events.push_back(EventOf(Kind::Unsteady, id, subject, now));
             subject.NextReport = now + kReportPeriod;
         }
     }
     return events;
 }
 
-Episodes::Subject& Episodes::Fail(const Key& key, const Failure& failure, Duration now, Events& events) {
-    auto& subject = m_Subjects[key];
+Episodes::Subject& Episodes::Fail(const DeviceId& id, const Failure& failure, Duration now, Events& events) {
+    auto& subject = m_Subjects[id];
     subject.Error = failure;
     subject.LatestFailure = now;
     if (std::exchange(subject.Failing, true)) return subject;
     ++subject.Count;
     if (!subject.Unsteady) {
         const auto what = Begin(subject, now);
-        events.push_back(EventOf(what, key, subject, now));
+        events.push_back(EventOf(what, id, subject, now));
     }
     return subject;
 }
@@ -132,18 +132,18 @@ Kind Episodes::Begin(Subject& subject, Duration now) {
     return Kind::Unsteady;
 }
 
-void Episodes::End(const Key& key, Duration now, Events& events) {
-    auto& subject = m_Subjects[key];
+void Episodes::End(const DeviceId& id, Duration now, Events& events) {
+    auto& subject = m_Subjects[id];
     subject.EndsBeyondTheLine = false;
     if (!std::exchange(subject.Failing, false) || subject.Unsteady) return;
     subject.Recent.back().second = subject.FailedReadings;
-    events.push_back(EventOf(Kind::Ended, key, subject, now));
+    events.push_back(EventOf(Kind::Ended, id, subject, now));
 }
 
-EpisodeEvent Episodes::EventOf(Kind what, const Key& key, const Subject& subject, Duration now) {
+EpisodeEvent Episodes::EventOf(Kind what, const DeviceId& id, const Subject& subject, Duration now) {
     return {.What = what,
-            .Port = key.first,
-            .Address = key.second,
+            .Port = id.Port,
+            .Address = id.Address,
             .Name = subject.Name,
             .Error = subject.Error,
             .Count = subject.Unsteady ? subject.Count : 1,
@@ -155,10 +155,10 @@ EpisodeEvent Episodes::EventOf(Kind what, const Key& key, const Subject& subject
 std::string Episodes::Summary(Duration now) const {
     std::string text;
     std::size_t count = 0;
-    for (const auto& [key, subject] : m_Subjects) {
+    for (const auto& [id, subject] : m_Subjects) {
         if (!subject.Failing && !subject.Unsteady) continue;
         if (++count > kMostInSummary) continue;
-        const auto event = EventOf(Kind::Began, key, subject, now);
+        const auto event = EventOf(Kind::Began, id, subject, now);
         text += (count == 1 ? "" : "; ") + SubjectText(event) + (subject.Unsteady ? ", unsteady" : "") + " (" +
                 ExtentText(event) + "): " + FailureText(subject.Error);
     }

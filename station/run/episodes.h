@@ -51,8 +51,8 @@ public:
     /// What has become due by the passing of time; call it every few seconds.
     std::vector<EpisodeEvent> OnPassing(Duration now);
 
-    /// Drops what is known of a device, or of the port itself (address 0).
-    void Forget(const std::string& port, int address) { m_Subjects.erase({port, address}); }
+    /// Drops what is known of a device or a port.
+    void Forget(const DeviceId& subject) { m_Subjects.erase(subject); }
 
     /// One sentence about what fails or is unsteady now, for the end of the program; empty when all is well.
     std::string Summary(Duration now) const;
@@ -75,15 +75,14 @@ private:
         bool EndsBeyondTheLine =
             false;  ///< of a port: it was the line that failed, so that any reading beyond it is its end
     };
-    using Key = std::pair<std::string, int>;  ///< port, address; address 0: the port itself
     using Events = std::vector<EpisodeEvent>;
 
-    Subject& Fail(const Key& key, const Failure& failure, Duration now, Events& events);
-    void End(const Key& key, Duration now, Events& events);
+    Subject& Fail(const DeviceId& id, const Failure& failure, Duration now, Events& events);
+    void End(const DeviceId& id, Duration now, Events& events);
     static EpisodeEvent::Kind Begin(Subject& subject, Duration now);
-    static EpisodeEvent EventOf(EpisodeEvent::Kind what, const Key& key, const Subject& subject, Duration now);
+    static EpisodeEvent EventOf(EpisodeEvent::Kind what, const DeviceId& id, const Subject& subject, Duration now);
 
-    std::map<Key, Subject> m_Subjects;
+    std::map<DeviceId, Subject> m_Subjects;
 };
 
 }  // namespace orvix::station

@@ -28,11 +28,10 @@ public:
 
     void Devices(const BusSetup& setup) {
         m_Setup = setup;
-        std::map<int, AddressRecord> kept;
         for (const auto& device : setup.Devices)
-            kept[device.Address] = m_Addresses[device.Address];
-        m_Addresses = std::move(kept);
+            m_Addresses.try_emplace(device.Address);
     }
+    void Forget(int address) { m_Addresses.erase(address); }
 
     void Take(const LineEvent& event) {
         using Kind = LineEvent::Kind;
@@ -152,6 +151,11 @@ void HealthBook::OnSetup(const BusSetup& setup) {
     auto& record = m_Buses[setup.PortLabel];
     if (!record) record = std::make_unique<BusRecord>(setup);
     record->Devices(setup);
+}
+
+void HealthBook::OnDeviceGone(const DeviceId& device) {
+    const auto bus = m_Buses.find(device.Port);
+    if (bus != m_Buses.end()) bus->second->Forget(device.Address);
 }
 
 void HealthBook::OnPortGone(const std::string& port) {

@@ -19,8 +19,9 @@ public:
     HealthBook();
     ~HealthBook() override;
 
-    /// Only the devices of a setup are watched. A change of a setup keeps what is known of the devices that stay.
+    /// Only the devices of a setup are watched, until they are gone.
     void OnSetup(const BusSetup& setup) override;
+    void OnDeviceGone(const DeviceId& device) override;
     void OnPortGone(const std::string& port) override;
     void OnReading(const Reading& reading) override;
     void OnTrouble(const std::string& port, const Failure& failure) override;

@@ -21,7 +21,7 @@ Quality LatestValues::QualityOf(const Entry& entry, std::int64_t unixMillisecond
 }
 
 void LatestValues::Expect(const std::string& port, const DeviceSetup& device, milliseconds every) {
-    auto& entry = m_Entries[{port, device.Address}];
+    auto& entry = m_Entries[IdOf(port, device.Address)];
     if (entry.Latest.UnixMilliseconds != 0) return;
     entry.Latest.Port = port;
     entry.Latest.Address = device.Address;
@@ -31,7 +31,7 @@ void LatestValues::Expect(const std::string& port, const DeviceSetup& device, mi
 }
 
 void LatestValues::Take(Reading& reading, milliseconds every) {
-    auto& entry = m_Entries[{reading.Port, reading.Address}];
+    auto& entry = m_Entries[reading.Id()];
     if (reading.Valid()) {
         reading.LastGood = reading.Value;
         reading.LastGoodUnixMilliseconds = reading.UnixMilliseconds;
@@ -44,10 +44,6 @@ void LatestValues::Take(Reading& reading, milliseconds every) {
     entry.Every = every;
     entry.Latest = reading;
     reading.Quality = entry.Latest.Quality = QualityOf(entry, reading.UnixMilliseconds);
-}
-
-void LatestValues::Forget(const std::string& port, int address) {
-    m_Entries.erase({port, address});
 }
 
 std::vector<Reading> LatestValues::At(std::int64_t unixMilliseconds) const {

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <map>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "station/model/bus_setup.h"
@@ -25,7 +24,7 @@ public:
     /// Takes a reading in, and completes it with its quality and the latest good value. `every` is the device's period.
     void Take(Reading& reading, std::chrono::milliseconds every);
     /// Drops what is known of a device.
-    void Forget(const std::string& port, int address);
+    void Forget(const DeviceId& device) { m_Entries.erase(device); }
     /// The latest reading of each device, by port and address, with the quality that it has at this time.
     std::vector<Reading> At(std::int64_t unixMilliseconds) const;
 
@@ -37,7 +36,7 @@ private:
     };
     static Quality QualityOf(const Entry& entry, std::int64_t unixMilliseconds);
 
-    std::map<std::pair<std::string, int>, Entry> m_Entries;
+    std::map<DeviceId, Entry> m_Entries;
 };
 
 }  // namespace orvix::station

@@ -16,6 +16,8 @@ public:
     virtual ~Output() = default;
     virtual void Show(const Reading& reading) = 0;
     virtual void Show(const TraceLine& line) = 0;
+    /// A device is there no longer; what is kept of it goes.
+    virtual void Forget(const DeviceId&) {}
     /// What begins to fail, and what does so no longer.
     virtual void Tell(const EpisodeEvent& event) = 0;
     /// An alarm that starts or ends.

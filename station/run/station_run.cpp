@@ -130,7 +130,7 @@ void StationRun::Stop(const std::string& port) {
     }
     bus->Thread->Close();
     for (const auto& device : bus->Setup.Devices)
-        Forget(port, device.Address);
+        Forget(IdOf(port, device.Address));
     Tell(&Listener::OnPortGone, port);
     m_Ending.splice(m_Ending.end(), m_Buses, bus);
 }
@@ -140,7 +140,7 @@ void StationRun::ChangeDevices(RunningBus& bus, const BusSetup& wanted) {
     bus.Setup = wanted;
     if (!bus.Thread) return;
     for (const auto address : changes.Removed)
-        Forget(wanted.PortLabel, address);
+        Forget(IdOf(wanted.PortLabel, address));
     TakeDevices(wanted);
     Tell(&Listener::OnSetup, wanted);
     bus.Thread->Post([changes](Bus& b) { b.Devices(changes); });
@@ -149,14 +149,14 @@ void StationRun::ChangeDevices(RunningBus& bus, const BusSetup& wanted) {
 void StationRun::TakeDevices(const BusSetup& setup) {
     for (const auto& device : setup.Devices) {
         m_Values.Expect(setup.PortLabel, device, setup.Every);
-        m_Alarms.Limits(setup.PortLabel, device.Address, device.Limits);
+        m_Alarms.Limits(IdOf(setup.PortLabel, device.Address), device.Limits);
     }
 }
 
-void StationRun::Forget(const std::string& port, int address) {
-    m_Values.Forget(port, address);
-    TellAlarms(m_Alarms.Forget(port, address, UnixMilliseconds()));
-    Tell(&Listener::OnDeviceGone, port, address);
+void StationRun::Forget(const DeviceId& device) {
+    m_Values.Forget(device);
+    TellAlarms(m_Alarms.Forget(device, UnixMilliseconds()));
+    Tell(&Listener::OnDeviceGone, device);
 }
 
 void StationRun::OnReading(const Reading& told) {

@@ -78,7 +78,8 @@ private:
     void Stop(const std::string& port);
     void ChangeDevices(RunningBus& bus, const BusSetup& wanted);
     void TakeDevices(const BusSetup& setup);
-    void Forget(const std::string& port, int address);
+    /// The one place where a device is forgotten.
+    void Forget(const DeviceId& device);
     void TellAlarms(std::vector<AlarmEvent> events);
     void OnReading(const Reading& told) override;
     void OnTrouble(const std::string& port, const Failure& failure) override {

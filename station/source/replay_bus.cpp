@@ -92,7 +92,7 @@ void ReplayBus::Change() {
     const auto& before = m_Setups[m_NextSetup - 1].Setup;
     const auto changes = ChangesBetween(before.Devices, m_Setups[m_NextSetup++].Setup.Devices);
     for (const auto address : changes.Removed)
-        m_Listener.OnDeviceGone(before.PortLabel, address);
+        m_Listener.OnDeviceGone(IdOf(before.PortLabel, address));
     m_Apartment.Post([this, changes] { m_Bus.Devices(changes); });
 }
 

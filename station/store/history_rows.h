@@ -23,6 +23,7 @@ struct SeriesKey {
 
     auto operator<=>(const SeriesKey&) const = default;
 
+    DeviceId Device() const { return IdOf(Port, Address); }
     /// Inputs, as opposed to a temperature.
     bool IsInputs() const { return Variable == NameOf(ORVIXCNB1_VAR_INPUTBYTE); }
 };

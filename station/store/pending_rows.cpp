@@ -29,13 +29,12 @@ void PendingRows::Watch(const SeriesKey& key, const ClockTimes& now) {
     WatchedOf(key, now.Unix);
 }
 
-void PendingRows::Unwatch(const std::string& port, int address, const ClockTimes& now) {
+void PendingRows::Unwatch(const DeviceId& device, const ClockTimes& now) {
     const std::lock_guard lock(m_Mutex);
     TakeTime(now);
     for (auto entry = m_Watched.begin(); entry != m_Watched.end();) {
-        auto& watched = entry->second;
-        const bool isMeant = watched.Key.Port == port && watched.Key.Address == address;
-        if (isMeant) Finish(watched, now.Unix, SeriesEnd::Removed);
+        const bool isMeant = entry->first.first == device;
+        if (isMeant) Finish(entry->second, now.Unix, SeriesEnd::Removed);
         entry = isMeant ? m_Watched.erase(entry) : std::next(entry);
     }
 }
@@ -92,7 +91,7 @@ void PendingRows::ExtendTroubles() {
 
 /// A series holds times that only grow: it is begun anew where the clock says otherwise.
 PendingRows::Watched& PendingRows::WatchedOf(const SeriesKey& key, std::int64_t time) {
-    const auto found = m_Watched.find({key.Port, key.Address, key.Variable});
+    const auto found = m_Watched.find({key.Device(), key.Variable});
     if (found == m_Watched.end()) return Begin(key, time);
     auto& watched = found->second;
     if (watched.Key.Name.empty() && !key.Name.empty()) {
@@ -109,7 +108,7 @@ PendingRows::Watched& PendingRows::WatchedOf(const SeriesKey& key, std::int64_t 
 }
 
 PendingRows::Watched& PendingRows::Begin(const SeriesKey& key, std::int64_t time) {
-    auto& watched = m_Watched.emplace(Place{key.Port, key.Address, key.Variable}, Watched(key)).first->second;
+    auto& watched = m_Watched.emplace(Place{key.Device(), key.Variable}, Watched(key)).first->second;
     watched.Series = m_Series++;
     m_Rows.Series.push_back({key, time, m_Changes.OnlyChanges});
     return watched;
@@ -174,7 +173,7 @@ bool PendingRows::IsGapDue(Watched& watched) {
 
 void PendingRows::Add(const AlarmEvent& alarm) {
     const std::lock_guard lock(m_Mutex);
-    const std::tuple key(alarm.Port, alarm.Address, alarm.KindText());
+    const std::pair key(alarm.Id(), alarm.KindText());
     if (alarm.Starts) {
         const AlarmRecord record{.From = alarm.UnixMilliseconds,
                                  .Port = alarm.Port,

@@ -4,7 +4,6 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <tuple>
 #include <utility>
 
 #include "station/model/alarm.h"
@@ -25,7 +24,7 @@ public:
     /// name it has the one that comes with its readings.
     void Watch(const SeriesKey& key, const ClockTimes& now);
     /// It is not read any more.
-    void Unwatch(const std::string& port, int address, const ClockTimes& now);
+    void Unwatch(const DeviceId& device, const ClockTimes& now);
     void Add(const Reading& reading, const ClockTimes& now);
     /// Something is wrong with a port: until its devices are heard again, this is why they are not.
     void Trouble(const std::string& port, const Failure& failure, const ClockTimes& now);
@@ -57,8 +56,8 @@ private:
         std::int64_t TroubleSince = 0;
         std::int64_t GapTold = 0;  ///< when a row last said how long its gap lasts
     };
-    /// Port, address and variable.
-    using Place = std::tuple<std::string, int, std::string>;
+    /// With the variable.
+    using Place = std::pair<DeviceId, std::string>;
     using Places = std::map<Place, Watched>;
 
     Watched& Begin(const SeriesKey& key, std::int64_t time);
@@ -83,8 +82,8 @@ private:
     std::int64_t m_Now = 0;  ///< time of day when it was taken last
     bool m_ClockWasSet = false;
     std::int64_t m_Lost = 0;
-    /// Alarms that last, by port, address and kind, with the sequence numbers of their starts.
-    std::map<std::tuple<std::string, int, std::string>, std::pair<std::int64_t, AlarmRecord>> m_Alarms;
+    /// Alarms that last, by device and kind, with the sequence numbers of their starts.
+    std::map<std::pair<DeviceId, std::string>, std::pair<std::int64_t, AlarmRecord>> m_Alarms;
 };
 
 }  // namespace orvix::station

@@ -68,6 +68,11 @@ public:
     std::vector<Finding> Findings() { return Diagnose(Health()); }
     BusHealth Health() { return m_Book.At(m_Now, 0, {}).Buses[0]; }
     void Pass(Duration time) { m_Now += time; }
+    /// Another device at the address, told as when a configuration is read again.
+    void Replace(int address) {
+        m_Book.OnDeviceGone(IdOf("A", address));
+        m_Book.OnSetup(m_Setup);
+    }
 
     static std::vector<Answer> Well(const std::string& reply, int) { return {{20ms, reply}}; }
 
@@ -316,6 +321,16 @@ TEST(Health, CountsEachKindOfEndAndTheLoad) {
     EXPECT_EQ(ill.Recent.RoundTrips.Quantile(0.5), 30ms);
     // A second has 8 requests of 9 bytes and 7 answers of 13, a byte takes 10 of 9600 bits.
     EXPECT_NEAR(health.LoadLastMinute, (8 * 9 + 7 * 13) / 960.0, 0.01);
+}
+
+TEST(Health, ADeviceInPlaceOfAnotherBeginsAnew) {
+    FaultyLine line;
+    line.Poll(5, None);
+    line.Replace(kIll);
+    line.Poll(2, FaultyLine::Well);
+    const auto health = line.Health();
+    for (const auto& address : health.Addresses)
+        EXPECT_EQ(address.Total.Exchanges(), address.Address == kIll ? 2U : 7U) << address.Address;
 }
 
 }  // namespace

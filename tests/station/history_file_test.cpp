@@ -163,7 +163,7 @@ TEST_F(HistoryFileTest, ADeviceThatIsTakenAwayOrRenamedGrowsNoGap) {
     m_Pending->Watch(oven, ClocksAt(0));
     m_Pending->Watch({"line", 6, 106, "Attic", "temperature"}, ClocksAt(0));
     Add(5, kSecond, 20.0);
-    m_Pending->Unwatch("line", 6, ClocksAt(2 * kSecond));
+    m_Pending->Unwatch(IdOf("line", 6), ClocksAt(2 * kSecond));
     auto renamed = oven;
     renamed.Name = "Kiln";
     m_Pending->Watch(renamed, ClocksAt(3 * kSecond));

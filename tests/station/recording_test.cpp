@@ -53,7 +53,7 @@ std::string TextOf(const Recording& recording) {
 /// What a bus has told.
 struct Told : Listener {
     void OnReading(const Reading& reading) override { Readings.push_back(reading); }
-    void OnDeviceGone(const std::string& /*port*/, int address) override { Gone.push_back(address); }
+    void OnDeviceGone(const DeviceId& device) override { Gone.push_back(device.Address); }
 
     std::vector<Reading> Readings;
     std::vector<int> Gone;

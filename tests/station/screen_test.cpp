@@ -55,10 +55,10 @@ ScreenContent Example() {
                       ReadingOf(200, "", {}, 0, Quality::Offline)};
     content.Values[3].UnixMilliseconds = 0;
     for (const double degrees : {20.0, 21.0, 22.0, 26.0})
-        content.Trends[{"/dev/ttyUSB0", 5}].Take(degrees);
+        content.Trends[IdOf("/dev/ttyUSB0", 5)].Take(degrees);
     for (const ReadingValue& value : {ReadingValue(4), ReadingValue(5), ReadingValue(), ReadingValue(5)})
-        content.Trends[{"/dev/ttyUSB0", 7}].Take(value);
-    content.Trends[{"/dev/ttyUSB0", 12}].Take(-127.25);
+        content.Trends[IdOf("/dev/ttyUSB0", 7)].Take(value);
+    content.Trends[IdOf("/dev/ttyUSB0", 12)].Take(-127.25);
     content.Events = {
         {kNow - 60'000, "long gone", Style::Plain},
         {kNow - 7000, "/dev/ttyUSB0, 12 Dach: No complete reply came from the device in time", Style::Bad}};

@@ -27,7 +27,7 @@ public:
     void OnTrouble(const std::string& port, const Failure& failure) override {
         m_Pending.Trouble(port, failure, ReadClocks());
     }
-    void OnDeviceGone(const std::string& port, int address) override { m_Pending.Unwatch(port, address, ReadClocks()); }
+    void OnDeviceGone(const DeviceId& device) override { m_Pending.Unwatch(device, ReadClocks()); }
 
     /// How long the file has kept the writing thread, when that is too long.
     std::optional<Duration> StandsStill() const;

@@ -20,13 +20,14 @@ public:
     PlainOutput(std::ostream& out, std::ostream& err, LineStyle style) : m_Out(out), m_Err(err), m_Style(style) {}
 
     void Show(const Reading& reading) override {
-        auto& shown = m_Shown[{reading.Port, reading.Address}];
+        auto& shown = m_Shown[reading.Id()];
         if (!reading.Valid() && shown == reading.Quality) return;
         shown = reading.Quality;
         m_Out << Begin(reading.UnixMilliseconds, reading.Port, reading.Address, reading.Name)
               << Padded(reading.Variable, 11) << "  " << Padded(Shown(reading.LastGood), 12) << "  "
               << FreshnessText(reading) << std::endl;
     }
+    void Forget(const DeviceId& device) override { m_Shown.erase(device); }
     void Show(const TraceLine& line) override {
         m_Out << line.Clock << "  " << line.Program << " " << line.Thread << "  " << Printable(line.Text) << std::endl;
     }
@@ -66,7 +67,7 @@ private:
         return inputs == nullptr ? ValueWithUnit(value) : Padded(NumberText(*inputs), 4) + BitsText(*inputs);
     }
 
-    std::map<std::pair<std::string, int>, std::optional<Quality>> m_Shown;  ///< by port and address
+    std::map<DeviceId, std::optional<Quality>> m_Shown;
     std::ostream& m_Out;
     std::ostream& m_Err;
     const LineStyle m_Style;

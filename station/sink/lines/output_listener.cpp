@@ -37,6 +37,11 @@ void OutputListener::OnAlarm(const AlarmEvent& event) {
     m_Output.Tell(event);
 }
 
+void OutputListener::OnDeviceGone(const DeviceId& device) {
+    m_Episodes.Forget(device);
+    m_Output.Forget(device);
+}
+
 void OutputListener::TellAll(const std::vector<EpisodeEvent>& events) {
     for (const auto& event : events)
         m_Output.Tell(event);

@@ -32,8 +32,8 @@ public:
     bool WantsMessages() const override { return m_Choice.Messages; }
     void OnLine(const LineEvent& event) override;
     void OnAlarm(const AlarmEvent& event) override;
-    void OnDeviceGone(const std::string& port, int address) override { m_Episodes.Forget(port, address); }
-    void OnPortGone(const std::string& port) override { m_Episodes.Forget(port, 0); }
+    void OnDeviceGone(const DeviceId& device) override;
+    void OnPortGone(const std::string& port) override { m_Episodes.Forget(IdOf(port, 0)); }
 
 private:
     void TellAll(const std::vector<EpisodeEvent>& events);

@@ -123,7 +123,7 @@ StyledLine DeviceRow(const ScreenContent& content, const Reading& reading, const
     const auto shown = [&](const std::string& text) { return ForTerminal(text, content.IsUtf8); };
     const auto value = ValueColumn(reading.LastGood, content.IsUtf8);
     const auto state = StateOf(reading);
-    const auto trend = content.Trends.find({reading.Port, reading.Address});
+    const auto trend = content.Trends.find(reading.Id());
 
     Row row;
     row.Add(RightAligned(std::to_string(reading.Address), kAddressWidth));

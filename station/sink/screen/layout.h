@@ -5,7 +5,6 @@
 #include <deque>
 #include <map>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "host/apartment.h"
@@ -24,10 +23,10 @@ struct ScreenEvent {
 
 /// Everything that the screen shows.
 struct ScreenContent {
-    std::vector<Reading> Values;                          ///< by port and address; the time is 0 of those not yet heard
-    std::map<std::pair<std::string, int>, Trend> Trends;  ///< by port and address
-    std::deque<ScreenEvent> Events;                       ///< the oldest first
-    std::string Progress;                                 ///< of something that takes its time; empty: of nothing
+    std::vector<Reading> Values;  ///< by port and address; the time is 0 of those not yet heard
+    std::map<DeviceId, Trend> Trends;
+    std::deque<ScreenEvent> Events;  ///< the oldest first
+    std::string Progress;            ///< of something that takes its time; empty: of nothing
     std::int64_t Readings = 0;
     std::int64_t FailedReadings = 0;
     std::int64_t UnixMilliseconds = 0;  ///< now

@@ -75,7 +75,7 @@ void LiveScreen::Resize() {
 void LiveScreen::Show(const Reading& reading) {
     ++m_Content.Readings;
     if (!reading.Valid()) ++m_Content.FailedReadings;
-    m_Content.Trends[{reading.Port, reading.Address}].Take(reading.Value);
+    m_Content.Trends[reading.Id()].Take(reading.Value);
     m_Changed = true;
 }
 

@@ -33,6 +33,7 @@ public:
 
     void Show(const Reading& reading) override;
     void Show(const TraceLine&) override {}
+    void Forget(const DeviceId& device) override { m_Content.Trends.erase(device); }
     void Tell(const EpisodeEvent& event) override;
     void Tell(const AlarmEvent& event) override;
     void Trouble(const std::string& port, const Failure& failure) override;
