@@ -154,38 +154,41 @@ void ExchangeTracker::End(Outcome outcome, Duration roundTrip) {
 /// Finds out what has come since the latest exchange ended.
 void ExchangeTracker::JudgeRest() {
     m_Begun.clear();
-    const auto rest = std::exchange(m_Rest, {});
+    auto bytes = std::exchange(m_Rest, {});
     if (!m_Outcome) return;
+    // What was taken for the answer may be noise before it. A time-out has left its part of an answer in the rest.
+    if (*m_Outcome == Outcome::Damaged || *m_Outcome == Outcome::Checksum) bytes.insert(0, m_Answer);
+    const auto rest = TakePieces(bytes);
+    // What an answer to another request has torn is no noise of its own.
+    if (rest.Stray == 0 || *m_Outcome == Outcome::Foreign) return;
     const bool isBroken = IsBroken(*m_Outcome);
-    // A time-out has left its part of an answer in the rest.
-    const auto all = isBroken && *m_Outcome != Outcome::CutShort ? m_Answer + rest : rest;
-    std::size_t stray = 0;
-    bool isAnsweredInNoise = false;
-    for (const auto& piece : CutIntoPieces(all, m_Lengths)) {
-        const bool isOwn = piece.Address == m_Latest.Address || piece.Address == 0;
-        const bool answersInNoise = isBroken && stray > 0 && !isAnsweredInNoise && isOwn;
-        switch (piece.What) {
-            case Piece::Kind::Stray:
-                stray += piece.Bytes.size();
-                break;
-            case Piece::Kind::Begun:
-                m_Begun = piece.Bytes;
-                m_IsBegunInNoise = answersInNoise;
-                isAnsweredInNoise |= answersInNoise;
-                break;
-            case Piece::Kind::Answer:
-                isAnsweredInNoise |= answersInNoise;
-                if (!answersInNoise) TakeSurplusAnswer(piece.Address);
-                break;
+    if (isBroken && IsTwoAnswers(bytes.size())) {
+        m_Extras.push_back({m_Latest.Address, Surplus::Kind::Doubled, 0});
+    } else if (!isBroken || rest.HasOwnAnswer) {
+        m_Extras.push_back({m_Latest.Address, Surplus::Kind::Noise, rest.Stray});
+    }
+}
+
+/// Takes the answers among the bytes, whole or begun, for what they are, and returns what else there is.
+ExchangeTracker::Rest ExchangeTracker::TakePieces(const std::string& bytes) {
+    Rest rest;
+    for (const auto& piece : CutIntoPieces(bytes, m_Lengths)) {
+        if (piece.What == Piece::Kind::Stray) {
+            rest.Stray += piece.Bytes.size();
+            continue;
+        }
+        // Noise that has ended the exchange before its answer came stands in front of that, once.
+        const bool mayBeOwn = piece.Address == m_Latest.Address || piece.Address == 0;
+        const bool isOwn = IsBroken(*m_Outcome) && rest.Stray > 0 && !rest.HasOwnAnswer && mayBeOwn;
+        rest.HasOwnAnswer = rest.HasOwnAnswer || isOwn;
+        if (piece.What == Piece::Kind::Begun) {
+            m_Begun = piece.Bytes;
+            m_IsBegunInNoise = isOwn;
+        } else if (!isOwn) {
+            TakeSurplusAnswer(piece.Address);
         }
     }
-    // What an answer to another request has torn is no noise of its own.
-    if (stray == 0 || *m_Outcome == Outcome::Foreign) return;
-    if (isBroken && IsTwoAnswers(all.size())) {
-        m_Extras.push_back({m_Latest.Address, Surplus::Kind::Doubled, 0});
-    } else if (!isBroken || isAnsweredInNoise) {
-        m_Extras.push_back({m_Latest.Address, Surplus::Kind::Noise, stray});
-    }
+    return rest;
 }
 
 void ExchangeTracker::TakeSurplusAnswer(int address) {

@@ -35,6 +35,11 @@ private:
         bool IsLate = false;   ///< an answer has come late since the latest request that is no retry
         bool WasLate = false;  ///< the same of that request and the one before it
     };
+    /// What has come between two exchanges, besides answers to others.
+    struct Rest {
+        std::size_t Stray = 0;      ///< bytes that belong to no answer
+        bool HasOwnAnswer = false;  ///< to the exchange before, behind stray bytes that were taken for it
+    };
 
     void Begin(const LineEvent& event);
     void Receive(const LineEvent& event);
@@ -44,6 +49,7 @@ private:
     void EndUnanswered();
     Outcome Judge();
     void JudgeRest();
+    Rest TakePieces(const std::string& bytes);
     void TakeSurplusAnswer(int address);
     bool IsTwoAnswers(std::size_t bytes) const;
     Debt& DebtOfLatest() { return m_Debts[m_Latest.Address]; }

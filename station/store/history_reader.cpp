@@ -50,40 +50,68 @@ HistoryReader::HistoryReader(const std::string& file, std::int64_t now)
 }
 
 void HistoryReader::LoadSessions() {
-    SqliteStatement select(m_Connection, "SELECT id, start_ms, alive_ms, beat_ms, ended FROM sessions");
-    while (select.Step()) {
-        const auto alive = select.LongNumber(2);
-        const bool runs = select.Number(4) == 0 && m_Now <= alive + kMissedBeats * select.LongNumber(3);
-        m_Sessions[select.LongNumber(0)] = {select.LongNumber(1), runs ? std::max(m_Now, alive) : alive};
+    enum Column { kId, kStart, kAlive, kBeat, kEnded };
+    SqliteStatement row(m_Connection, "SELECT id, start_ms, alive_ms, beat_ms, ended FROM sessions");
+    while (row.Step()) {
+        const auto alive = row.LongNumber(kAlive);
+        const bool runs = row.Number(kEnded) == 0 && m_Now <= alive + kMissedBeats * row.LongNumber(kBeat);
+        m_Sessions[row.LongNumber(kId)] = {row.LongNumber(kStart), runs ? std::max(m_Now, alive) : alive};
     }
 }
 
+/// In the order of the question for all series.
+namespace series_column {
+enum Column {
+    kDevice,
+    kId,
+    kModel,
+    kVariable,
+    kRow,
+    kSession,
+    kFrom,
+    kTo,
+    kEnded,
+    kRolledUntil,
+    kSparse,
+    kPort,
+    kAddress,
+    kName
+};
+}  // namespace series_column
+
+StoredSeries HistoryReader::SeriesOf(SqliteStatement& row) {
+    using namespace series_column;
+    StoredSeries series;
+    series.Row = row.LongNumber(kRow);
+    series.From = row.LongNumber(kFrom);
+    series.RolledUntil = row.LongNumber(kRolledUntil);
+    series.IsSparse = row.Number(kSparse) != 0;
+    if (!row.IsNull(kSession)) series.Session = row.LongNumber(kSession);
+    if (!row.IsNull(kEnded)) series.Ended = static_cast<SeriesEnd>(row.Number(kEnded));
+    series.To = row.IsNull(kTo) ? m_Sessions[series.Session.value_or(0)].End : row.LongNumber(kTo);
+    return series;
+}
+
 std::vector<StoredDevice> HistoryReader::AllDevices() {
+    using namespace series_column;
     std::vector<StoredDevice> all;
-    SqliteStatement select(m_Connection,
-                           "SELECT device, devices.id, model, variable, series.id, session, from_ms, to_ms, ended, "
-                           "coalesce(rolled_ms, 9223372036854775807), sparse, port, address, name FROM series "
-                           "JOIN devices ON number = device ORDER BY device, variable, from_ms, series.id");
+    SqliteStatement row(m_Connection,
+                        "SELECT device, devices.id, model, variable, series.id, session, from_ms, to_ms, ended, "
+                        "coalesce(rolled_ms, 9223372036854775807), sparse, port, address, name FROM series "
+                        "JOIN devices ON number = device ORDER BY device, variable, from_ms, series.id");
     std::int64_t latest = 0;
-    while (select.Step()) {
-        if (all.empty() || all.back().Number != select.LongNumber(0) || all.back().Key.Variable != select.Text(3)) {
-            all.push_back({.Number = select.LongNumber(0), .Id = select.Text(1), .Key = {}, .Series = {}});
-            all.back().Key.Variable = select.Text(3);
+    while (row.Step()) {
+        const auto variable = row.Text(kVariable);
+        if (all.empty() || all.back().Number != row.LongNumber(kDevice) || all.back().Key.Variable != variable) {
+            all.push_back({.Number = row.LongNumber(kDevice), .Id = row.Text(kId), .Key = {}, .Series = {}});
             latest = 0;
         }
-        StoredSeries series;
-        series.Row = select.LongNumber(4);
-        series.From = select.LongNumber(6);
-        series.RolledUntil = select.LongNumber(9);
-        series.IsSparse = select.Number(10) != 0;
-        if (!select.IsNull(5)) series.Session = select.LongNumber(5);
-        if (!select.IsNull(8)) series.Ended = static_cast<SeriesEnd>(select.Number(8));
-        series.To = select.IsNull(7) ? m_Sessions[series.Session.value_or(0)].End : select.LongNumber(7);
-        all.back().Series.push_back(series);
-        if (series.Row < latest) continue;
-        latest = series.Row;
-        auto& key = all.back().Key;
-        key = {select.Text(11), select.Number(12), select.Number(2), select.Text(13), key.Variable};
+        auto& device = all.back();
+        device.Series.push_back(SeriesOf(row));
+        const auto id = device.Series.back().Row;
+        if (id < latest) continue;
+        latest = id;
+        device.Key = {row.Text(kPort), row.Number(kAddress), row.Number(kModel), row.Text(kName), variable};
     }
     std::stable_sort(all.begin(), all.end(), [](const StoredDevice& a, const StoredDevice& b) {
         return std::tie(a.Key.Port, a.Key.Address, a.Number) < std::tie(b.Key.Port, b.Key.Address, b.Number);
@@ -158,20 +186,26 @@ HistorySummary HistoryReader::Summarize(const StoredDevice& device, const Period
     return summary;
 }
 
+/// In the order of the question for alarms.
+namespace alarm_column {
+enum Column { kFrom, kId, kDevice, kPort, kKind, kText, kValue, kTo, kHolder };
+}  // namespace alarm_column
+
 AlarmRow HistoryReader::AlarmOf(SqliteStatement& row) const {
+    using namespace alarm_column;
     AlarmRow alarm;
-    alarm.Alarm = {.From = row.LongNumber(0),
-                   .Port = row.Text(3),
+    alarm.Alarm = {.From = row.LongNumber(kFrom),
+                   .Port = row.Text(kPort),
                    .Address = 0,
-                   .Kind = row.Text(4),
-                   .Text = row.Text(5),
-                   .Value = row.Real(6),
+                   .Kind = row.Text(kKind),
+                   .Text = row.Text(kText),
+                   .Value = row.Real(kValue),
                    .To = {}};
-    const auto holder = m_Sessions.find(row.LongNumber(8));
+    const auto holder = m_Sessions.find(row.LongNumber(kHolder));
     const auto end = holder == m_Sessions.end() ? 0 : holder->second.End;
-    if (!row.IsNull(7)) {
+    if (!row.IsNull(kTo)) {
         alarm.Ended = AlarmRow::End::Ended;
-        alarm.Alarm.To = alarm.Until = row.LongNumber(7);
+        alarm.Alarm.To = alarm.Until = row.LongNumber(kTo);
     } else if (end < m_Now) {
         alarm.Ended = AlarmRow::End::StationStopped;
         alarm.Until = end;
@@ -196,8 +230,8 @@ void HistoryReader::ReadAlarms(const std::vector<StoredDevice>& devices, const P
         page.clear();
         std::int64_t id = 0;
         while (select.Step()) {
-            page.emplace_back(AlarmOf(select), select.LongNumber(2));
-            id = select.LongNumber(1);
+            page.emplace_back(AlarmOf(select), select.LongNumber(alarm_column::kDevice));
+            id = select.LongNumber(alarm_column::kId);
         }
         select.Reset();
         if (!page.empty()) select.Bind(1, page.back().first.Alarm.From).Bind(2, id);

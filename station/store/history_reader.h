@@ -70,6 +70,7 @@ private:
     /// Times in which nobody has read a device that was read before.
     std::vector<HistoryRow> TimesNotRead(const StoredDevice& device, const Period& period) const;
     bool AnySessionWithin(std::int64_t from, std::int64_t to) const;
+    StoredSeries SeriesOf(platform::SqliteStatement& row);
     AlarmRow AlarmOf(platform::SqliteStatement& row) const;
 
     platform::SqliteConnection m_Connection;

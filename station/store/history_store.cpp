@@ -122,10 +122,14 @@ std::int64_t HistoryStore::DeviceOf(const SeriesKey& key) {
 
 void HistoryStore::WriteReading(std::int64_t series, const ReadingRow& reading) {
     m_AddReading.Bind(1, series).Bind(3, reading.Value).Bind(4, reading.Seq).Bind(5, static_cast<int>(reading.Why));
-    std::int64_t time = reading.Time;
-    do {
-        m_AddReading.Bind(2, time++).Run();
-    } while (m_Connection.Changes() == 0);
+    const auto isAddedAt = [this](std::int64_t time) {
+        m_AddReading.Bind(2, time).Run();
+        return m_Connection.Changes() > 0;
+    };
+    // A series has one reading a millisecond: one that comes within the same as another gets the next that is free.
+    auto time = reading.Time;
+    while (!isAddedAt(time))
+        ++time;
 }
 
 void HistoryStore::WriteGap(std::int64_t series, std::int64_t from, const Gap& gap) {

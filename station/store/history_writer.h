@@ -13,7 +13,7 @@
 namespace orvix::station {
 
 /// Brings what waits into the file, in turns. A turn that fails keeps the rows for the next one; a file that cannot be
-/// used is replaced. Time is handed in.
+/// used is replaced, at most once an hour. Time is handed in.
 class HistoryWriter {
 public:
     /// Called with one sentence when writing begins to fail and when it works again, when the file was replaced, and

@@ -35,7 +35,7 @@ int WidestOf(const ScreenContent& content, std::string Reading::*text, int most)
 }
 
 /// Takes the column's width and gap off the rest, if that has them.
-int Taken(int& rest, int width) {
+int TakeColumns(int& rest, int width) {
     if (width == 0 || rest < width + kGap) return 0;
     rest -= width + kGap;
     return width;
@@ -47,17 +47,17 @@ Columns FitColumns(const ScreenContent& content, int width) {
     const int wantedName = std::max(WidestOf(content, &Reading::Name, kMostName), kLeastName);
     int rest = width - kAddressWidth - kGap - kValueWidth;
     Columns columns;
-    columns.Name = Taken(rest, kLeastName);
-    columns.State = Taken(rest, kStateWidth);
-    columns.Age = Taken(rest, kAgeWidth);
-    if (severalPorts) columns.Port = Taken(rest, WidestOf(content, &Reading::Port, kMostPort));
+    columns.Name = TakeColumns(rest, kLeastName);
+    columns.State = TakeColumns(rest, kStateWidth);
+    columns.Age = TakeColumns(rest, kAgeWidth);
+    if (severalPorts) columns.Port = TakeColumns(rest, WidestOf(content, &Reading::Port, kMostPort));
     if (columns.Name > 0) {
         const int more = std::clamp(wantedName - columns.Name, 0, rest);
         columns.Name += more;
         rest -= more;
     }
     const int trend = std::min(rest - kGap, static_cast<int>(Trend::kMostReadings));
-    if (trend >= kLeastTrend) columns.Trend = Taken(rest, trend);
+    if (trend >= kLeastTrend) columns.Trend = TakeColumns(rest, trend);
     return columns;
 }
 
