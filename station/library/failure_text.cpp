@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "station/model/known_failures.h"
+
 namespace orvix::station {
 namespace {
 
@@ -13,16 +15,11 @@ struct Cause {
 };
 
 constexpr Cause kCauses[] = {
-    {Outcome::Silent, errors::TimeOut, nullptr},
-    {Outcome::CutShort, errors::TimeOut, nullptr},
-    {Outcome::Late, errors::TimeOut, "The device answers after the time-out."},
-    {Outcome::Damaged, errors::BadFrame, nullptr},
-    {Outcome::Foreign, errors::BadFrame, nullptr},
-    {Outcome::Checksum, errors::Checksum, nullptr},
+    {Outcome::Silent, errors::TimeOut, nullptr},    {Outcome::CutShort, errors::TimeOut, nullptr},
+    {Outcome::Late, errors::TimeOut, kAnswersLate}, {Outcome::Damaged, errors::BadFrame, nullptr},
+    {Outcome::Foreign, errors::BadFrame, nullptr},  {Outcome::Checksum, errors::Checksum, nullptr},
     {Outcome::Refused, errors::Refused, nullptr},
 };
-
-constexpr char kEcho[] = "The request came back instead of an answer: the converter echoes what is sent.";
 
 // Reports name where they were raised in brackets behind the description, innermost first.
 std::string WithoutPlace(const std::string& report) {
@@ -48,7 +45,7 @@ Failure FailureOf(const Exchange& exchange, Failure said) {
     if (cause == std::end(kCauses)) return said;
     said.Code = cause->Code;
     if (cause->Text != nullptr) said.Text = cause->Text;
-    if (exchange.IsEcho) said.Text = kEcho;
+    if (exchange.IsEcho) said.Text = kRequestCameBack;
     return said;
 }
 

@@ -1,6 +1,8 @@
 #include "station/run/diagnosis.h"
 
 #include <algorithm>
+#include <string_view>
+#include <utility>
 
 #include "station/words/quantity_text.h"
 
@@ -40,21 +42,21 @@ enum Symptom : unsigned {
     kAll = 63,
 };
 
-/// What a rule looks at.
-struct Case {
-    const BusHealth& Bus;
-    const AddressHealth& Address;  ///< of a rule about an address
-    bool OthersAreFine = false;    ///< no other address has a finding, nor has the bus
+/// What stands in a sentence for each of its words in capitals, in their order.
+using Words = std::vector<std::pair<std::string_view, std::string>>;
+
+struct BusRule {
+    FindingText Text;
+    unsigned Explains;  ///< the symptoms of addresses that follow from it
+    bool (*Holds)(const BusHealth&);
+    Words (*WordsOf)(const BusHealth&);
 };
 
-enum class Scope { Bus, Address };
-
-struct Rule {
-    Scope Of;
-    Symptom About;      ///< of a rule about an address
-    unsigned Explains;  ///< of a rule about the bus: the symptoms of addresses that follow from it
-    bool (*Holds)(const Case&);
-    std::string (*Says)(const Case&);
+struct AddressRule {
+    FindingText Text;
+    Symptom About;
+    bool (*Holds)(const AddressHealth&, const BusHealth&);
+    Words (*WordsOf)(const AddressHealth&, const BusHealth&);
 };
 
 bool IsNotable(std::uint64_t count, const Tally& of) {
@@ -63,10 +65,6 @@ bool IsNotable(std::uint64_t count, const Tally& of) {
 
 std::string PercentOf(std::uint64_t count, const Tally& of) {
     return FixedText(100.0 * static_cast<double>(count) / static_cast<double>(of.Exchanges()), 0) + " %";
-}
-
-std::string Named(const AddressHealth& address) {
-    return "address " + std::to_string(address.Address);
 }
 
 std::uint64_t OwnFailures(const Tally& tally) {
@@ -98,20 +96,58 @@ bool OnEveryAddress(const BusHealth& bus, Predicate holds) {
     return answering > 1;
 }
 
-bool NoneAnswers(const Case& c) {
-    const auto& all = c.Bus.Addresses;
-    return all.size() > 1 &&
-           std::all_of(all.begin(), all.end(), [&](const AddressHealth& it) { return IsSilent(it, c.Bus); });
+// What buses have.
+
+Tally Recent(const BusHealth& bus) {
+    return bus.Sum(&AddressHealth::Recent);
 }
 
-bool IsNoisy(const Case& c) {
-    const auto sum = c.Bus.Sum(&AddressHealth::Recent);
+bool IsPortUnusable(const BusHealth& bus) {
+    return bus.PortDown && !bus.PortDown->WasOpen;
+}
+
+bool IsPortGone(const BusHealth& bus) {
+    return bus.PortDown && bus.PortDown->WasOpen;
+}
+
+bool Echoes(const BusHealth& bus) {
+    const auto recent = Recent(bus);
+    return IsNotable(recent.Echoes, recent);
+}
+
+bool NoneAnswers(const BusHealth& bus) {
+    const auto& all = bus.Addresses;
+    return all.size() > 1 &&
+           std::all_of(all.begin(), all.end(), [&](const AddressHealth& it) { return IsSilent(it, bus); });
+}
+
+bool IsNoisy(const BusHealth& bus) {
+    const auto sum = Recent(bus);
     if (!IsNotable(sum.Noises, sum)) return false;
     const auto isOnlySource = [&](const AddressHealth& it) {
         return static_cast<double>(it.Recent.Noises) >= kOneSource * static_cast<double>(sum.Noises);
     };
-    const auto& all = c.Bus.Addresses;
+    const auto& all = bus.Addresses;
     return all.size() == 1 || std::none_of(all.begin(), all.end(), isOnlySource);
+}
+
+bool AllAreDamaged(const BusHealth& bus) {
+    return OnEveryAddress(bus, [](const Tally& recent) { return IsNotable(recent.Damaged(), recent); });
+}
+
+bool AllTimeOut(const BusHealth& bus) {
+    return OnEveryAddress(bus, [](const Tally& recent) { return IsNotable(recent.TimeOuts(), recent); });
+}
+
+/// Whether at least one answer of ten, of which there must be some, nearly misses the time-out.
+bool AnswersLate(const Tally& recent, const BusHealth& bus) {
+    const auto& trips = recent.RoundTrips;
+    const std::chrono::duration<double> limit = bus.ReplyLimit;
+    return trips.Count() >= kFewestTrips && trips.Quantile(0.9) >= kLateShare * limit;
+}
+
+bool AllAnswerLate(const BusHealth& bus) {
+    return OnEveryAddress(bus, [&](const Tally& recent) { return AnswersLate(recent, bus); });
 }
 
 /// The period of the address that is read least often; zero while that cannot be told.
@@ -123,156 +159,223 @@ Duration LongestPeriod(const BusHealth& bus) {
     return longest;
 }
 
-bool AnswersTooLate(const Case& c) {
-    return IsNotable(c.Address.Recent.Late, c.Address.Recent);
+bool IsTooSlow(const BusHealth& bus) {
+    return LongestPeriod(bus) > kPeriodSlack * std::chrono::duration<double>(bus.Every);
 }
 
-/// Whether at least one answer of ten, of which there must be some, nearly misses the time-out.
-bool AnswersLate(const BusHealth& bus, const Tally& recent) {
-    const auto& trips = recent.RoundTrips;
-    const std::chrono::duration<double> limit = bus.ReplyLimit;
-    return trips.Count() >= kFewestTrips && trips.Quantile(0.9) >= kLateShare * limit;
+Words NoWords(const BusHealth&) {
+    return {};
 }
 
-std::string LateText(const BusHealth& bus, const Tally& recent) {
-    return "late (p95 " + MillisecondsText(recent.RoundTrips.Quantile(0.95)) + " ms of " +
-           std::to_string(bus.ReplyLimit.count()) + " ms)";
+Words LateWords(const Tally& recent, const BusHealth& bus) {
+    return {{"P95", MillisecondsText(recent.RoundTrips.Quantile(0.95))},
+            {"LIMIT", std::to_string(bus.ReplyLimit.count())}};
 }
 
-std::string RefusalText(const Case& c) {
-    const auto& recent = c.Address.Recent;
-    const auto refused = recent.Count(Outcome::Refused);
-    if (static_cast<double>(refused) >= kMostRefused * static_cast<double>(recent.Exchanges())) {
-        return Named(c.Address) + " refuses: wrong model?";
-    }
-    return Named(c.Address) + " refuses " + PercentOf(refused, recent) + " of the requests: wrong model, or not ready";
-}
-
-std::string SilenceText(const Case& c) {
-    const auto& address = c.Address;
-    if (address.LastGood) {
-        return Named(address) + " stopped answering " + RoughText(*address.LastGood) + " ago: power, wiring or device";
-    }
-    return Named(address) + " never answers: power, wiring or address" +
-           (c.OthersAreFine ? "; the others are fine" : "");
-}
-
-// The first rule of a bus that holds tells what it has, and the first of an address what that has.
-constexpr Rule kRules[] = {
-    {Scope::Bus, kNone, kAll, [](const Case& c) { return c.Bus.PortDown.has_value(); },
-     [](const Case& c) -> std::string {
-         const auto& down = *c.Bus.PortDown;
-         if (!down.WasOpen) return "the port cannot be used (" + down.Reason + "): its name, rights, other programs";
-         return "the port is gone since " + RoughText(down.Age) + " (" + down.Reason +
-                "): plug the converter in again, the station goes on by itself";
+// The first that holds tells what a bus has.
+constexpr BusRule kBusRules[] = {
+    {{"the port cannot be used (REASON)", "its name, your rights (group dialout), another program that has it"},
+     kAll,
+     IsPortUnusable,
+     [](const BusHealth& bus) -> Words {
+         return {{"REASON", bus.PortDown->Reason}};
      }},
-    {Scope::Bus, kNone, kAll,
-     [](const Case& c) {
-         const auto sum = c.Bus.Sum(&AddressHealth::Recent);
-         return IsNotable(sum.Echoes, sum);
-     },
-     [](const Case&) -> std::string { return "every request comes back: switch the converter's local echo off"; }},
-    {Scope::Bus, kNone, kAll, NoneAnswers,
-     [](const Case&) -> std::string {
-         return "no device answers: power of the bus, its two wires exchanged, speed, or the wrong port";
+    {{"the port is gone since TIME (REASON)", "plug the converter in again, the station goes on by itself"},
+     kAll,
+     IsPortGone,
+     [](const BusHealth& bus) -> Words {
+         return {{"TIME", RoughText(bus.PortDown->Age)}, {"REASON", bus.PortDown->Reason}};
      }},
-    {Scope::Bus, kNone, kNoise | kDamage | kTimeOut, IsNoisy,
-     [](const Case& c) {
-         return "noise: stray bytes between exchanges (" +
-                std::to_string(c.Bus.Sum(&AddressHealth::Recent).StrayBytes) +
-                " of late): termination, ground, or a cable beside power lines";
+    {{"every request comes back", "switch the converter's local echo off"}, kAll, Echoes, NoWords},
+    {{"no device answers", "power of the bus, its two wires exchanged, speed, or the wrong port"},
+     kAll,
+     NoneAnswers,
+     NoWords},
+    {{"noise: stray bytes between exchanges (COUNT of late)", "termination, ground, or a cable beside power lines"},
+     kNoise | kDamage | kTimeOut,
+     IsNoisy,
+     [](const BusHealth& bus) -> Words {
+         return {{"COUNT", std::to_string(Recent(bus).StrayBytes)}};
      }},
-    {Scope::Bus, kNone, kDamage | kTimeOut,
-     [](const Case& c) {
-         return OnEveryAddress(c.Bus, [](const Tally& recent) { return IsNotable(recent.Damaged(), recent); });
-     },
-     [](const Case& c) {
-         return DamageText(c.Bus.Sum(&AddressHealth::Recent)) + " on every address: termination, ground or speed";
+    {{"ERRORS on every address", "termination, ground or speed"},
+     kDamage | kTimeOut,
+     AllAreDamaged,
+     [](const BusHealth& bus) -> Words {
+         return {{"ERRORS", DamageText(Recent(bus))}};
      }},
-    {Scope::Bus, kNone, kTimeOut,
-     [](const Case& c) {
-         return OnEveryAddress(c.Bus, [](const Tally& recent) { return IsNotable(recent.TimeOuts(), recent); });
-     },
-     [](const Case& c) {
-         const auto sum = c.Bus.Sum(&AddressHealth::Recent);
-         return PercentOf(sum.TimeOuts(), sum) + " of the exchanges time out, on every address: cable or converter";
+    {{"SHARE of the exchanges time out, on every address", "cable or converter"},
+     kTimeOut,
+     AllTimeOut,
+     [](const BusHealth& bus) -> Words {
+         const auto recent = Recent(bus);
+         return {{"SHARE", PercentOf(recent.TimeOuts(), recent)}};
      }},
-    {Scope::Bus, kNone, kLateness,
-     [](const Case& c) {
-         return OnEveryAddress(c.Bus, [&](const Tally& recent) { return AnswersLate(c.Bus, recent); });
-     },
-     [](const Case& c) {
-         return "every address answers " + LateText(c.Bus, c.Bus.Sum(&AddressHealth::Recent)) +
-                ": a slow converter or a busy computer; a larger --timeout-factor helps";
+    {{"every address answers late (p95 P95 ms of LIMIT ms)",
+      "a slow converter or a busy computer; a larger --timeout-factor helps"},
+     kLateness,
+     AllAnswerLate,
+     [](const BusHealth& bus) { return LateWords(Recent(bus), bus); }},
+    {{"devices are read every TIME, not every PERIOD as asked",
+      "fewer devices, a longer period, or mend those that do not answer"},
+     kNone,
+     IsTooSlow,
+     [](const BusHealth& bus) -> Words {
+         return {{"TIME", RoughText(LongestPeriod(bus))}, {"PERIOD", RoughText(bus.Every)}};
      }},
-    {Scope::Bus, kNone, kNone,
-     [](const Case& c) { return LongestPeriod(c.Bus) > kPeriodSlack * std::chrono::duration<double>(c.Bus.Every); },
-     [](const Case& c) {
-         return "devices are read every " + RoughText(LongestPeriod(c.Bus)) + ", not every " + RoughText(c.Bus.Every) +
-                " as asked: fewer devices, a longer period, or mend those that do not answer";
+    {{"the bus is in trouble", "REASON"},
+     kNone,
+     [](const BusHealth& bus) { return !bus.Trouble.empty(); },
+     [](const BusHealth& bus) -> Words {
+         return {{"REASON", bus.Trouble}};
      }},
-    {Scope::Bus, kNone, kNone, [](const Case& c) { return !c.Bus.Trouble.empty(); },
-     [](const Case& c) { return "the bus is in trouble: " + c.Bus.Trouble; }},
-    {Scope::Bus, kNone, kNone, [](const Case& c) { return c.Bus.Sum(&AddressHealth::Total).Exchanges() == 0; },
-     [](const Case&) -> std::string { return "nothing has been asked yet"; }},
-    {Scope::Address, kOther, kNone,
-     [](const Case& c) { return IsNotable(c.Address.Recent.Count(Outcome::Refused), c.Address.Recent); }, RefusalText},
-    {Scope::Address, kOther, kNone, [](const Case& c) { return IsNotable(c.Address.Recent.Doubled, c.Address.Recent); },
-     [](const Case& c) {
-         return "two devices share " + Named(c.Address) + ": its answers come twice; give one another address";
-     }},
-    {Scope::Address, kOther, kNone, AnswersTooLate,
-     [](const Case& c) {
-         return Named(c.Address) + " answers after the time-out of " + RoughText(c.Bus.ReplyLimit) + " (" +
-                PercentOf(c.Address.Recent.Late, c.Address.Recent) +
-                " of the exchanges): a larger --timeout-factor, or a slow device";
-     }},
-    {Scope::Address, kSilence, kNone, [](const Case& c) { return IsSilent(c.Address, c.Bus); }, SilenceText},
-    {Scope::Address, kNoise, kNone, [](const Case& c) { return IsNotable(c.Address.Recent.Noises, c.Address.Recent); },
-     [](const Case& c) {
-         return "noise: stray bytes around the answers of " + Named(c.Address) + ": its cable or ground";
-     }},
-    {Scope::Address, kDamage, kNone,
-     [](const Case& c) { return IsNotable(c.Address.Recent.Damaged(), c.Address.Recent); },
-     [](const Case& c) {
-         const auto& recent = c.Address.Recent;
-         return PercentOf(recent.Damaged(), recent) + " of the exchanges with " + Named(c.Address) + " bring " +
-                DamageText(recent) + ": its cable, or a second device with this address";
-     }},
-    {Scope::Address, kTimeOut, kNone,
-     [](const Case& c) { return IsNotable(OwnFailures(c.Address.Recent), c.Address.Recent); },
-     [](const Case& c) {
-         const auto& recent = c.Address.Recent;
-         return PercentOf(OwnFailures(recent), recent) + " of the exchanges with " + Named(c.Address) +
-                " fail (time-outs): cable or device";
-     }},
-    {Scope::Address, kLateness, kNone, [](const Case& c) { return AnswersLate(c.Bus, c.Address.Recent); },
-     [](const Case& c) { return Named(c.Address) + " answers " + LateText(c.Bus, c.Address.Recent); }},
+    {{"nothing has been asked yet", "wait for the first period"},
+     kNone,
+     [](const BusHealth& bus) { return bus.Sum(&AddressHealth::Total).Exchanges() == 0; },
+     NoWords},
 };
 
-const Rule* FirstThatHolds(Scope scope, const Case& c) {
-    const auto* found = std::find_if(std::begin(kRules), std::end(kRules),
-                                     [&](const Rule& rule) { return rule.Of == scope && rule.Holds(c); });
-    return found == std::end(kRules) ? nullptr : found;
+// What addresses have.
+
+/// Whether a device refuses so much that it is not the one that is asked for.
+bool RefusesMost(const AddressHealth& address, const BusHealth&) {
+    const auto& recent = address.Recent;
+    const auto refused = recent.Count(Outcome::Refused);
+    return IsNotable(refused, recent) &&
+           static_cast<double>(refused) >= kMostRefused * static_cast<double>(recent.Exchanges());
+}
+
+bool RefusesSome(const AddressHealth& address, const BusHealth&) {
+    return IsNotable(address.Recent.Count(Outcome::Refused), address.Recent);
+}
+
+bool IsShared(const AddressHealth& address, const BusHealth&) {
+    return IsNotable(address.Recent.Doubled, address.Recent);
+}
+
+bool AnswersTooLate(const AddressHealth& address, const BusHealth&) {
+    return IsNotable(address.Recent.Late, address.Recent);
+}
+
+bool StoppedAnswering(const AddressHealth& address, const BusHealth& bus) {
+    return IsSilent(address, bus) && address.LastGood;
+}
+
+bool IsNoisyAround(const AddressHealth& address, const BusHealth&) {
+    return IsNotable(address.Recent.Noises, address.Recent);
+}
+
+bool IsDamaged(const AddressHealth& address, const BusHealth&) {
+    return IsNotable(address.Recent.Damaged(), address.Recent);
+}
+
+bool OftenFails(const AddressHealth& address, const BusHealth&) {
+    return IsNotable(OwnFailures(address.Recent), address.Recent);
+}
+
+Words AddressWord(const AddressHealth& address, const BusHealth&) {
+    return {{"N", std::to_string(address.Address)}};
+}
+
+// The first that holds tells what an address has.
+constexpr AddressRule kAddressRules[] = {
+    {{"address N refuses", "wrong model? nimbo1 scan tells it"}, kOther, RefusesMost, AddressWord},
+    {{"address N refuses SHARE of the requests", "wrong model, or not ready"},
+     kOther,
+     RefusesSome,
+     [](const AddressHealth& it, const BusHealth&) -> Words {
+         return {{"N", std::to_string(it.Address)}, {"SHARE", PercentOf(it.Recent.Count(Outcome::Refused), it.Recent)}};
+     }},
+    {{"two devices share address N", "its answers come twice; give one another address"},
+     kOther,
+     IsShared,
+     AddressWord},
+    {{"address N answers after the time-out of TIME (SHARE of the exchanges)",
+      "a larger --timeout-factor, or a slow device"},
+     kOther,
+     AnswersTooLate,
+     [](const AddressHealth& it, const BusHealth& bus) -> Words {
+         return {{"N", std::to_string(it.Address)},
+                 {"TIME", RoughText(bus.ReplyLimit)},
+                 {"SHARE", PercentOf(it.Recent.Late, it.Recent)}};
+     }},
+    {{"address N stopped answering TIME ago", "power, wiring or device"},
+     kSilence,
+     StoppedAnswering,
+     [](const AddressHealth& it, const BusHealth&) -> Words {
+         return {{"N", std::to_string(it.Address)}, {"TIME", RoughText(*it.LastGood)}};
+     }},
+    {{"address N never answers", "power, wiring or address"}, kSilence, IsSilent, AddressWord},
+    {{"noise: stray bytes around the answers of address N", "its cable or ground"}, kNoise, IsNoisyAround, AddressWord},
+    {{"SHARE of the exchanges with address N bring ERRORS", "its cable, or a second device with this address"},
+     kDamage,
+     IsDamaged,
+     [](const AddressHealth& it, const BusHealth&) -> Words {
+         return {{"SHARE", PercentOf(it.Recent.Damaged(), it.Recent)},
+                 {"N", std::to_string(it.Address)},
+                 {"ERRORS", DamageText(it.Recent)}};
+     }},
+    {{"SHARE of the exchanges with address N fail (time-outs)", "cable or device"},
+     kTimeOut,
+     OftenFails,
+     [](const AddressHealth& it, const BusHealth&) -> Words {
+         return {{"SHARE", PercentOf(OwnFailures(it.Recent), it.Recent)}, {"N", std::to_string(it.Address)}};
+     }},
+    {{"address N answers late (p95 P95 ms of LIMIT ms)", "a larger --timeout-factor, before answers miss the time-out"},
+     kLateness,
+     [](const AddressHealth& it, const BusHealth& bus) { return AnswersLate(it.Recent, bus); },
+     [](const AddressHealth& it, const BusHealth& bus) {
+         auto words = LateWords(it.Recent, bus);
+         words.insert(words.begin(), {"N", std::to_string(it.Address)});
+         return words;
+     }},
+};
+
+/// The first of a table's rules that holds; null when none does.
+template <class Rule, std::size_t Count, class... Case>
+const Rule* FirstThatHolds(const Rule (&rules)[Count], const Case&... of) {
+    const auto* found =
+        std::find_if(std::begin(rules), std::end(rules), [&](const Rule& it) { return it.Holds(of...); });
+    return found == std::end(rules) ? nullptr : found;
+}
+
+std::string Filled(const FindingText& text, const Words& words) {
+    const auto whole = std::string(text.Sentence) + ": " + text.Cure;
+    std::string filled;
+    std::size_t done = 0;
+    for (const auto& [word, value] : words) {
+        const auto at = whole.find(word, done);
+        filled.append(whole, done, at - done).append(value);
+        done = at + word.size();
+    }
+    return filled.append(whole, done);
 }
 
 }  // namespace
 
+std::vector<FindingText> AllFindingTexts() {
+    std::vector<FindingText> texts;
+    for (const auto& rule : kBusRules)
+        texts.push_back(rule.Text);
+    for (const auto& rule : kAddressRules)
+        texts.push_back(rule.Text);
+    return texts;
+}
+
 std::vector<Finding> Diagnose(const BusHealth& bus) {
-    const AddressHealth none;
     std::vector<Finding> findings;
-    const Rule* ofBus = FirstThatHolds(Scope::Bus, {bus, none});
-    if (ofBus != nullptr) findings.push_back({0, ofBus->Says({bus, none})});
+    const auto* ofBus = FirstThatHolds(kBusRules, bus);
+    if (ofBus != nullptr) findings.push_back({0, Filled(ofBus->Text, ofBus->WordsOf(bus))});
 
     const unsigned explained = ofBus == nullptr ? kNone : ofBus->Explains;
-    std::vector<std::pair<const AddressHealth*, const Rule*>> ill;
+    bool neverAnswers = false;
     for (const auto& address : bus.Addresses) {
-        const Rule* rule = FirstThatHolds(Scope::Address, {bus, address});
-        if (rule != nullptr && (rule->About & explained) == 0) ill.emplace_back(&address, rule);
+        const auto* rule = FirstThatHolds(kAddressRules, address, bus);
+        if (rule == nullptr || (rule->About & explained) != 0) continue;
+        findings.push_back({address.Address, Filled(rule->Text, rule->WordsOf(address, bus))});
+        neverAnswers = rule->About == kSilence && !address.LastGood;
     }
-    const bool othersAreFine = ofBus == nullptr && ill.size() == 1 && bus.Addresses.size() > 1;
-    for (const auto& [address, rule] : ill)
-        findings.push_back({address->Address, rule->Says({bus, *address, othersAreFine})});
+    if (neverAnswers && findings.size() == 1 && bus.Addresses.size() > 1)
+        findings.back().Sentence += "; the others are fine";
     return findings;
 }
 

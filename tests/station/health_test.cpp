@@ -1,11 +1,15 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <fstream>
 #include <functional>
 #include <map>
 
 #include "devices/protocol/basOrvixNB1.h"
 #include "devices/protocol/frame.h"
 #include "station/line/exchange_tracker.h"
+#include "station/model/known_failures.h"
+#include "station/model/text.h"
 #include "station/run/diagnosis.h"
 #include "station/run/health_book.h"
 
@@ -156,7 +160,7 @@ const struct {
      [](const std::string& r, int n) {
          return n % 4 == 1 ? Answers{} : Answers{{2ms, r}};
      }},
-    {"almost late", "address 7 answers late (p95 48 ms of 50 ms)",
+    {"almost late", "address 7 answers late (p95 48 ms of 50 ms): a larger",
      [](const std::string& r, int) {
          return Answers{{48ms, r}};
      }},
@@ -184,11 +188,11 @@ const struct {
      [](const std::string& r, int n) {
          return Answers{{2ms, n % 5 == 0 ? r.substr(0, 6) : r}};
      }},
-    {"refuses", "address 7 refuses: wrong model?",
+    {"refuses", "address 7 refuses: wrong model? nimbo1 scan tells it",
      [](const std::string&, int) {
          return Answers{{2ms, BuildFrame(kIll, "\x07\x00"s, "\xC9")}};
      }},
-    {"refuses at times", "address 7 refuses 20 % of the requests",
+    {"refuses at times", "address 7 refuses 20 % of the requests: wrong",
      [](const std::string& r, int n) {
          return Answers{{2ms, n % 5 == 0 ? BuildFrame(kIll, "\x07\x00"s, "\xC9") : r}};
      }},
@@ -237,6 +241,37 @@ TEST(Diagnosis, OneFaultOfOneDeviceOfFiveIsToldAndNothingElse) {
             EXPECT_NE(findings[0].Sentence.find(fault.Says), std::string::npos) << findings[0].Sentence;
         }
         line.Pass(1s);
+    }
+}
+
+/// What each row of a document's table says, without the marks of code.
+std::vector<std::string> RowsBelow(const std::string& heading, const std::string& name) {
+    std::ifstream document(NIMBO1_DOCS "/" + name);
+    std::vector<std::string> rows;
+    bool isBelow = false;
+    for (std::string line; std::getline(document, line);) {
+        line.erase(std::remove(line.begin(), line.end(), '`'), line.end());
+        if (isBelow && !line.starts_with("| ")) break;
+        if (isBelow) rows.push_back(line);
+        if (line == heading) isBelow = std::getline(document, line).good();
+    }
+    return rows;
+}
+
+TEST(Diagnosis, ItsDocumentHasAllThatItSaysAndNothingElse) {
+    std::vector<std::string> rows;
+    for (const auto& [sentence, cure] : AllFindingTexts())
+        rows.push_back(std::string("| ") + sentence + " | " + cure + " |");
+    EXPECT_EQ(RowsBelow("| sentence | do |", "health.md"), rows);
+}
+
+TEST(KnownFailures, AreInTheirDocumentWithTheirCures) {
+    const auto rows = RowsBelow("| code | sentence | cause | cure |", "error-codes.md");
+    ASSERT_GE(rows.size(), KnownFailures().size());
+    for (std::size_t i = 0; i < KnownFailures().size(); ++i) {
+        const auto& [code, sentence, cure] = KnownFailures()[i];
+        EXPECT_TRUE(rows[i].starts_with("| " + CodeText(code) + " | " + sentence + " | ")) << rows[i];
+        EXPECT_TRUE(rows[i].ends_with(std::string(" | ") + cure + " |")) << rows[i];
     }
 }
 

@@ -112,7 +112,7 @@ TEST(Read, AcceptsEveryVariableAndAnswersWithTheSystemsOwnError) {
         const char* Err;
     } cases[] = {
         {"serial", 0, "41fe\n", ""},
-        {"status", 1, "", "Invalid device model"},
+        {"status", 1, "", "Invalid device model. What helps: read another variable"},
         {"log", 1, "", "Invalid device model"},
         {"alarm", 1, "", "undefined VarID"},
     };

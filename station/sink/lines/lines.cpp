@@ -10,6 +10,7 @@
 #include "host/text.h"
 #include "station/json/json.h"
 #include "station/model/clock.h"
+#include "station/model/known_failures.h"
 #include "station/model/text.h"
 
 namespace orvix::station {
@@ -39,7 +40,9 @@ public:
               << Padded(event.Starts ? "ALARM" : "alarm over", 11) << "  " << event.Text() << std::endl;
     }
     void Trouble(const std::string& port, const Failure& failure) override {
-        Say(Severity::Error, port + ": " + failure.Text);
+        const auto cure = CureOf(failure);
+        const char* const end = failure.Text.ends_with('.') ? " " : ". ";
+        Say(Severity::Error, port + ": " + failure.Text + (cure.empty() ? "" : end + ("What helps: " + cure)));
     }
     void Message(const std::string& port, const std::string& text) override {
         Say(Severity::Information, port + ": " + text);
