@@ -53,7 +53,7 @@ TEST(AlarmBook, StartsAndEndsOnceWithAHoldOff) {
     for (const auto& row : cases) {
         SCOPED_TRACE(row.What);
         station::AlarmBook book;
-        book.Limits(IdOf("p", 5), row.Limits);
+        book.Limits(station::IdOf("p", 5), row.Limits);
         std::vector<std::string> events;
         for (int second = 0; second < static_cast<int>(row.Values.size()); ++second) {
             for (const auto& event : book.Take(ReadingOf(second, row.Values[static_cast<std::size_t>(second)]))) {
@@ -67,18 +67,18 @@ TEST(AlarmBook, StartsAndEndsOnceWithAHoldOff) {
 
 TEST(AlarmBook, AnAlarmEndsWhenItsLimitOrDeviceIsTakenAway) {
     station::AlarmBook book;
-    book.Limits(IdOf("p", 5), {{}, 30.0, 0, 0, 1});
+    book.Limits(station::IdOf("p", 5), {{}, 30.0, 0, 0, 1});
     ASSERT_EQ(book.Take(ReadingOf(0, 31.0)).size(), 1U);
     ASSERT_EQ(book.Active().size(), 1U);
-    book.Limits(IdOf("p", 5), {});
+    book.Limits(station::IdOf("p", 5), {});
     const auto events = book.Take(ReadingOf(1, 31.0));
     ASSERT_EQ(events.size(), 1U);
     EXPECT_TRUE(!events[0].Starts && events[0].Withdrawn);
     EXPECT_TRUE(book.Active().empty());
 
-    book.Limits(IdOf("p", 5), {{}, 30.0, 0, 0, 1});
+    book.Limits(station::IdOf("p", 5), {{}, 30.0, 0, 0, 1});
     ASSERT_EQ(book.Take(ReadingOf(2, 31.0)).size(), 1U);
-    EXPECT_EQ(book.Forget(IdOf("p", 5), 3000).size(), 1U);
+    EXPECT_EQ(book.Forget(station::IdOf("p", 5), 3000).size(), 1U);
     EXPECT_TRUE(book.Take(ReadingOf(4, 31.0)).empty());
 }
 

@@ -288,7 +288,7 @@ TEST(Diagnosis, WhatAllDevicesHaveIsTheBuss) {
         SCOPED_TRACE(what);
         FaultyLine line;
         const auto* fault = std::find_if(std::begin(kFaults), std::end(kFaults),
-                                         [&](const auto& it) { return it.What == std::string(what); });
+                                         [name = std::string(what)](const auto& it) { return it.What == name; });
         line.Poll(100, fault->Fault, true);
         const auto findings = line.Findings();
         ASSERT_EQ(findings.size(), 1U);
