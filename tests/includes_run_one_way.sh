@@ -19,7 +19,7 @@ library:          host/ tasks/ missions/ devices/ driver/ adapter/
 platform:         host/
 simulator:        host/ devices/protocol/ platform/ station/words/
 station/words:         host/
-station/model:         host/ tasks/enumerations.h station/words/
+station/model:         host/ devices/protocol/bus_line.h tasks/enumerations.h station/words/
 station/report:        host/ platform/ station/words/
 station/json:          host/ station/model/
 station/store:         host/ platform/ station/words/ station/model/ station/json/

@@ -84,10 +84,13 @@ void BusStarter::Prepare(BusSetup& bus) {
     bus.PortNumber = PortNumberIn(m_Station.Folders, bus.PortPath.empty() ? bus.PortLabel : bus.PortPath);
     if (bus.PortPath.empty()) return Simulate(bus);
     if (bus.Devices.empty()) bus.Devices = KnownDevices(bus.PortPath);
-    if (const auto sentence = FitPeriod(bus)) {
-        m_Output.Note(bus.PortLabel + ": " + *sentence + ", going on every " + std::to_string(bus.Every.count()) +
-                      " ms");
-    }
+    RaisePeriod(bus);
+}
+
+void BusStarter::RaisePeriod(BusSetup& bus) {
+    const auto sentence = FitPeriod(bus);
+    if (!sentence) return;
+    m_Output.Note(bus.PortLabel + ": " + *sentence + ", going on every " + std::to_string(bus.Every.count()) + " ms");
 }
 
 void BusStarter::StartBus(BusSetup bus, bool isAlone) {

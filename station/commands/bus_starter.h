@@ -52,6 +52,8 @@ private:
     /// a period that the line can keep. Without any device it needs a scan.
     void Prepare(BusSetup& bus);
     void StartBus(BusSetup bus, bool isAlone);
+    /// To what the line can keep, and says so.
+    void RaisePeriod(BusSetup& bus);
     void Simulate(BusSetup& bus);
     /// Stops the main loop when there is no bus that runs, or may yet.
     void EndIfNoneIsLeft();

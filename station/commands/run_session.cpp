@@ -17,7 +17,7 @@ bool WantsScreen(const RunOptions& options) {
     return !options.Plain && !options.Quiet && !options.Bus.Json;
 }
 
-Output& ScreenOr(LiveOutput& lines, std::optional<ScreenSession>& screen) {
+Output& ChosenOutput(LiveOutput& lines, std::optional<ScreenSession>& screen) {
     return screen && screen->Get() != nullptr ? *screen->Get() : lines.Lines();
 }
 
@@ -30,7 +30,7 @@ RunSession::RunSession(const RunOptions& options, MainLoop& loop)
       m_Station(OpenStation(m_Setup.Data)),
       m_Lines(loop, options.Bus.Json, m_Setup.Buses.size() > 1),
       m_Screen(WantsScreen(options) ? std::make_optional<ScreenSession>(loop, m_Lines) : std::nullopt),
-      m_Output(ScreenOr(m_Lines, m_Screen)),
+      m_Output(ChosenOutput(m_Lines, m_Screen)),
       m_Listener(m_Output, loop.Apartment(), {.Readings = !options.Quiet, .Messages = options.Bus.Verbose}),
       m_Service(loop.Apartment(), [this] { return m_Run.Moves(); }),
       m_AlarmCommand(m_Setup.OnAlarm, kAlarmCommandLimit, loop.Apartment(),

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "devices/protocol/bus_line.h"
 #include "station/model/device_setup.h"
 
 namespace orvix::station {
@@ -27,9 +28,13 @@ struct BusSetup {
     bool DriverThread = false;  ///< the driver runs on a thread of its own, not on the bus's
     bool Trace = false;         ///< write a trace into the folder Log of the data folder
 
+    /// An answer is waited for as long.
+    std::chrono::milliseconds ReplyLimit() const {
+        return std::chrono::milliseconds(kReplyTimeFactors * TimeoutFactor);
+    }
     /// The time in which all attempts of an exchange fit.
     std::chrono::milliseconds LongestExchange() const {
-        return (Retries + 1) * std::chrono::milliseconds(5 * TimeoutFactor + 300) + std::chrono::milliseconds(500);
+        return (Retries + 1) * (ReplyLimit() + std::chrono::milliseconds(300)) + std::chrono::milliseconds(500);
     }
 
     bool operator==(const BusSetup&) const = default;

@@ -86,7 +86,7 @@ public:
         BusHealth health;
         health.Port = m_Setup.PortLabel;
         health.Every = m_Setup.Every;
-        health.ReplyLimit = std::chrono::milliseconds(kReplyTimeFactors * m_Setup.TimeoutFactor);
+        health.ReplyLimit = m_Setup.ReplyLimit();
         health.Attempts = m_Setup.Retries + 1;
         const Duration lived = m_Started ? now - *m_Started : Duration::zero();
         health.Load = Share(m_Bytes.Bytes, lived);

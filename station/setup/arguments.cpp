@@ -10,6 +10,9 @@
 namespace orvix::station {
 namespace {
 
+constexpr std::string_view kPeriodOption = "--every";
+constexpr std::string_view kDebugOption = "--debug";
+
 std::int64_t TimeOf(const char* option, const std::string& text, std::int64_t now) {
     try {
         return ParseHistoryTime(text, now);
@@ -96,14 +99,16 @@ std::vector<Argument> PortArguments(std::function<void(const Value&)> takePort,
 
 std::vector<Argument> BusArguments(BusOptions& bus) {
     std::vector<Argument> arguments{DataOption(bus.Data)};
-    for (const char* name : {"--retries", "--timeout-factor", "--driver-thread", "--trace"})
-        arguments.push_back(BusOption(name, bus));
-    auto debug = BusOption("--debug", bus);
-    debug.Take = [take = debug.Take, &bus](const Value& value) {
-        take(value);
-        bus.Verbose = true;
-    };
-    arguments.push_back(std::move(debug));
+    for (const auto& row : BusOptionTable()) {
+        // A period is of commands that poll, which take it themselves.
+        if (row.Name == nullptr || row.Name == kPeriodOption) continue;
+        arguments.push_back(ArgumentOf(row, bus.OfBuses));
+        if (row.Name != kDebugOption) continue;
+        arguments.back().Take = [take = arguments.back().Take, &bus](const Value& value) {
+            take(value);
+            bus.Verbose = true;
+        };
+    }
     arguments.push_back(JsonFlag(bus.Json));
     arguments.push_back(Flag("-v,--verbose", "also show the library's messages and progress", bus.Verbose));
     return arguments;
