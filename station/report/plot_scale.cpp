@@ -1,12 +1,12 @@
 #include "station/report/plot_scale.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <iterator>
 
 #include "host/date.h"
+#include "station/words/quantity_text.h"
 
 namespace orvix::station {
 namespace {
@@ -22,11 +22,6 @@ double NiceStep(double span, int most) {
         if (rough <= factor * power * (1 + 1e-9)) return factor * power;
     }
     return 10 * power;
-}
-
-std::string FixedText(double value, int decimals) {
-    char text[400];
-    return {text, std::to_chars(std::begin(text), std::end(text), value, std::chars_format::fixed, decimals).ptr};
 }
 
 std::int64_t Minutes(double days) {

@@ -1,8 +1,8 @@
 #include "station/words/quantity_text.h"
 
 #include <algorithm>
-#include <iomanip>
-#include <sstream>
+#include <charconv>
+#include <iterator>
 
 namespace orvix::station {
 namespace {
@@ -34,9 +34,8 @@ std::string InMilliseconds(Duration time) {
 }  // namespace
 
 std::string FixedText(double value, int decimals) {
-    std::ostringstream out;
-    out << std::fixed << std::setprecision(decimals) << value;
-    return out.str();
+    char text[400];
+    return {text, std::to_chars(std::begin(text), std::end(text), value, std::chars_format::fixed, decimals).ptr};
 }
 
 std::string PercentText(double share) {
