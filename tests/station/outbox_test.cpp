@@ -13,7 +13,7 @@ using namespace std::chrono_literals;
 namespace orvix::station {
 namespace {
 
-using Told = std::vector<std::pair<Duration, std::string>>;
+using TimedTexts = std::vector<std::pair<Duration, std::string>>;
 
 struct Ear : Listener {
     explicit Ear(const Apartment& home) : Home(home) {}
@@ -22,7 +22,7 @@ struct Ear : Listener {
     void OnReading(const Reading&) override { Heard.emplace_back(Home.Now(), "reading"); }
 
     const Apartment& Home;
-    Told Heard;
+    TimedTexts Heard;
 };
 
 TEST(Outbox, WakesItsListenerOnceForAnExchangeAndItsReadingAndKeepsNothingBack) {
@@ -38,17 +38,17 @@ TEST(Outbox, WakesItsListenerOnceForAnExchangeAndItsReadingAndKeepsNothingBack) 
         outbox.OnReading({});
         outbox.OnLine({});
         time.RunFor(60ms);
-        EXPECT_EQ(ear.Heard, (Told{{12ms, "line"}, {12ms, "exchange"}, {12ms, "reading"}, {12ms, "line"}}));
+        EXPECT_EQ(ear.Heard, (TimedTexts{{12ms, "line"}, {12ms, "exchange"}, {12ms, "reading"}, {12ms, "line"}}));
         ear.Heard.clear();
         outbox.OnLine({});
         time.RunFor(20ms);
-        EXPECT_EQ(ear.Heard, Told{});
+        EXPECT_EQ(ear.Heard, TimedTexts{});
         time.RunFor(20ms);
-        EXPECT_EQ(ear.Heard, (Told{{97ms, "line"}}));
+        EXPECT_EQ(ear.Heard, (TimedTexts{{97ms, "line"}}));
         outbox.OnExchange({});
     }
     time.RunFor(0ms);
-    EXPECT_EQ(ear.Heard.back(), (Told::value_type{112ms, "exchange"}));
+    EXPECT_EQ(ear.Heard.back(), (TimedTexts::value_type{112ms, "exchange"}));
 }
 
 }  // namespace
