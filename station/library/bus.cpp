@@ -12,6 +12,7 @@ namespace orvix::station {
 namespace {
 
 constexpr std::int32_t kPolled = 1;
+constexpr std::int32_t kLeftOut = 0;
 
 // How long a task may wait for the link to come up before its own time counts.
 constexpr std::chrono::seconds kLinkLimit{5};
@@ -38,7 +39,9 @@ Bus::Bus(const Library& library, BusServices& services, BusSetup setup, Listener
       m_Host(services),
       m_Setup(std::move(setup)),
       m_Listener(listener),
-      m_Tracker(m_Setup.Retries, [this](const Exchange& exchange) { Take(exchange); }) {
+      m_Tracker(m_Setup.Retries, [this](const Exchange& exchange) { Take(exchange); }),
+      m_Silent(m_Setup.Every),
+      m_RoundTimer(services.Apartment().CreateTimer([this] { AskSilentDevice(); })) {
     m_Host.OnLine = [this](const LineEvent& event) { Take(event); };
     m_Host.OnReport = [this](const std::string& report) {
         auto failure = Explain(errors::General, report);
@@ -119,7 +122,10 @@ void Bus::Devices(const DeviceChanges& changes) {
             }
         }
     };
-    doAll(changes.Removed, [this](int address) { m_Adapter->DeviceRemove(NumberText(std::int32_t{address})); });
+    doAll(changes.Removed, [this](int address) {
+        m_Silent.Forget(address);
+        m_Adapter->DeviceRemove(NumberText(std::int32_t{address}));
+    });
     doAll(changes.Added, [this](const DeviceSetup& device) { AddDevice(device); });
     doAll(changes.Renamed, [this](const DeviceSetup& device) {
         m_Adapter->Devices()->Item(NumberText(std::int32_t{device.Address}))->Name(device.Name);
@@ -147,11 +153,40 @@ void Bus::TellReadings() {
         } else {
             reading.Error = m_TaskFailure.value_or(CauseOf(reading.Address, reading.Error));
         }
-        // Such a model is polled only while its flag says so, and its answer clears the flag.
-        if (DeviceModelOf(reading.Model).ReadingSetsMonitorFlag)
-            device->VarsEx().Item(NumberText(varID))->MonitorFlag(kPolled);
+        PlanPoll(reading, *device->VarsEx().Item(NumberText(varID)));
         m_Listener.OnReading(reading);
     }
+}
+
+SilentDevices::Poll Bus::PollOf(const Reading& reading) const {
+    using Poll = SilentDevices::Poll;
+    if (reading.Valid()) return Poll::Answered;
+    if (!m_Exchange || m_Exchange->Address != reading.Address) return Poll::Unknown;
+    switch (m_Exchange->Outcome) {
+        case Outcome::Good:
+        case Outcome::Refused:
+            return Poll::Answered;
+        case Outcome::LineLost:
+            return Poll::Unknown;
+        default:
+            return Poll::Unanswered;
+    }
+}
+
+void Bus::PlanPoll(const Reading& reading, VariableRecord& record) {
+    const bool wasPlanned = m_Silent.Any();
+    m_Silent.Ended(reading.Address, PollOf(reading), m_Host.Apartment().Now());
+    // The answer of some models clears the flag, so it is always set.
+    record.MonitorFlag(m_Silent.IsLeftOut(reading.Address) ? kLeftOut : kPolled);
+    if (m_Silent.Any() && !wasPlanned) m_RoundTimer->Rearm(static_cast<std::int32_t>(m_Setup.Every.count()), true);
+}
+
+void Bus::AskSilentDevice() {
+    if (!m_Silent.Any()) return m_RoundTimer->Enabled(false);
+    const auto address = m_Silent.NextToAsk(m_Host.Apartment().Now());
+    if (!address) return;
+    const auto device = m_Adapter->Devices()->Item(NumberText(std::int32_t{*address}));
+    device->VarsEx().Item(NumberText(MeasuredVariable(device->DeviceModel())))->MonitorFlag(kPolled);
 }
 
 Reading Bus::MakeReading(iOrvixDevice& device, std::int32_t varID) const {

@@ -16,6 +16,7 @@
 #include "station/library/driver_thread.h"
 #include "station/library/host_message.h"
 #include "station/library/library.h"
+#include "station/library/silent_devices.h"
 #include "station/line/exchange_tracker.h"
 #include "station/model/bus_setup.h"
 #include "station/model/device_setup.h"
@@ -54,6 +55,11 @@ private:
     void AddDevice(const DeviceSetup& device);
     void WatchRecord(const std::shared_ptr<iOrvixDevice>& device, std::int32_t varID);
     void TellReadings();
+    /// What became of the poll whose reading that is.
+    SilentDevices::Poll PollOf(const Reading& reading) const;
+    void PlanPoll(const Reading& reading, VariableRecord& record);
+    /// Once a round while a device does not answer.
+    void AskSilentDevice();
     void AskToClose();
 
     void Take(const LineEvent& event);
@@ -89,6 +95,8 @@ private:
 
     /// Addresses whose measured record has been written in this turn.
     std::set<std::string> m_Written;
+    SilentDevices m_Silent;
+    std::unique_ptr<Timer> m_RoundTimer;
     std::string m_LastTrouble;
     std::string m_LinkTrouble;
 

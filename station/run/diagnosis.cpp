@@ -150,11 +150,12 @@ bool AllAnswerLate(const BusHealth& bus) {
     return OnEveryAddress(bus, [&](const Tally& recent) { return AnswersLate(recent, bus); });
 }
 
-/// The period of the address that is read least often; zero while that cannot be told.
+/// The period of the address that is read least often, of those that answer; zero while that cannot be told.
 Duration LongestPeriod(const BusHealth& bus) {
     Duration longest{0};
     for (const auto& address : bus.Addresses) {
-        if (address.Recent.PeriodCount >= kFewestPeriods) longest = std::max(longest, *address.Recent.Period());
+        if (!IsSilent(address, bus) && address.Recent.PeriodCount >= kFewestPeriods)
+            longest = std::max(longest, *address.Recent.Period());
     }
     return longest;
 }
@@ -222,17 +223,23 @@ constexpr BusRule kBusRules[] = {
      [](const BusHealth& bus) -> Words {
          return {{"TIME", RoughText(LongestPeriod(bus))}, {"PERIOD", RoughText(bus.Every)}};
      }},
-    {{"the bus is in trouble", "REASON"},
-     kNone,
-     [](const BusHealth& bus) { return !bus.Trouble.empty(); },
+    {{"the bus is in trouble", "REASON"}, kNone, [](const BusHealth& bus) { return !bus.Trouble.empty(); },
      [](const BusHealth& bus) -> Words {
          return {{"REASON", bus.Trouble}};
-     }},
-    {{"nothing has been asked yet", "wait for the first period"},
-     kNone,
-     [](const BusHealth& bus) { return bus.Sum(&AddressHealth::Total).Exchanges() == 0; },
-     NoWords},
-};
+=======
+         {Scope::Bus, kNone, kNone,
+          [](const Case& c) {
+              return LongestPeriod(c.Bus) > kPeriodSlack * std::chrono::duration<double>(c.Bus.Every);
+          },
+          [](const Case& c) {
+              return "devices are read every " + TimeText(LongestPeriod(c.Bus)) + ", not every " +
+                     TimeText(c.Bus.Every) + " as asked: fewer devices or a longer period";
+          }},
+             {{"nothing has been asked yet", "wait for the first period"},
+              kNone,
+              [](const BusHealth& bus) { return bus.Sum(&AddressHealth::Total).Exchanges() == 0; },
+              NoWords},
+     };
 
 // What addresses have.
 
