@@ -44,8 +44,9 @@ std::optional<std::string> FitPeriod(BusSetup& bus) {
     bus.Every = (round + kTick - milliseconds(1)) / kTick * kTick;
     const auto seconds = std::ceil(static_cast<double>(round.count()) / 10) / 100;
     const auto count = bus.Devices.size();
-    return Counted(count, "device") + (count == 1 ? " needs " : " need ") + NumberText(seconds) + " s a round at " +
-           std::to_string(kBaud) + " baud; " + std::to_string(asked.count()) + " ms is not possible";
+    return Counted(count, "device") + (count == 1 ? " that answers needs " : " that answer need ") +
+           NumberText(seconds) + " s a round at " + std::to_string(kBaud) + " baud; " + std::to_string(asked.count()) +
+           " ms is not possible";
 }
 
 }  // namespace orvix::station

@@ -13,8 +13,8 @@ namespace orvix::station {
 std::chrono::milliseconds RoundTime(const BusSetup& bus);
 
 /// Raises a period that is too short for the devices of the bus to the best that is possible, in steps of 10 ms.
-/// Returns the sentence that says so: "14 devices need 0.47 s a round at 9600 baud; 460 ms is not possible"; nothing
-/// when the period is long enough.
+/// Returns the sentence that says so: "14 devices that answer need 0.47 s a round at 9600 baud; 460 ms is not
+/// possible"; nothing when the period is long enough.
 std::optional<std::string> FitPeriod(BusSetup& bus);
 
 }  // namespace orvix::station

@@ -217,29 +217,23 @@ constexpr BusRule kBusRules[] = {
      AllAnswerLate,
      [](const BusHealth& bus) { return LateWords(Recent(bus), bus); }},
     {{"devices are read every TIME, not every PERIOD as asked",
-      "fewer devices, a longer period, or mend those that do not answer"},
+      "fewer devices, a longer period, or mend those that often fail"},
      kNone,
      IsTooSlow,
      [](const BusHealth& bus) -> Words {
          return {{"TIME", RoughText(LongestPeriod(bus))}, {"PERIOD", RoughText(bus.Every)}};
      }},
-    {{"the bus is in trouble", "REASON"}, kNone, [](const BusHealth& bus) { return !bus.Trouble.empty(); },
+    {{"the bus is in trouble", "REASON"},
+     kNone,
+     [](const BusHealth& bus) { return !bus.Trouble.empty(); },
      [](const BusHealth& bus) -> Words {
          return {{"REASON", bus.Trouble}};
-=======
-         {Scope::Bus, kNone, kNone,
-          [](const Case& c) {
-              return LongestPeriod(c.Bus) > kPeriodSlack * std::chrono::duration<double>(c.Bus.Every);
-          },
-          [](const Case& c) {
-              return "devices are read every " + TimeText(LongestPeriod(c.Bus)) + ", not every " +
-                     TimeText(c.Bus.Every) + " as asked: fewer devices or a longer period";
-          }},
-             {{"nothing has been asked yet", "wait for the first period"},
-              kNone,
-              [](const BusHealth& bus) { return bus.Sum(&AddressHealth::Total).Exchanges() == 0; },
-              NoWords},
-     };
+     }},
+    {{"nothing has been asked yet", "wait for the first period"},
+     kNone,
+     [](const BusHealth& bus) { return bus.Sum(&AddressHealth::Total).Exchanges() == 0; },
+     NoWords},
+};
 
 // What addresses have.
 
@@ -305,13 +299,16 @@ constexpr AddressRule kAddressRules[] = {
                  {"TIME", RoughText(bus.ReplyLimit)},
                  {"SHARE", PercentOf(it.Recent.Late, it.Recent)}};
      }},
-    {{"address N stopped answering TIME ago", "power, wiring or device"},
+    {{"address N stopped answering TIME ago", "power, wiring or device; asked less often until it answers"},
      kSilence,
      StoppedAnswering,
      [](const AddressHealth& it, const BusHealth&) -> Words {
          return {{"N", std::to_string(it.Address)}, {"TIME", RoughText(*it.LastGood)}};
      }},
-    {{"address N never answers", "power, wiring or address"}, kSilence, IsSilent, AddressWord},
+    {{"address N never answers", "power, wiring or address; asked less often until it answers"},
+     kSilence,
+     IsSilent,
+     AddressWord},
     {{"noise: stray bytes around the answers of address N", "its cable or ground"}, kNoise, IsNoisyAround, AddressWord},
     {{"SHARE of the exchanges with address N bring ERRORS", "its cable, or a second device with this address"},
      kDamage,

@@ -177,9 +177,9 @@ TEST(Capacity, APeriodThatIsTooShortBecomesTheBestOne) {
     } cases[] = {
         {1, 0, false, 100, 100, ""},
         {14, 0, false, 470, 470, ""},
-        {14, 0, false, 460, 470, "14 devices need 0.47 s a round at 9600 baud; 460 ms is not possible"},
-        {0, 14, false, 100, 420, "14 devices need 0.42 s a round at 9600 baud; 100 ms is not possible"},
-        {20, 0, true, 500, 860, "20 devices need 0.86 s a round at 9600 baud; 500 ms is not possible"},
+        {14, 0, false, 460, 470, "14 devices that answer need 0.47 s a round at 9600 baud; 460 ms is not possible"},
+        {0, 14, false, 100, 420, "14 devices that answer need 0.42 s a round at 9600 baud; 100 ms is not possible"},
+        {20, 0, true, 500, 860, "20 devices that answer need 0.86 s a round at 9600 baud; 500 ms is not possible"},
     };
     for (const auto& c : cases) {
         station::BusSetup bus;
