@@ -133,7 +133,8 @@ TEST(Health, OfARunningStationIsToldWithWhatIsWrong) {
         ASSERT_TRUE(program.AwaitOutput("\"valid\":false"));
     const auto plain = RunProgram({"health", "--data", folder.Path});
     EXPECT_EQ(plain.Status, 0) << plain.Err;
-    EXPECT_NE(plain.Out.find("address 9 never answers: power, wiring or address; asked less often until it answers; the others are fine\n"),
+    EXPECT_NE(plain.Out.find("address 9 never answers: power, wiring or address; asked less often until it answers; "
+                             "the others are fine\n"),
               std::string::npos)
         << plain.Out;
     const auto json = RunProgram({"health", "--data", folder.Path, "--json"});

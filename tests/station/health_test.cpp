@@ -151,7 +151,8 @@ const struct {
      [](const std::string& r, int n) {
          return n == 3 || n == 30 ? Answers{} : Answers{{2ms, r}};
      }},
-    {"dead", "address 7 never answers: power, wiring or address; asked less often until it answers; the others are fine", None},
+    {"dead",
+     "address 7 never answers: power, wiring or address; asked less often until it answers; the others are fine", None},
     {"died", "address 7 stopped answering 90 s ago: power, wiring or device; asked less often until it answers",
      [](const std::string& r, int n) {
          return n < 10 ? Answers{{2ms, r}} : Answers{};
