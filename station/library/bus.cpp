@@ -141,11 +141,15 @@ void Bus::WatchRecord(const std::shared_ptr<iOrvixDevice>& device, std::int32_t 
     });
 }
 
+std::shared_ptr<iOrvixDevice> Bus::FindDevice(const std::string& address) const {
+    auto* devices = m_Adapter ? m_Adapter->Devices() : nullptr;
+    return devices != nullptr && devices->Exists(address) ? devices->Item(address) : nullptr;
+}
+
 void Bus::TellReadings() {
     for (const auto& address : std::exchange(m_Written, {})) {
-        auto* devices = m_Adapter ? m_Adapter->Devices() : nullptr;
-        if (devices == nullptr || !devices->Exists(address)) continue;
-        const auto device = devices->Item(address);
+        const auto device = FindDevice(address);
+        if (!device) continue;
         const auto varID = MeasuredVariable(device->DeviceModel());
         auto reading = MakeReading(*device, varID);
         if (reading.Valid()) {
@@ -185,8 +189,8 @@ void Bus::AskSilentDevice() {
     if (!m_Silent.Any()) return m_RoundTimer->Enabled(false);
     const auto address = m_Silent.NextToAsk(m_Host.Apartment().Now());
     if (!address) return;
-    const auto device = m_Adapter->Devices()->Item(NumberText(std::int32_t{*address}));
-    device->VarsEx().Item(NumberText(MeasuredVariable(device->DeviceModel())))->MonitorFlag(kPolled);
+    const auto device = FindDevice(NumberText(std::int32_t{*address}));
+    if (device) device->VarsEx().Item(NumberText(MeasuredVariable(device->DeviceModel())))->MonitorFlag(kPolled);
 }
 
 Reading Bus::MakeReading(iOrvixDevice& device, std::int32_t varID) const {

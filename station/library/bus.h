@@ -54,6 +54,8 @@ private:
     std::shared_ptr<iOrvixDriver> CreateDriver();
     void AddDevice(const DeviceSetup& device);
     void WatchRecord(const std::shared_ptr<iOrvixDevice>& device, std::int32_t varID);
+    /// Null when there is none, or none any more: an adapter that closes has no devices.
+    std::shared_ptr<iOrvixDevice> FindDevice(const std::string& address) const;
     void TellReadings();
     /// What became of the poll whose reading that is.
     SilentDevices::Poll PollOf(const Reading& reading) const;
@@ -88,15 +90,16 @@ private:
     bool m_LineFailed = false;
     std::optional<Failure> m_TaskFailure;
 
+    /// Addresses whose measured record has been written in this turn.
+    std::set<std::string> m_Written;
+    SilentDevices m_Silent;
+    std::unique_ptr<Timer> m_RoundTimer;
+
     std::shared_ptr<HostDatabase> m_Messages;
     std::unique_ptr<Channel> m_Endpoint;
     std::unique_ptr<DriverThread> m_DriverThread;
     std::shared_ptr<iOrvixAdapter> m_Adapter;
 
-    /// Addresses whose measured record has been written in this turn.
-    std::set<std::string> m_Written;
-    SilentDevices m_Silent;
-    std::unique_ptr<Timer> m_RoundTimer;
     std::string m_LastTrouble;
     std::string m_LinkTrouble;
 
