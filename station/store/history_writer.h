@@ -25,6 +25,8 @@ public:
 
     /// Writes what waits in one transaction, then removes what is too old or too much, a step at a time.
     void Turn(const ClockTimes& now);
+    /// Whether the latest turn has written all that waited.
+    bool Works() const { return !m_Fails; }
     /// The last turn. Returns how many readings have not come into the file.
     std::int64_t End(const ClockTimes& now);
 

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <atomic>
@@ -57,6 +58,27 @@ TEST(Run, GoesOnInACompleteNewRecordingWhenTheFileWasMovedAway) {
         EXPECT_EQ(played.Status, 0) << played.Err;
         EXPECT_NE(played.Out.find("\"valid\":true"), std::string::npos) << recording;
     }
+}
+
+TEST(Run, GoesOnWhileNothingCanBeWrittenIntoTheHistoryAndTellsThatOnce) {
+    const TestFolder folder;
+    const auto history = folder.Path + "/history.db";
+    ASSERT_EQ(::mkfifo(history.c_str(), 0600), 0);
+    Program program({"run", "--data", folder.Path, "--every", "100ms", "--json"});
+    ASSERT_TRUE(program.AwaitError("the history is not written"));
+    ASSERT_TRUE(program.AwaitOutput("\"valid\":true"));
+    const auto ill = RunProgram({"health", "--data", folder.Path});
+    EXPECT_NE(ill.Out.find("history: nothing could be written for"), std::string::npos) << ill.Out;
+
+    std::filesystem::remove(history);
+    ASSERT_TRUE(program.AwaitError("history: written again; 0 readings lost"));
+    const auto well = RunProgram({"health", "--data", folder.Path});
+    EXPECT_EQ(well.Out.find("history"), std::string::npos) << well.Out;
+    program.Signal(SIGINT);
+    const auto result = program.Finish();
+    EXPECT_EQ(result.Status, 0);
+    const auto told = result.Err.find("the history is not written");
+    EXPECT_EQ(result.Err.find("the history is not written", told + 1), std::string::npos) << result.Err;
 }
 
 station::StationHealth HealthOfOneDevice() {

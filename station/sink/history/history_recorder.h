@@ -1,14 +1,11 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
-#include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
 
 #include "station/model/listener.h"
+#include "station/sink/history/watched_turns.h"
 #include "station/store/history_writer.h"
 
 namespace orvix::station {
@@ -29,28 +26,22 @@ public:
     }
     void OnDeviceGone(const DeviceId& device) override { m_Pending.Unwatch(device, ReadClocks()); }
 
-    /// How long the file has kept the writing thread, when that is too long.
+    /// For how long nothing could be written, because that fails, or because the file keeps the thread for too long.
     std::optional<Duration> StandsStill() const;
     /// Writes the rest. Returns how many readings have not come into the file since writing began to fail.
     std::int64_t Close();
 
 private:
-    void WriteInTurns();
-
-    /// Says once that the file takes nothing, and once that it does again.
-    void Look();
+    /// On the thread.
+    void Write();
 
     Apartment& m_Home;
     const HistoryWriter::Say m_Say;
-    std::atomic<Duration> m_TurnBegan{Duration::zero()};  ///< zero: between two turns
-    bool m_IsStill = false;
+    std::atomic<Duration> m_FailsSince{Duration::zero()};  ///< zero: it works
     PendingRows m_Pending;
     HistoryWriter m_Writer;
-    std::mutex m_Mutex;
-    std::condition_variable m_Wake;
-    bool m_Stop = false;
-    std::thread m_Thread;
-    std::unique_ptr<Timer> m_Look;
+    bool m_IsClosed = false;
+    WatchedTurns m_Turns;
 };
 
 }  // namespace orvix::station
