@@ -25,9 +25,19 @@ std::optional<std::int32_t> KeyNumber(const std::string& key) {
     return number;
 }
 
+using Messages = std::map<std::int32_t, std::string>;
+
+Messages ReadMessages(SqliteConnection& connection) {
+    Messages messages;
+    SqliteStatement statement(connection, "SELECT number, text FROM messages");
+    while (statement.Step())
+        messages[statement.Number(0)] = statement.Text(1);
+    return messages;
+}
+
 class SqliteHostDatabase : public HostDatabase {
 public:
-    void Reset() override { m_Connection.reset(); }
+    void Reset() override;
     void Open(const std::string& file, const std::string& workgroupFile, const DatabaseAccount& account) override;
     std::optional<std::string> GetMessage(const std::string& key) override;
 
@@ -38,7 +48,14 @@ public:
 
 private:
     std::optional<SqliteConnection> m_Connection;
+    // Texts are asked for on behalf of errors, while a bus works: neither a disk nor another program may hold that up.
+    Messages m_Messages;
 };
+
+void SqliteHostDatabase::Reset() {
+    m_Connection.reset();
+    m_Messages.clear();
+}
 
 void SqliteHostDatabase::Open(const std::string& file, const std::string& workgroupFile,
                               const DatabaseAccount& account) {
@@ -56,19 +73,14 @@ void SqliteHostDatabase::Open(const std::string& file, const std::string& workgr
     if (version != SqliteConnection::kVersion) {
         connection.Fail("layout version " + std::to_string(version) + " is not supported");
     }
+    m_Messages = ReadMessages(connection);
     m_Connection.emplace(std::move(connection));
 }
 
 std::optional<std::string> SqliteHostDatabase::GetMessage(const std::string& key) {
     const auto number = KeyNumber(key);
-    if (!m_Connection || !number) return std::nullopt;
-    std::optional<std::string> text;
-    // The text is asked for on behalf of an error, which a failure of the database must not replace by another.
-    Attempt([&] {
-        SqliteStatement statement(*m_Connection, "SELECT text FROM messages WHERE number = ?");
-        if (statement.Bind(1, *number).Step()) text = statement.Text(0);
-    });
-    return text;
+    const auto message = number ? m_Messages.find(*number) : m_Messages.end();
+    return message == m_Messages.end() ? std::nullopt : std::make_optional(message->second);
 }
 
 std::vector<RegisteredDevice> ReadDevices(SqliteConnection& connection) {

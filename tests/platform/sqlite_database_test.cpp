@@ -82,6 +82,16 @@ TEST(SqliteDatabase, ASecondPreparationKeepsAccountAndDataAndRefreshesTexts) {
     EXPECT_EQ(old.Text(1), "Oven");
 }
 
+TEST(SqliteDatabase, TextsAreThereWhileAnotherProgramKeepsTheFile) {
+    const HostFolder host;
+    const auto connection = host.Open(PrepareHostDatabase(host.Path));
+    SqliteConnection other(host.File);
+    other.Execute("BEGIN EXCLUSIVE");
+    EXPECT_TRUE(connection->GetMessage("#-2147215991"));
+    connection->Reset();
+    EXPECT_FALSE(connection->GetMessage("#-2147215991"));
+}
+
 TEST(SqliteDatabase, PlantNamesAreSharedByConnections) {
     const HostFolder host;
     const DatabaseAccount account = PrepareHostDatabase(host.Path);
