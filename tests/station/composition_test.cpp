@@ -1,17 +1,22 @@
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <iterator>
 #include <map>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "platform/file_descriptor.h"
 #include "station/door/health_text.h"
 #include "station/door/metric_families.h"
 #include "tests/station/faulty_bus.h"
@@ -60,25 +65,85 @@ TEST(Run, GoesOnInACompleteNewRecordingWhenTheFileWasMovedAway) {
     }
 }
 
+sockaddr_in LocalAddress(int port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return address;
+}
+
+/// A port on which nobody listens now.
+int FreePort() {
+    const platform::FileDescriptor socket(::socket(AF_INET, SOCK_STREAM, 0));
+    auto address = LocalAddress(0);
+    socklen_t size = sizeof(address);
+    EXPECT_EQ(::bind(socket.Get(), reinterpret_cast<sockaddr*>(&address), size), 0);
+    EXPECT_EQ(::getsockname(socket.Get(), reinterpret_cast<sockaddr*>(&address), &size), 0);
+    return ntohs(address.sin_port);
+}
+
+std::string MetricsAt(int port) {
+    const platform::FileDescriptor socket(::socket(AF_INET, SOCK_STREAM, 0));
+    const auto address = LocalAddress(port);
+    EXPECT_EQ(::connect(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
+    const std::string request = "GET /metrics HTTP/1.0\r\n\r\n";
+    EXPECT_EQ(::send(socket.Get(), request.data(), request.size(), MSG_NOSIGNAL), std::ssize(request));
+    std::string answer;
+    char bytes[4096];
+    for (ssize_t size = 1; size > 0; answer.append(bytes, static_cast<std::size_t>(std::max<ssize_t>(size, 0))))
+        size = ::read(socket.Get(), bytes, sizeof(bytes));
+    return answer;
+}
+
 TEST(Run, GoesOnWhileNothingCanBeWrittenIntoTheHistoryAndTellsThatOnce) {
     const TestFolder folder;
     const auto history = folder.Path + "/history.db";
     ASSERT_EQ(::mkfifo(history.c_str(), 0600), 0);
-    Program program({"run", "--data", folder.Path, "--every", "100ms", "--json"});
+    const auto port = FreePort();
+    Program program(
+        {"run", "--data", folder.Path, "--every", "100ms", "--json", "--metrics", "127.0.0.1:" + std::to_string(port)});
     ASSERT_TRUE(program.AwaitError("the history is not written"));
     ASSERT_TRUE(program.AwaitOutput("\"valid\":true"));
     const auto ill = RunProgram({"health", "--data", folder.Path});
     EXPECT_NE(ill.Out.find("history: nothing could be written for"), std::string::npos) << ill.Out;
+    const std::string works = "\nnimbo1_history_standstill_seconds 0\n";
+    EXPECT_EQ(MetricsAt(port).find(works), std::string::npos);
 
     std::filesystem::remove(history);
     ASSERT_TRUE(program.AwaitError("history: written again; 0 readings lost"));
     const auto well = RunProgram({"health", "--data", folder.Path});
     EXPECT_EQ(well.Out.find("history"), std::string::npos) << well.Out;
+    EXPECT_NE(MetricsAt(port).find(works), std::string::npos);
     program.Signal(SIGINT);
     const auto result = program.Finish();
     EXPECT_EQ(result.Status, 0);
     const auto told = result.Err.find("the history is not written");
     EXPECT_EQ(result.Err.find("the history is not written", told + 1), std::string::npos) << result.Err;
+}
+
+TEST(Run, AReloadRunsTheNewAlarmProgramFromItsFirstAlarmOn) {
+    const TestFolder folder;
+    const auto file = folder.Path + "/n.toml";
+    const auto told = folder.Path + "/told";
+    const auto configure = [&](const std::string& limit, const std::string& program) {
+        std::ofstream(file) << "[[bus]]\nevery = \"100ms\"\n[[bus.device]]\naddress = 5\nmodel = \"sensor\"\n"
+                            << limit << "\n[alarms]\non_alarm = [\"sh\", \"-c\", \"echo " << program
+                            << " $NIMBO1_EVENT $NIMBO1_ALARM >>" << told << "\"]\n";
+    };
+    configure("high = 20", "first");
+    Program program({"run", "--config", file, "--json"});
+    ASSERT_TRUE(program.AwaitOutput("\"alarm\":\"high\""));
+    configure("low = 30", "second");
+    program.Signal(SIGHUP);
+    ASSERT_TRUE(program.AwaitError("simulated: changed the limits of device 5"));
+    ASSERT_TRUE(program.AwaitError("changed the alarm command"));
+    const std::string expected = "first start high\nsecond start low\nsecond end high\n";
+    while (ContentsOf(told).size() < expected.size())
+        ASSERT_TRUE(program.AwaitOutput("\"valid\":true"));
+    program.Signal(SIGINT);
+    program.Finish();
+    EXPECT_EQ(ContentsOf(told), expected);
 }
 
 station::StationHealth HealthOfOneDevice() {

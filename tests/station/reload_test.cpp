@@ -26,10 +26,12 @@ public:
     void Hold() { m_IsHeld = true; }
     void Release() { m_IsHeld = false; }
     bool IsAsked() const { return m_IsAsked; }
+    int Requests() const { return m_Requests; }
     std::string Path() const { return m_Bus.Terminal.Path(); }
 
 private:
     std::string Answer() {
+        ++m_Requests;
         for (m_IsAsked = true; m_IsHeld;)
             std::this_thread::yield();
         m_IsAsked = false;
@@ -38,6 +40,7 @@ private:
 
     std::atomic<bool> m_IsHeld{false};
     std::atomic<bool> m_IsAsked{false};
+    std::atomic<int> m_Requests{0};
     tests::FaultyBus m_Bus{[this](const std::string&) { return Answer(); }};
 };
 
@@ -116,6 +119,21 @@ TEST_F(ReloadTest, BusesThatAreStoppedInTheirExchangesHoldUpNobodyAndAreHeardNoM
     Release();
     EXPECT_TRUE(AwaitEnds());
     EXPECT_EQ(Ear.Readings, std::vector<std::string>{}) << "the answers came after the buses had been stopped";
+}
+
+TEST_F(ReloadTest, AReadingThatIsOnItsWayWhenItsDeviceIsTakenAwayIsNobodys) {
+    StartAndHold();
+    Release();
+    // The second request comes when the first reading has been told, which nobody has taken yet.
+    while (Lines[0].Requests() < 2 || Lines[1].Requests() < 2)
+        std::this_thread::yield();
+    auto empty = BusOn("a", Lines[0]);
+    empty.Devices.clear();
+    EXPECT_EQ(Run.Apply({empty}), (std::vector<std::string>{"b: stopped", "a: removed device 5"}));
+    Run.Apply({});
+    EXPECT_TRUE(AwaitEnds());
+    EXPECT_EQ(Ear.Readings, std::vector<std::string>{});
+    EXPECT_TRUE(Run.Values().empty());
 }
 
 TEST_F(ReloadTest, ABusWaitsForThePortOfTheOneBeforeIt) {
