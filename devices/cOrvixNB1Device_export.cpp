@@ -2,6 +2,7 @@
 #include <string_view>
 
 #include "devices/cOrvixNB1Device.h"
+#include "host/characters.h"
 #include "host/report_writer.h"
 #include "host/text.h"
 
@@ -33,7 +34,7 @@ void ForEachSample(RecordSet& log, const char* timeColumn, Visit visit) {
 std::string ListingLine(std::initializer_list<std::string_view> fields) {
     std::string line;
     for (const std::string_view field : fields)
-        line.append(field).append("\t");
+        line.append(Printable(field)).append("\t");
     line.pop_back();
     return line.append(kLineBreak);
 }

@@ -1,5 +1,7 @@
 #include "diagnostics/trace_file.h"
 
+#include "host/characters.h"
+
 namespace orvix {
 
 void TraceFile::Open(const Services& services, const std::string& folder) {
@@ -25,7 +27,7 @@ void TraceFile::Write(const std::string& text) {
 
 void TraceFile::EndLine() {
     if (!IsOpen()) return;
-    m_OpenLine += '\n';
+    m_OpenLine = Harmless(m_OpenLine) + "\n";
     Attempt([&] {
         if (!m_File) m_File = m_Files->OpenAppend(m_Path);
         m_File->Append(m_OpenLine);

@@ -32,6 +32,13 @@ void FlushFolder(const std::string& folder, const std::string& description) {
     if (::fsync(descriptor.Get()) != 0 && errno != EINVAL) throw SystemError(description, errno);
 }
 
+/// Moves a finished file over another one in the same folder, and flushes the folder.
+void ReplaceFile(const std::string& replacement, const std::string& path) {
+    const std::string description = Description(path);
+    if (::rename(replacement.c_str(), path.c_str()) != 0) throw SystemError(description, errno);
+    FlushFolder(FolderOf(path), description);
+}
+
 }  // namespace
 
 FileReplacement::FileReplacement(std::string path, mode_t mode)
@@ -60,12 +67,6 @@ void WriteFileAtomically(const std::string& path, ByteView bytes, mode_t mode) {
     FileReplacement file(path, mode);
     file.Write(bytes);
     file.Finish();
-}
-
-void ReplaceFile(const std::string& replacement, const std::string& path) {
-    const std::string description = Description(path);
-    if (::rename(replacement.c_str(), path.c_str()) != 0) throw SystemError(description, errno);
-    FlushFolder(FolderOf(path), description);
 }
 
 }  // namespace orvix::platform

@@ -35,8 +35,4 @@ private:
 /// the new file's permissions, less the process's mask. Raises SystemError naming the file.
 void WriteFileAtomically(const std::string& path, ByteView bytes, mode_t mode);
 
-/// Moves a finished file over another one in the same folder, which is replaced as a whole, and flushes the folder.
-/// Raises SystemError naming the file.
-void ReplaceFile(const std::string& replacement, const std::string& path);
-
 }  // namespace orvix::platform

@@ -33,7 +33,7 @@ station/sink/*:        host/ platform/ station/words/ station/model/ station/sto
 station/door:          host/ platform/ station/words/ station/model/ station/json/ station/run/
 station/setup:         host/ platform/ simulator/ devices/protocol/ tasks/enumerations.h station/words/ station/model/
 station/commands:      host/ platform/ simulator/ station/
-station/main:          simulator/ station/commands/
+station/main:          simulator/ station/commands/ station/run/
 "
 
 allowed_for() {

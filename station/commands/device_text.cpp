@@ -1,5 +1,6 @@
 #include "station/commands/device_text.h"
 
+#include "host/characters.h"
 #include "host/text.h"
 #include "station/model/text.h"
 
@@ -13,8 +14,11 @@ Json ToJson(const SeriesKey& key) {
             {"variable", key.Variable}};
 }
 
-std::string CsvText(const std::string& text) {
-    if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
+std::string CsvText(const std::string& raw) {
+    auto text = Printable(raw);
+    // A spreadsheet would take it for a formula and do what it says.
+    if (text.find_first_of("=+-@\t") == 0) text.insert(0, 1, '\'');
+    if (text.find_first_of(",\"") == std::string::npos) return text;
     return "\"" + ReplaceAll(text, "\"", "\"\"") + "\"";
 }
 

@@ -12,7 +12,7 @@ namespace orvix::station {
 /// "port", "address", "model", "name", "variable".
 Json ToJson(const SeriesKey& key);
 
-/// A cell of a file of comma-separated values.
+/// A cell of a file of comma-separated values, on one line. A text that begins as a formula does gets a "'" before it.
 std::string CsvText(const std::string& text);
 constexpr char kCsvKeyHeading[] = "port,address,name,variable,";
 std::string CsvKey(const SeriesKey& key);

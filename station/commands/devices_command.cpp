@@ -1,5 +1,6 @@
 #include <iostream>
 
+#include "host/characters.h"
 #include "simulator/device_arguments.h"
 #include "station/commands/commands.h"
 #include "station/json/json.h"
@@ -22,10 +23,10 @@ void ListAsJson(const std::vector<KnownDevice>& devices) {
 void List(const std::vector<KnownDevice>& devices) {
     std::string port;
     for (const auto& device : devices) {
-        if (device.Port != port) std::cout << (port = device.Port) << "\n";
+        if (device.Port != port) std::cout << Printable(port = device.Port) << "\n";
         std::cout << "  " << device.Address << "\t" << simulator::ModelName(device.Model) << "\t"
-                  << (device.SerialNumber.empty() ? "-" : SerialText(device.SerialNumber)) << "\t" << device.Name
-                  << "\n";
+                  << (device.SerialNumber.empty() ? "-" : SerialText(device.SerialNumber)) << "\t"
+                  << Printable(device.Name) << "\n";
     }
     std::cout << std::flush;
 }

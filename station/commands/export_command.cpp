@@ -1,6 +1,7 @@
 #include <optional>
 
 #include "host/iOrvixDevices.h"
+#include "platform/document_file.h"
 #include "platform/serial_line.h"
 #include "simulator/bus_server.h"
 #include "station/commands/commands.h"
@@ -59,7 +60,7 @@ int Execute(const ExportOptions& options, MainLoop& loop) {
                         *failure);
         return kFailed;
     }
-    output->Note("wrote " + options.Target.File);
+    if (options.Target.File != platform::kStandardOutput) output->Note("wrote " + options.Target.File);
     return kDone;
 }
 

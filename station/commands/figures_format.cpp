@@ -86,7 +86,7 @@ std::string SummaryHeading(HistoryFormat format) {
     if (format == HistoryFormat::Csv) {
         return std::string(kCsvKeyHeading) + kCsvFiguresHeading + ",gaps,failed,gap_seconds,not_running_seconds\n";
     }
-    if (format == HistoryFormat::Json) return {};
+    if (format == HistoryFormat::JsonLines) return {};
     return TableKeyHeading() + TableFiguresHeading() + Padded("gaps", 6) + Padded("failed", 8) +
            Padded("gap time", 14) + "not running\n";
 }
@@ -129,14 +129,14 @@ std::string SummaryText(const std::vector<HistorySummary>& summaries, HistoryFor
     for (const auto& summary : summaries) {
         if (format == HistoryFormat::Table) text += TableLine(summary);
         if (format == HistoryFormat::Csv) text += CsvLine(summary);
-        if (format == HistoryFormat::Json) text += JsonLine(summary);
+        if (format == HistoryFormat::JsonLines) text += JsonLine(summary);
     }
     return text;
 }
 
 std::string FiguresHeading(HistoryFormat format) {
     if (format == HistoryFormat::Table) return Padded("from", 23) + TableKeyHeading() + TableFiguresHeading() + "\n";
-    if (format == HistoryFormat::Json) return {};
+    if (format == HistoryFormat::JsonLines) return {};
     return std::string("time,") + kCsvKeyHeading + kCsvFiguresHeading + ",on1,on2,on3,on4,on5,on6,on7,on8\n";
 }
 

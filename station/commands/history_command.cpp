@@ -3,7 +3,7 @@
 #include <iostream>
 
 #include "host/text.h"
-#include "platform/atomic_file.h"
+#include "platform/document_file.h"
 #include "station/commands/commands.h"
 #include "station/commands/figures_format.h"
 #include "station/commands/history_format.h"
@@ -18,7 +18,6 @@ namespace orvix::station {
 namespace {
 
 constexpr std::size_t kChunk = std::size_t{64} * 1024;
-constexpr mode_t kDocument = 0666;
 
 HistoryReader OpenReader(const std::string& data) {
     return {FindFolders(data).Data + kHistoryFile, UnixMilliseconds()};
@@ -168,19 +167,23 @@ int Execute(const HistoryExportOptions& options, MainLoop& loop) {
     bool isDone = false;
     RunBeside(loop, [&](const std::atomic<bool>& stop) {
         auto reader = OpenReader(options.Data);
-        platform::FileReplacement file(options.File, kDocument);
+        platform::DocumentFile file(options.File);
         if (options.Pdf) {
             file.Write(DocumentOf(reader, options.Query, stop));
         } else {
             WriteRows(reader, options.Query, HistoryFormat::Csv, [&](const std::string& text) {
                 file.Write(TextToBytes(text));
-                return !stop;
+                return !stop && file.IsRead();
             });
         }
         isDone = !stop;
         if (isDone) file.Finish();
     });
-    OutputOf(false)->Note(isDone ? "wrote " + options.File : "stopped; " + options.File + " is as it was");
+    if (!isDone) {
+        OutputOf(false)->Note("stopped; " + options.File + " is not written");
+    } else if (options.File != platform::kStandardOutput) {
+        OutputOf(false)->Note("wrote " + options.File);
+    }
     return isDone ? kDone : kFailed;
 }
 

@@ -1,5 +1,6 @@
 #include "station/commands/history_format.h"
 
+#include "host/characters.h"
 #include "host/date.h"
 #include "station/commands/device_text.h"
 #include "station/model/clock.h"
@@ -103,7 +104,7 @@ void HistoryLines::Append(std::string& text, const HistoryRow& row) {
         case HistoryFormat::Csv:
             AppendCsv(text, row);
             break;
-        case HistoryFormat::Json:
+        case HistoryFormat::JsonLines:
             text += JsonLine(row);
             break;
         default:

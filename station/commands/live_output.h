@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "station/commands/main_loop.h"
+#include "station/run/harmless_stream.h"
 #include "station/run/live_stream.h"
 #include "station/run/output.h"
 
@@ -28,6 +29,8 @@ private:
 
     LiveStream m_Out;
     LiveStream m_Err;
+    HarmlessStream m_HarmlessOut{m_Out};
+    HarmlessStream m_HarmlessErr{m_Err};
     std::unique_ptr<Output> m_Lines;
 };
 

@@ -5,6 +5,7 @@
 #include "host/text.h"
 #include "simulator/device_arguments.h"
 #include "station/model/text.h"
+#include "station/run/harmless_stream.h"
 
 namespace orvix::station {
 namespace {
@@ -47,7 +48,8 @@ void ScanDisplay::Show(const ScanProgress& progress, std::size_t found) {
         const int filled = progress.Done * kBarWidth / progress.Total;
         const auto bar = std::string(static_cast<std::size_t>(filled), '#') +
                          std::string(static_cast<std::size_t>(kBarWidth - filled), '.');
-        m_Err << kClearLine << "[" << bar << "] " << text << std::flush;
+        Steer(m_Err, kClearLine);
+        m_Err << "[" << bar << "] " << text << std::flush;
     } else if (progress.Elapsed - m_ShownAt >= kLinePeriod) {
         m_ShownAt = progress.Elapsed;
         m_Err << "nimbo1: " << m_Port << ": " << text << std::endl;
@@ -55,7 +57,7 @@ void ScanDisplay::Show(const ScanProgress& progress, std::size_t found) {
 }
 
 void ScanDisplay::Clear() {
-    if (m_IsTerminal) m_Err << kClearLine << std::flush;
+    if (m_IsTerminal) Steer(m_Err, kClearLine);
 }
 
 }  // namespace orvix::station

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "host/characters.h"
+
 namespace orvix::station {
 namespace {
 
@@ -15,11 +17,12 @@ double Seconds(Duration time) {
 }
 
 Labels LabelsOf(const BusHealth& bus) {
-    return {{"port", bus.Port}};
+    return {{"port", Printable(bus.Port)}};
 }
 
 Labels LabelsOf(const BusHealth& bus, const AddressHealth& address) {
-    return {{"port", bus.Port}, {"address", std::to_string(address.Address)}, {"name", address.Name}};
+    return {
+        {"port", Printable(bus.Port)}, {"address", std::to_string(address.Address)}, {"name", Printable(address.Name)}};
 }
 
 template <class... Of>

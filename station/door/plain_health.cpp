@@ -2,6 +2,7 @@
 #include <sstream>
 #include <vector>
 
+#include "host/characters.h"
 #include "station/door/health_text.h"
 #include "station/run/diagnosis.h"
 #include "station/words/quantity_text.h"
@@ -74,7 +75,7 @@ std::vector<Row> RowsOf(const BusHealth& bus) {
     for (const auto& address : bus.Addresses) {
         auto& row = rows.emplace_back();
         for (const auto& column : kColumns)
-            row.push_back(column.Text(bus, address));
+            row.push_back(Printable(column.Text(bus, address)));
     }
     return rows;
 }
@@ -96,8 +97,8 @@ void WriteTable(std::ostream& out, const std::vector<Row>& rows) {
 
 void WriteSummary(std::ostream& out, const BusHealth& bus) {
     const auto sum = bus.Sum(&AddressHealth::Recent);
-    out << bus.Port << ": " << Counted(sum.Exchanges(), "exchange") << " in the last minutes, " << SuccessText(sum)
-        << " % good; line used " << PercentText(bus.LoadLastMinute) << " % in the last minute, "
+    out << Printable(bus.Port) << ": " << Counted(sum.Exchanges(), "exchange") << " in the last minutes, "
+        << SuccessText(sum) << " % good; line used " << PercentText(bus.LoadLastMinute) << " % in the last minute, "
         << PercentText(bus.Load) << " % overall; " << Counted(sum.StrayBytes, "stray byte") << "; port failed "
         << Counted(bus.PortFailures, "time") << "\n";
 }
@@ -111,7 +112,7 @@ std::string PlainHealth(const StationHealth& health) {
         WriteSummary(out, bus);
         WriteTable(out, RowsOf(bus));
         for (const auto& finding : Diagnose(bus)) {
-            out << bus.Port << ": " << finding.Sentence << "\n";
+            out << Printable(bus.Port) << ": " << finding.Sentence << "\n";
             isWell = false;
         }
     }

@@ -1,10 +1,17 @@
 #include "station/json/json.h"
 
+#include "host/characters.h"
+#include "host/text.h"
 #include "station/model/clock.h"
 #include "station/model/text.h"
 
 namespace orvix::station {
 namespace {
+
+std::string PaddedHex(char32_t character) {
+    const auto digits = HexText(static_cast<std::int32_t>(character));
+    return std::string(4 - digits.size(), '0') + digits;
+}
 
 Json AgeOf(const Reading& reading) {
     const auto age = AgeMilliseconds(reading);
@@ -16,10 +23,28 @@ Json LastGoodOf(const Reading& reading) {
     return {{"value", ToJson(reading.LastGood)}, {"time", IsoText(reading.LastGoodUnixMilliseconds)}};
 }
 
+/// The control characters that are escaped as well, though JSON does not ask for it: those above ASCII's first 32.
+std::string Escaped(std::string json) {
+    std::string_view rest = json;
+    rest.remove_prefix(HarmlessLength(rest));
+    if (rest.empty()) return json;
+    auto text = json.substr(0, json.size() - rest.size());
+    while (!rest.empty()) {
+        const auto before = rest;
+        const auto character = TakeCharacter(rest);
+        if (IsControl(character)) {
+            text += "\\u" + PaddedHex(character);
+        } else {
+            text += before.substr(0, before.size() - rest.size());
+        }
+    }
+    return text;
+}
+
 }  // namespace
 
 std::string Dump(const Json& json) {
-    return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+    return Escaped(json.dump(-1, ' ', false, Json::error_handler_t::replace));
 }
 
 Json ToJson(const ReadingValue& value) {

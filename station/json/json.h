@@ -12,7 +12,8 @@ namespace orvix::station {
 
 using Json = nlohmann::ordered_json;
 
-/// On one line. Texts may hold bytes off the line, or names, that are no UTF-8; these are replaced.
+/// On one line, with control characters of all kinds escaped. Texts may hold bytes off the line, or names, that are no
+/// UTF-8; these are replaced.
 std::string Dump(const Json& json);
 
 /// A number, or the text of a serial number; null for none.

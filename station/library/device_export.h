@@ -10,9 +10,8 @@ class iOrvixDevice;
 
 namespace orvix::station {
 
-/// Saves a device beside the target, and moves the whole file to its place, so that a failure never costs the old one.
-/// False when the device has reported why it wrote nothing. Raises SystemError when the file cannot be put in place and
-/// General for a target that is not a regular file.
+/// Saves a device; a failure never costs the file that was there (see DocumentFile). False when the device has reported
+/// why it wrote nothing. Raises SystemError when the target cannot be written.
 bool SaveDevice(iOrvixDevice& device, const ExportTarget& target);
 
 }  // namespace orvix::station

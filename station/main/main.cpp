@@ -7,6 +7,7 @@
 
 #include "simulator/device_arguments.h"
 #include "station/commands/commands.h"
+#include "station/run/harmless_stream.h"
 
 namespace {
 
@@ -40,8 +41,10 @@ int Fail(const std::exception& error, int status) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    OccupyStandardStreams();
+    const HarmlessStream out(std::cout);
+    const HarmlessStream err(std::cerr);
     try {
-        OccupyStandardStreams();
         const int status = Run(ParseCommandLine({argv + 1, argv + argc}));
         if (!OutputIsWhole()) throw std::runtime_error("standard output cannot be written");
         return status;

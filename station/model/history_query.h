@@ -18,6 +18,6 @@ struct HistoryQuery {
     Period Time;
 };
 
-enum class HistoryFormat { Table, Csv, Json };
+enum class HistoryFormat { Table, Csv, JsonLines };
 
 }  // namespace orvix::station

@@ -6,53 +6,20 @@
 #include <bitset>
 #include <cmath>
 
+#include "host/characters.h"
 #include "host/text.h"
 #include "station/words/quantity_text.h"
 
 namespace orvix::station {
 namespace {
 
-// What stands for bytes that are no UTF-8; one column wide.
-constexpr wchar_t kNoCharacter = 0xFFFD;
-
-std::size_t LengthOf(unsigned char first) {
-    if (first < 0xC0) return 1;
-    return first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
-}
-
-/// Takes one character off a UTF-8 text; a byte that begins none is taken alone.
-wchar_t TakeCharacter(std::string_view& text) {
-    constexpr unsigned least[] = {0, 0, 0x80, 0x800, 0x10000};
-    const auto first = static_cast<unsigned char>(text[0]);
-    const auto length = LengthOf(first);
-    const auto character = text.substr(0, length);
-    text.remove_prefix(1);
-    if (first < 0x80) return first;
-    unsigned code = first & (0xFFU >> (length + 1));
-    for (const char c : character.substr(1)) {
-        const auto next = static_cast<unsigned char>(c);
-        if ((next & 0xC0U) != 0x80) return kNoCharacter;
-        code = code << 6 | (next & 0x3FU);
-    }
-    const bool isSurrogate = code >= 0xD800 && code < 0xE000;
-    if (length == 1 || character.size() < length || code < least[length] || code > 0x10FFFF || isSurrogate) {
-        return kNoCharacter;
-    }
-    text.remove_prefix(length - 1);
-    return static_cast<wchar_t>(code);
-}
-
-bool IsControl(wchar_t character) {
-    return character < ' ' || (character >= 0x7F && character < 0xA0);
-}
-
-std::string_view InAscii(wchar_t character) {
+std::string_view InAscii(char32_t character) {
     switch (character) {
-        case L'°':
+        case U'°':
             return "";
-        case L'×':
+        case U'×':
             return "x";
-        case L'─':
+        case U'─':
             return "-";
         default:
             return "?";
@@ -60,8 +27,8 @@ std::string_view InAscii(wchar_t character) {
 }
 
 /// A locale that does not know a character says -1.
-int WidthOf(wchar_t character) {
-    const int width = ::wcwidth(character);
+int WidthOf(char32_t character) {
+    const int width = ::wcwidth(static_cast<wchar_t>(character));
     return width < 0 ? 1 : width;
 }
 
@@ -107,13 +74,6 @@ std::string FreshnessText(const Reading& reading) {
     if (age < 0) return quality + ", never read";
     if (reading.Quality == Quality::Good) return quality;
     return quality + ", " + DurationText(std::chrono::milliseconds(age)) + " old";
-}
-
-std::string Printable(std::string text) {
-    text = ReplaceAll(ReplaceAll(std::move(text), kLineBreak, " | "), std::string(1, kFieldSeparator), " | ");
-    const auto steers = [](unsigned char c) { return (c < ' ' && c != '\t') || c == 0x7F; };
-    std::replace_if(text.begin(), text.end(), steers, ' ');
-    return text;
 }
 
 std::string ForTerminal(std::string_view text, bool isUtf8) {

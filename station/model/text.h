@@ -27,9 +27,6 @@ std::int64_t AgeMilliseconds(const Reading& reading);
 /// "good", "stale, 3 s old", "offline, 12 min 4 s old", "offline, never read".
 std::string FreshnessText(const Reading& reading);
 
-/// A text on one line, without the control characters that would steer a terminal.
-std::string Printable(std::string text);
-
 /// A text that is to be UTF-8 as a terminal of that kind, or of ASCII alone, can show it; "?" for what it cannot.
 std::string ForTerminal(std::string_view text, bool isUtf8);
 

@@ -4,6 +4,7 @@
 
 #include <numbers>
 
+#include "host/characters.h"
 #include "host/error.h"
 
 namespace orvix::station {
@@ -35,25 +36,6 @@ void PdfCanvas::Font(const TextFont& font) {
     cairo_select_font_face(m_Cairo.get(), font.Family.c_str(), CAIRO_FONT_SLANT_NORMAL,
                            font.Bold ? CAIRO_FONT_WEIGHT_BOLD : CAIRO_FONT_WEIGHT_NORMAL);
     cairo_set_font_size(m_Cairo.get(), font.Points);
-}
-
-/// A text that is no UTF-8 would put an end to all drawing.
-std::string PdfCanvas::Printable(std::string text) const {
-    for (char& c : text) {
-        if ((c >= '\0' && c < ' ') || c == '\x7F') c = '?';
-    }
-    cairo_glyph_t* glyphs = nullptr;
-    int count = 0;
-    const auto status =
-        cairo_scaled_font_text_to_glyphs(cairo_get_scaled_font(m_Cairo.get()), 0, 0, text.data(),
-                                         static_cast<int>(text.size()), &glyphs, &count, nullptr, nullptr, nullptr);
-    cairo_glyph_free(glyphs);
-    if (status == CAIRO_STATUS_INVALID_STRING) {
-        for (char& c : text) {
-            if (static_cast<unsigned char>(c) >= 0x80) c = '?';
-        }
-    }
-    return text;
 }
 
 double PdfCanvas::TextWidth(const std::string& text) {

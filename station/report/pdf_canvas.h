@@ -55,7 +55,6 @@ public:
     ByteArray Finish();
 
 private:
-    std::string Printable(std::string text) const;
     void Use(Color color);
 
     ByteArray m_Bytes;

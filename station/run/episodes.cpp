@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "host/characters.h"
 #include "station/model/text.h"
 #include "station/words/quantity_text.h"
 

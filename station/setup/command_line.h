@@ -81,7 +81,7 @@ struct AlarmsOptions {
 struct HistoryExportOptions {
     HistoryQuery Query;
     bool Pdf = false;  ///< else CSV
-    std::string File;  ///< absolute
+    std::string File;  ///< absolute, or "-" for standard output
     std::string Data;  ///< empty: the user's data folder
 };
 

@@ -1,4 +1,5 @@
 #include "host/iOrvixDevice.h"
+#include "platform/document_file.h"
 #include "station/setup/arguments.h"
 
 namespace orvix::station {
@@ -28,6 +29,10 @@ struct ExportTexts {
     std::string Out;
     FormatName Format{};
 };
+
+std::string OutputOf(const Value& value) {
+    return value.Text() == platform::kStandardOutput ? value.Text() : value.Path();
+}
 
 HistoryExportOptions HistoryExport(const ExportTexts& texts) {
     const std::string format = texts.Format.Name;
@@ -81,8 +86,11 @@ Command ExportCommand() {
                          .IsRequired = true});
     for (auto& argument : PeriodArguments(texts->Time))
         arguments.push_back(std::move(argument));
-    arguments.push_back(PathOf("--out", "FILE", "the file, replaced when it is there", texts->Out));
-    arguments.back().IsRequired = true;
+    arguments.push_back({.Name = "--out",
+                         .Type = "FILE",
+                         .Help = "the file, replaced when it is there; - is standard output",
+                         .Take = [texts](const Value& value) { texts->Out = OutputOf(value); },
+                         .IsRequired = true});
     return {"export", "write a device's log and state, or recorded readings, to a file", std::move(arguments),
             [texts]() -> CommandLine {
                 if (texts->Format.IsOfHistory) return HistoryExport(*texts);

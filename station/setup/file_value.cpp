@@ -89,8 +89,14 @@ std::vector<std::string> FileValue::Texts() const {
     const auto* list = Node.As<TomlNode::List>();
     if (list == nullptr) throw BadValue("write a list of texts, such as [\"program\", \"argument\"]");
     std::vector<std::string> texts;
-    for (const auto& node : *list)
-        texts.push_back(FileValue(node, Key, Wrong).Text());
+    for (const auto& node : *list) {
+        // An argument of a program may be a script of several lines.
+        const auto* text = node.As<std::string>();
+        if (text == nullptr || text->empty() || text->find('\0') != std::string::npos) {
+            throw BadValue("write texts in quotes, no empty one, without zero characters");
+        }
+        texts.push_back(*text);
+    }
     return texts;
 }
 

@@ -53,7 +53,7 @@ Command HistoryCommand() {
          .Take = [options](const Value& value) { options->By = RowNamed(kSpanNames, value.Text()).Span; },
          .Excludes = {"--summary"}});
     arguments.push_back(formatFlag("--csv", "comma-separated values under a heading", HistoryFormat::Csv));
-    arguments.push_back(formatFlag("--json", "one JSON object a line", HistoryFormat::Json));
+    arguments.push_back(formatFlag("--json", "one JSON object a line", HistoryFormat::JsonLines));
     arguments.back().Excludes = {"--csv"};
     arguments.push_back(DataOption(options->Data));
     return {"history", "print what stations have recorded", std::move(arguments), [options, query] {

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string_view>
 
+#include "host/characters.h"
 #include "station/words/time_span.h"
 
 namespace orvix::station {
@@ -66,7 +67,7 @@ void Value::NotWhole(std::int64_t least, std::int64_t most) {
 }
 
 std::string Value::Checked(std::string text) {
-    if (text.find('\0') != std::string::npos) throw BadValue("a text without zero characters is wanted");
+    if (Printable(text) != text) throw BadValue("a text without control characters is wanted, in UTF-8");
     return text;
 }
 

@@ -7,6 +7,7 @@
 #include <sstream>
 #include <utility>
 
+#include "host/characters.h"
 #include "host/text.h"
 #include "station/json/json.h"
 #include "station/model/clock.h"

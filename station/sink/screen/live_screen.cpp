@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/characters.h"
 #include "station/model/clock.h"
 #include "station/model/text.h"
 

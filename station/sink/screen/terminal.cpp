@@ -13,6 +13,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "station/run/harmless_stream.h"
+
 #define NCURSES_NOMACROS
 #include <ncurses.h>
 #include <term.h>
@@ -142,7 +144,7 @@ void Terminal::Send() {
     std::string bytes(static_cast<std::size_t>(std::max<off_t>(::lseek(drawn, 0, SEEK_CUR), 0)), '\0');
     bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(::pread(drawn, bytes.data(), bytes.size(), 0), 0)));
     ::lseek(drawn, 0, SEEK_SET);
-    m_Out << bytes << std::flush;
+    Steer(m_Out, bytes);
 }
 
 ScreenSize Terminal::Size() const {
