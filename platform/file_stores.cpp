@@ -23,7 +23,7 @@ constexpr mode_t kDocument = 0666;
 class DescriptorAppendFile : public AppendFile {
 public:
     explicit DescriptorAppendFile(const std::string& path)
-        : m_Path(path), m_File(OpenRegularFile(path, O_WRONLY | O_APPEND | O_CREAT)) {}
+        : m_Path(path), m_File(OpenRegularFile(path, O_WRONLY | O_APPEND | O_CREAT, kOwnerOnly)) {}
 
     void Append(const std::string& text) override {
         WriteAll(m_File, TextToBytes(text), "file " + m_Path + " cannot be written");

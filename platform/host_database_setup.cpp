@@ -37,6 +37,11 @@ void CreateTables(SqliteConnection& connection) {
     connection.Execute("PRAGMA user_version = " + std::to_string(SqliteConnection::kVersion));
 }
 
+void CheckIsWhole(SqliteConnection& connection) {
+    SqliteStatement check(connection, "PRAGMA quick_check(1)");
+    if (check.Step() && check.Text(0) != "ok") connection.Refuse("it is damaged: " + check.Text(0));
+}
+
 void RefreshMessages(SqliteConnection& connection) {
     for (const HostMessage& message : HostMessages()) {
         SqliteStatement statement(connection,
@@ -53,6 +58,7 @@ void PrepareDatabaseFile(const std::string& file) {
     if (version != 0 && version != SqliteConnection::kVersion) {
         connection.Fail("layout version " + std::to_string(version) + " is not supported");
     }
+    CheckIsWhole(connection);
     // Readers and a writer do not hinder each other.
     connection.Execute("PRAGMA journal_mode = WAL");
     // A transaction that fails is rolled back when the connection closes.

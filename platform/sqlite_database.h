@@ -29,7 +29,7 @@ private:
 /// Makes a folder ready as the host's data folder and returns the account of its database. The folder, the database and
 /// a random account are made when missing; the message table is brought up to date. Files are readable by their owner
 /// only. Several processes may do this at once. Raises General with one sentence that names the folder or the file that
-/// stands in the way; what is there already is never replaced.
+/// stands in the way, as an UnusableDatabase when that is what a file holds; what is there already is never replaced.
 DatabaseAccount PrepareHostDatabase(const std::string& folder);
 
 }  // namespace orvix::platform

@@ -10,6 +10,7 @@
 #include "platform/atomic_file.h"
 #include "platform/random_text.h"
 #include "platform/regular_file.h"
+#include "platform/sqlite_connection.h"
 
 namespace orvix::platform {
 
@@ -45,7 +46,7 @@ DatabaseAccount ReadWorkgroupFile(const std::string& file) {
     std::getline(std::getline(std::getline(lines, heading), user), password);
     DatabaseAccount account{AfterLabel(user, kUser), AfterLabel(password, kPassword)};
     if (!IsAccountText(account.User) || !IsAccountText(account.Password) || text != FormatAccount(account)) {
-        throw Error(errors::General, "workgroup file " + file + " holds no account");
+        throw UnusableDatabase(errors::General, "workgroup file " + file + " holds no account");
     }
     return account;
 }

@@ -13,7 +13,7 @@ namespace orvix::platform {
 ///     User=<user>
 ///     Password=<password>
 
-/// Raises General or SystemError, naming the file, for one that is missing, cannot be read or has another form.
+/// Raises SystemError, naming the file, for one that is missing or cannot be read, UnusableDatabase for another form.
 DatabaseAccount ReadWorkgroupFile(const std::string& file);
 
 /// Writes the file, readable by its owner only. Raises SystemError naming it.

@@ -74,14 +74,14 @@ void BusStarter::KeepFound() {
         const auto found = scanned.Scan->Found().size();
         if (found == 0) continue;
         scanned.Scan->ClearDisplay();
-        scanned.Scan->Remember(m_Station.Folders.Data, scanned.Setup.PortPath);
+        scanned.Scan->Remember(m_Station.Folders.Database, scanned.Setup.PortPath);
         m_Output.Note(scanned.Setup.PortLabel + ": the scan was cut short; what it found is known from now on (" +
                       std::to_string(found) + "); nimbo1 scan --remember looks for the rest");
     }
 }
 
 void BusStarter::Prepare(BusSetup& bus) {
-    bus.PortNumber = PortNumberIn(m_Station.Folders, bus.PortPath.empty() ? bus.PortLabel : bus.PortPath);
+    bus.PortNumber = m_Station.Ports.Of(bus.PortPath.empty() ? bus.PortLabel : bus.PortPath);
     if (bus.PortPath.empty()) return Simulate(bus);
     if (bus.Devices.empty()) bus.Devices = KnownDevices(bus.PortPath);
     RaisePeriod(bus);
@@ -115,7 +115,7 @@ void BusStarter::Simulate(BusSetup& bus) {
 
 std::vector<DeviceSetup> BusStarter::KnownDevices(const std::string& port) {
     std::vector<DeviceSetup> devices;
-    for (const auto& known : DeviceRegistry(m_Station.Folders.Data).Devices(port))
+    for (const auto& known : DeviceRegistry(m_Station.Folders.Database).Devices(port))
         devices.push_back({known.Address, known.Model, known.Name, {}});
     return devices;
 }
@@ -145,7 +145,7 @@ void BusStarter::OpenScan(std::list<ScannedBus>::iterator scanned, bool showBar)
 void BusStarter::EndScan(std::list<ScannedBus>::iterator scanned, const std::optional<std::string>& failure) {
     try {
         if (failure) throw Error(errors::General, *failure);
-        scanned->Scan->Remember(m_Station.Folders.Data, scanned->Setup.PortPath);
+        scanned->Scan->Remember(m_Station.Folders.Database, scanned->Setup.PortPath);
         // The port is free for the bus only when the scan has gone.
         scanned->Scan.reset();
         Prepare(scanned->Setup);

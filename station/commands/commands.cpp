@@ -2,21 +2,12 @@
 
 #include <iostream>
 
-#include "platform/file_descriptor.h"
 #include "simulator/bus_server.h"
 #include "station/library/folders.h"
 #include "station/sink/lines/journal.h"
 #include "station/sink/lines/lines.h"
 
 namespace orvix::station {
-
-std::int16_t PortNumberIn(const StationFolders& folders, const std::string& port) {
-    platform::CreateFolders(folders.Configuration);
-    // The folder above, since each save of a setting locks the folder itself.
-    const auto lock = platform::LockFolder(folders.Configuration + "..");
-    platform::FileStores stores(folders.Configuration, folders.Library);
-    return PortNumberOf(stores.Settings(), port);
-}
 
 int Execute(const TextOptions& options, MainLoop&) {
     std::cout << options.Text;
@@ -31,10 +22,15 @@ BusSetup SetupOf(const BusOptions& options, const PortOptions& port, Station& st
     BusSetup setup;
     setup.PortLabel = port.Path.value_or(kSimulatedPort);
     setup.PortPath = setup.PortLabel;
-    setup.PortNumber = PortNumberIn(station.Folders, setup.PortLabel);
+    setup.PortNumber = station.Ports.Of(setup.PortLabel);
     setup.Devices = port.Devices;
     Apply(options.OfBuses, setup);
     return setup;
+}
+
+void TellNotices(const Station& station, Output& output) {
+    for (const auto& notice : station.Host.Notices())
+        output.Note(notice);
 }
 
 std::unique_ptr<Output> OutputOf(bool json, bool namesPorts) {

@@ -38,8 +38,8 @@ int Execute(const TextOptions& options, MainLoop& loop);
 
 /// What a command needs before its bus: folders, database, library. `data` is the data folder; empty: the user's.
 std::unique_ptr<Station> OpenStation(const std::string& data);
-/// Stations that start at once must not give two ports one number: the devices of both would be taken for one bus's.
-std::int16_t PortNumberIn(const StationFolders& folders, const std::string& port);
+/// Says what had to be done to open it.
+void TellNotices(const Station& station, Output& output);
 /// The setup of the bus on one of the ports that the options name.
 BusSetup SetupOf(const BusOptions& options, const PortOptions& port, Station& station);
 /// The port of a command that works on one. Raises UsageError when more are named.

@@ -6,6 +6,7 @@
 #include "station/json/json.h"
 #include "station/library/folders.h"
 #include "station/store/device_registry.h"
+#include "station/store/host_data.h"
 
 namespace orvix::station {
 namespace {
@@ -52,8 +53,11 @@ bool Change(const DevicesOptions& options, DeviceRegistry& registry) {
 
 int Execute(const DevicesOptions& options, MainLoop&) {
     const auto folders = FindFolders(options.Data);
-    platform::PrepareHostDatabase(folders.Data);
-    DeviceRegistry registry(folders.Data);
+    const HostData host(folders.Data);
+    if (!host.WhyPassing().empty() && options.What != Action::List) throw Error(errors::General, host.WhyPassing());
+    for (const auto& notice : host.Notices())
+        std::cerr << "nimbo1: " << notice << std::endl;
+    DeviceRegistry registry(host.Folder());
     if (options.What != Action::List) {
         if (Change(options, registry)) return kDone;
         throw Error(errors::General,

@@ -17,7 +17,8 @@ std::optional<Failure> ExportSaved(const ExportOptions& options, Station& statio
     platform::SerialLine line({});
     BusServices services(station.ServicesFor({}), apartment, line);
     const auto messages = services.Get().Database.CreateConnection();
-    messages->Open(station.Folders.Data + kDatabaseFile, station.Folders.Data + kWorkgroupFile, station.Account);
+    messages->Open(station.Folders.Database + kDatabaseFile, station.Folders.Database + kWorkgroupFile,
+                   station.Host.Account());
     Failure failure;
     services.OnReport = [&](const std::string& report) { failure = FailureOf(*messages, errors::General, report); };
     const auto devices = station.Library.Create<iOrvixDevices>("cOrvixDevicesNB1", services.Get());
@@ -53,6 +54,7 @@ std::optional<Failure> ExportLive(const ExportOptions& options, Station& station
 int Execute(const ExportOptions& options, MainLoop& loop) {
     auto station = OpenStation(options.Bus.Data);
     const auto output = OutputOf(options.Bus.Json);
+    TellNotices(*station, *output);
     const bool isSaved = !options.From.empty();
     const auto failure = isSaved ? ExportSaved(options, *station) : ExportLive(options, *station, loop, *output);
     if (failure) {

@@ -10,6 +10,7 @@ int Execute(const ReadOptions& options, MainLoop& loop) {
     auto station = OpenStation(options.Bus.Data);
     auto setup = SetupOf(options.Bus, OnlyPort(options.Bus), *station);
     const auto output = OutputOf(options.Bus.Json);
+    TellNotices(*station, *output);
 
     const auto simulated = SimulatedUnlessPort(options.Bus, setup, *output);
 

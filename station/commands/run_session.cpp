@@ -90,6 +90,7 @@ StationHealth RunSession::Health() {
 }
 
 int RunSession::Run() {
+    TellNotices(*m_Station, m_Output);
     m_Starter.Start(m_Setup.Buses);
     if (m_Screen && m_Screen->Get() != nullptr) m_Screen->Get()->Watch([this] { return m_Run.Values(); });
     if (!m_Options.Configuration.empty()) m_Loop.OnHangUp([this] { Reload(); });

@@ -53,6 +53,7 @@ int Execute(const ScanOptions& options, MainLoop& loop) {
     bool isWhole = false;
     std::optional<std::string> failure;
     const auto output = OutputOf(options.Bus.Json);
+    TellNotices(*station, *output);
     PortScan scan(
         *station, loop.Apartment(), setup, options.Range, *output, std::cerr, true,
         [&](const FoundDevice& device) {
@@ -71,13 +72,16 @@ int Execute(const ScanOptions& options, MainLoop& loop) {
     loop.Run();
 
     scan.ClearDisplay();
-    if (options.Remember) scan.Remember(station->Folders.Data, setup.PortPath);
+    if (options.Remember) scan.Remember(station->Folders.Database, setup.PortPath);
     if (options.Bus.Json) {
         WriteSummary(options, scan, isWhole);
     } else {
         SaySummary(scan, isWhole);
     }
     if (failure) throw Error(errors::General, *failure);
+    if (options.Remember && !station->Host.WhyPassing().empty()) {
+        throw Error(errors::General, "what was found is not remembered: " + station->Host.WhyPassing());
+    }
     return kDone;
 }
 

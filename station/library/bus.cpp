@@ -72,12 +72,13 @@ Bus::Bus(const Library& library, BusServices& services, BusSetup setup, Listener
 void Bus::Configure() {
     const auto& folders = m_Host.Setup().Folders;
     m_Messages = m_Host.Get().Database.CreateConnection();
-    m_Messages->Open(folders.Data + kDatabaseFile, folders.Data + kWorkgroupFile, m_Host.Get().Database.Account());
+    m_Messages->Open(folders.Database + kDatabaseFile, folders.Database + kWorkgroupFile,
+                     m_Host.Get().Database.Account());
 
     m_Adapter = m_Library.Create<iOrvixAdapter>("cOrvixAdapterNB1", m_Host.Get());
     m_Endpoint->PeerName(m_Adapter->ServerIPCName());
     m_Adapter->SubscriberIPCName(m_Endpoint->Name());
-    m_Adapter->Path(folders.Data);
+    m_Adapter->Path(folders.Database);
     m_Adapter->PortType(kSerialPortType);
     m_Adapter->PortAddress(NumberText(std::int32_t{m_Setup.PortNumber}));
     m_Adapter->NetRetry(m_Setup.Retries);

@@ -15,9 +15,10 @@ namespace orvix::station {
 
 /// What a station's buses share.
 struct StationFolders {
-    std::string Data;           ///< database, history and trace files
+    std::string Data;           ///< history and trace files
     std::string Configuration;  ///< per-user settings
     std::string Library;        ///< the library's own folder
+    std::string Database = {};  ///< of the host's database: Data, unless that cannot be used
 };
 
 /// What the services of one bus are made of, on whichever thread.

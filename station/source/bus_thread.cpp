@@ -20,15 +20,20 @@ struct Resident {
     Bus Driven;
 };
 
+StationFolders WithDatabase(StationFolders folders, const std::string& database) {
+    folders.Database = database;
+    return folders;
+}
+
 }  // namespace
 
 Station::Station(StationFolders folders, const std::string& libraryFile)
-    : Folders(std::move(folders)), Account(platform::PrepareHostDatabase(Folders.Data)), Library(libraryFile) {}
+    : Host(folders.Data), Folders(WithDatabase(std::move(folders), Host.Folder())), Library(libraryFile) {}
 
 ServicesSetup Station::ServicesFor(const BusSetup& setup) {
     return {.Directory = Directory,
             .Folders = Folders,
-            .Account = Account,
+            .Account = Host.Account(),
             .Viewer = Viewer,
             .PortNumber = setup.PortNumber,
             .PortLabel = setup.PortLabel,

@@ -8,21 +8,24 @@
 
 #include "platform/trace_socket.h"
 #include "station/library/bus.h"
+#include "station/library/port_numbers.h"
 #include "station/library/services_thread.h"
+#include "station/store/host_data.h"
 
 namespace orvix::station {
 
 /// What the buses of a station share; outlives them.
 struct Station {
-    /// Makes the data folder ready and loads the library. Raises what stands in the way.
+    /// Makes the database ready and loads the library. Raises what stands in the way.
     Station(StationFolders folders, const std::string& libraryFile);
 
     /// What the services of a bus are made of.
     ServicesSetup ServicesFor(const BusSetup& setup);
 
+    const HostData Host;
     const StationFolders Folders;
-    const DatabaseAccount Account;
     const orvix::station::Library Library;
+    PortNumbers Ports{Folders};
     platform::Directory Directory;
     platform::SocketTraceViewer Viewer{Library.Handle()};
 };

@@ -35,7 +35,7 @@ ReadingValue ValueOf(ORVIXCNB1_VARS variable, const std::string& payload) {
 ScanLine::ScanLine(const Library& library, BusServices& services, std::int32_t timeoutFactor)
     : m_Library(library), m_Host(services), m_TimeoutFactor(timeoutFactor) {
     const auto& host = m_Host.Get();
-    const auto& data = m_Host.Setup().Folders.Data;
+    const auto& data = m_Host.Setup().Folders.Database;
     m_Host.OnLine = [this](const LineEvent& event) { m_Tracker.Take(event); };
     m_Host.OnReport = [this](const std::string& report) { m_Report = report; };
     m_Messages = host.Database.CreateConnection();

@@ -2,16 +2,13 @@
 
 #include <fcntl.h>
 
-#include <algorithm>
-#include <filesystem>
 #include <optional>
 #include <string_view>
 #include <vector>
 
-#include "host/date.h"
 #include "host/error.h"
-#include "host/text.h"
 #include "platform/regular_file.h"
+#include "station/store/damaged_file.h"
 #include "station/store/history_schema.h"
 
 namespace orvix::station {
@@ -19,15 +16,8 @@ namespace {
 
 using platform::SqliteConnection;
 using platform::SqliteStatement;
-namespace fs = std::filesystem;
 
-struct Table {
-    const char* Name;
-    const char* Columns;
-    const char* Key;  ///< in the order of which it is read
-};
-
-constexpr Table kTables[] = {
+constexpr CopiedTable kTables[] = {
     {"devices", "number, id, serial, model", "number"},
     {"sessions", "id, uuid, start_ms, pid, alive_ms, beat_ms, ended", "id"},
     {"series", "id, device, variable, session, name, bus, port, address, from_ms, to_ms, ended, rolled_ms, sparse",
@@ -44,59 +34,6 @@ constexpr Table kTables[] = {
      "on8_ms",
      "series, span, minute"},
     {"readings", "series, time_ms, value, seq, doubt", "series, time_ms"},
-};
-
-int ColumnsOf(const Table& table) {
-    const std::string_view columns = table.Columns;
-    return static_cast<int>(std::count(columns.begin(), columns.end(), ',')) + 1;
-}
-
-/// Copies what one history has of a table into another one.
-class TableCopy {
-public:
-    TableCopy(SqliteConnection& from, SqliteConnection& to, const Table& table)
-        : m_From(from), m_To(to), m_Table(table), m_Insert(to, InsertInto(table)) {}
-
-    /// Rows of one series, or all. From where a row cannot be read, what lies behind it is read from the other end.
-    /// Returns how many.
-    std::int64_t Copy(std::optional<std::int64_t> series) {
-        const std::string select = std::string("SELECT ") + m_Table.Columns + " FROM " + m_Table.Name +
-                                   (series ? " WHERE series = " + std::to_string(*series) : "") + " ORDER BY ";
-        std::int64_t copied = 0;
-        if (!CopyRun(select + m_Table.Key, copied)) {
-            CopyRun(select + ReplaceAll(m_Table.Key, ",", " DESC,") + " DESC", copied);
-        }
-        return copied;
-    }
-
-private:
-    static std::string InsertInto(const Table& table) {
-        std::string marks = "?";
-        for (int column = 1; column < ColumnsOf(table); ++column)
-            marks += ", ?";
-        return std::string("INSERT OR IGNORE INTO ") + table.Name + "(" + table.Columns + ") VALUES(" + marks + ")";
-    }
-
-    /// Returns false at a row that cannot be read. What cannot be written is raised.
-    bool CopyRun(const std::string& sql, std::int64_t& copied) {
-        try {
-            SqliteStatement select(m_From, sql);
-            while (select.Step()) {
-                for (int column = 0; column < ColumnsOf(m_Table); ++column)
-                    m_Insert.Bind(column + 1, select, column);
-                m_Insert.Run();
-                copied += m_To.Changes();
-            }
-            return true;
-        } catch (const platform::UnusableDatabase&) {
-            return false;
-        }
-    }
-
-    SqliteConnection& m_From;
-    SqliteConnection& m_To;
-    const Table& m_Table;
-    SqliteStatement m_Insert;
 };
 
 std::vector<std::int64_t> SeriesIn(SqliteConnection& connection) {
@@ -132,8 +69,7 @@ std::int64_t CopyTables(SqliteConnection& from, SqliteConnection& to) {
 
 /// Makes a new history of what can be read of an old one. Returns how many readings that are.
 std::int64_t MakeNew(const std::string& file, const std::string& old) {
-    for (const char* companion : {"", "-wal", "-shm", "-journal"})
-        fs::remove(file + companion);
+    RemoveDatabase(file);
     auto to = OpenHistory(file);
     // A file that is not finished is thrown away.
     to.Execute("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF; BEGIN");
@@ -148,23 +84,11 @@ std::int64_t MakeNew(const std::string& file, const std::string& old) {
     return readings;
 }
 
-void PutInPlace(const std::string& file, const std::string& made, const std::string& aside) {
-    for (const char* companion : {"-wal", "-shm"}) {
-        std::error_code ignored;
-        fs::rename(file + companion, aside + companion, ignored);
-    }
-    std::error_code error;
-    // With a second name for the old one there is a history at any moment.
-    fs::create_hard_link(file, aside, error);
-    if (error) fs::rename(file, aside);
-    fs::rename(made, file);
-}
-
 }  // namespace
 
 std::string ReplaceUnusableHistory(const std::string& file, std::int64_t now) {
     platform::OpenRegularFile(file, O_RDONLY);
-    const auto aside = file + ".damaged-" + Format(FromUnixMilliseconds(now), "yyyymmdd-hhnnss");
+    const auto aside = AsideName(file, now);
     const auto made = file + ".new";
     const auto readings = MakeNew(made, file);
     PutInPlace(file, made, aside);

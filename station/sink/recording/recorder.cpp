@@ -28,7 +28,7 @@ Recorder::Recorder(const std::string& path, Apartment& home, std::function<void(
       m_Home(home),
       m_Started(home.Now()),
       m_Tell(std::move(tell)),
-      m_File(platform::OpenRegularFile(path, O_WRONLY | O_CREAT | O_EXCL)),
+      m_File(platform::OpenRegularFile(path, O_WRONLY | O_CREAT | O_EXCL, platform::kOwnerOnly)),
       m_Lines(HeaderLine({UnixMilliseconds(), kVersion})) {
     m_Thread = std::thread([this] { Write(); });
 }
@@ -161,7 +161,7 @@ void Recorder::MakeAnew() {
         return m_Home.Post([this, isEmpty = m_Size == 0] { isEmpty ? Begin(false) : GoOn(); });
     }
     try {
-        auto file = platform::OpenRegularFile(m_Path, O_WRONLY | O_CREAT | O_APPEND);
+        auto file = platform::OpenRegularFile(m_Path, O_WRONLY | O_CREAT | O_APPEND, platform::kOwnerOnly);
         if (::lseek(file.Get(), 0, SEEK_END) > 0) {
             throw Error(errors::General, "file " + m_Path + " is another one that is not empty");
         }
