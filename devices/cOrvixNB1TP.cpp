@@ -6,19 +6,11 @@
 
 namespace orvix {
 
-namespace {
-
-/// What a sensor reports after power-up, before it has measured anything.
-constexpr char kPowerUpReading[] = "85";
-
-}  // namespace
-
 cOrvixNB1TP::cOrvixNB1TP(const Services& services)
     : cOrvixNB1Device(services, kTemperatureSensor, std::make_unique<cOrvixNB1TPMission>(services)) {}
 
 void cOrvixNB1TP::StoreReading(VariableRecord& record, const Variant& payload) {
-    const auto measured = static_cast<float>(BytesToReal(payload.ToText()));
-    const float temperature = NumberText(measured) == kPowerUpReading ? 0 : measured;
+    const float temperature = KeptTemperature(BytesToReal(payload.ToText()));
     record.Value(temperature);
     ApplyStatus(NumberText(temperature), false, true);
 }

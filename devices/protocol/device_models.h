@@ -8,6 +8,7 @@
 #include <variant>
 
 #include "devices/protocol/basOrvixNB1.h"
+#include "host/text.h"
 #include "tasks/enumerations.h"
 
 namespace orvix {
@@ -59,6 +60,13 @@ inline constexpr DeviceModelTable kTemperatureSensor{
     .ReadingSetsMonitorFlag = false,
     .HasSerialNumber = true,
 };
+
+/// A temperature that was measured, as it is kept: in single precision, and 0 for the 85 degrees that a sensor reports
+/// after power-up, before it has measured anything.
+inline float KeptTemperature(double measured) {
+    const auto kept = static_cast<float>(measured);
+    return NumberText(kept) == "85" ? 0 : kept;
+}
 
 inline constexpr DeviceModelTable kDigitalModule{
     .DeviceModel = kDigitalModuleModel,

@@ -1,5 +1,9 @@
 #include "station/commands/scan_display.h"
 
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <ostream>
 
 #include "host/text.h"
@@ -10,8 +14,9 @@
 namespace orvix::station {
 namespace {
 
-// Bar and text fit into eighty columns.
-constexpr int kBarWidth = 30;
+constexpr int kMostBar = 30;
+constexpr int kLeastBar = 5;
+constexpr int kUsualColumns = 80;
 constexpr Duration kLinePeriod = std::chrono::seconds(3);
 
 constexpr char kClearLine[] = "\r\x1B[K";
@@ -22,7 +27,24 @@ std::string ValueShown(const FoundDevice& device) {
     return (isInputs ? "inputs " : "") + ValueWithUnit(device.Value);
 }
 
+/// Of the terminal that standard error is.
+int Columns() {
+    winsize size{};
+    const bool isKnown = ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+    return isKnown ? size.ws_col : kUsualColumns;
+}
+
 }  // namespace
+
+std::string BarText(const ScanProgress& progress, const std::string& text, int columns) {
+    // A terminal that has filled its last column may begin another line.
+    const int room = columns - 1;
+    const int width = std::min(room - DisplayWidth("[] " + text), kMostBar);
+    if (width < kLeastBar) return std::string(BeginningOf(text, std::max(room, 0)));
+    const int filled = progress.Done * width / progress.Total;
+    return "[" + std::string(static_cast<std::size_t>(filled), '#') +
+           std::string(static_cast<std::size_t>(width - filled), '.') + "] " + text;
+}
 
 std::string ProgressText(const ScanProgress& progress, std::size_t found) {
     auto text = std::to_string(progress.Done) + " of " + std::to_string(progress.Total) + " addresses, " +
@@ -45,11 +67,8 @@ std::string DescriptionOf(const FoundDevice& device) {
 void ScanDisplay::Show(const ScanProgress& progress, std::size_t found) {
     const auto text = ProgressText(progress, found);
     if (m_IsTerminal) {
-        const int filled = progress.Done * kBarWidth / progress.Total;
-        const auto bar = std::string(static_cast<std::size_t>(filled), '#') +
-                         std::string(static_cast<std::size_t>(kBarWidth - filled), '.');
         Steer(m_Err, kClearLine);
-        m_Err << "[" << bar << "] " << text << std::flush;
+        m_Err << BarText(progress, text, Columns()) << std::flush;
     } else if (progress.Elapsed - m_ShownAt >= kLinePeriod) {
         m_ShownAt = progress.Elapsed;
         m_Err << "nimbo1: " << m_Port << ": " << text << std::endl;

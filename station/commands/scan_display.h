@@ -25,6 +25,9 @@ private:
     Duration m_ShownAt{0};
 };
 
+/// A bar in front of that text, as much of both as the columns of a terminal take.
+std::string BarText(const ScanProgress& progress, const std::string& text, int columns);
+
 /// "120 of 255 addresses, 2 found, 8 s left".
 std::string ProgressText(const ScanProgress& progress, std::size_t found);
 

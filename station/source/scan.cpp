@@ -16,6 +16,9 @@ const DeviceModelTable& ModelOfStep(std::size_t step) {
 
 constexpr int kAttempts = 3;
 
+// Of two answers that differ one may be late; the third tells which.
+constexpr int kMostAnswers = 3;
+
 // One unreadable answer may be a disturbance of the line; an address with more is one where a device is.
 constexpr int kSignsOfADevice = 2;
 
@@ -41,7 +44,7 @@ std::vector<FoundDevice> Scan::TakeFound() {
 
 void Scan::Take(const Exchange& exchange, const ReadingValue& value) {
     TakeExtras(exchange.Extras);
-    if (m_Before) m_Found.push_back(*std::exchange(m_Before, std::nullopt));
+    if (m_Before) Report(*std::exchange(m_Before, std::nullopt));
     const bool isValue = !std::holds_alternative<std::monostate>(value);
     // The answer of a device that answers late may be to another question.
     const bool isToAnother = m_Device.AnswersLate && exchange.ReplyCode != exchange.Asked;
@@ -56,8 +59,28 @@ void Scan::Take(const Exchange& exchange, const ReadingValue& value) {
     const bool isExpected = m_Step > 0 || m_Device.Suspect || m_Device.AnswersLate;
     const bool again = !isClean || (IsUnanswered(exchange.Outcome) && isExpected);
     if (again && ++m_Attempt < kAttempts) return;
+    const bool isConfirmed = isAnswer && IsConfirmed(exchange);
+    if (isAnswer && !isConfirmed && m_Answers < kMostAnswers) return;
     m_Attempt = 0;
-    Identify(exchange, isAnswer ? value : ReadingValue());
+    m_Answers = 0;
+    Identify(exchange, isConfirmed ? value : ReadingValue());
+}
+
+/// Every model answers with a serial number, so it tells none, and nothing of the address was asked before it.
+bool Scan::IsConfirmed(const Exchange& answer) {
+    const bool isAlike = m_Answers++ > 0 && answer.ReplyCode == m_Code;
+    m_Alike = isAlike ? m_Alike + 1 : 1;
+    m_Code = answer.ReplyCode;
+    return m_Step == 0 || m_Alike > 1;
+}
+
+/// What two devices on one address, or noise, have said once is not to be relied on.
+void Scan::Report(FoundDevice device) {
+    if (device.Suspect && m_Asked.insert(device.Address).second) {
+        m_Suspects.push_back(device.Address);
+    } else {
+        m_Found.push_back(std::move(device));
+    }
 }
 
 /// What has come on top of answers is evidence against the device that it comes from.
@@ -82,7 +105,8 @@ FoundDevice* Scan::DeviceAt(int address) {
 void Scan::Identify(const Exchange& exchange, const ReadingValue& value) {
     const bool isAnswer = !std::holds_alternative<std::monostate>(value);
     if (m_Step == 0) {
-        const bool isThere = m_Unreadable >= kSignsOfADevice || m_Device.AnswersLate;
+        const bool isThere =
+            m_Unreadable >= kSignsOfADevice || m_Device.AnswersLate || m_Asked.contains(m_Device.Address);
         if (exchange.Outcome == Outcome::Foreign || (IsUnanswered(exchange.Outcome) && !isThere)) return Leave(isThere);
         if (isAnswer) m_Device.SerialNumber = std::get<std::string>(value);
     } else if (isAnswer) {
@@ -102,14 +126,20 @@ void Scan::Leave(bool found) {
     if (found) m_Told.insert(address);
     if (found) m_Before = std::move(m_Device);
     if (m_Done < Total()) return Enter(address + 1);
-    if (!m_Late.empty()) {
-        Enter(m_Late.front());
-        m_Late.pop_front();
-        m_Device.AnswersLate = true;
-        return;
-    }
-    Enter(0);
-    if (m_Before) m_Found.push_back(*std::exchange(m_Before, std::nullopt));
+    if (EnterAgain()) return;
+    // Nothing comes behind it any more.
+    if (m_Before) Report(*std::exchange(m_Before, std::nullopt));
+    if (!EnterAgain()) Enter(0);
+}
+
+bool Scan::EnterAgain() {
+    auto& next = m_Late.empty() ? m_Suspects : m_Late;
+    if (next.empty()) return false;
+    Enter(next.front());
+    next.pop_front();
+    m_Device.AnswersLate = &next == &m_Late;
+    m_Device.Suspect = &next == &m_Suspects;
+    return true;
 }
 
 void Scan::Enter(int address) {

@@ -26,8 +26,9 @@ const DeviceModelTable& ModelThatOffers(ORVIXCNB1_VARS variable) {
 /// Raises when the payload is no value of this kind.
 ReadingValue ValueOf(ORVIXCNB1_VARS variable, const std::string& payload) {
     if (variable == ORVIXCNB1_VAR_SERIAL_NUMBER) return payload;
-    const auto toReading = [](auto value) -> ReadingValue { return value; };
-    return std::visit(toReading, ModelThatOffers(variable).Decode(payload));
+    const auto value = ModelThatOffers(variable).Decode(payload);
+    if (const auto* measured = std::get_if<double>(&value)) return LeadingReal(NumberText(KeptTemperature(*measured)));
+    return std::get<std::int32_t>(value);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <map>
 
+#include "station/commands/scan_display.h"
 #include "station/run/capacity.h"
 
 namespace orvix::tests {
@@ -27,6 +28,7 @@ struct End {
     std::size_t BytesAfter = 0;
     std::vector<Surplus> Extras = {};
     bool IsToAnother = false;  ///< the answer is to another question
+    std::string Code = {};
 };
 
 End Answered(ReadingValue value) {
@@ -65,7 +67,7 @@ ScanResult Scanned(Script script, station::ScanRange range) {
         exchange.Outcome = end.Outcome;
         exchange.Extras = end.Extras;
         exchange.BytesAfter = end.BytesAfter;
-        exchange.ReplyCode = end.IsToAnother ? "x" : "";
+        exchange.ReplyCode = end.IsToAnother ? "x" : end.Code;
         scan.Take(exchange, end.Value);
         for (const auto& device : scan.TakeFound())
             result.Found.push_back(device);
@@ -97,17 +99,17 @@ TEST(Scan, TellsWhatIsAtAnAddress) {
         bool Suspect;
         int Exchanges;
     } cases[] = {
-        {"a sensor", {serial}, {sensor}, {}, true, 106, false, 4},
-        {"a digital module", {serial}, {refused}, {module}, true, 104, false, 5},
-        {"a module silent on what it does not know", {serial}, {silent}, {module}, true, 104, false, 7},
-        {"a model without a serial number", {refused}, {sensor}, {}, true, 106, false, 4},
+        {"a sensor", {serial}, {sensor}, {}, true, 106, false, 5},
+        {"a digital module", {serial}, {refused}, {module}, true, 104, false, 6},
+        {"a module silent on what it does not know", {serial}, {silent}, {module}, true, 104, false, 8},
+        {"a model without a serial number", {refused}, {sensor}, {}, true, 106, false, 5},
         {"another model", {serial}, {refused}, {refused}, true, 0, false, 5},
-        {"a sensor that misses a request", {serial}, {silent, sensor}, {}, true, 106, false, 5},
-        {"two sensors, answers on top of each other", {damaged, serial}, {sensor}, {}, true, 106, true, 5},
-        {"two sensors, one answer after the other", {serial}, {WithMore(sensor)}, {}, true, 106, true, 6},
-        {"the second one apart", {serial}, {With(sensor, 2, Surplus::Kind::Doubled)}, {}, true, 106, true, 4},
-        {"never to be read", {damaged}, {damaged}, {damaged}, true, 0, true, 11},
-        {"a value of no kind", {serial}, {Answered({})}, {module}, true, 104, true, 7},
+        {"a sensor that misses a request", {serial}, {silent, sensor}, {}, true, 106, false, 6},
+        {"two sensors, answers on top of each other", {damaged, serial}, {sensor}, {}, true, 106, true, 9},
+        {"two sensors, one answer after the other", {serial}, {WithMore(sensor)}, {}, true, 106, true, 12},
+        {"the second one apart", {serial}, {With(sensor, 2, Surplus::Kind::Doubled)}, {}, true, 106, true, 8},
+        {"never to be read", {damaged}, {damaged}, {damaged}, true, 0, true, 20},
+        {"a value of no kind", {serial}, {Answered({})}, {module}, true, 104, true, 14},
         {"a disturbance of the line", {damaged, silent}, {}, {}, false, 0, false, 5},
         {"nobody, while another answers", {foreign}, {}, {}, false, 0, false, 5},
         {"nobody, bytes of another before", {With(silent, 9, Surplus::Kind::Doubled)}, {}, {}, false, 0, false, 3},
@@ -127,6 +129,65 @@ TEST(Scan, TellsWhatIsAtAnAddress) {
                               : c.Model == 104 ? ReadingValue(std::int32_t{5})
                                                : ReadingValue();
         EXPECT_EQ(device.Value, expected);
+    }
+}
+
+End WithCode(End end, const char* code) {
+    end.Code = code;
+    return end;
+}
+
+// A value that is the answer to an earlier question is no value, and the first of its kind tells no model.
+TEST(Scan, AModelIsToldByTwoAnswersAlike) {
+    const auto serial = Answered(std::string("S"));
+    const auto late = WithCode(Answered(0.0), "serial");
+    const auto right = WithCode(Answered(21.5), "temperature");
+    const auto module = Answered(std::int32_t{5});
+    const End refused{.Outcome = Outcome::Refused};
+    const struct {
+        const char* What;
+        std::vector<End> Temperature;
+        std::int32_t Model;
+        ReadingValue Value;
+    } cases[] = {
+        {"a module's serial number comes late", {late, refused}, 104, std::int32_t{5}},
+        {"a sensor's does", {late, right}, 106, 21.5},
+        {"never twice the same", {late, right, late}, 104, std::int32_t{5}},
+        {"one answer only", {right, {}}, 104, std::int32_t{5}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.What);
+        const auto result =
+            Scanned({{{1, kSerial}, {serial}}, {{1, kTemperature}, c.Temperature}, {{1, kInputs}, {module}}}, {1, 1});
+        ASSERT_EQ(result.Found.size(), 1U);
+        EXPECT_EQ(result.Found[0].Model, c.Model);
+        EXPECT_EQ(result.Found[0].Value, c.Value);
+    }
+}
+
+// Two devices on one address may answer as one when it is asked for the first time.
+TEST(Scan, ASuspectIsAskedAgainAtTheEnd) {
+    const End damaged{.Outcome = Outcome::Damaged};
+    const auto serial = Answered(std::string("S"));
+    const auto result = Scanned({{{1, kSerial}, {damaged, serial, serial, damaged}},
+                                 {{1, kTemperature}, {Answered(20.0), Answered(20.0), damaged}},
+                                 {{2, kSerial}, {serial}},
+                                 {{2, kTemperature}, {Answered(20.0)}}},
+                                {1, 2});
+    ASSERT_EQ(result.Found.size(), 2U);
+    EXPECT_EQ(result.Found[0].Address, 2);
+    EXPECT_EQ(result.Found[1].Address, 1);
+    EXPECT_TRUE(result.Found[1].Suspect);
+    EXPECT_EQ(result.Found[1].Model, 0) << "it is not remembered";
+}
+
+TEST(Scan, TheBarFitsTheTerminal) {
+    const station::ScanProgress progress{60, 255, std::chrono::seconds(3)};
+    const auto text = station::ProgressText(progress, 2);
+    for (const int columns : {200, 80, 60, 45, 41, 20, 1}) {
+        const auto shown = station::BarText(progress, text, columns);
+        EXPECT_LT(shown.size(), static_cast<std::size_t>(columns)) << shown;
+        EXPECT_EQ(shown.find('[') == 0, columns > 45) << shown;
     }
 }
 
