@@ -139,7 +139,7 @@ TEST(Run, AReloadRunsTheNewAlarmProgramFromItsFirstAlarmOn) {
     ASSERT_TRUE(program.AwaitError("simulated: changed the limits of device 5"));
     ASSERT_TRUE(program.AwaitError("changed the alarm command"));
     const std::string expected = "first start high\nsecond start low\nsecond end high\n";
-    while (ContentsOf(told).size() < expected.size())
+    for (int readings = 0; readings < 600 && ContentsOf(told).size() < expected.size(); ++readings)
         ASSERT_TRUE(program.AwaitOutput("\"valid\":true"));
     program.Signal(SIGINT);
     program.Finish();

@@ -146,11 +146,10 @@ TEST_F(ReloadTest, ABusWaitsForThePortOfTheOneBeforeIt) {
     EXPECT_EQ(Run.Apply({BusOn("a", Lines[1]), BusOn("b", Lines[0])}),
               (std::vector<std::string>{"a: restarts with changed settings", "b: restarts with changed settings"}));
     EXPECT_EQ(Run.SetupOn("a")->PortPath, Lines[1].Path());
-    Ear.Ports.clear();
     Release();
     EXPECT_TRUE(Await([&] { return Ear.Readings.size() > 5; }));
     std::sort(Ear.Ports.begin(), Ear.Ports.end());
-    EXPECT_EQ(Ear.Ports, "++--aabb");
+    EXPECT_EQ(Ear.Ports, "++++--aaabbb");
     Ear.Ports.clear();
     EXPECT_TRUE(Run.Apply({BusOn("a", Lines[1])}).size() == 1);
     EXPECT_TRUE(Await([&] { return Ear.Ports == "-b"; }));
