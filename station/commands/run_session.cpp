@@ -7,6 +7,7 @@
 #include "station/model/clock.h"
 #include "station/setup/configuration.h"
 #include "station/store/history_schema.h"
+#include "station/words/quantity_text.h"
 
 namespace orvix::station {
 namespace {
@@ -141,7 +142,7 @@ int RunSession::Finish() {
     m_Starter.KeepFound();
     if (const auto missing = m_Recorder ? m_Recorder->Finish() : std::nullopt) m_Output.Note(*missing);
     const auto lost = m_History ? m_History->Close() : 0;
-    if (lost > 0) m_Output.Note("history: " + std::to_string(lost) + " readings could not be written and are lost");
+    if (lost > 0) m_Output.Note("history: " + Counted(lost, "reading") + " lost: the file cannot be written");
     if (const auto summary = m_Listener.Summary(); !summary.empty()) m_Output.Note(summary);
     m_Lines.Finish();
     return m_Listener.AnyGood() && lost == 0 ? kDone : kFailed;

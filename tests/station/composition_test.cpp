@@ -12,11 +12,13 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "platform/file_descriptor.h"
+#include "simulator/bus_server.h"
 #include "station/door/health_text.h"
 #include "station/door/metric_families.h"
 #include "tests/station/faulty_bus.h"
@@ -63,6 +65,50 @@ TEST(Run, GoesOnInACompleteNewRecordingWhenTheFileWasMovedAway) {
         EXPECT_EQ(played.Status, 0) << played.Err;
         EXPECT_NE(played.Out.find("\"valid\":true"), std::string::npos) << recording;
     }
+}
+
+TEST(Run, BeginsANewTraceWhenTheFileWasMovedAway) {
+    const TestFolder folder;
+    Program program({"run", "--trace", "--data", folder.Path, "--every", "100ms", "--json"});
+    ASSERT_TRUE(program.AwaitOutput("\"valid\":true"));
+    const auto file = std::filesystem::directory_iterator(folder.Path + "/Log")->path();
+    std::filesystem::rename(file, folder.Path + "/moved");
+    program.Signal(SIGUSR1);
+    for (int readings = 0; readings < 600 && !std::filesystem::exists(file); ++readings)
+        ASSERT_TRUE(program.AwaitOutput("\"valid\":true"));
+    program.Signal(SIGINT);
+    program.Finish();
+    EXPECT_NE(ContentsOf(file).find("Polling Var"), std::string::npos) << ContentsOf(file);
+}
+
+TEST(Run, WhatAScanHasFoundIsKnownWhenItIsCutShort) {
+    const TestFolder folder;
+    simulator::BusServer bus(simulator::SimulatedBus({simulator::ParseSimulatedDevice("2:sensor")}), 0);
+    const auto port = bus.Terminal().Path();
+    Program program({"run", "--port", port, "--data", folder.Path, "--timeout-factor", "40", "--json"});
+    ASSERT_TRUE(program.AwaitError(": found 2"));
+    program.Signal(SIGINT);
+    ASSERT_TRUE(program.AwaitError("the scan was cut short; what it found is known from now on (1)"));
+    program.Finish();
+    const auto known = RunProgram({"devices", "--port", port, "--data", folder.Path, "--json"});
+    EXPECT_NE(known.Out.find("\"address\":2"), std::string::npos) << known.Out << known.Err;
+}
+
+TEST(Run, AReloadDuringAScanFollowsIt) {
+    const TestFolder folder;
+    const auto file = folder.Path + "/n.toml";
+    auto bus = std::make_unique<FaultyBus>([](const std::string&) { return std::string(); });
+    std::ofstream(file) << "[[bus]]\nport = \"" << bus->Terminal.Path() << "\"\n";
+    Program program({"run", "--config", file, "--json"});
+    ASSERT_TRUE(program.AwaitError("looking for some"));
+    std::ofstream(file) << "[[bus]]\nname = \"other\"\n";
+    program.Signal(SIGHUP);
+    ASSERT_TRUE(program.AwaitError("the configuration is read again when the scan has ended"));
+    bus.reset();
+    EXPECT_TRUE(program.AwaitError("other: started"));
+    EXPECT_TRUE(program.AwaitOutput("\"port\":\"other\""));
+    program.Signal(SIGINT);
+    EXPECT_EQ(program.Finish().Status, 0);
 }
 
 sockaddr_in LocalAddress(int port) {

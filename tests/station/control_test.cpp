@@ -128,8 +128,8 @@ TEST(Health, OfARunningStationIsToldWithWhatIsWrong) {
     const TestFolder folder;
     simulator::BusServer bus(simulator::SimulatedBus({simulator::ParseSimulatedDevice("5:sensor")}), 0);
     Program program({"run", "--data", folder.Path, "--port", bus.Terminal().Path(), "--device", "5:sensor", "--device",
-                     "9:sensor:Lost", "--every", "200ms", "--json"});
-    for (int reading = 0; reading < 4; ++reading)
+                     "9:sensor:Lost", "--every", "700ms", "--retries", "0", "--timeout-factor", "100", "--json"});
+    for (int reading = 0; reading < 3; ++reading)
         ASSERT_TRUE(program.AwaitOutput("\"valid\":false"));
     const auto plain = RunProgram({"health", "--data", folder.Path});
     EXPECT_EQ(plain.Status, 0) << plain.Err;

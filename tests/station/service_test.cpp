@@ -61,9 +61,10 @@ TEST(Service, ItsManagerHearsThatItIsReadyLivesReadsItsConfigurationAgainAndStop
     const TestFolder folder;
     const auto file = folder.Path + "/n.toml";
     std::ofstream(file) << "[[bus]]\n";
-    Program program({"run", "--config", file, "--quiet"});
+    Program program({"run", "--config", file, "--json"});
     EXPECT_EQ(manager.Next(), "READY=1\nSTATUS=simulated is online");
     manager.AwaitSignOfLife();
+    EXPECT_TRUE(program.AwaitOutput("\"valid\":true"));
     program.Signal(SIGHUP);
     EXPECT_EQ(manager.Next().substr(0, 11), "RELOADING=1");
     EXPECT_EQ(manager.Next(), "READY=1");
