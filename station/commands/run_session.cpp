@@ -38,7 +38,8 @@ RunSession::RunSession(const RunOptions& options, MainLoop& loop)
                      [this](const std::string& text) { m_Output.Note(text); }),
       m_History(RecordHistory()),
       m_Recorder(RecordLines()),
-      m_Run(*m_Station, loop.Apartment(),
+      m_Source(*m_Station, loop.Apartment()),
+      m_Run(m_Source,
             [this](const std::string& port, const Error& error) {
                 m_Output.Note("configuration read again: " + port + ": cannot be started: " + error.Description);
             }),
@@ -62,7 +63,7 @@ std::unique_ptr<HistoryRecorder> RunSession::RecordHistory() {
 
 std::unique_ptr<Recorder> RunSession::RecordLines() {
     if (m_Options.Record.empty()) return nullptr;
-    return std::make_unique<Recorder>(m_Options.Record, m_Loop.Apartment(),
+    return std::make_unique<Recorder>(m_Options.Record, m_Loop.Apartment(), m_Setup.Buses.size() > 1,
                                       [this](const std::string& text) { m_Output.Note(text); });
 }
 
@@ -85,7 +86,8 @@ std::unique_ptr<ControlServer> RunSession::OpenControl() {
 }
 
 StationHealth RunSession::Health() {
-    auto health = m_Health.At(m_Loop.Apartment().Now(), UnixMilliseconds(), m_Run.Values());
+    auto health =
+        m_Health.At(m_Loop.Apartment().Now(), UnixMillisecondsOf(m_Loop.Apartment().DateNow()), m_Run.Values());
     if (m_History) health.HistoryStill = m_History->StandsStill();
     return health;
 }

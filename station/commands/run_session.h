@@ -19,6 +19,7 @@
 #include "station/sink/lines/output_listener.h"
 #include "station/sink/recording/recorder.h"
 #include "station/sink/service/service_notifier.h"
+#include "station/source/live_source.h"
 
 namespace orvix::station {
 
@@ -59,6 +60,7 @@ private:
     std::unique_ptr<Recorder> m_Recorder;
 
     BusStarter::SimulatedBuses m_Simulated;
+    LiveSource m_Source;
     StationRun m_Run;
     BusStarter m_Starter;
     std::unique_ptr<ControlServer> m_Control;

@@ -65,8 +65,8 @@ Bus::Bus(const Library& library, BusServices& services, BusSetup setup, Listener
     m_Endpoint->Activate(true);
 
     Configure();
-    for (const auto& device : m_Setup.Devices)
-        AddDevice(device);
+    for (auto& device : m_Setup.Devices)
+        device.Name = AddDevice(device);
 }
 
 void Bus::Configure() {
@@ -96,7 +96,7 @@ std::shared_ptr<iOrvixDriver> Bus::CreateDriver() {
     return m_DriverThread->TakeDriver();
 }
 
-void Bus::AddDevice(const DeviceSetup& setup) {
+std::string Bus::AddDevice(const DeviceSetup& setup) {
     const auto address = NumberText(setup.Address);
     auto& devices = *m_Adapter->Devices();
     const auto device = devices.Exists(address) ? devices.Item(address) : m_Adapter->DeviceAdd(address, setup.Model);
@@ -111,6 +111,7 @@ void Bus::AddDevice(const DeviceSetup& setup) {
     device->Monitor(true);
     device->ConnectedEx(true);
     WatchRecord(device, varID);
+    return device->Name();
 }
 
 void Bus::Devices(const DeviceChanges& changes) {
@@ -196,7 +197,7 @@ void Bus::AskSilentDevice() {
 
 Reading Bus::MakeReading(iOrvixDevice& device, std::int32_t varID) const {
     Reading reading;
-    reading.UnixMilliseconds = UnixMilliseconds();
+    reading.UnixMilliseconds = UnixMillisecondsOf(m_Host.Apartment().DateNow());
     reading.Port = m_Setup.PortLabel;
     reading.Address = LeadingNumber(device.Address());
     reading.Model = device.DeviceModel();

@@ -33,6 +33,8 @@ public:
     /// and what happens on the line. Raises Error when the library refuses.
     Bus(const Library& library, BusServices& services, BusSetup setup, Listener& listener);
 
+    /// What it is used as; devices without a name have the one that the library gave them.
+    const BusSetup& Setup() const { return m_Setup; }
     /// Adds, removes and renames devices, so that they are those. What is not taken is told as trouble.
     void Devices(const DeviceChanges& changes);
     /// Writes the trace, when there is one, into a file that is there.
@@ -52,7 +54,8 @@ public:
 private:
     void Configure();
     std::shared_ptr<iOrvixDriver> CreateDriver();
-    void AddDevice(const DeviceSetup& device);
+    /// Returns the name that the device has.
+    std::string AddDevice(const DeviceSetup& device);
     void WatchRecord(const std::shared_ptr<iOrvixDevice>& device, std::int32_t varID);
     /// Null when there is none, or none any more: an adapter that closes has no devices.
     std::shared_ptr<iOrvixDevice> FindDevice(const std::string& address) const;

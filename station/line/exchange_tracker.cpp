@@ -40,6 +40,9 @@ void ExchangeTracker::Take(const LineEvent& event) {
             m_Outcome.reset();
             m_Rest.clear();
             return;
+        case Kind::Waited:
+            // More may come while there is time.
+            return;
     }
 }
 

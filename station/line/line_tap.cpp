@@ -69,7 +69,7 @@ public:
     }
     std::string Input() override {
         auto bytes = Watched([&] { return m_Control->Input(); });
-        if (!bytes.empty()) Happened(Kind::Received, bytes);
+        Happened(bytes.empty() ? Kind::Waited : Kind::Received, bytes);
         return bytes;
     }
     void WaitForInput(Duration limit) override {

@@ -2,14 +2,19 @@
 
 #include <array>
 #include <chrono>
-
-#include "host/date.h"
+#include <cmath>
 
 namespace orvix::station {
 
 std::int64_t UnixMilliseconds() {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     return std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
+}
+
+std::int64_t UnixMillisecondsOf(Date date) {
+    constexpr double kMillisecondsPerDay = 86'400'000;
+    static const double epoch = FromUnixMilliseconds(0).Days;
+    return std::llround((date.Days - epoch) * kMillisecondsPerDay);
 }
 
 std::string IsoText(std::int64_t unixMilliseconds) {

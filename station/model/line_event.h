@@ -16,6 +16,7 @@ struct LineEvent {
         Sent,       ///< a request, as the driver sends it
         Received,   ///< bytes that the driver took while it waited for a reply, as many as were there
         Discarded,  ///< bytes that were there before a request and belong to no reply
+        Waited,     ///< the driver has waited for bytes, and none were there
     };
 
     Duration Time{0};    ///< of the steady clock that all apartments of the process share

@@ -143,6 +143,7 @@ void Episodes::End(const DeviceId& id, Duration now, Events& events) {
 
 EpisodeEvent Episodes::EventOf(Kind what, const DeviceId& id, const Subject& subject, Duration now) {
     return {.What = what,
+            .UnixMilliseconds = 0,
             .Port = id.Port,
             .Address = id.Address,
             .Name = subject.Name,

@@ -23,6 +23,7 @@ struct EpisodeEvent {
     };
 
     Kind What = Kind::Began;
+    std::int64_t UnixMilliseconds = 0;
     std::string Port;
     int Address = 0;  ///< 0: the port itself
     std::string Name;

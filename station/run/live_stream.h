@@ -39,6 +39,8 @@ public:
 
     /// Whether all that was flushed has been written or has failed.
     bool IsIdle() const { return m_Waiting.empty(); }
+    /// Whether much more can be said before anything is dropped.
+    bool HasRoom() const { return m_Waiting.size() < kMostWaiting / 2; }
     /// Whether writing has failed.
     bool Failed() const { return m_HasFailed; }
     /// Waits until it is idle, as long as the descriptor takes something within each `limit`.

@@ -1,35 +1,50 @@
 #include "station/run/station_run.h"
 
 #include <algorithm>
+#include <utility>
 
-#include "station/model/clock.h"
 #include "station/run/bus_change.h"
 
 namespace orvix::station {
+namespace {
+
+/// Devices that stay, and are asked for without a name, keep theirs.
+void KeepNames(const std::vector<DeviceSetup>& before, std::vector<DeviceSetup>& now) {
+    for (auto& device : now) {
+        const auto isSame = [&](const DeviceSetup& d) {
+            return d.Address == device.Address && d.Model == device.Model;
+        };
+        const auto known = std::find_if(before.begin(), before.end(), isSame);
+        if (device.Name.empty() && known != before.end()) device.Name = known->Name;
+    }
+}
+
+}  // namespace
 
 StationRun::~StationRun() {
     for (auto& bus : m_Buses) {
-        if (bus.Thread) bus.Thread->Close();
+        if (bus.Bus) bus.Bus->Close();
     }
 }
 
 void StationRun::Start(const BusSetup& setup) {
     m_Buses.push_back({setup, 0, nullptr});
     try {
-        StartThread(m_Buses.back());
+        Open(m_Buses.back());
     } catch (...) {
         m_Buses.pop_back();
         throw;
     }
 }
 
-void StationRun::StartThread(RunningBus& bus) {
-    Tell(&Listener::OnSetup, bus.Setup);
+void StationRun::Open(RunningBus& bus) {
     Listener& self = *this;
     bus.Number = ++m_LatestNumber;
-    bus.Thread = std::make_unique<BusThread>(m_Station, m_Home, bus.Setup, self, [this, n = bus.Number] { Ended(n); });
-    bus.Thread->Post([](Bus& b) { b.Poll(); });
+    bus.Bus = m_Source.Open(bus.Setup, self, [this, n = bus.Number] { Ended(n); });
+    bus.Setup = bus.Bus->Setup();
     TakeDevices(bus.Setup);
+    Tell(&Listener::OnSetup, bus.Setup);
+    bus.Bus->Poll();
 }
 
 std::vector<std::string> StationRun::Apply(const std::vector<BusSetup>& wanted) {
@@ -73,9 +88,9 @@ void StationRun::StartWhenFree(const BusSetup& setup) {
 /// Meanwhile it may have been started, taken away, or come to wait for another port.
 void StationRun::StartWaiting(const std::string& port) {
     const auto bus = BusOn(port);
-    if (bus == m_Buses.end() || bus->Thread || !IsFree(bus->Setup.PortPath)) return;
+    if (bus == m_Buses.end() || bus->Bus || !IsFree(bus->Setup.PortPath)) return;
     try {
-        StartThread(*bus);
+        Open(*bus);
     } catch (const Error& error) {
         m_Buses.erase(bus);
         if (m_Failed) m_Failed(port, error);
@@ -89,14 +104,14 @@ void StationRun::Ended(std::uint64_t number) {
 }
 
 bool StationRun::Moves() {
-    const auto now = m_Home.Now();
-    const auto moves = [now](const RunningBus& bus) { return !bus.Thread || bus.Thread->Moves(now); };
+    const auto now = m_Source.Home().Now();
+    const auto moves = [now](const RunningBus& bus) { return !bus.Bus || bus.Bus->Moves(now); };
     return std::all_of(m_Buses.begin(), m_Buses.end(), moves) && std::all_of(m_Ending.begin(), m_Ending.end(), moves);
 }
 
 void StationRun::ReopenTraces() {
     for (auto& bus : m_Buses) {
-        if (bus.Thread) bus.Thread->Post([](Bus& b) { b.ReopenTrace(); });
+        if (bus.Bus) bus.Bus->ReopenTrace();
     }
 }
 
@@ -119,16 +134,16 @@ std::list<StationRun::RunningBus>::iterator StationRun::BusOn(const std::string&
 
 bool StationRun::IsRunning(const std::string& port) {
     const auto bus = BusOn(port);
-    return bus != m_Buses.end() && bus->Thread;
+    return bus != m_Buses.end() && bus->Bus;
 }
 
 void StationRun::Stop(const std::string& port) {
     const auto bus = BusOn(port);
-    if (!bus->Thread) {
+    if (!bus->Bus) {
         m_Buses.erase(bus);
         return;
     }
-    bus->Thread->Close();
+    bus->Bus->Close();
     for (const auto& device : bus->Setup.Devices)
         Forget(IdOf(port, device.Address));
     Tell(&Listener::OnPortGone, port);
@@ -137,13 +152,14 @@ void StationRun::Stop(const std::string& port) {
 
 void StationRun::ChangeDevices(RunningBus& bus, const BusSetup& wanted) {
     const auto changes = ChangesBetween(bus.Setup.Devices, wanted.Devices);
-    bus.Setup = wanted;
-    if (!bus.Thread) return;
+    const auto before = std::exchange(bus.Setup, wanted);
+    if (!bus.Bus) return;
+    KeepNames(before.Devices, bus.Setup.Devices);
     for (const auto address : changes.Removed)
         Forget(IdOf(wanted.PortLabel, address));
-    TakeDevices(wanted);
-    Tell(&Listener::OnSetup, wanted);
-    bus.Thread->Post([changes](Bus& b) { b.Devices(changes); });
+    TakeDevices(bus.Setup);
+    Tell(&Listener::OnSetup, bus.Setup);
+    bus.Bus->Devices(changes);
 }
 
 void StationRun::TakeDevices(const BusSetup& setup) {
@@ -155,7 +171,7 @@ void StationRun::TakeDevices(const BusSetup& setup) {
 
 void StationRun::Forget(const DeviceId& device) {
     m_Values.Forget(device);
-    TellAlarms(m_Alarms.Forget(device, UnixMilliseconds()));
+    TellAlarms(m_Alarms.Forget(device, UnixNow()));
     Tell(&Listener::OnDeviceGone, device);
 }
 
@@ -181,7 +197,7 @@ void StationRun::TellAlarms(std::vector<AlarmEvent> events) {
 }
 
 std::vector<Reading> StationRun::Values() const {
-    return m_Values.At(UnixMilliseconds());
+    return m_Values.At(UnixNow());
 }
 
 }  // namespace orvix::station

@@ -9,24 +9,24 @@
 #include <string>
 #include <vector>
 
+#include "station/model/clock.h"
 #include "station/model/listener.h"
 #include "station/model/station_setup.h"
 #include "station/run/alarm_book.h"
 #include "station/run/latest_values.h"
-#include "station/source/bus_thread.h"
+#include "station/source/source.h"
 
 namespace orvix::station {
 
-/// The buses of a running station, each on a thread of its own, and those who listen to them. It lives on the program's
-/// main thread, whose apartment all events come to.
+/// The buses of a running station and those who listen to them. It lives in the home of its source, where all events
+/// come to, and knows no time but the source's.
 class StationRun : private Listener {
 public:
     /// Called with a bus that could not be started when its port had become free, and why.
     using Failed = std::function<void(const std::string& port, const Error&)>;
 
-    /// `station` and `home` outlive this; nothing is delivered in `home` any more when this goes.
-    StationRun(Station& station, Apartment& home, Failed failed = nullptr)
-        : m_Station(station), m_Home(home), m_Failed(std::move(failed)) {}
+    /// `source` outlives this; nothing is delivered in its home any more when this goes.
+    explicit StationRun(Source& source, Failed failed = nullptr) : m_Source(source), m_Failed(std::move(failed)) {}
     /// Takes all buses down, at the same time, and waits for them.
     ~StationRun() override;
     StationRun(const StationRun&) = delete;
@@ -60,7 +60,7 @@ private:
     struct RunningBus {
         BusSetup Setup;
         std::uint64_t Number;
-        std::unique_ptr<BusThread> Thread;  ///< null: it waits for its port
+        std::unique_ptr<SourceBus> Bus;  ///< null: it waits for its port
     };
     struct WaitingWork {
         std::string PortPath;
@@ -71,7 +71,7 @@ private:
     std::list<RunningBus>::iterator BusOn(const std::string& port);
     bool IsRunning(const std::string& port);
     bool IsFree(const std::string& portPath) const;
-    void StartThread(RunningBus& bus);
+    void Open(RunningBus& bus);
     void StartWhenFree(const BusSetup& setup);
     void StartWaiting(const std::string& port);
     void Ended(std::uint64_t number);
@@ -101,8 +101,9 @@ private:
             (listener->*event)(arguments...);
     }
 
-    Station& m_Station;
-    Apartment& m_Home;
+    std::int64_t UnixNow() const { return UnixMillisecondsOf(m_Source.Home().DateNow()); }
+
+    Source& m_Source;
     const Failed m_Failed;
     std::vector<Listener*> m_Listeners;
     LatestValues m_Values;

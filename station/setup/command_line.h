@@ -97,6 +97,8 @@ struct ReplayOptions {
     std::string File;   ///< absolute path
     bool Fast = false;  ///< as fast as possible, not in real time
     bool Json = false;
+    std::string Record;  ///< file to keep what is played in, absolute path; empty: none
+    std::string Data;    ///< where nimbo1 health finds it; empty: the user's data folder
 };
 
 struct TraceOptions {

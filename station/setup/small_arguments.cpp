@@ -14,12 +14,13 @@ Command HealthCommand() {
 
 Command ReplayCommand() {
     const auto options = std::make_shared<ReplayOptions>();
-    auto file = PathOf("file", "FILE", "what nimbo1 record has written", options->File);
+    auto file = PathOf("file", "FILE", "what nimbo1 record has written, or that packed by gzip", options->File);
     file.IsRequired = true;
     return {"replay",
-            "play a recording back: the same readings and errors",
+            "play a recording back: the same readings, alarms and errors",
             {std::move(file), Flag("--fast", "as fast as possible instead of in real time", options->Fast),
-             JsonFlag(options->Json)},
+             PathOf("--record", "FILE", "keep what is played in this new file", options->Record),
+             JsonFlag(options->Json), DataOption(options->Data)},
             [options] { return *options; }};
 }
 

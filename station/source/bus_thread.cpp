@@ -50,6 +50,7 @@ BusThread::BusThread(Station& station, Apartment& home, const BusSetup& setup, L
           [&](BusServices& services) {
               auto resident = std::make_shared<Resident>(station, home, setup, listener, services);
               m_Bus = &resident->Driven;
+              m_Setup = m_Bus->Setup();
               return resident;
           },
           [&home, ended = std::move(ended)] {

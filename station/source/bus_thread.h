@@ -42,6 +42,8 @@ public:
     BusThread(const BusThread&) = delete;
     BusThread& operator=(const BusThread&) = delete;
 
+    /// The bus's own, as it was when it started.
+    const BusSetup& Setup() const { return m_Setup; }
     /// Whether the threads of the bus and of its driver have got on with their work: they may be in an exchange, but in
     /// none longer than one can be; one that is closed ends in twice that time. Ask it now and then, on the thread that
     /// made it; `now` is the steady time.
@@ -62,6 +64,7 @@ private:
     Apartment& m_Home;
     std::optional<Sign> m_Sign;
     std::optional<Duration> m_Closed;  ///< when it was
+    BusSetup m_Setup;
     Bus* m_Bus = nullptr;
     ServicesThread m_Thread;
 };

@@ -1,64 +1,71 @@
 #include "station/source/replay_bus.h"
 
 #include <algorithm>
-#include <array>
+#include <set>
 #include <utility>
+#include <vector>
 
 #include "devices/protocol/frame.h"
 
 namespace orvix::station {
 namespace {
 
-constexpr std::chrono::seconds kLookAhead{10};
 constexpr std::chrono::seconds kLongestClose{20};
 
-/// For each address, how many others were asked first: the order in which the devices of a bus were read.
-std::array<int, 256> TurnsOf(const std::vector<LineEvent>& events) {
-    constexpr int kNever = 1000;
-    std::array<int, 256> turns;
-    turns.fill(kNever);
-    int turn = 0;
-    for (const auto& event : events) {
-        if (event.What != LineEvent::Kind::Sent) continue;
-        const auto request = ParseRequest(event.Bytes);
-        if (!request) continue;
-        auto& first = turns.at(static_cast<std::size_t>(request->address));
-        if (first == kNever) first = turn++;
-    }
-    return turns;
+/// How far from its time a request is looked for.
+Duration LookAheadOf(const BusSetup& setup) {
+    return std::chrono::seconds(10) + 2 * setup.Every;
 }
 
-/// The bus as it was used, its devices in the order in which they were read: the library has an order of its own.
-std::vector<RecordedSetup> SetupsOf(const RecordedBus& recorded) {
-    const auto turns = TurnsOf(recorded.Events);
-    auto setups = recorded.Setups;
-    for (auto& [time, setup] : setups) {
-        std::stable_sort(setup.Devices.begin(), setup.Devices.end(), [&](const DeviceSetup& a, const DeviceSetup& b) {
-            return turns.at(static_cast<std::size_t>(a.Address)) < turns.at(static_cast<std::size_t>(b.Address));
+/// Devices in the order in which they were asked from a time on: the library has an order of its own.
+std::vector<DeviceSetup> InOrderOfTurns(std::vector<DeviceSetup> devices, RecordedEvents& events, Duration until) {
+    auto rest = devices.begin();
+    for (std::size_t place = 0; rest != devices.end(); ++place) {
+        const auto* event = events.Ahead(place, until);
+        if (event == nullptr) break;
+        if (event->What != LineEvent::Kind::Sent) continue;
+        const auto request = ParseRequest(event->Bytes);
+        const auto asked = std::find_if(rest, devices.end(), [&](const DeviceSetup& device) {
+            return request && device.Address == request->address;
         });
+        if (asked == devices.end()) continue;
+        std::rotate(rest, asked, asked + 1);
+        ++rest;
     }
-    return setups;
+    return devices;
+}
+
+BusSetup AsUsed(BusSetup setup, RecordedEvents& events, Duration began) {
+    setup.Devices = InOrderOfTurns(std::move(setup.Devices), events, began + LookAheadOf(setup));
+    return setup;
 }
 
 std::int64_t InMilliseconds(Duration time) {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(time).count();
+    return std::chrono::round<std::chrono::milliseconds>(time).count();
 }
 
 }  // namespace
 
-ReplayBus::ReplayBus(Station& station, const RecordingHeader& header, const RecordedBus& recorded, Listener& listener)
-    : m_StartedUnixMilliseconds(header.StartedUnixMilliseconds),
-      m_Setups(SetupsOf(recorded)),
-      m_Listener(listener),
-      m_Scheduler(FromUnixMilliseconds(m_StartedUnixMilliseconds + InMilliseconds(m_Setups[0].Time))),
-      m_Line(recorded.Events, m_Setups[0].Time, kLookAhead + 2 * m_Setups[0].Setup.Every, m_Apartment,
-             [this](const LineEvent& event) { TakeEvent(event); }),
-      m_Services(station.ServicesFor(m_Setups[0].Setup), m_Apartment, m_Line),
-      m_Bus(station.Library, m_Services, m_Setups[0].Setup, *this) {
-    m_Apartment.Post([this] { m_Bus.Poll(); });
-}
+ReplayBus::ReplayBus(Station& station, const BusSetup& setup, RecordedEvents& events, Duration began,
+                     std::int64_t startedUnixMilliseconds, TellThen tell)
+    : m_StartedUnixMilliseconds(startedUnixMilliseconds),
+      m_Events(events),
+      m_Tell(std::move(tell)),
+      m_Scheduler(FromUnixMilliseconds(startedUnixMilliseconds + InMilliseconds(began))),
+      m_Line(events, began, LookAheadOf(setup), m_Apartment,
+             [this, port = setup.PortLabel](LineEvent event) {
+                 event.Port = port;
+                 m_Services.OnLine(event);
+             }),
+      m_Services(station.ServicesFor(setup), m_Apartment, m_Line),
+      m_Bus(station.Library, m_Services, AsUsed(setup, events, began), *this) {}
 
 ReplayBus::~ReplayBus() {
+    ReplayBus::Close();
+}
+
+void ReplayBus::Close() {
+    if (std::exchange(m_IsClosed, true)) return;
     bool closed = false;
     Attempt([&] {
         m_Bus.Close([&] { closed = true; });
@@ -66,50 +73,43 @@ ReplayBus::~ReplayBus() {
     });
 }
 
+void ReplayBus::Poll() {
+    m_Apartment.Post([this] { m_Bus.Poll(); });
+}
+
+void ReplayBus::Devices(const DeviceChanges& changes) {
+    auto ordered = changes;
+    ordered.Added = InOrderOfTurns(changes.Added, m_Events, m_Line.RecordedNow() + LookAheadOf(Setup()));
+    m_Apartment.Post([this, ordered] { m_Bus.Devices(ordered); });
+}
+
 void ReplayBus::RunUntil(Duration time) {
-    const auto end = time - m_Setups[0].Time;
-    while (m_Scheduler.Now() < end && !Over()) {
-        if (IsChangeDue()) Change();
-        // Time goes on in leaps, and each request that is matched may bring the change closer.
-        const auto stop = std::min(end, ChangeTime());
-        m_Scheduler.RunUntil([&] { return Over() || ChangeTime() < stop; }, stop - m_Scheduler.Now());
-    }
-}
-
-Duration ReplayBus::ChangeTime() const {
-    if (m_NextSetup == m_Setups.size()) return Duration::max();
-    return m_Scheduler.Now() + (m_Setups[m_NextSetup].Time - m_Line.RecordedNow());
-}
-
-bool ReplayBus::IsRemoved(int address) const {
-    if (!IsChangeDue()) return false;
-    const auto& devices = m_Setups[m_NextSetup].Setup.Devices;
-    return std::none_of(devices.begin(), devices.end(),
-                        [&](const DeviceSetup& device) { return device.Address == address; });
-}
-
-void ReplayBus::Change() {
-    const auto& before = m_Setups[m_NextSetup - 1].Setup;
-    const auto changes = ChangesBetween(before.Devices, m_Setups[m_NextSetup++].Setup.Devices);
-    for (const auto address : changes.Removed)
-        m_Listener.OnDeviceGone(IdOf(before.PortLabel, address));
-    m_Apartment.Post([this, changes] { m_Bus.Devices(changes); });
-}
-
-void ReplayBus::TakeEvent(LineEvent event) {
-    event.Port = m_Setups[0].Setup.PortLabel;
-    m_Services.OnLine(event);
+    // Time goes on in leaps: each request that is matched sets it.
+    const auto isThere = [&] { return Over() || m_Line.RecordedNow() >= time; };
+    while (!isThere())
+        m_Scheduler.RunUntil(isThere, time - m_Line.RecordedNow());
 }
 
 void ReplayBus::OnReading(const Reading& told) {
-    if (Over() || IsRemoved(told.Address)) return;
+    if (Over()) return;
+    const auto now = m_Line.RecordedNow();
     auto reading = told;
-    reading.UnixMilliseconds = m_StartedUnixMilliseconds + InMilliseconds(m_Line.RecordedNow());
-    m_Listener.OnReading(reading);
+    reading.UnixMilliseconds = m_StartedUnixMilliseconds + InMilliseconds(now);
+    m_Tell(now, [reading](Listener& listener) { listener.OnReading(reading); });
 }
 
 void ReplayBus::OnTrouble(const std::string& port, const Failure& failure) {
-    if (!Over()) m_Listener.OnTrouble(port, failure);
+    if (Over()) return;
+    m_Tell(m_Line.RecordedNow(), [port, failure](Listener& listener) { listener.OnTrouble(port, failure); });
+}
+
+void ReplayBus::OnLine(const LineEvent& event) {
+    m_Tell(event.Time, [event](Listener& listener) { listener.OnLine(event); });
+}
+
+void ReplayBus::OnExchange(const Exchange& exchange) {
+    if (Over()) return;
+    m_Tell(m_Line.RecordedNow(), [exchange](Listener& listener) { listener.OnExchange(exchange); });
 }
 
 }  // namespace orvix::station

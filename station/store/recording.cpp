@@ -1,12 +1,10 @@
 #include "station/store/recording.h"
 
-#include <fcntl.h>
-
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <optional>
 
-#include "platform/regular_file.h"
 #include "station/store/recording_json.h"
 
 namespace orvix::station {
@@ -16,12 +14,13 @@ using std::chrono::microseconds;
 using Kind = LineEvent::Kind;
 
 constexpr std::string_view kMagic = "nimbo1-recording ";
-constexpr std::string_view kVersion = "1 ";
+constexpr std::string_view kVersion = "2 ";
+constexpr std::string_view kFirstVersion = "1 ";
 constexpr std::string_view kBus = "bus";
+constexpr std::string_view kGone = "gone";
+constexpr std::string_view kEnd = "end";
 
-constexpr std::size_t kMostBytes = std::size_t{1} << 30;
-// No driver sends or takes more at once.
-constexpr std::size_t kLongestLine = std::size_t{128} << 10;
+constexpr std::int64_t kMostBuses = 100'000;
 constexpr microseconds kLongestTime = std::chrono::hours(24 * 365 * 10);
 
 enum class Content { Nothing, Bytes, BytesAndDuration, Reason };
@@ -32,12 +31,13 @@ struct KindName {
     Content Holds;
 };
 
-constexpr std::array<KindName, 6> kKinds{{{Kind::Opened, "opened", Content::Nothing},
+constexpr std::array<KindName, 7> kKinds{{{Kind::Opened, "opened", Content::Nothing},
                                           {Kind::Closed, "closed", Content::Nothing},
                                           {Kind::Failed, "failed", Content::Reason},
                                           {Kind::Sent, "sent", Content::BytesAndDuration},
                                           {Kind::Received, "received", Content::Bytes},
-                                          {Kind::Discarded, "discarded", Content::Bytes}}};
+                                          {Kind::Discarded, "discarded", Content::Bytes},
+                                          {Kind::Waited, "waited", Content::Nothing}}};
 
 constexpr std::string_view kDigits = "0123456789ABCDEF";
 
@@ -124,41 +124,12 @@ LineEvent ReadEvent(Fields& fields, std::string_view name, Duration time) {
         ReadContent(fields, kind.Holds, event);
         return event;
     }
-    fields.Fail("'" + std::string(name.substr(0, 20)) + "' is no kind of event");
+    fields.Fail("'" + std::string(name.substr(0, 20)) + "' is no kind of line");
 }
 
-RecordingHeader ParseHeader(std::string_view line) {
-    if (!line.starts_with(kMagic)) throw RecordingError(1, "this is no recording of nimbo1");
-    line.remove_prefix(kMagic.size());
-    if (!line.starts_with(kVersion)) {
-        throw RecordingError(1, "this program reads version 1, not version " +
-                                    std::string(line.substr(0, std::min<std::size_t>(line.find(' '), 10))));
-    }
-    return ParseHeaderJson(line.substr(kVersion.size()), 1);
-}
-
-/// Takes a line behind the header.
-void TakeLine(std::string_view line, std::size_t number, std::vector<RecordedBus>& buses) {
-    Fields fields(line, number);
-    const auto time = fields.NextTime("time in microseconds");
-    const auto bus =
-        static_cast<std::size_t>(fields.NextNumber("number of a bus", static_cast<std::int64_t>(buses.size() + 1)));
-    if (bus == 0) fields.Fail("buses are counted from 1");
-    const auto name = fields.Next();
-    if (name == kBus) {
-        auto setup = ParseBusJson(fields.Rest(), number);
-        if (bus > buses.size()) buses.emplace_back();
-        buses[bus - 1].Setups.push_back({time, std::move(setup)});
-        return;
-    }
-    if (bus > buses.size()) fields.Fail("no line before describes this bus");
-    auto& events = buses[bus - 1].Events;
-    if (!events.empty() && time < events.back().Time) fields.Fail("it is earlier than the line before");
-    events.push_back(ReadEvent(fields, name, time));
-}
-
-std::string LineBeginning(Duration time, std::size_t bus, std::string_view kind) {
-    return MicrosecondsText(time) + " " + std::to_string(bus + 1) + " " + std::string(kind);
+/// Buses are counted from 1.
+std::string LineBeginning(Duration time, std::size_t number, std::string_view kind) {
+    return MicrosecondsText(time) + " " + std::to_string(number) + " " + std::string(kind);
 }
 
 }  // namespace
@@ -168,42 +139,57 @@ std::string HeaderLine(const RecordingHeader& header) {
 }
 
 std::string SetupLine(std::size_t bus, const RecordedSetup& recorded) {
-    return LineBeginning(recorded.Time, bus, kBus) + " " + BusJson(recorded.Setup) + "\n";
+    return LineBeginning(recorded.Time, bus + 1, kBus) + " " + BusJson(recorded.Setup) + "\n";
 }
 
 std::string EventLine(std::size_t bus, const LineEvent& event) {
     const auto& kind = kKinds.at(static_cast<std::size_t>(event.What));
-    auto line = LineBeginning(event.Time, bus, kind.Name);
+    auto line = LineBeginning(event.Time, bus + 1, kind.Name);
     if (kind.Holds == Content::Bytes || kind.Holds == Content::BytesAndDuration) line += " " + HexOf(event.Bytes);
     if (kind.Holds == Content::BytesAndDuration) line += " " + MicrosecondsText(event.Lasted);
     if (kind.Holds == Content::Reason) line += " " + Quoted(event.Reason);
     return line + "\n";
 }
 
-Recording ParseRecording(std::string_view text) {
-    Recording recording;
-    for (std::size_t number = 1; number == 1 || !text.empty(); ++number) {
-        const auto end = text.find('\n');
-        if (std::min(end, text.size()) > kLongestLine) throw RecordingError(number, "it is too long");
-        if (end == std::string_view::npos) {
-            if (number == 1) throw RecordingError(1, "the header is cut off");
-            recording.CutOff = true;
-            break;
-        }
-        const auto line = text.substr(0, end);
-        text.remove_prefix(end + 1);
-        if (number == 1) {
-            recording.Header = ParseHeader(line);
-        } else {
-            TakeLine(line, number, recording.Buses);
-        }
-    }
-    return recording;
+std::string GoneLine(std::size_t bus, Duration time) {
+    return LineBeginning(time, bus + 1, kGone) + "\n";
 }
 
-Recording ReadRecording(const std::string& path) {
-    const auto bytes = platform::ReadRegularFile(path, kMostBytes);
-    return ParseRecording({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+std::string EndLine(Duration time) {
+    return LineBeginning(time, 0, kEnd) + "\n";
+}
+
+RecordingHeader ParseHeader(std::string_view line) {
+    if (!line.starts_with(kMagic)) throw RecordingError(1, "this is no recording of nimbo1");
+    line.remove_prefix(kMagic.size());
+    const bool isFirst = line.starts_with(kFirstVersion);
+    if (!isFirst && !line.starts_with(kVersion)) {
+        throw RecordingError(1, "this program reads the versions 1 and 2, not version " +
+                                    std::string(line.substr(0, std::min<std::size_t>(line.find(' '), 10))));
+    }
+    return ParseHeaderJson(line.substr(kVersion.size()), isFirst);
+}
+
+RecordedLine ParseLine(std::string_view line, std::size_t number) {
+    Fields fields(line, number);
+    RecordedLine recorded;
+    recorded.Time = fields.NextTime("time in microseconds");
+    const auto bus = static_cast<std::size_t>(fields.NextNumber("number of a bus", kMostBuses));
+    const auto name = fields.Next();
+    if (bus == 0 && name == kEnd) {
+        recorded.What = RecordingEnd{};
+    } else if (bus == 0) {
+        fields.Fail("buses are counted from 1");
+    } else if (name == kBus) {
+        recorded.What = ParseBusJson(fields.Rest(), number);
+    } else if (name == kGone) {
+        recorded.What = BusGone{};
+    } else {
+        recorded.What = ReadEvent(fields, name, recorded.Time);
+    }
+    if ((name == kGone || name == kEnd) && !fields.Rest().empty()) fields.Fail("there is more than its kind");
+    recorded.Bus = bus - std::min<std::size_t>(bus, 1);
+    return recorded;
 }
 
 }  // namespace orvix::station

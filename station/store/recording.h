@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <vector>
+#include <variant>
 
 #include "host/error.h"
 #include "station/model/bus_setup.h"
@@ -23,38 +23,46 @@ public:
 
 struct RecordingHeader {
     std::int64_t StartedUnixMilliseconds = 0;
-    std::string Program;  ///< version of the program that recorded
+    std::string Program;      ///< version of the program that recorded
+    bool NamesPorts = false;  ///< the station's lines named the port: it had several
 };
 
-/// What a bus was from a time on.
+/// What a bus was from a time on: all that readings, alarms and what is said of them depend on. Neither the port's
+/// device file nor how the program worked inside.
 struct RecordedSetup {
     Duration Time{0};
-    BusSetup Setup;  ///< PortLabel, PortNumber, Every, Retries, TimeoutFactor; devices with address, model and name
+    BusSetup Setup;
 };
 
-/// A bus from its start to its end. One that is started anew, on the same port, is another.
-struct RecordedBus {
-    std::vector<RecordedSetup> Setups;  ///< at least one; those behind the first differ in their devices alone
-    std::vector<LineEvent> Events;      ///< in order of time; Port is empty: the setup says it
-};
+/// The bus is not read any more.
+struct BusGone {};
+/// The recording was ended in order.
+struct RecordingEnd {};
 
-struct Recording {
-    RecordingHeader Header;
-    std::vector<RecordedBus> Buses;
-    bool CutOff = false;  ///< the last line had no end and was left out
+/// A line behind the header.
+struct RecordedLine {
+    Duration Time{0};
+    std::size_t Bus = 0;  ///< counted from 0, in the order of the buses' first lines; of RecordingEnd nothing
+    /// A bus that is started anew, on the same port, is another bus. Further setups of a bus differ in its devices
+    /// alone. Of events the port is empty: the setup says it.
+    std::variant<BusSetup, LineEvent, BusGone, RecordingEnd> What;
 };
 
 /// The first line of a recording, with its line end.
 std::string HeaderLine(const RecordingHeader& header);
-/// A line of its own for what a bus is, with its line end. Buses count from 0 in the order of their first lines.
+/// A line of its own for what a bus is, with its line end.
 std::string SetupLine(std::size_t bus, const RecordedSetup& recorded);
 /// The same for an event.
 std::string EventLine(std::size_t bus, const LineEvent& event);
+/// The same for a bus that is gone.
+std::string GoneLine(std::size_t bus, Duration time);
+/// The last line.
+std::string EndLine(Duration time);
 
-/// Reads a whole recording. Raises RecordingError for a first line that is no header of this version, or is cut off,
-/// and for any other line that is neither a bus nor an event of one that a line before has described.
-Recording ParseRecording(std::string_view text);
-/// The same of a file. Raises SystemError as well, and General for what is no regular file or has more than 1 GiB.
-Recording ReadRecording(const std::string& path);
+/// Reads a first line, without its end. Version 1 lacks the limits of devices and all that follows from them. Raises
+/// RecordingError when it is none.
+RecordingHeader ParseHeader(std::string_view line);
+/// Reads any other line. Raises RecordingError, which names the line by its number.
+RecordedLine ParseLine(std::string_view line, std::size_t number);
 
 }  // namespace orvix::station

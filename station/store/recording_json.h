@@ -12,10 +12,11 @@ namespace orvix::station {
 // JSON, lacks a member, or has a value out of its range.
 
 std::string HeaderJson(const RecordingHeader& header);
-RecordingHeader ParseHeaderJson(std::string_view json, std::size_t line);
+/// `isFirst`: of version 1.
+RecordingHeader ParseHeaderJson(std::string_view json, bool isFirst);
 
-/// PortLabel, PortNumber, Every, Retries, TimeoutFactor and the devices with address, model and name.
 std::string BusJson(const BusSetup& bus);
+/// What version 1 lacks is off.
 BusSetup ParseBusJson(std::string_view json, std::size_t line);
 
 /// A text as JSON; what is no UTF-8 in it is replaced.

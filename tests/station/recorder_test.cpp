@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "platform/real_apartment.h"
+#include "station/store/recording_reader.h"
 #include "tests/support/test_folder.h"
 
 using namespace std::chrono_literals;
@@ -37,9 +38,12 @@ struct FullDisk {
 constexpr std::size_t kHappened = 500;
 
 std::size_t EventsIn(const std::string& file) {
-    const auto recording = ReadRecording(file);
-    EXPECT_FALSE(recording.CutOff);
-    return recording.Buses.size() == 1 ? recording.Buses[0].Events.size() : 0;
+    RecordingReader recording(file);
+    std::size_t events = 0;
+    while (const auto line = recording.Next())
+        events += std::holds_alternative<LineEvent>(line->What) ? 1 : 0;
+    EXPECT_FALSE(recording.IsCutOff());
+    return events;
 }
 
 TEST(Recorder, OneThatAFullDiskHasEndedGoesOnInWholeLinesWhenItIsOpenedAnew) {
@@ -58,7 +62,7 @@ TEST(Recorder, OneThatAFullDiskHasEndedGoesOnInWholeLinesWhenItIsOpenedAnew) {
             return home.PumpUntil([&] { return told.find(text) != std::string::npos; }, 30s);
         };
         auto disk = std::make_optional<FullDisk>(c.Room);
-        Recorder recorder(file, home, [&](const std::string& text) { told = text; });
+        Recorder recorder(file, home, false, [&](const std::string& text) { told = text; });
         BusSetup setup;
         setup.PortLabel = "line";
         recorder.OnSetup(setup);

@@ -10,6 +10,7 @@
 
 #include "platform/real_apartment.h"
 #include "station/run/station_run.h"
+#include "station/source/live_source.h"
 #include "tests/station/faulty_bus.h"
 #include "tests/station/program.h"
 #include "tests/support/scripted_line.h"
@@ -106,7 +107,8 @@ struct ReloadTest : testing::Test {
     /// What is waited for may happen on another thread that tells nobody.
     std::unique_ptr<Timer> Turns = Home.CreateTimer([] {});
     Heard Ear;
-    StationRun Run{Shared, Home};
+    LiveSource Live{Shared, Home};
+    StationRun Run{Live};
 };
 
 TEST_F(ReloadTest, BusesThatAreStoppedInTheirExchangesHoldUpNobodyAndAreHeardNoMore) {

@@ -90,7 +90,7 @@ public:
                {"text", line.Text}});
     }
     void Tell(const EpisodeEvent& event) override {
-        Json object{{"time", IsoText(UnixMilliseconds())}, {"event", EventName(event.What)}, {"port", event.Port}};
+        Json object{{"time", IsoText(event.UnixMilliseconds)}, {"event", EventName(event.What)}, {"port", event.Port}};
         if (event.Address != 0) {
             object["address"] = event.Address;
             object["name"] = event.Name;

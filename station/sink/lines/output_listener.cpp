@@ -1,5 +1,7 @@
 #include "station/sink/lines/output_listener.h"
 
+#include "station/model/clock.h"
+
 namespace orvix::station {
 namespace {
 
@@ -42,9 +44,12 @@ void OutputListener::OnDeviceGone(const DeviceId& device) {
     m_Output.Forget(device);
 }
 
-void OutputListener::TellAll(const std::vector<EpisodeEvent>& events) {
-    for (const auto& event : events)
+void OutputListener::TellAll(std::vector<EpisodeEvent> events) {
+    const auto now = UnixMillisecondsOf(m_Home.DateNow());
+    for (auto& event : events) {
+        event.UnixMilliseconds = now;
         m_Output.Tell(event);
+    }
 }
 
 }  // namespace orvix::station

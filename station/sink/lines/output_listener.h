@@ -36,7 +36,7 @@ public:
     void OnPortGone(const std::string& port) override { m_Episodes.Forget(IdOf(port, 0)); }
 
 private:
-    void TellAll(const std::vector<EpisodeEvent>& events);
+    void TellAll(std::vector<EpisodeEvent> events);
 
     Output& m_Output;
     Apartment& m_Home;

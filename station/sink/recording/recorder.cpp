@@ -23,13 +23,15 @@ ByteView BytesOf(std::string_view text) {
 
 }  // namespace
 
-Recorder::Recorder(const std::string& path, Apartment& home, std::function<void(const std::string&)> tell)
+Recorder::Recorder(const std::string& path, Apartment& home, bool namesPorts,
+                   std::function<void(const std::string&)> tell)
     : m_Path(path),
       m_Home(home),
+      m_NamesPorts(namesPorts),
       m_Started(home.Now()),
       m_Tell(std::move(tell)),
       m_File(platform::OpenRegularFile(path, O_WRONLY | O_CREAT | O_EXCL, platform::kOwnerOnly)),
-      m_Lines(HeaderLine({UnixMilliseconds(), kVersion})) {
+      m_Lines(Header()) {
     m_Thread = std::thread([this] { Write(); });
 }
 
@@ -37,7 +39,12 @@ Recorder::~Recorder() {
     Finish();
 }
 
+std::string Recorder::Header() const {
+    return HeaderLine({UnixMillisecondsOf(m_Home.DateNow()), kVersion, m_NamesPorts});
+}
+
 std::optional<std::string> Recorder::Finish() {
+    Add(EndLine(m_Home.Now() - m_Started));
     {
         const std::lock_guard lock(m_Mutex);
         m_Stopping = true;
@@ -76,7 +83,11 @@ void Recorder::OnLine(const LineEvent& event) {
 }
 
 void Recorder::OnPortGone(const std::string& port) {
-    if (const auto bus = BusOn(port, m_Home.Now())) m_Buses[*bus].Gone = true;
+    const auto now = m_Home.Now();
+    const auto bus = BusOn(port, now);
+    if (!bus) return;
+    m_Buses[*bus].Gone = true;
+    Add(GoneLine(*bus, now - m_Started));
 }
 
 void Recorder::Add(const std::string& line) {
@@ -106,10 +117,13 @@ std::string Recorder::SetupsOfNow(Duration now) {
 void Recorder::Begin(bool inNewFile) {
     const std::lock_guard lock(m_Mutex);
     if (m_Stopping || (!inNewFile && !m_Failed)) return;
+    if (inNewFile) {
+        m_Lines += EndLine(m_Home.Now() - m_Started);
+        m_Cut = m_Lines.size();
+    }
     m_Started = m_Home.Now();
     std::erase_if(m_Buses, [](const RunningBus& bus) { return bus.Gone; });
-    if (inNewFile) m_Cut = m_Lines.size();
-    m_Lines += HeaderLine({UnixMilliseconds(), kVersion}) + SetupsOfNow(m_Started);
+    m_Lines += Header() + SetupsOfNow(m_Started);
     TellThatItWorks();
 }
 

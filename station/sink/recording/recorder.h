@@ -24,9 +24,10 @@ namespace orvix::station {
 class Recorder : public Listener {
 public:
     /// Makes the file, which must not be there yet, and begins. `home` is where it is told what happens, and has the
-    /// steady time of line events. `tell` is called there with a sentence about what is missing in the recording.
-    /// Raises SystemError when the file cannot be made.
-    Recorder(const std::string& path, Apartment& home, std::function<void(const std::string& text)> tell);
+    /// steady time of line events. `namesPorts`: the station's lines do. `tell` is called there with a sentence about
+    /// what is missing in the recording. Raises SystemError when the file cannot be made.
+    Recorder(const std::string& path, Apartment& home, bool namesPorts,
+             std::function<void(const std::string& text)> tell);
     ~Recorder() override;
     Recorder(const Recorder&) = delete;
     Recorder& operator=(const Recorder&) = delete;
@@ -49,6 +50,7 @@ private:
 
     /// The bus that was the latest on the port at that time.
     std::optional<std::size_t> BusOn(const std::string& port, Duration time) const;
+    std::string Header() const;
     void Add(const std::string& line);
     /// What the buses are, told again; what happened on them before belongs to no bus any more.
     std::string SetupsOfNow(Duration now);
@@ -71,6 +73,7 @@ private:
 
     std::string m_Path;
     Apartment& m_Home;
+    const bool m_NamesPorts;
     Duration m_Started;
     std::vector<RunningBus> m_Buses;  ///< also those that are gone
     std::function<void(const std::string&)> m_Tell;

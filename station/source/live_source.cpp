@@ -1,0 +1,36 @@
+#include "station/source/live_source.h"
+
+#include <utility>
+
+namespace orvix::station {
+namespace {
+
+class LiveBus : public SourceBus {
+public:
+    LiveBus(Station& station, Apartment& home, const BusSetup& setup, Listener& listener, std::function<void()> ended)
+        : m_Thread(station, home, setup, listener, std::move(ended)) {}
+
+    const BusSetup& Setup() const override { return m_Thread.Setup(); }
+    void Poll() override {
+        m_Thread.Post([](Bus& bus) { bus.Poll(); });
+    }
+    void Devices(const DeviceChanges& changes) override {
+        m_Thread.Post([changes](Bus& bus) { bus.Devices(changes); });
+    }
+    void ReopenTrace() override {
+        m_Thread.Post([](Bus& bus) { bus.ReopenTrace(); });
+    }
+    bool Moves(Duration now) override { return m_Thread.Moves(now); }
+    void Close() override { m_Thread.Close(); }
+
+private:
+    BusThread m_Thread;
+};
+
+}  // namespace
+
+std::unique_ptr<SourceBus> LiveSource::Open(const BusSetup& setup, Listener& listener, std::function<void()> ended) {
+    return std::make_unique<LiveBus>(m_Station, m_Home, setup, listener, std::move(ended));
+}
+
+}  // namespace orvix::station

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "station/source/bus_thread.h"
+#include "station/source/source.h"
+
+namespace orvix::station {
+
+/// Buses on serial ports, each on a thread of its own.
+class LiveSource : public Source {
+public:
+    /// Both outlive this and its buses.
+    LiveSource(Station& station, Apartment& home) : m_Station(station), m_Home(home) {}
+
+    Apartment& Home() override { return m_Home; }
+    std::unique_ptr<SourceBus> Open(const BusSetup& setup, Listener& listener, std::function<void()> ended) override;
+
+private:
+    Station& m_Station;
+    Apartment& m_Home;
+};
+
+}  // namespace orvix::station

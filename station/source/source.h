@@ -1,0 +1,41 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "host/apartment.h"
+#include "station/model/bus_setup.h"
+#include "station/model/listener.h"
+
+namespace orvix::station {
+
+/// A bus that is online or on its way there, from construction to destruction.
+class SourceBus {
+public:
+    virtual ~SourceBus() = default;
+    /// What it is, as it was asked for; devices without a name have the one that the library gave them.
+    virtual const BusSetup& Setup() const = 0;
+    /// Has every device's measured value read once a period, from now on.
+    virtual void Poll() = 0;
+    /// Adds, removes and renames devices, so that they are those.
+    virtual void Devices(const DeviceChanges& changes) = 0;
+    /// Writes the trace, when there is one, into a file that is there.
+    virtual void ReopenTrace() {}
+    /// Whether it gets on with its work; `now` is the steady time of the source. Ask it now and then.
+    virtual bool Moves(Duration /*now*/) { return true; }
+    /// Begins to take the bus down; nothing can be done with it any more.
+    virtual void Close() = 0;
+};
+
+/// Where the buses of a station are: on serial ports, or in a recording.
+class Source {
+public:
+    virtual ~Source() = default;
+    /// The apartment in which listeners are told. Its steady time, its date and its timers are those of the buses.
+    virtual Apartment& Home() = 0;
+    /// `listener` is told what happens on the bus. `ended` is called when a bus that was closed has gone, so that
+    /// destruction waits no more. Raises what keeps it from starting.
+    virtual std::unique_ptr<SourceBus> Open(const BusSetup& setup, Listener& listener, std::function<void()> ended) = 0;
+};
+
+}  // namespace orvix::station
