@@ -3,10 +3,8 @@
 #include <algorithm>
 
 #include "host/text.h"
-#include "platform/file_descriptor.h"
 #include "station/commands/commands.h"
-#include "station/door/health_requests.h"
-#include "station/door/health_text.h"
+#include "station/commands/control.h"
 #include "station/library/folders.h"
 #include "station/model/clock.h"
 
@@ -31,24 +29,11 @@ ReplaySession::ReplaySession(const ReplayOptions& options, MainLoop& loop)
                                               options.Record, m_Source.Home(), m_Source.Recording().Header().NamesPorts,
                                               [this](const std::string& text) { m_Lines.Lines().Note(text); })),
       m_Run(m_Source),
-      m_Control(OpenControl()) {
+      m_Control(OpenControl(
+          FindFolders(options.Data).Data, loop.Apartment(), [this] { return Health(); }, m_Lines.Lines())) {
     for (Listener* listener : std::initializer_list<Listener*>{&m_Listener, &m_Health, this})
         m_Run.Add(*listener);
     if (m_Recorder) m_Run.Add(*m_Recorder);
-}
-
-std::unique_ptr<ControlServer> ReplaySession::OpenControl() {
-    const auto folder = FindFolders(m_Options.Data).Data;
-    try {
-        platform::CreateFolders(folder);
-        return std::make_unique<ControlServer>(
-            folder, m_Loop.Apartment(),
-            ControlServer::Requests{{kHealthRequest, [this] { return PlainHealth(Health()); }},
-                                    {kHealthJsonRequest, [this] { return JsonHealth(Health()); }}});
-    } catch (const Error& error) {
-        m_Lines.Lines().Note("nimbo1 health cannot ask this station: " + error.Description);
-        return nullptr;
-    }
 }
 
 StationHealth ReplaySession::Health() {

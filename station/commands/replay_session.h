@@ -27,7 +27,6 @@ public:
     int Run();
 
 private:
-    std::unique_ptr<ControlServer> OpenControl();
     StationHealth Health();
     /// Plays a while, and comes again.
     void Step();

@@ -8,17 +8,12 @@
 #include "station/commands/bus_starter.h"
 #include "station/commands/live_output.h"
 #include "station/commands/main_loop.h"
+#include "station/commands/run_sinks.h"
 #include "station/commands/screen_session.h"
 #include "station/door/control_server.h"
 #include "station/door/metrics.h"
-#include "station/run/health_book.h"
 #include "station/run/station_run.h"
 #include "station/setup/command_line.h"
-#include "station/sink/alarm_program/alarm_command.h"
-#include "station/sink/history/history_recorder.h"
-#include "station/sink/lines/output_listener.h"
-#include "station/sink/recording/recorder.h"
-#include "station/sink/service/service_notifier.h"
 #include "station/source/live_source.h"
 
 namespace orvix::station {
@@ -34,9 +29,16 @@ public:
     int Run();
 
 private:
-    std::unique_ptr<HistoryRecorder> RecordHistory();
-    std::unique_ptr<Recorder> RecordLines();
-    std::unique_ptr<ControlServer> OpenControl();
+    /// The buses, and what they need before they run.
+    struct Sources {
+        explicit Sources(RunSession& session);
+
+        BusStarter::SimulatedBuses Simulated;
+        LiveSource Ports;
+        StationRun Run;
+        BusStarter Starter;
+    };
+
     StationHealth Health();
     /// Reads the configuration again and changes what has changed in it; one that is broken changes nothing. Waits for
     /// scans that are under way.
@@ -52,17 +54,8 @@ private:
     std::optional<ScreenSession> m_Screen;
     Output& m_Output;  ///< the screen or the lines
 
-    OutputListener m_Listener;
-    ServiceNotifier m_Service;
-    HealthBook m_Health;
-    AlarmCommand m_AlarmCommand;
-    std::unique_ptr<HistoryRecorder> m_History;
-    std::unique_ptr<Recorder> m_Recorder;
-
-    BusStarter::SimulatedBuses m_Simulated;
-    LiveSource m_Source;
-    StationRun m_Run;
-    BusStarter m_Starter;
+    RunSinks m_Sinks;
+    Sources m_Sources;
     std::unique_ptr<ControlServer> m_Control;
     std::unique_ptr<MetricsServer> m_Metrics;
     bool m_ReloadWaits = false;

@@ -78,7 +78,6 @@ public:
 private:
     bool IsComplete() const { return Gone && m_Source.m_LatestRead > *Gone + m_Source.m_Overlap; }
 
-
     RecordedSource& m_Source;
     std::deque<LineEvent> m_Events;
 };

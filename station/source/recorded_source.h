@@ -80,7 +80,7 @@ private:
     bool m_IsAllRead = false;
     bool m_HasEnd = false;  ///< in order
     std::string m_ReadFailure;
-    std::size_t m_Kept = 0;  ///< bytes of what was read and not played yet
+    std::size_t m_Kept = 0;                                      ///< bytes of what was read and not played yet
     std::map<std::size_t, std::shared_ptr<BusEvents>> m_Events;  ///< by bus; null: it has been played
     std::map<std::string, std::size_t> m_OnPort;                 ///< the latest bus that was read of
     std::deque<RecordedLine> m_ToDo;                             ///< what is no event, in order

@@ -1,0 +1,39 @@
+#include "station/commands/run_sinks.h"
+
+#include <initializer_list>
+#include <utility>
+
+#include "station/store/history_schema.h"
+
+namespace orvix::station {
+namespace {
+
+constexpr auto kAlarmCommandLimit = std::chrono::seconds(30);
+
+std::function<void(const std::string&)> NotesTo(Output& output) {
+    return [&output](const std::string& text) { output.Note(text); };
+}
+
+}  // namespace
+
+RunSinks::RunSinks(const RunOptions& options, const StationSetup& setup, const std::string& dataFolder, Output& output,
+                   platform::RealApartment& home, std::function<bool()> moves)
+    : Shown(output, home, {.Readings = !options.Quiet, .Messages = options.Bus.Verbose}),
+      Service(home, std::move(moves)),
+      AlarmProgram(setup.OnAlarm, kAlarmCommandLimit, home, NotesTo(output)) {
+    if (setup.History.On) {
+        History = std::make_unique<HistoryRecorder>(dataFolder + kHistoryFile, setup.History, home, NotesTo(output));
+    }
+    if (!options.Record.empty()) {
+        Recording = std::make_unique<Recorder>(options.Record, home, setup.Buses.size() > 1, NotesTo(output));
+    }
+}
+
+void RunSinks::AddTo(StationRun& run) {
+    for (Listener* sink :
+         std::initializer_list<Listener*>{&Shown, &Service, &Health, &AlarmProgram, History.get(), Recording.get()}) {
+        if (sink != nullptr) run.Add(*sink);
+    }
+}
+
+}  // namespace orvix::station

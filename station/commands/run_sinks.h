@@ -1,0 +1,37 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "platform/real_apartment.h"
+#include "station/run/health_book.h"
+#include "station/run/output.h"
+#include "station/run/station_run.h"
+#include "station/setup/command_line.h"
+#include "station/sink/alarm_program/alarm_command.h"
+#include "station/sink/history/history_recorder.h"
+#include "station/sink/lines/output_listener.h"
+#include "station/sink/recording/recorder.h"
+#include "station/sink/service/service_notifier.h"
+
+namespace orvix::station {
+
+/// Everybody who listens to a running station.
+struct RunSinks {
+    /// Live in `home`. `moves`: whether the station does. Raises what keeps one of them from working.
+    RunSinks(const RunOptions& options, const StationSetup& setup, const std::string& dataFolder, Output& output,
+             platform::RealApartment& home, std::function<bool()> moves);
+
+    /// They are told in the order in which they stand here.
+    void AddTo(StationRun& run);
+
+    OutputListener Shown;
+    ServiceNotifier Service;
+    HealthBook Health;
+    AlarmCommand AlarmProgram;
+    std::unique_ptr<HistoryRecorder> History;  ///< null: none is wanted
+    std::unique_ptr<Recorder> Recording;       ///< the same
+};
+
+}  // namespace orvix::station
