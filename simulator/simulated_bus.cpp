@@ -1,6 +1,8 @@
 #include "simulator/simulated_bus.h"
 
+#include <algorithm>
 #include <cmath>
+#include <utility>
 #include <vector>
 
 #include "devices/protocol/device_models.h"
@@ -54,9 +56,9 @@ void CheckInputs(const ValueSource& value, const std::string& text) {
     }
 }
 
-std::string SerialNumberOf(int address) {
-    auto digits = std::to_string(address);
-    return "NB1-" + std::string(4 - digits.size(), '0') + digits;
+std::string SerialNumberOf(const std::string& series, int address) {
+    const auto digits = std::to_string(address);
+    return series + "-" + std::string(4 - digits.size(), '0') + digits;
 }
 
 }  // namespace
@@ -84,8 +86,15 @@ std::string BuildRefusal(int address) {
     return BuildFrame(address, kRefusalCode, kRefusalPayload);
 }
 
-SimulatedBus::SimulatedBus(const std::vector<SimulatedDevice>& devices, FaultPlan faults)
-    : m_Faults(std::move(faults)) {
+std::string SeriesOf(const std::string& path) {
+    auto series = path.substr(path.rfind('/') + 1);
+    std::transform(series.begin(), series.end(), series.begin(),
+                   [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; });
+    return series;
+}
+
+SimulatedBus::SimulatedBus(const std::vector<SimulatedDevice>& devices, FaultPlan faults, std::string series)
+    : m_Series(std::move(series)), m_Faults(std::move(faults)) {
     for (const auto& device : devices) {
         if (!m_Devices.emplace(device.Address, device).second) {
             throw ArgumentError("address " + std::to_string(device.Address) + " is named twice");
@@ -115,7 +124,7 @@ std::vector<BusAnswer> SimulatedBus::Receive(const std::string& bytes, Time sinc
 std::string SimulatedBus::Answer(const SimulatedDevice& device, const std::string& code, Time sinceStart) const {
     const auto value = device.Value.At(sinceStart);
     const auto reply = [&](const std::string& payload) { return BuildFrame(device.Address, code, payload); };
-    if (code == kSerialNumberCode) return reply(SerialNumberOf(device.Address));
+    if (code == kSerialNumberCode) return reply(SerialNumberOf(m_Series, device.Address));
     const auto& model = DeviceModelOf(device.Model);
     return code == model.Measurement.Code ? reply(model.Encode(value)) : BuildRefusal(device.Address);
 }

@@ -34,11 +34,16 @@ std::string BuildRefusal(int address);
 /// ArgumentError.
 SimulatedDevice ParseSimulatedDevice(const std::string& text);
 
+/// A series for the bus of a device file: the last part of its path in capitals, so that no two buses of a machine have
+/// the same serial numbers.
+std::string SeriesOf(const std::string& path);
+
 /// The devices on one line: takes bytes, gives the bytes that come back. It knows neither a clock nor a port.
 class SimulatedBus {
 public:
-    /// Raises ArgumentError when two devices have the same address.
-    explicit SimulatedBus(const std::vector<SimulatedDevice>& devices, FaultPlan faults = {});
+    /// `series` begins the serial numbers. Raises ArgumentError when two devices have the same address.
+    explicit SimulatedBus(const std::vector<SimulatedDevice>& devices, FaultPlan faults = {},
+                          std::string series = "NB1");
 
     /// Takes what has been received and answers the requests that are complete, as the devices would: with the code of
     /// the request, a refusal to an unknown command, nothing for an address where no device is. Bytes that belong to no
@@ -48,6 +53,7 @@ public:
 private:
     std::string Answer(const SimulatedDevice& device, const std::string& code, Time sinceStart) const;
 
+    const std::string m_Series;
     std::map<int, SimulatedDevice> m_Devices;
     FaultPlan m_Faults;
     std::string m_Buffer;

@@ -103,7 +103,8 @@ void BusStarter::Simulate(BusSetup& bus) {
     const auto devices = SimulatedDevices(bus.Devices);
     auto& server = m_Simulated[bus.PortLabel];
     if (!server) {
-        server = std::make_unique<simulator::BusServer>(simulator::SimulatedBus(devices), 0);
+        simulator::SimulatedBus simulated(devices, {}, simulator::SeriesOf(bus.PortLabel));
+        server = std::make_unique<simulator::BusServer>(std::move(simulated), 0);
         if (m_Simulated.size() == 1) m_Output.Note("this bus is simulated; name a real one with --port PATH");
     }
     bus.PortPath = server->Terminal().Path();

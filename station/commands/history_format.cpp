@@ -54,6 +54,7 @@ std::string TableLine(const AlarmRow& alarm) {
 
 std::string JsonLine(const HistoryRow& row) {
     Json object{{"time", IsoText(row.Time)}, {"event", row.IsGap() ? "gap" : "reading"}};
+    object["id"] = row.Device->Id;
     object.update(ToJson(row.Device->Key));
     object["value"] = ToJson(row.Value);
     object["quality"] = QualityOf(row);

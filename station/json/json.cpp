@@ -70,6 +70,7 @@ Json ToJson(const Reading& reading) {
                 {"valid", reading.Valid()},
                 {"quality", NameOf(reading.Quality)},
                 {"age_ms", AgeOf(reading)}};
+    if (!reading.Identifier.empty()) object["id"] = reading.Identifier;
     if (!reading.Valid()) {
         object["last_good"] = LastGoodOf(reading);
         object["error"] = ToJson(reading.Error);

@@ -40,6 +40,10 @@ Bus::Bus(const Library& library, BusServices& services, BusSetup setup, Listener
       m_Setup(std::move(setup)),
       m_Listener(listener),
       m_Tracker(m_Setup.Retries, [this](const Exchange& exchange) { Take(exchange); }),
+      m_Readings(services.Apartment(), m_Setup.PortLabel,
+                 {.Queue = [this](int address) { return QueueSerialNumber(address); },
+                  .SerialNumber = [this](int address) { return SerialNumberOf(address); }},
+                 listener),
       m_Silent(m_Setup.Every),
       m_RoundTimer(services.Apartment().CreateTimer([this] { AskSilentDevice(); })) {
     m_Host.OnLine = [this](const LineEvent& event) { Take(event); };
@@ -126,6 +130,7 @@ void Bus::Devices(const DeviceChanges& changes) {
     };
     doAll(changes.Removed, [this](int address) {
         m_Silent.Forget(address);
+        m_Readings.Forget(address);
         m_Adapter->DeviceRemove(NumberText(std::int32_t{address}));
     });
     doAll(changes.Added, [this](const DeviceSetup& device) { AddDevice(device); });
@@ -159,8 +164,15 @@ void Bus::TellReadings() {
         } else {
             reading.Error = m_TaskFailure.value_or(CauseOf(reading.Address, reading.Error));
         }
-        PlanPoll(reading, *device->VarsEx().Item(NumberText(varID)));
-        m_Listener.OnReading(reading);
+        auto& record = *device->VarsEx().Item(NumberText(varID));
+        // The answer of some models clears the flag, so it is always set.
+        record.MonitorFlag(kPolled);
+        if (m_Setup.PlainPolling) {
+            m_Listener.OnReading(reading);
+        } else {
+            PlanPoll(reading, record);
+            m_Readings.Take(reading);
+        }
     }
 }
 
@@ -182,8 +194,7 @@ SilentDevices::Poll Bus::PollOf(const Reading& reading) const {
 void Bus::PlanPoll(const Reading& reading, VariableRecord& record) {
     const bool wasPlanned = m_Silent.Any();
     m_Silent.Ended(reading.Address, PollOf(reading), m_Host.Apartment().Now());
-    // The answer of some models clears the flag, so it is always set.
-    record.MonitorFlag(m_Silent.IsLeftOut(reading.Address) ? kLeftOut : kPolled);
+    if (m_Silent.IsLeftOut(reading.Address)) record.MonitorFlag(kLeftOut);
     if (m_Silent.Any() && !wasPlanned) m_RoundTimer->Rearm(static_cast<std::int32_t>(m_Setup.Every.count()), true);
 }
 
@@ -266,21 +277,39 @@ void Bus::SupplyRecord(iOrvixDevice& device, ORVIXCNB1_VARS variable, Variant va
     record->Valid(true);
 }
 
-bool Bus::ExecuteTask(int address, std::int32_t model, ORVIXCNB1_VARS variable, Failure& failure) {
-    const auto task = m_Library.Create<iOrvixTaskNB1>("cOrvixTaskNB1", m_Host.Get());
-    task->DeviceAddress(NumberText(std::int32_t{address}));
-    task->DeviceModel(model);
-    task->NetTimeoutInterval(m_Setup.TimeoutFactor);
-    task->TimeoutInterval(static_cast<std::int32_t>(m_Setup.LongestExchange().count()));
-    task->GetVar(variable);
+std::unique_ptr<SharedEntry> Bus::Queue(iOrvixTaskNB1& task, int address, std::int32_t model, ORVIXCNB1_VARS variable) {
+    task.DeviceAddress(NumberText(std::int32_t{address}));
+    task.DeviceModel(model);
+    task.NetTimeoutInterval(m_Setup.TimeoutFactor);
+    task.TimeoutInterval(static_cast<std::int32_t>(m_Setup.LongestExchange().count()));
+    task.GetVar(variable);
 
-    const auto entry = m_Host.Get().Messaging.CreateSharedEntry();
+    auto entry = m_Host.Get().Messaging.CreateSharedEntry();
     entry->Create({});
     entry->Lock();
-    entry->Data().ArgumentList.push_back(task->GetSuperState());
+    entry->Data().ArgumentList.push_back(task.GetSuperState());
     entry->Unlock();
-    m_LinkTrouble.clear();
     m_Adapter->NewWork(entry->Name(), 0);
+    return entry;
+}
+
+std::unique_ptr<SharedEntry> Bus::QueueSerialNumber(int address) {
+    // Of a digital module the driver takes such a request only as one to a sensor.
+    const auto task = m_Library.Create<iOrvixTaskNB1>("cOrvixTaskNB1", m_Host.Get());
+    return Queue(*task, address, kTemperatureSensorModel, ORVIXCNB1_VAR_SERIAL_NUMBER);
+}
+
+std::optional<std::string> Bus::SerialNumberOf(int address) const {
+    const auto device = FindDevice(NumberText(std::int32_t{address}));
+    const auto key = NumberText(std::int32_t{ORVIXCNB1_VAR_SERIAL_NUMBER});
+    if (!device || !device->VarsEx().Exists(key) || !device->VarsEx().Item(key)->Valid()) return std::nullopt;
+    return device->VarsEx().Item(key)->Value().ToText();
+}
+
+bool Bus::ExecuteTask(int address, std::int32_t model, ORVIXCNB1_VARS variable, Failure& failure) {
+    m_LinkTrouble.clear();
+    const auto task = m_Library.Create<iOrvixTaskNB1>("cOrvixTaskNB1", m_Host.Get());
+    const auto entry = Queue(*task, address, model, variable);
 
     const auto limit = m_Setup.LongestExchange() + kLinkLimit;
     const auto answered = [&] { return entry->WaitForCompletion(0) || !m_LinkTrouble.empty() || m_CloseTimer; };

@@ -15,6 +15,7 @@
 #include "station/library/device_export.h"
 #include "station/library/driver_thread.h"
 #include "station/library/host_message.h"
+#include "station/library/identified_readings.h"
 #include "station/library/library.h"
 #include "station/library/silent_devices.h"
 #include "station/line/exchange_tracker.h"
@@ -22,6 +23,7 @@
 #include "station/model/device_setup.h"
 #include "station/model/listener.h"
 #include "station/model/reading.h"
+#include "tasks/iOrvixTaskNB1.h"
 
 namespace orvix::station {
 
@@ -74,6 +76,10 @@ private:
     void m_Endpoint_CustomMessage(const std::string& message);
     void m_Endpoint_OnProgress(const std::string& text, std::int32_t value);
 
+    /// Hands in a task; its entry is complete when it has ended.
+    std::unique_ptr<SharedEntry> Queue(iOrvixTaskNB1& task, int address, std::int32_t model, ORVIXCNB1_VARS variable);
+    std::unique_ptr<SharedEntry> QueueSerialNumber(int address);
+    std::optional<std::string> SerialNumberOf(int address) const;
     bool ExecuteTask(int address, std::int32_t model, ORVIXCNB1_VARS variable, Failure& failure);
     void SupplyRecord(iOrvixDevice& device, ORVIXCNB1_VARS variable, Variant value) const;
     Reading MakeReading(iOrvixDevice& device, std::int32_t varID) const;
@@ -95,6 +101,7 @@ private:
 
     /// Addresses whose measured record has been written in this turn.
     std::set<std::string> m_Written;
+    IdentifiedReadings m_Readings;
     SilentDevices m_Silent;
     std::unique_ptr<Timer> m_RoundTimer;
 

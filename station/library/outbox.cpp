@@ -17,6 +17,11 @@ Outbox::Outbox(Apartment& bus, Apartment& home, Listener& listener)
       m_WantsMessages(listener.WantsMessages()),
       m_Delay(bus.CreateTimer([this] { Send(); })) {}
 
+void Outbox::OnIdentity(const DeviceIdentity& identity) {
+    Add([&listener = m_Listener, identity] { listener.OnIdentity(identity); });
+    SendSoon();
+}
+
 void Outbox::OnReading(const Reading& reading) {
     Add([&listener = m_Listener, reading] { listener.OnReading(reading); });
     SendSoon();

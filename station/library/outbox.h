@@ -22,6 +22,7 @@ public:
     Outbox(const Outbox&) = delete;
     Outbox& operator=(const Outbox&) = delete;
 
+    void OnIdentity(const DeviceIdentity& identity) override;
     void OnReading(const Reading& reading) override;
     void OnTrouble(const std::string& port, const Failure& failure) override;
     void OnMessage(const std::string& port, const std::string& text) override;

@@ -24,6 +24,9 @@ struct BusSetup {
     std::chrono::milliseconds Every{1000};
     std::int32_t Retries = 3;
     std::int32_t TimeoutFactor = 10;  ///< per-character time factor of an exchange, milliseconds
+    /// Every device is read once a period, and nothing else is asked. Else those that do not answer are asked less
+    /// often, and all for their serial numbers.
+    bool PlainPolling = false;
     bool Debug = false;
     bool DriverThread = false;  ///< the driver runs on a thread of its own, not on the bus's
     bool Trace = false;         ///< write a trace into the folder Log of the data folder

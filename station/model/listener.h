@@ -4,6 +4,7 @@
 
 #include "station/model/alarm.h"
 #include "station/model/bus_setup.h"
+#include "station/model/device_identity.h"
 #include "station/model/exchange.h"
 #include "station/model/line_event.h"
 #include "station/model/reading.h"
@@ -18,6 +19,8 @@ public:
 
     /// A bus is about to be started, or its devices are about to change.
     virtual void OnSetup(const BusSetup&) {}
+    /// It is known which device answers at a place: before its first reading, and when it may be another one.
+    virtual void OnIdentity(const DeviceIdentity&) {}
     virtual void OnReading(const Reading&) {}
     /// Something is wrong with a bus that belongs to no single reading. Said once until a reading is good again.
     virtual void OnTrouble(const std::string& /*port*/, const Failure&) {}

@@ -171,20 +171,34 @@ void StationRun::TakeDevices(const BusSetup& setup) {
 
 void StationRun::Forget(const DeviceId& device) {
     m_Values.Forget(device);
+    m_Identities.Forget(device);
     TellAlarms(m_Alarms.Forget(device, UnixNow()));
     Tell(&Listener::OnDeviceGone, device);
 }
 
+const DeviceSetup* StationRun::WantedAt(const std::string& port, int address) {
+    if (!IsRunning(port)) return nullptr;
+    const auto& devices = BusOn(port)->Setup.Devices;
+    const auto at = std::find_if(devices.begin(), devices.end(),
+                                 [&](const DeviceSetup& device) { return device.Address == address; });
+    return at == devices.end() ? nullptr : &*at;
+}
+
+void StationRun::OnIdentity(const DeviceIdentity& found) {
+    const auto* device = WantedAt(found.Port, found.Address);
+    if (device == nullptr) return;
+    auto identity = found;
+    identity.Name = device->Name;
+    Tell(&Listener::OnIdentity, m_Identities.Take(std::move(identity)));
+}
+
 void StationRun::OnReading(const Reading& told) {
     // One that was on its way when its bus or device was taken away is nobody's.
-    if (!IsRunning(told.Port)) return;
-    const auto bus = BusOn(told.Port);
-    const auto& devices = bus->Setup.Devices;
-    const auto isWanted = [&](const DeviceSetup& device) { return device.Address == told.Address; };
-    if (std::none_of(devices.begin(), devices.end(), isWanted)) return;
+    if (WantedAt(told.Port, told.Address) == nullptr) return;
     auto reading = told;
     reading.Seq = ++m_Seq;
-    m_Values.Take(reading, bus->Setup.Every);
+    reading.Identifier = m_Identities.IdentifierOf(reading.Id());
+    m_Values.Take(reading, BusOn(told.Port)->Setup.Every);
     Tell(&Listener::OnReading, reading);
     TellAlarms(m_Alarms.Take(reading));
 }

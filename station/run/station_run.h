@@ -13,6 +13,7 @@
 #include "station/model/listener.h"
 #include "station/model/station_setup.h"
 #include "station/run/alarm_book.h"
+#include "station/run/identity_book.h"
 #include "station/run/latest_values.h"
 #include "station/source/source.h"
 
@@ -81,6 +82,9 @@ private:
     /// The one place where a device is forgotten.
     void Forget(const DeviceId& device);
     void TellAlarms(std::vector<AlarmEvent> events);
+    /// The device that is wanted at a place; null when there is none, or its bus does not run.
+    const DeviceSetup* WantedAt(const std::string& port, int address);
+    void OnIdentity(const DeviceIdentity& found) override;
     void OnReading(const Reading& told) override;
     void OnTrouble(const std::string& port, const Failure& failure) override {
         if (IsRunning(port)) Tell(&Listener::OnTrouble, port, failure);
@@ -108,6 +112,7 @@ private:
     std::vector<Listener*> m_Listeners;
     LatestValues m_Values;
     AlarmBook m_Alarms;
+    IdentityBook m_Identities;
     std::int64_t m_Seq = 0;            ///< of the latest reading or alarm
     std::uint64_t m_LatestNumber = 0;  ///< of a bus that was started
     std::list<RunningBus> m_Buses;

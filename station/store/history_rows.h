@@ -92,7 +92,9 @@ struct HistoryBatch {
     std::map<GapKey, Gap> Gaps;
     std::map<std::size_t, CompleteMinutes> Minutes;
     std::map<std::size_t, std::pair<std::int64_t, SeriesEnd>> Ends;
-    std::map<std::size_t, std::string> Names;    ///< of devices that have told theirs
+    std::map<std::size_t, std::string> Names;  ///< of devices that have told theirs
+    /// Identifiers of the devices that the series are of; empty for one that does not tell its serial number.
+    std::map<std::size_t, std::string> Identifiers;
     std::map<std::int64_t, AlarmRecord> Alarms;  ///< by the sequence number of their start
     std::vector<HistoryEvent> Events;
 
@@ -105,6 +107,7 @@ struct HistoryBatch {
         Minutes.clear();
         Ends.clear();
         Names.clear();
+        Identifiers.clear();
         Alarms.clear();
         Events.clear();
     }

@@ -17,6 +17,9 @@ constexpr int kLeftOverRows = 20'000;
 // Readings of layout 1 are not told by run, so a state of inputs that lasts longer may be a time without the station.
 constexpr std::int64_t kLongestLeftOverHold = kMinute;
 
+// In place of the serial number of a device that does not tell one.
+const std::string kTellsNone = "?";
+
 std::int64_t HourOf(std::int64_t time) {
     return time / kHour * kHour;
 }
@@ -65,6 +68,8 @@ void HistoryStore::Write(const HistoryBatch& batch, std::int64_t now) {
             .Bind(2, m_SeriesRows[series])
             .Run();
     }
+    for (const auto& [series, identifier] : batch.Identifiers)
+        Identify(m_SeriesRows[series], identifier);
     for (const auto& [series, end] : batch.Ends)
         EndSeries(m_SeriesRows[series], batch.Series[series].Key.IsInputs(), end.first, end.second);
     for (const auto& [seq, alarm] : batch.Alarms)
@@ -92,11 +97,12 @@ void HistoryStore::WriteSeries(const HistoryBatch& batch) {
 /// A store that was opened anew finds the series that this session has begun.
 std::int64_t HistoryStore::SeriesOf(const SeriesRow& series) {
     const auto& key = series.Key;
-    const auto device = DeviceOf(key);
     SqliteStatement select(m_Connection,
-                           "SELECT id FROM series WHERE device = ? AND variable = ? AND from_ms = ? AND session = ?");
-    select.Bind(1, device).Bind(2, key.Variable).Bind(3, series.From).Bind(4, m_Session);
+                           "SELECT id FROM series WHERE port = ? AND address = ? AND variable = ? AND from_ms = ? "
+                           "AND session = ?");
+    select.Bind(1, key.Port).Bind(2, key.Address).Bind(3, key.Variable).Bind(4, series.From).Bind(5, m_Session);
     if (select.Step()) return select.LongNumber(0);
+    const auto device = DeviceOf(key);
     SqliteStatement insert(m_Connection,
                            "INSERT INTO series(device, variable, session, name, bus, port, address, from_ms, "
                            "rolled_ms, sparse) VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?8, ?9) RETURNING id");
@@ -106,18 +112,69 @@ std::int64_t HistoryStore::SeriesOf(const SeriesRow& series) {
     return insert.LongNumber(0);
 }
 
-/// Without a serial number a device is what was last at its place, as long as the model is the same.
+/// Until it has told its serial number a device is what was last at its place, as long as the model is the same.
 std::int64_t HistoryStore::DeviceOf(const SeriesKey& key) {
     SqliteStatement select(m_Connection,
                            "SELECT number FROM devices WHERE model = ?1 AND number = (SELECT device FROM series "
                            "WHERE port = ?2 AND address = ?3 ORDER BY id DESC LIMIT 1)");
     select.Bind(1, key.Model).Bind(2, key.Port).Bind(3, key.Address);
     if (select.Step()) return select.LongNumber(0);
+    return NewDevice(key.Model);
+}
+
+std::int64_t HistoryStore::NewDevice(std::int64_t model) {
     SqliteStatement insert(m_Connection,
                            "INSERT INTO devices(number, id, model) SELECT n, 'd' || n, ? FROM "
                            "(SELECT coalesce(max(number), 0) + 1 AS n FROM devices) RETURNING number");
-    insert.Bind(1, key.Model).Step();
+    insert.Bind(1, model).Step();
     return insert.LongNumber(0);
+}
+
+void HistoryStore::Identify(std::int64_t series, const std::string& identifier) {
+    SqliteStatement now(m_Connection,
+                        "SELECT number, serial, model FROM devices "
+                        "WHERE number = (SELECT device FROM series WHERE id = ?)");
+    now.Bind(1, series).Step();
+    const auto device = now.LongNumber(0);
+    const auto serial = now.Text(1);
+    const auto model = now.LongNumber(2);
+    if (identifier.empty() && serial.empty()) SetSerial(device, kTellsNone);
+    if (identifier.empty() || serial == identifier) return;
+
+    SqliteStatement other(m_Connection, "SELECT number FROM devices WHERE serial = ? AND model = ?");
+    if (other.Bind(1, identifier).Bind(2, model).Step()) return GiveTo(series, other.LongNumber(0));
+    if (serial != kTellsNone && !serial.empty()) return GiveTo(series, NewDevice(identifier, model));
+    // One that was known without a serial number keeps the identifier that it had meanwhile.
+    if (serial.empty()) SetIdentifier(device, identifier);
+    SetSerial(device, identifier);
+}
+
+/// Another device may have the identifier by chance, or be of another model; then it keeps the one with its number.
+void HistoryStore::SetIdentifier(std::int64_t device, const std::string& identifier) {
+    SqliteStatement(m_Connection, "UPDATE OR IGNORE devices SET id = ? WHERE number = ?")
+        .Bind(1, identifier)
+        .Bind(2, device)
+        .Run();
+}
+
+void HistoryStore::SetSerial(std::int64_t device, const std::string& serial) {
+    SqliteStatement(m_Connection, "UPDATE devices SET serial = ? WHERE number = ?")
+        .Bind(1, serial)
+        .Bind(2, device)
+        .Run();
+}
+
+std::int64_t HistoryStore::NewDevice(const std::string& identifier, std::int64_t model) {
+    const auto device = NewDevice(model);
+    SetIdentifier(device, identifier);
+    SetSerial(device, identifier);
+    return device;
+}
+
+/// A device that was made for a place, and is none of its own, goes.
+void HistoryStore::GiveTo(std::int64_t series, std::int64_t device) {
+    SqliteStatement(m_Connection, "UPDATE series SET device = ? WHERE id = ?").Bind(1, device).Bind(2, series).Run();
+    m_Connection.Execute("DELETE FROM devices WHERE serial = '' AND number NOT IN (SELECT device FROM series)");
 }
 
 void HistoryStore::WriteReading(std::int64_t series, const ReadingRow& reading) {

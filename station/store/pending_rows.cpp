@@ -29,6 +29,30 @@ void PendingRows::Watch(const SeriesKey& key, const ClockTimes& now) {
     WatchedOf(key, now.Unix);
 }
 
+void PendingRows::Identify(const DeviceId& device, const std::string& identifier, const ClockTimes& now) {
+    const std::lock_guard lock(m_Mutex);
+    TakeTime(now);
+    std::vector<Place> others;
+    for (auto& [place, watched] : m_Watched) {
+        if (place.first != device) continue;
+        if (watched.Identifier.value_or("").empty()) {
+            SetIdentifier(watched, identifier);
+        } else if (watched.Identifier != identifier) {
+            others.push_back(place);
+        }
+    }
+    for (const auto& place : others) {
+        auto before = std::move(m_Watched.extract(place).mapped());
+        Finish(before, now.Unix, SeriesEnd::Changed);
+        Begin(before.Key, now.Unix, identifier);
+    }
+}
+
+void PendingRows::SetIdentifier(Watched& watched, const std::optional<std::string>& identifier) {
+    watched.Identifier = identifier;
+    if (identifier) m_Rows.Identifiers[watched.Series] = *identifier;
+}
+
 void PendingRows::Unwatch(const DeviceId& device, const ClockTimes& now) {
     const std::lock_guard lock(m_Mutex);
     TakeTime(now);
@@ -103,14 +127,17 @@ PendingRows::Watched& PendingRows::WatchedOf(const SeriesKey& key, std::int64_t 
     const bool isSame = watched.Key == named;
     if (isSame && !watched.Minutes.IsBehind(time)) return watched;
     Finish(watched, isSame ? m_Now : time, isSame ? SeriesEnd::ClockSet : SeriesEnd::Changed);
+    const auto identifier = watched.Key.Model == key.Model ? watched.Identifier : std::nullopt;
     m_Watched.erase(found);
-    return Begin(named, time);
+    return Begin(named, time, identifier);
 }
 
-PendingRows::Watched& PendingRows::Begin(const SeriesKey& key, std::int64_t time) {
+PendingRows::Watched& PendingRows::Begin(const SeriesKey& key, std::int64_t time,
+                                         const std::optional<std::string>& identifier) {
     auto& watched = m_Watched.emplace(Place{key.Device(), key.Variable}, Watched(key)).first->second;
     watched.Series = m_Series++;
     m_Rows.Series.push_back({key, time, m_Changes.OnlyChanges});
+    SetIdentifier(watched, identifier);
     return watched;
 }
 
@@ -130,7 +157,7 @@ void PendingRows::TakeTime(const ClockTimes& now) {
     m_ClockWasSet = m_ClockWasSet || wasSet;
     for (auto& [place, watched] : std::exchange(m_Watched, {})) {
         Finish(watched, interruption->From, wasSet ? SeriesEnd::ClockSet : SeriesEnd::Slept);
-        Begin(watched.Key, interruption->To);
+        Begin(watched.Key, interruption->To, watched.Identifier);
     }
 }
 

@@ -23,6 +23,8 @@ public:
     /// From now on the device is read. What was known of that place under another name or model has ended. Without a
     /// name it has the one that comes with its readings.
     void Watch(const SeriesKey& key, const ClockTimes& now);
+    /// It is known which device is read; `identifier` is empty for one that does not tell its serial number.
+    void Identify(const DeviceId& device, const std::string& identifier, const ClockTimes& now);
     /// It is not read any more.
     void Unwatch(const DeviceId& device, const ClockTimes& now);
     void Add(const Reading& reading, const ClockTimes& now);
@@ -48,6 +50,7 @@ private:
         explicit Watched(SeriesKey key) : Key(std::move(key)), Minutes(Key.IsInputs()) {}
 
         SeriesKey Key;
+        std::optional<std::string> Identifier{};  ///< nothing while it is not known
         std::size_t Series = 0;
         RollUp Minutes;
         ChangeFilter Filter{};
@@ -60,7 +63,8 @@ private:
     using Place = std::pair<DeviceId, std::string>;
     using Places = std::map<Place, Watched>;
 
-    Watched& Begin(const SeriesKey& key, std::int64_t time);
+    Watched& Begin(const SeriesKey& key, std::int64_t time, const std::optional<std::string>& identifier = {});
+    void SetIdentifier(Watched& watched, const std::optional<std::string>& identifier);
     void Finish(Watched& watched, std::int64_t time, SeriesEnd end);
     Watched& WatchedOf(const SeriesKey& key, std::int64_t time);
     void TakeTime(const ClockTimes& now);

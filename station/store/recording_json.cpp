@@ -130,7 +130,8 @@ RecordingHeader ParseHeaderJson(std::string_view json, bool isFirst) {
 
 std::string BusJson(const BusSetup& bus) {
     // The port's file is another one at another desk; the last three change nothing of what is decided.
-    const auto& [port, path, number, devices, every, retries, timeoutFactor, debug, driverThread, trace] = bus;
+    const auto& [port, path, number, devices, every, retries, timeoutFactor, plainPolling, debug, driverThread,
+                 trace] = bus;
     auto list = Json::array();
     for (const auto& device : devices)
         list.push_back(ToJson(device));
@@ -139,6 +140,7 @@ std::string BusJson(const BusSetup& bus) {
                  {"every_ms", every.count()},
                  {"retries", retries},
                  {"timeout_factor_ms", timeoutFactor},
+                 {"plain_polling", plainPolling},
                  {"devices", std::move(list)}});
 }
 
@@ -152,6 +154,8 @@ BusSetup ParseBusJson(std::string_view json, std::size_t line) {
     bus.Every = std::chrono::milliseconds(members.Number("every_ms", 1, kLongestPeriod));
     bus.Retries = static_cast<std::int32_t>(members.Number("retries", 0, kMostRetries));
     bus.TimeoutFactor = static_cast<std::int32_t>(members.Number("timeout_factor_ms", 1, kLongestTimeoutFactor));
+    // Version 1 was written while stations asked for nothing else.
+    bus.PlainPolling = !members.Has("plain_polling") || members.Boolean("plain_polling");
     for (const auto& device : members.List("devices", 255))
         bus.Devices.push_back(DeviceOf(device));
     return bus;

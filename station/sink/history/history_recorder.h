@@ -19,6 +19,9 @@ public:
     ~HistoryRecorder() override { Close(); }
 
     void OnSetup(const BusSetup& setup) override;
+    void OnIdentity(const DeviceIdentity& identity) override {
+        m_Pending.Identify(identity.Id(), identity.Identifier, ReadClocks());
+    }
     void OnReading(const Reading& reading) override { m_Pending.Add(reading, ReadClocks()); }
     void OnAlarm(const AlarmEvent& alarm) override { m_Pending.Add(alarm); }
     void OnTrouble(const std::string& port, const Failure& failure) override {

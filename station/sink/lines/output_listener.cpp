@@ -23,6 +23,12 @@ void OutputListener::OnReading(const Reading& reading) {
     TellAll(m_Episodes.OnReading(reading, m_Home.Now()));
 }
 
+void OutputListener::OnIdentity(const DeviceIdentity& identity) {
+    if (identity.Remark.empty()) return;
+    m_Output.Note(identity.Port + ", " + std::to_string(identity.Address) + " " + identity.Name + ": " +
+                  identity.Remark);
+}
+
 void OutputListener::OnTrouble(const std::string& port, const Failure& failure) {
     TellAll(m_Episodes.OnTrouble(port, failure, m_Home.Now()));
 }

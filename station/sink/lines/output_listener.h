@@ -26,6 +26,7 @@ public:
     /// What is not well at the end, for a person; empty when all is.
     std::string Summary() const { return m_Episodes.Summary(m_Home.Now()); }
 
+    void OnIdentity(const DeviceIdentity& identity) override;
     void OnReading(const Reading& reading) override;
     void OnTrouble(const std::string& port, const Failure& failure) override;
     void OnMessage(const std::string& port, const std::string& text) override;
