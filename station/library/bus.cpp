@@ -115,6 +115,7 @@ std::string Bus::AddDevice(const DeviceSetup& setup) {
     device->Monitor(true);
     device->ConnectedEx(true);
     WatchRecord(device, varID);
+    if (setup.SerialNumber) m_Readings.Settle(setup.Address, *setup.SerialNumber);
     return device->Name();
 }
 
@@ -145,6 +146,9 @@ void Bus::WatchRecord(const std::shared_ptr<iOrvixDevice>& device, std::int32_t 
         // counts.
         if (m_Written.empty()) m_Host.Apartment().Post([this] { TellReadings(); });
         m_Written.insert(address);
+    });
+    device->VarsEx().Item(NumberText(std::int32_t{ORVIXCNB1_VAR_SERIAL_NUMBER}))->OnValid([this](VariableRecord&) {
+        m_Host.Apartment().Post([this] { m_Readings.Look(); });
     });
 }
 

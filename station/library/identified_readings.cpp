@@ -1,24 +1,23 @@
 #include "station/library/identified_readings.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "host/error.h"
 
 namespace orvix::station {
-namespace {
-
-constexpr std::int32_t kLookPeriodMs = 20;
-
-}  // namespace
 
 IdentifiedReadings::IdentifiedReadings(Apartment& bus, std::string port, Asking asking, Listener& listener)
-    : m_Bus(bus),
-      m_Port(std::move(port)),
-      m_Asking(std::move(asking)),
-      m_Listener(listener),
-      m_Look(bus.CreateTimer([this] { Look(); })) {}
+    : m_Bus(bus), m_Port(std::move(port)), m_Asking(std::move(asking)), m_Listener(listener) {}
+
+void IdentifiedReadings::Settle(int address, const std::string& serialNumber) {
+    m_Plan.Ended(address, true, m_Bus.Now());
+    m_Bus.Post([this, address, serialNumber] { Tell(address, serialNumber); });
+}
 
 void IdentifiedReadings::Take(const Reading& reading) {
+    // One that was never sent tells nobody when it ends.
+    Look();
     const auto address = reading.Address;
     m_Plan.Read(address, reading.Valid());
     if (reading.Valid() && m_Plan.IsDue(address, m_Bus.Now())) Ask(address);
@@ -38,18 +37,19 @@ void IdentifiedReadings::Forget(int address) {
 void IdentifiedReadings::Ask(int address) {
     m_Plan.Asked(address);
     m_Requests[address] = m_Asking.Queue(address);
-    m_Look->Rearm(kLookPeriodMs, true);
 }
 
+/// What it calls may let the bus's loop run, and so come here again.
 void IdentifiedReadings::Look() {
-    std::vector<int> ended;
-    for (const auto& [address, request] : m_Requests)
-        if (request->WaitForCompletion(0)) ended.push_back(address);
-    for (const auto address : ended) {
-        const auto request = m_Requests.extract(address);
-        Take(address, SerialNumber(address, *request.mapped()));
+    const auto hasEnded = [](const auto& entry) { return entry.second->WaitForCompletion(0); };
+    for (;;) {
+        const auto ended = std::find_if(m_Requests.begin(), m_Requests.end(), hasEnded);
+        if (ended == m_Requests.end()) return;
+        const auto address = ended->first;
+        const auto request = std::move(ended->second);
+        m_Requests.erase(ended);
+        Take(address, SerialNumber(address, *request));
     }
-    if (m_Requests.empty()) m_Look->Enabled(false);
 }
 
 std::optional<std::string> IdentifiedReadings::SerialNumber(int address, SharedEntry& request) const {
@@ -63,14 +63,14 @@ void IdentifiedReadings::Take(int address, const std::optional<std::string>& ser
     m_Plan.Ended(address, serialNumber.has_value(), m_Bus.Now());
     if (!m_Plan.IsSettled(address)) return Ask(address);
     const auto held = std::exchange(m_Held[address], {});
-    m_Listener.OnIdentity({.Port = m_Port,
-                           .Address = address,
-                           .Name = {},
-                           .SerialNumber = SerialText(serialNumber.value_or("")),
-                           .Identifier = {},
-                           .Remark = {}});
+    Tell(address, SerialText(serialNumber.value_or("")));
     for (const auto& reading : held)
         m_Listener.OnReading(reading);
+}
+
+void IdentifiedReadings::Tell(int address, const std::string& serialNumber) {
+    m_Listener.OnIdentity(
+        {.Port = m_Port, .Address = address, .Name = {}, .SerialNumber = serialNumber, .Identifier = {}, .Remark = {}});
 }
 
 }  // namespace orvix::station

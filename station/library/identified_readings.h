@@ -28,15 +28,18 @@ public:
 
     IdentifiedReadings(Apartment& bus, std::string port, Asking asking, Listener& listener);
 
+    /// It is known which device is read; empty: one that does not tell its serial number.
+    void Settle(int address, const std::string& serialNumber);
     void Take(const Reading& reading);
+    /// A request may have ended.
+    void Look();
     void Forget(int address);
 
 private:
     void Ask(int address);
-    /// Whether requests have ended.
-    void Look();
     std::optional<std::string> SerialNumber(int address, SharedEntry& request) const;
     void Take(int address, const std::optional<std::string>& serialNumber);
+    void Tell(int address, const std::string& serialNumber);
 
     Apartment& m_Bus;
     const std::string m_Port;
@@ -45,7 +48,6 @@ private:
     SerialPlan m_Plan;
     std::map<int, std::vector<Reading>> m_Held;
     std::map<int, std::unique_ptr<SharedEntry>> m_Requests;
-    std::unique_ptr<Timer> m_Look;
 };
 
 }  // namespace orvix::station

@@ -23,6 +23,8 @@ struct DeviceSetup {
     std::int32_t Model = 0;
     std::string Name;  ///< empty: the model's description
     AlarmLimits Limits;
+    /// What it is known to tell, empty for none; nothing: it is to be asked.
+    std::optional<std::string> SerialNumber{};
 
     bool operator==(const DeviceSetup&) const = default;
 };

@@ -97,9 +97,10 @@ AlarmLimits LimitsOf(const Members& json) {
 }
 
 Json ToJson(const DeviceSetup& device) {
-    const auto& [address, model, name, limits] = device;
+    const auto& [address, model, name, limits, serialNumber] = device;
     Json json{{"address", address}, {"model", model}, {"name", name}};
     if (limits != AlarmLimits{}) json["alarm"] = ToJson(limits);
+    if (serialNumber) json["serial"] = *serialNumber;
     return json;
 }
 
@@ -110,6 +111,7 @@ DeviceSetup DeviceOf(const Members& json) {
     device.Model = static_cast<std::int32_t>(json.Number("model", 0, kHighestModel));
     device.Name = json.Text("name");
     if (json.Has("alarm")) device.Limits = LimitsOf(json.Object("alarm"));
+    if (json.Has("serial")) device.SerialNumber = json.Text("serial");
     return device;
 }
 
@@ -130,8 +132,8 @@ RecordingHeader ParseHeaderJson(std::string_view json, bool isFirst) {
 
 std::string BusJson(const BusSetup& bus) {
     // The port's file is another one at another desk; the last three change nothing of what is decided.
-    const auto& [port, path, number, devices, every, retries, timeoutFactor, plainPolling, debug, driverThread,
-                 trace] = bus;
+    const auto& [port, path, number, devices, every, retries, timeoutFactor, plainPolling, debug, driverThread, trace] =
+        bus;
     auto list = Json::array();
     for (const auto& device : devices)
         list.push_back(ToJson(device));

@@ -21,6 +21,14 @@ ByteView BytesOf(std::string_view text) {
     return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
+void KeepSerialNumbers(const std::vector<DeviceSetup>& before, std::vector<DeviceSetup>& now) {
+    for (auto& device : now) {
+        for (const auto& known : before)
+            if (known.Address == device.Address && known.Model == device.Model)
+                device.SerialNumber = known.SerialNumber;
+    }
+}
+
 }  // namespace
 
 Recorder::Recorder(const std::string& path, Apartment& home, bool namesPorts,
@@ -69,8 +77,16 @@ void Recorder::OnSetup(const BusSetup& setup) {
         bus = m_Buses.size();
         m_Buses.push_back({setup, now});
     }
-    m_Buses[*bus].Setup = setup;
+    const auto before = std::exchange(m_Buses[*bus].Setup, setup);
+    KeepSerialNumbers(before.Devices, m_Buses[*bus].Setup.Devices);
     Add(SetupLine(*bus, {now - m_Started, setup}));
+}
+
+void Recorder::OnIdentity(const DeviceIdentity& identity) {
+    const auto bus = BusOn(identity.Port, m_Home.Now());
+    if (!bus) return;
+    for (auto& device : m_Buses[*bus].Setup.Devices)
+        if (device.Address == identity.Address) device.SerialNumber = identity.SerialNumber;
 }
 
 void Recorder::OnLine(const LineEvent& event) {

@@ -33,6 +33,7 @@ public:
     Recorder& operator=(const Recorder&) = delete;
 
     void OnSetup(const BusSetup& setup) override;
+    void OnIdentity(const DeviceIdentity& identity) override;
     void OnLine(const LineEvent& event) override;
     void OnPortGone(const std::string& port) override;
     /// Begins a complete new recording when the path names another file or none any more: the old one was moved away.
@@ -43,7 +44,7 @@ public:
 
 private:
     struct RunningBus {
-        BusSetup Setup;  ///< the latest
+        BusSetup Setup;  ///< the latest; with the serial numbers that are known, for a recording that begins later
         Duration Began{0};
         bool Gone = false;
     };
