@@ -229,6 +229,19 @@ TEST_F(TasksTest, TheTraceTellsWhatIsDone) {
               "Comm 9 OFFLINE\n");
 }
 
+TEST_F(TasksTest, AnAdapterThatIsReleasedEndsItsTasksAndDevices) {
+    auto object = std::make_unique<cOrvixAdapterNB1>(AdaptersServices);
+    iOrvixAdapter& adapter = *object;
+    adapter.Init();
+    const auto device = adapter.DeviceAdd("5", 106);
+    const auto entry = Entry(*Reading("5"));
+    adapter.NewWork(entry->Name(), 0);
+    object.reset();
+    EXPECT_TRUE(entry->WaitForCompletion(0));
+    EXPECT_EQ(entry->Data().e, errors::NotConnected);
+    EXPECT_EQ(device->Adapter(), nullptr);
+}
+
 TEST_F(TasksTest, ClosingAnswersWorkThatCameInWhileOffline) {
     Init();
     const auto entry = Entry(*Reading("5"));
