@@ -14,12 +14,12 @@ namespace orvix::station {
 namespace {
 
 constexpr std::size_t kChunk = 65536;
-constexpr std::string_view kMagic = "\x1F\x8B";
+constexpr std::string_view kGzipMagic = "\x1F\x8B";
 // The largest window, and gzip's own header and trailer.
 constexpr int kWindowBits = 15 + 16;
 
 bool IsPacked(std::string_view bytes) {
-    return bytes.starts_with(kMagic);
+    return bytes.starts_with(kGzipMagic);
 }
 
 }  // namespace
@@ -83,7 +83,7 @@ std::string PackedFile::Unpack() {
 
 void PackedFile::BeginNext() {
     // A single first byte at the end of a chunk is taken for the whole: inflate looks at the second.
-    if (m_Raw[m_At] != kMagic[0]) Fail("something else stands behind what is packed");
+    if (m_Raw[m_At] != kGzipMagic[0]) Fail("something else stands behind what is packed");
     ::inflateReset(m_Packed.get());
     m_IsWhole = false;
 }
