@@ -90,6 +90,11 @@ void ReplayBus::RunUntil(Duration time) {
         m_Scheduler.RunUntil(isThere, time - m_Line.RecordedNow());
 }
 
+void ReplayBus::OnIdentity(const DeviceIdentity& identity) {
+    if (Over()) return;
+    m_Tell(m_Line.RecordedNow(), [identity](Listener& listener) { listener.OnIdentity(identity); });
+}
+
 void ReplayBus::OnReading(const Reading& told) {
     if (Over()) return;
     const auto now = m_Line.RecordedNow();

@@ -40,6 +40,7 @@ public:
     const ReplayLine& Line() const { return m_Line; }
 
 private:
+    void OnIdentity(const DeviceIdentity& identity) override;
     void OnReading(const Reading& told) override;
     void OnTrouble(const std::string& port, const Failure& failure) override;
     void OnLine(const LineEvent& event) override;
