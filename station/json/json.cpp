@@ -14,12 +14,11 @@ std::string PaddedHex(char32_t character) {
 }
 
 Json AgeOf(const Reading& reading) {
-    const auto age = AgeMilliseconds(reading);
-    return age < 0 ? Json() : Json(age);
+    return reading.Age ? Json(reading.Age->count()) : Json();
 }
 
 Json LastGoodOf(const Reading& reading) {
-    if (AgeMilliseconds(reading) < 0) return nullptr;
+    if (!reading.Age) return nullptr;
     return {{"value", ToJson(reading.LastGood)}, {"time", IsoText(reading.LastGoodUnixMilliseconds)}};
 }
 

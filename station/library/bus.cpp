@@ -249,6 +249,7 @@ Reading Bus::Read(int address, ORVIXCNB1_VARS variable) {
         reading.Quality = Quality::Good;
         reading.LastGood = reading.Value;
         reading.LastGoodUnixMilliseconds = reading.UnixMilliseconds;
+        reading.Age = std::chrono::milliseconds(0);
     }
     return reading;
 }

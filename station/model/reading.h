@@ -1,6 +1,8 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <variant>
 
@@ -57,6 +59,8 @@ struct Reading {
     orvix::station::Quality Quality = orvix::station::Quality::Offline;
     ReadingValue LastGood;                      ///< nothing while there has been none
     std::int64_t LastGoodUnixMilliseconds = 0;  ///< of LastGood
+    /// Of LastGood, by a clock that nobody sets; nothing while there has been none.
+    std::optional<std::chrono::milliseconds> Age{};
 
     DeviceId Id() const { return IdOf(Port, Address); }
     bool Valid() const { return !std::holds_alternative<std::monostate>(Value); }

@@ -62,18 +62,11 @@ std::string BitsText(std::int32_t inputs) {
     return std::bitset<8>(static_cast<unsigned>(inputs)).to_string();
 }
 
-std::int64_t AgeMilliseconds(const Reading& reading) {
-    if (std::holds_alternative<std::monostate>(reading.LastGood)) return -1;
-    // The clock may have been set back in between.
-    return std::max<std::int64_t>(reading.UnixMilliseconds - reading.LastGoodUnixMilliseconds, 0);
-}
-
 std::string FreshnessText(const Reading& reading) {
     std::string quality = NameOf(reading.Quality);
-    const auto age = AgeMilliseconds(reading);
-    if (age < 0) return quality + ", never read";
+    if (!reading.Age) return quality + ", never read";
     if (reading.Quality == Quality::Good) return quality;
-    return quality + ", " + DurationText(std::chrono::milliseconds(age)) + " old";
+    return quality + ", " + DurationText(*reading.Age) + " old";
 }
 
 std::string ForTerminal(std::string_view text, bool isUtf8) {

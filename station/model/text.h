@@ -22,8 +22,6 @@ std::string ValueWithUnit(const ReadingValue& value);
 /// Eight binary digits, bit 7 first.
 std::string BitsText(std::int32_t inputs);
 
-/// Age of the latest good value when the reading was made; negative when there has been none.
-std::int64_t AgeMilliseconds(const Reading& reading);
 /// "good", "stale, 3 s old", "offline, 12 min 4 s old", "offline, never read".
 std::string FreshnessText(const Reading& reading);
 

@@ -11,13 +11,14 @@ constexpr milliseconds kOfflineSlack{5000};
 
 }  // namespace
 
-Quality LatestValues::QualityOf(const Entry& entry, std::int64_t unixMilliseconds) {
-    const auto& reading = entry.Latest;
-    if (std::holds_alternative<std::monostate>(reading.LastGood)) return Quality::Offline;
-    const milliseconds age(unixMilliseconds - reading.LastGoodUnixMilliseconds);
-    if (entry.Failures > kMostFailures || age > 10 * entry.Every + kOfflineSlack) return Quality::Offline;
-    if (entry.Failures > 0 || age > 2 * entry.Every + kGoodSlack) return Quality::Stale;
-    return Quality::Good;
+void LatestValues::Judge(Reading& reading, const Entry& entry, Duration now) {
+    reading.Quality = Quality::Offline;
+    if (std::holds_alternative<std::monostate>(reading.LastGood)) return;
+    const auto age = std::chrono::floor<milliseconds>(now - entry.GoodAt);
+    reading.Age = age;
+    if (entry.Failures > kMostFailures || age > 10 * entry.Every + kOfflineSlack) return;
+    const bool isStale = entry.Failures > 0 || age > 2 * entry.Every + kGoodSlack;
+    reading.Quality = isStale ? Quality::Stale : Quality::Good;
 }
 
 void LatestValues::Expect(const std::string& port, const DeviceSetup& device, milliseconds every) {
@@ -30,11 +31,12 @@ void LatestValues::Expect(const std::string& port, const DeviceSetup& device, mi
     entry.Every = every;
 }
 
-void LatestValues::Take(Reading& reading, milliseconds every) {
+void LatestValues::Take(Reading& reading, milliseconds every, Duration now) {
     auto& entry = m_Entries[reading.Id()];
     if (reading.Valid()) {
         reading.LastGood = reading.Value;
         reading.LastGoodUnixMilliseconds = reading.UnixMilliseconds;
+        entry.GoodAt = now;
         entry.Failures = 0;
     } else {
         reading.LastGood = entry.Latest.LastGood;
@@ -42,15 +44,15 @@ void LatestValues::Take(Reading& reading, milliseconds every) {
         ++entry.Failures;
     }
     entry.Every = every;
+    Judge(reading, entry, now);
     entry.Latest = reading;
-    reading.Quality = entry.Latest.Quality = QualityOf(entry, reading.UnixMilliseconds);
 }
 
-std::vector<Reading> LatestValues::At(std::int64_t unixMilliseconds) const {
+std::vector<Reading> LatestValues::At(Duration now) const {
     std::vector<Reading> readings;
     for (const auto& [key, entry] : m_Entries) {
         readings.push_back(entry.Latest);
-        readings.back().Quality = QualityOf(entry, unixMilliseconds);
+        Judge(readings.back(), entry, now);
     }
     return readings;
 }

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "host/apartment.h"
 #include "station/model/bus_setup.h"
 #include "station/model/reading.h"
 
@@ -22,19 +23,21 @@ public:
     /// Has a device that has not been heard of among the values: offline, at the time 0.
     void Expect(const std::string& port, const DeviceSetup& device, std::chrono::milliseconds every);
     /// Takes a reading in, and completes it with its quality and the latest good value. `every` is the device's period.
-    void Take(Reading& reading, std::chrono::milliseconds every);
+    /// Times are of a clock that nobody sets and that goes on while the machine sleeps.
+    void Take(Reading& reading, std::chrono::milliseconds every, Duration now);
     /// Drops what is known of a device.
     void Forget(const DeviceId& device) { m_Entries.erase(device); }
-    /// The latest reading of each device, by port and address, with the quality that it has at this time.
-    std::vector<Reading> At(std::int64_t unixMilliseconds) const;
+    /// The latest reading of each device, by port and address, with the age and quality that it has at this time.
+    std::vector<Reading> At(Duration now) const;
 
 private:
     struct Entry {
         Reading Latest;
         std::chrono::milliseconds Every{0};
         int Failures = 0;  ///< in a row, up to now
+        Duration GoodAt{0};
     };
-    static Quality QualityOf(const Entry& entry, std::int64_t unixMilliseconds);
+    static void Judge(Reading& reading, const Entry& entry, Duration now);
 
     std::map<DeviceId, Entry> m_Entries;
 };

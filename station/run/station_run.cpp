@@ -198,7 +198,7 @@ void StationRun::OnReading(const Reading& told) {
     auto reading = told;
     reading.Seq = ++m_Seq;
     reading.Identifier = m_Identities.IdentifierOf(reading.Id());
-    m_Values.Take(reading, BusOn(told.Port)->Setup.Every);
+    m_Values.Take(reading, BusOn(told.Port)->Setup.Every, m_Source.Elapsed());
     Tell(&Listener::OnReading, reading);
     TellAlarms(m_Alarms.Take(reading));
 }
@@ -211,7 +211,7 @@ void StationRun::TellAlarms(std::vector<AlarmEvent> events) {
 }
 
 std::vector<Reading> StationRun::Values() const {
-    return m_Values.At(UnixNow());
+    return m_Values.At(m_Source.Elapsed());
 }
 
 }  // namespace orvix::station

@@ -1,5 +1,7 @@
 #include "station/source/live_source.h"
 
+#include <time.h>
+
 #include <utility>
 
 namespace orvix::station {
@@ -28,6 +30,12 @@ private:
 };
 
 }  // namespace
+
+Duration LiveSource::Elapsed() {
+    timespec now{};
+    ::clock_gettime(CLOCK_BOOTTIME, &now);
+    return std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
+}
 
 std::unique_ptr<SourceBus> LiveSource::Open(const BusSetup& setup, Listener& listener, std::function<void()> ended) {
     return std::make_unique<LiveBus>(m_Station, m_Home, setup, listener, std::move(ended));

@@ -12,6 +12,7 @@ public:
     LiveSource(Station& station, Apartment& home) : m_Station(station), m_Home(home) {}
 
     Apartment& Home() override { return m_Home; }
+    Duration Elapsed() override;
     std::unique_ptr<SourceBus> Open(const BusSetup& setup, Listener& listener, std::function<void()> ended) override;
 
 private:

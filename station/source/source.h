@@ -33,6 +33,8 @@ public:
     virtual ~Source() = default;
     /// The apartment in which listeners are told. Its steady time, its date and its timers are those of the buses.
     virtual Apartment& Home() = 0;
+    /// By this ages are measured: nobody sets it, and it goes on while the machine sleeps.
+    virtual Duration Elapsed() { return Home().Now(); }
     /// `listener` is told what happens on the bus. `ended` is called when a bus that was closed has gone, so that
     /// destruction waits no more. Raises what keeps it from starting.
     virtual std::unique_ptr<SourceBus> Open(const BusSetup& setup, Listener& listener, std::function<void()> ended) = 0;

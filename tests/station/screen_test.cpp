@@ -43,6 +43,7 @@ Reading ReadingOf(int address, const char* name, const ReadingValue& value, std:
     reading.UnixMilliseconds = kNow;
     reading.LastGood = value;
     reading.LastGoodUnixMilliseconds = kNow - age;
+    if (reading.LastGood.index() != 0) reading.Age = std::chrono::milliseconds(age);
     reading.Quality = quality;
     return reading;
 }
@@ -160,23 +161,26 @@ TEST(Text, DurationsHaveTwoUnits) {
 TEST(LatestValues, FallFromGoodToOfflineByFailuresAndByAge) {
     LatestValues values;
     values.Expect("p", {5, 106, "Oven", {}}, 1s);
-    EXPECT_EQ(values.At(kNow)[0].Quality, Quality::Offline);
+    const Duration now = 100s;
+    EXPECT_EQ(values.At(now)[0].Quality, Quality::Offline);
     auto reading = ReadingOf(5, "Oven", {}, 0, Quality::Offline);
     reading.Port = "p";
     const auto take = [&](const ReadingValue& value) {
         reading.Value = value;
-        values.Take(reading, 1s);
+        // What the time of day does in between is of no importance.
+        reading.UnixMilliseconds -= 3'600'000;
+        values.Take(reading, 1s, now);
         return reading.Quality;
     };
     EXPECT_EQ(take({}), Quality::Offline);
     EXPECT_EQ(take(21.5), Quality::Good);
-    EXPECT_EQ(values.At(kNow + 3000)[0].Quality, Quality::Good);
-    EXPECT_EQ(values.At(kNow + 3001)[0].Quality, Quality::Stale);
-    EXPECT_EQ(values.At(kNow + 15'001)[0].Quality, Quality::Offline);
+    EXPECT_EQ(values.At(now + 3000ms)[0].Quality, Quality::Good);
+    EXPECT_EQ(values.At(now + 3001ms)[0].Quality, Quality::Stale);
+    EXPECT_EQ(values.At(now + 15'001ms)[0].Quality, Quality::Offline);
     for (const auto quality : {Quality::Stale, Quality::Stale, Quality::Offline})
         EXPECT_EQ(take({}), quality);
     EXPECT_EQ(FreshnessText(reading), "offline, 0 ms old");
-    EXPECT_EQ(values.At(kNow).size(), 1U);
+    EXPECT_EQ(values.At(now).size(), 1U);
 }
 
 /// The program on a terminal of its own.

@@ -114,9 +114,8 @@ std::string ValueColumn(const ReadingValue& value, bool isUtf8) {
     return ForTerminal(inputs == nullptr ? ValueWithUnit(value) : BitsText(*inputs), isUtf8);
 }
 
-std::string AgeColumn(const Reading& reading, std::int64_t now) {
-    if (std::holds_alternative<std::monostate>(reading.LastGood)) return "--";
-    return AgeText(std::chrono::milliseconds(now - reading.LastGoodUnixMilliseconds));
+std::string AgeColumn(const Reading& reading) {
+    return reading.Age ? AgeText(*reading.Age) : "--";
 }
 
 StyledLine DeviceRow(const ScreenContent& content, const Reading& reading, const Columns& columns) {
@@ -131,7 +130,7 @@ StyledLine DeviceRow(const ScreenContent& content, const Reading& reading, const
     row.AddColumn(columns.Name, LeftAligned(shown(reading.Name), columns.Name));
     row.AddColumn(kValueWidth, RightAligned(value, kValueWidth),
                   reading.Quality == Quality::Good ? Style::Heading : Style::Dim);
-    row.AddColumn(columns.Age, RightAligned(AgeColumn(reading, content.UnixMilliseconds), columns.Age));
+    row.AddColumn(columns.Age, RightAligned(AgeColumn(reading), columns.Age));
     row.AddColumn(columns.State, LeftAligned(state.Text, columns.State), state.Look);
     if (columns.Trend > 0 && trend != content.Trends.end()) {
         row.AddColumn(columns.Trend, trend->second.Text(static_cast<std::size_t>(columns.Trend), content.IsUtf8),
