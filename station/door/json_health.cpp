@@ -21,7 +21,9 @@ Json ToJson(const Tally& tally) {
     const auto quantile = [&](double share) {
         return trips.Count() == 0 ? Json(nullptr) : Json(Milliseconds(trips.Quantile(share)));
     };
-    return {{"exchanges", tally.Exchanges()},
+    return {{"readings", tally.Readings},
+            {"readings_good", ToJson(tally.ReadingSuccess())},
+            {"exchanges", tally.Exchanges()},
             {"success", ToJson(tally.Success())},
             {"p50_ms", quantile(0.5)},
             {"p95_ms", quantile(0.95)},
@@ -38,9 +40,11 @@ Json ToJson(const Tally& tally) {
 }
 
 Json DiagnosisOf(const std::vector<Finding>& findings, int address) {
-    const auto found = std::find_if(findings.begin(), findings.end(),
-                                    [&](const Finding& finding) { return finding.Address == address; });
-    return found == findings.end() ? Json(nullptr) : Json(found->Sentence);
+    std::string text;
+    for (const auto& finding : findings) {
+        if (finding.Address == address) text += (text.empty() ? "" : "; ") + finding.Sentence;
+    }
+    return text.empty() ? Json(nullptr) : Json(text);
 }
 
 Json ToJson(const BusHealth& bus, const std::string& time, const std::vector<Finding>& findings) {

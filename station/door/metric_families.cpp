@@ -39,6 +39,8 @@ constexpr ValueRow<BusHealth> kOfBus[] = {
      [](const BusHealth& bus) -> std::optional<double> { return bus.PortDown ? 0 : 1; }},
     {"nimbo1_port_failures_total", "Failures of the serial port", MetricType::Counter,
      [](const BusHealth& bus) -> std::optional<double> { return static_cast<double>(bus.PortFailures); }},
+    {"nimbo1_idle_stray_bytes_total", "Bytes on the idle line that belong to no answer", MetricType::Counter,
+     [](const BusHealth& bus) -> std::optional<double> { return static_cast<double>(bus.Idle.Total.StrayBytes); }},
     {"nimbo1_line_load_ratio", "Share of the last minute in which bytes were on the line", MetricType::Gauge,
      [](const BusHealth& bus) -> std::optional<double> { return bus.LoadLastMinute; }},
 };

@@ -20,8 +20,7 @@ std::string RoundTripText(const Tally& tally, double share) {
     return tally.RoundTrips.Count() == 0 ? kNothing : MillisecondsText(tally.RoundTrips.Quantile(share));
 }
 
-std::string SuccessText(const Tally& tally) {
-    const auto success = tally.Success();
+std::string SuccessText(const std::optional<double>& success) {
     return success ? PercentText(*success) : kNothing;
 }
 
@@ -42,7 +41,8 @@ constexpr Column kColumns[] = {
     {"addr", false, [](const BusHealth&, const AddressHealth& it) { return std::to_string(it.Address); }},
     {"name", true, [](const BusHealth&, const AddressHealth& it) { return it.Name; }},
     {"quality", true, [](const BusHealth&, const AddressHealth& it) -> std::string { return NameOf(it.Quality); }},
-    {"good %", false, [](const BusHealth&, const AddressHealth& it) { return SuccessText(it.Recent); }},
+    {"good %", false,
+     [](const BusHealth&, const AddressHealth& it) { return SuccessText(it.Recent.ReadingSuccess()); }},
     {"p50 ms", false, [](const BusHealth&, const AddressHealth& it) { return RoundTripText(it.Recent, 0.5); }},
     {"p95 ms", false, [](const BusHealth&, const AddressHealth& it) { return RoundTripText(it.Recent, 0.95); }},
     {"max ms", false, [](const BusHealth&, const AddressHealth& it) { return RoundTripText(it.Recent, 1); }},
@@ -97,10 +97,11 @@ void WriteTable(std::ostream& out, const std::vector<Row>& rows) {
 
 void WriteSummary(std::ostream& out, const BusHealth& bus) {
     const auto sum = bus.Sum(&AddressHealth::Recent);
-    out << Printable(bus.Port) << ": " << Counted(sum.Exchanges(), "exchange") << " in the last minutes, "
-        << SuccessText(sum) << " % good; line used " << PercentText(bus.LoadLastMinute) << " % in the last minute, "
-        << PercentText(bus.Load) << " % overall; " << Counted(sum.StrayBytes, "stray byte") << "; port failed "
-        << Counted(bus.PortFailures, "time") << "\n";
+    out << Printable(bus.Port) << ": " << Counted(sum.Readings, "reading") << " in the last minutes, "
+        << SuccessText(sum.ReadingSuccess()) << " % good; " << Counted(sum.Exchanges(), "attempt") << ", "
+        << SuccessText(sum.Success()) << " % answered well; line used " << PercentText(bus.LoadLastMinute)
+        << " % in the last minute, " << PercentText(bus.Load) << " % overall; " << Counted(sum.StrayBytes, "stray byte")
+        << "; port failed " << Counted(bus.PortFailures, "time") << "\n";
 }
 
 }  // namespace

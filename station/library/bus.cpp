@@ -39,7 +39,7 @@ Bus::Bus(const Library& library, BusServices& services, BusSetup setup, Listener
       m_Host(services),
       m_Setup(std::move(setup)),
       m_Listener(listener),
-      m_Tracker(m_Setup.Retries, [this](const Exchange& exchange) { Take(exchange); }),
+      m_Tracker(m_Setup.Retries, m_Setup.ReplyLimit(), [this](const Exchange& exchange) { Take(exchange); }),
       m_Readings(services.Apartment(), m_Setup.PortLabel,
                  {.Queue = [this](int address) { return QueueSerialNumber(address); },
                   .SerialNumber = [this](int address) { return SerialNumberOf(address); }},

@@ -45,7 +45,7 @@ Failure FailureOf(const Exchange& exchange, Failure said) {
     if (cause == std::end(kCauses)) return said;
     said.Code = cause->Code;
     if (cause->Text != nullptr) said.Text = cause->Text;
-    if (exchange.IsEcho) said.Text = kRequestCameBack;
+    if (exchange.IsEcho && exchange.Outcome == Outcome::Foreign) said.Text = kRequestCameBack;
     return said;
 }
 

@@ -3,6 +3,8 @@
 #include <exception>
 #include <utility>
 
+#include "station/line/echo_filter.h"
+
 namespace orvix::station {
 namespace {
 
@@ -47,6 +49,7 @@ public:
 
     void PortOpen(bool rhs) override {
         Watched([&] { m_Control->PortOpen(rhs); });
+        m_Echo.Reset();
         Happened(rhs ? Kind::Opened : Kind::Closed);
     }
     void InBufferCount(std::int32_t rhs) override {
@@ -55,6 +58,7 @@ public:
     }
     void Output(const std::string& bytes) override {
         const auto began = m_Apartment.Now();
+        m_Echo.Send(bytes);
         const auto tell = [&] {
             m_Tell({.Time = began, .What = Kind::Sent, .Bytes = bytes, .Lasted = m_Apartment.Now() - began});
         };
@@ -68,7 +72,8 @@ public:
         tell();
     }
     std::string Input() override {
-        auto bytes = Watched([&] { return m_Control->Input(); });
+        auto [echo, bytes] = m_Echo.Take(Watched([&] { return m_Control->Input(); }));
+        if (!echo.empty()) Happened(Kind::Echoed, echo);
         Happened(bytes.empty() ? Kind::Waited : Kind::Received, bytes);
         return bytes;
     }
@@ -82,7 +87,7 @@ private:
     }
     void TellDiscarded() {
         try {
-            const auto bytes = m_Control->Input();
+            const auto bytes = m_Echo.TakeKept() + m_Control->Input();
             if (!bytes.empty()) Happened(Kind::Discarded, bytes);
         } catch (const std::exception&) {
             // A lost device is opened again by the discarding itself, which also tells when that fails.
@@ -92,6 +97,7 @@ private:
     std::unique_ptr<SerialControl> m_Control;
     const Apartment& m_Apartment;
     Tell m_Tell;
+    EchoFilter m_Echo;
 };
 
 }  // namespace

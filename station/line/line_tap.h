@@ -9,7 +9,8 @@
 
 namespace orvix::station {
 
-/// A line whose controls tell a listener what happens on them, and are else those of another line.
+/// A line whose controls tell a listener what happens on them, and are else those of another line, except that they
+/// keep back what the converter echoes.
 class LineTap : public Line {
 public:
     /// `line` and `apartment` (which tells the time) outlive this; `port` is what the events call the port.

@@ -23,8 +23,23 @@ bool IsAnswer(std::string_view bytes, const ReplyLengths& lengths) {
 
 }  // namespace
 
+bool IsRequest(std::string_view bytes) {
+    if (FrameLength(bytes) != bytes.size()) return false;
+    const auto request = ParseRequest(bytes);
+    return request && request->payload.empty();
+}
+
+bool HasHeadOf(int address, std::string_view bytes, const ReplyLengths& lengths) {
+    const auto known = lengths.find(address);
+    return !bytes.empty() && bytes.front() == kStartByte && FrameAddress(bytes) == address && known != lengths.end() &&
+           FrameLength(bytes) == known->second;
+}
+
 Piece FirstPiece(std::string_view bytes, const ReplyLengths& lengths) {
     if (MayBegin(bytes, lengths)) return {Piece::Kind::Begun, FrameAddress(bytes).value_or(0), bytes};
+    if (const auto length = FrameLength(bytes);
+        length && *length <= bytes.size() && IsRequest(bytes.substr(0, *length)))
+        return {Piece::Kind::Request, 0, bytes.substr(0, *length)};
     if (!IsAnswer(bytes, lengths)) return {Piece::Kind::Stray, 0, bytes.substr(0, 1)};
     return {Piece::Kind::Answer, *FrameAddress(bytes), bytes.substr(0, *FrameLength(bytes))};
 }

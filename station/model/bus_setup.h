@@ -15,6 +15,11 @@ inline constexpr std::chrono::milliseconds kShortestPeriod{100};
 inline constexpr std::int32_t kMostRetries = 100;
 inline constexpr std::int32_t kLongestTimeoutFactor = 10000;
 
+/// An answer is waited for as long. `timeoutFactor`: per-character time factor of an exchange, milliseconds.
+inline std::chrono::milliseconds ReplyLimit(std::int32_t timeoutFactor) {
+    return std::chrono::milliseconds(kReplyTimeFactors * timeoutFactor);
+}
+
 /// What a bus is and how it is to be used.
 struct BusSetup {
     std::string PortLabel;        ///< what people call the port
@@ -32,9 +37,7 @@ struct BusSetup {
     bool Trace = false;         ///< write a trace into the folder Log of the data folder
 
     /// An answer is waited for as long.
-    std::chrono::milliseconds ReplyLimit() const {
-        return std::chrono::milliseconds(kReplyTimeFactors * TimeoutFactor);
-    }
+    std::chrono::milliseconds ReplyLimit() const { return station::ReplyLimit(TimeoutFactor); }
     /// The time in which all attempts of an exchange fit.
     std::chrono::milliseconds LongestExchange() const {
         return (Retries + 1) * (ReplyLimit() + std::chrono::milliseconds(300)) + std::chrono::milliseconds(500);

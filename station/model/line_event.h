@@ -12,9 +12,10 @@ struct LineEvent {
     enum class Kind {
         Opened,
         Closed,
-        Failed,     ///< the port could not be opened, or an operation on it failed
-        Sent,       ///< a request, as the driver sends it
-        Received,   ///< bytes that the driver took while it waited for a reply, as many as were there
+        Failed,    ///< the port could not be opened, or an operation on it failed
+        Sent,      ///< a request, as the driver sends it
+        Received,  ///< bytes that the driver took while it waited for a reply, as many as were there
+        Echoed,  ///< the request, come back, and what came before it: kept back, so that the driver reads on behind it
         Discarded,  ///< bytes that were there before a request and belong to no reply
         Waited,     ///< the driver has waited for bytes, and none were there
     };
@@ -22,7 +23,7 @@ struct LineEvent {
     Duration Time{0};    ///< of the steady clock that all apartments of the process share
     std::string Port{};  ///< what people call the port
     Kind What = Kind::Opened;
-    std::string Bytes{};   ///< of Sent, Received and Discarded
+    std::string Bytes{};   ///< of Sent, Received, Echoed and Discarded
     std::string Reason{};  ///< of Failed
     Duration Lasted{0};    ///< of Sent: how long the writing took; the event is told when it is over
 };

@@ -1,9 +1,11 @@
 #include "station/run/diagnosis.h"
 
 #include <algorithm>
+#include <cmath>
 #include <string_view>
 #include <utility>
 
+#include "devices/protocol/bus_line.h"
 #include "station/words/quantity_text.h"
 
 namespace orvix::station {
@@ -27,6 +29,12 @@ constexpr std::uint64_t kFewestTrips = 20;
 constexpr double kPeriodSlack = 1.25;
 constexpr std::uint64_t kFewestPeriods = 5;
 
+// With fewer good answers than this something is wrong with all of them.
+constexpr double kHardlyAnyGood = 0.5;
+
+// A time-out must leave room for more than the longest delay that has been seen.
+constexpr double kRoom = 1.25;
+
 // Noise around one address is so much of all noise.
 constexpr double kOneSource = 0.8;
 
@@ -38,12 +46,19 @@ enum Symptom : unsigned {
     kTimeOut = 4,
     kNoise = 8,
     kLateness = 16,
-    kOther = 32,
-    kAll = 63,
+    kTooLate = 32,
+    kOtherAddress = 64,
+    kDoubled = 128,
+    kNoValue = 256,
+    kOther = 512,
+    kAll = 1023,
 };
 
 /// What stands in a sentence for each of its words in capitals, in their order.
 using Words = std::vector<std::pair<std::string_view, std::string>>;
+
+// Said besides whatever else a bus has: the station reads on behind an echo.
+constexpr FindingText kEcho{"the converter echoes what it sends", "switch its echo off"};
 
 struct BusRule {
     FindingText Text;
@@ -84,6 +99,39 @@ std::string DamageText(const Tally& tally) {
     return 2 * tally.Count(Outcome::Checksum) >= tally.Damaged() ? "checksum errors" : "damaged answers";
 }
 
+bool AreDamaged(const Tally& tally) {
+    return IsNotable(tally.Damaged(), tally);
+}
+
+bool AreHardlyEverGood(const Tally& tally) {
+    return AreDamaged(tally) && *tally.Success() < kHardlyAnyGood && tally.Damaged() > tally.Count(Outcome::Silent);
+}
+
+/// Whether answers bear another address, and not because of damage, which seldom hits that alone.
+bool BearOtherAddress(const Tally& tally) {
+    return IsNotable(tally.OtherAddress, tally) && tally.OtherAddress >= tally.Damaged();
+}
+
+bool AreDoubled(const Tally& tally) {
+    return IsNotable(tally.Doubled, tally);
+}
+
+/// Whether answers come late, and not because damage makes some look so.
+bool AreTooLate(const Tally& tally) {
+    return IsNotable(tally.Late, tally) && 2 * tally.Late >= tally.Damaged();
+}
+
+bool HaveNoValue(const Tally& tally) {
+    return tally.NoValues >= kFewest && tally.NoValues * kOneIn >= tally.Readings;
+}
+
+/// The least per-character time factor with which the answers would have come in time.
+std::string SufficientFactor(const Tally& tally) {
+    const auto delay = tally.LongestDelay > Duration::zero() ? tally.LongestDelay : tally.LongestDelayAtMost;
+    const auto needed = std::chrono::duration<double, std::milli>(delay).count();
+    return std::to_string(static_cast<int>(std::ceil(kRoom * needed / kReplyTimeFactors)));
+}
+
 /// Whether something holds of all addresses of a bus that answer, which must be several.
 template <class Predicate>
 bool OnEveryAddress(const BusHealth& bus, Predicate holds) {
@@ -110,9 +158,8 @@ bool IsPortGone(const BusHealth& bus) {
     return bus.PortDown && bus.PortDown->WasOpen;
 }
 
-bool Echoes(const BusHealth& bus) {
-    const auto recent = Recent(bus);
-    return IsNotable(recent.Echoes, recent);
+bool IsPortUnsteady(const BusHealth& bus) {
+    return bus.RecentPortFailures >= kFewest;
 }
 
 bool NoneAnswers(const BusHealth& bus) {
@@ -121,9 +168,20 @@ bool NoneAnswers(const BusHealth& bus) {
            std::all_of(all.begin(), all.end(), [&](const AddressHealth& it) { return IsSilent(it, bus); });
 }
 
+bool IsIdleLineNoisy(const BusHealth& bus) {
+    const auto sum = Recent(bus);
+    return IsNotable(bus.Idle.Recent.Noises, sum) && 2 * sum.Noises >= sum.Damaged();
+}
+
+/// What another master sends may look like an echo.
+bool Echoes(const BusHealth& bus) {
+    const auto recent = Recent(bus);
+    return IsNotable(recent.Echoes, recent) && !IsIdleLineNoisy(bus);
+}
+
 bool IsNoisy(const BusHealth& bus) {
     const auto sum = Recent(bus);
-    if (!IsNotable(sum.Noises, sum)) return false;
+    if (!IsNotable(sum.Noises, sum) || 2 * sum.Noises < sum.Damaged()) return false;
     const auto isOnlySource = [&](const AddressHealth& it) {
         return static_cast<double>(it.Recent.Noises) >= kOneSource * static_cast<double>(sum.Noises);
     };
@@ -131,12 +189,19 @@ bool IsNoisy(const BusHealth& bus) {
     return all.size() == 1 || std::none_of(all.begin(), all.end(), isOnlySource);
 }
 
-bool AllAreDamaged(const BusHealth& bus) {
-    return OnEveryAddress(bus, [](const Tally& recent) { return IsNotable(recent.Damaged(), recent); });
-}
-
 bool AllTimeOut(const BusHealth& bus) {
     return OnEveryAddress(bus, [](const Tally& recent) { return IsNotable(recent.TimeOuts(), recent); });
+}
+
+/// The same for a rule of one address.
+template <bool Holds(const Tally&)>
+bool Everywhere(const BusHealth& bus) {
+    return OnEveryAddress(bus, Holds);
+}
+
+template <bool Holds(const Tally&)>
+bool There(const AddressHealth& address, const BusHealth&) {
+    return Holds(address.Recent);
 }
 
 /// Whether at least one answer of ten, of which there must be some, nearly misses the time-out.
@@ -168,6 +233,14 @@ Words NoWords(const BusHealth&) {
     return {};
 }
 
+Words StrayWords(const BusHealth& bus) {
+    return {{"COUNT", std::to_string(Recent(bus).StrayBytes)}};
+}
+
+Words TooLateWords(const Tally& recent, const BusHealth& bus) {
+    return {{"TIME", RoughText(bus.ReplyLimit)}, {"FACTOR", SufficientFactor(recent)}};
+}
+
 Words LateWords(const Tally& recent, const BusHealth& bus) {
     return {{"P95", MillisecondsText(recent.RoundTrips.Quantile(0.95))},
             {"LIMIT", std::to_string(bus.ReplyLimit.count())}};
@@ -187,24 +260,48 @@ constexpr BusRule kBusRules[] = {
      [](const BusHealth& bus) -> Words {
          return {{"TIME", RoughText(bus.PortDown->Age)}, {"REASON", bus.PortDown->Reason}};
      }},
-    {{"every request comes back", "switch the converter's local echo off"}, kAll, Echoes, NoWords},
+    {{"the port is unsteady, it failed COUNT times in the last minutes", "its plug, the hub, the converter's power"},
+     kSilence | kDamage | kTimeOut | kNoise,
+     IsPortUnsteady,
+     [](const BusHealth& bus) -> Words {
+         return {{"COUNT", std::to_string(bus.RecentPortFailures)}};
+     }},
     {{"no device answers", "power of the bus, its two wires exchanged, speed, or the wrong port"},
      kAll,
      NoneAnswers,
      NoWords},
+    {{"noise on the idle line (COUNT stray bytes of late)",
+      "another master, termination, ground, or a cable beside power lines"},
+     kNoise | kDamage | kTimeOut | kDoubled,
+     IsIdleLineNoisy,
+     StrayWords},
+    {{"every address answers after the time-out of TIME", "--timeout-factor FACTOR would do"},
+     kTooLate | kTimeOut | kDamage | kNoise | kLateness | kDoubled,
+     Everywhere<AreTooLate>,
+     [](const BusHealth& bus) { return TooLateWords(Recent(bus), bus); }},
+    {{"every device answers with another address", "a gateway or converter that changes what passes it"},
+     kOtherAddress | kDamage | kDoubled,
+     Everywhere<BearOtherAddress>,
+     NoWords},
+    {{"the answers of all devices come twice", "a converter or repeater that sends twice, or a ring in the wiring"},
+     kDoubled | kDamage | kNoise | kTimeOut,
+     Everywhere<AreDoubled>,
+     NoWords},
+    {{"damaged answers on every address, most of them", "speed or wiring"},
+     kDamage | kTimeOut | kNoise | kDoubled | kTooLate | kOtherAddress,
+     Everywhere<AreHardlyEverGood>,
+     NoWords},
     {{"noise: stray bytes between exchanges (COUNT of late)", "termination, ground, or a cable beside power lines"},
      kNoise | kDamage | kTimeOut,
      IsNoisy,
-     [](const BusHealth& bus) -> Words {
-         return {{"COUNT", std::to_string(Recent(bus).StrayBytes)}};
-     }},
+     StrayWords},
     {{"ERRORS on every address", "termination, ground or speed"},
-     kDamage | kTimeOut,
-     AllAreDamaged,
+     kDamage | kTimeOut | kNoise,
+     Everywhere<AreDamaged>,
      [](const BusHealth& bus) -> Words {
          return {{"ERRORS", DamageText(Recent(bus))}};
      }},
-    {{"SHARE of the exchanges time out, on every address", "cable or converter"},
+    {{"SHARE of the attempts time out, on every address", "cable or converter"},
      kTimeOut,
      AllTimeOut,
      [](const BusHealth& bus) -> Words {
@@ -216,6 +313,10 @@ constexpr BusRule kBusRules[] = {
      kLateness,
      AllAnswerLate,
      [](const BusHealth& bus) { return LateWords(Recent(bus), bus); }},
+    {{"the devices answer, but what they answer is no value", "wrong model? nimbo1 scan tells it"},
+     kNoValue,
+     Everywhere<HaveNoValue>,
+     NoWords},
     {{"devices are read every TIME, not every PERIOD as asked",
       "fewer devices, a longer period, or mend those that often fail"},
      kNone,
@@ -249,12 +350,8 @@ bool RefusesSome(const AddressHealth& address, const BusHealth&) {
     return IsNotable(address.Recent.Count(Outcome::Refused), address.Recent);
 }
 
-bool IsShared(const AddressHealth& address, const BusHealth&) {
-    return IsNotable(address.Recent.Doubled, address.Recent);
-}
-
-bool AnswersTooLate(const AddressHealth& address, const BusHealth&) {
-    return IsNotable(address.Recent.Late, address.Recent);
+bool IsOnlyOneAndSilent(const AddressHealth& address, const BusHealth& bus) {
+    return bus.Addresses.size() == 1 && !address.LastGood && IsSilent(address, bus);
 }
 
 bool StoppedAnswering(const AddressHealth& address, const BusHealth& bus) {
@@ -263,10 +360,6 @@ bool StoppedAnswering(const AddressHealth& address, const BusHealth& bus) {
 
 bool IsNoisyAround(const AddressHealth& address, const BusHealth&) {
     return IsNotable(address.Recent.Noises, address.Recent);
-}
-
-bool IsDamaged(const AddressHealth& address, const BusHealth&) {
-    return IsNotable(address.Recent.Damaged(), address.Recent);
 }
 
 bool OftenFails(const AddressHealth& address, const BusHealth&) {
@@ -287,18 +380,25 @@ constexpr AddressRule kAddressRules[] = {
          return {{"N", std::to_string(it.Address)}, {"SHARE", PercentOf(it.Recent.Count(Outcome::Refused), it.Recent)}};
      }},
     {{"two devices share address N", "its answers come twice; give one another address"},
-     kOther,
-     IsShared,
+     kDoubled,
+     There<AreDoubled>,
      AddressWord},
-    {{"address N answers after the time-out of TIME (SHARE of the exchanges)",
-      "a larger --timeout-factor, or a slow device"},
-     kOther,
-     AnswersTooLate,
-     [](const AddressHealth& it, const BusHealth& bus) -> Words {
-         return {{"N", std::to_string(it.Address)},
-                 {"TIME", RoughText(bus.ReplyLimit)},
-                 {"SHARE", PercentOf(it.Recent.Late, it.Recent)}};
+    {{"address N answers after the time-out of TIME", "--timeout-factor FACTOR would do, or a slow device"},
+     kTooLate,
+     There<AreTooLate>,
+     [](const AddressHealth& it, const BusHealth& bus) {
+         auto words = TooLateWords(it.Recent, bus);
+         words.insert(words.begin(), {"N", std::to_string(it.Address)});
+         return words;
      }},
+    {{"address N answers with another address", "the address that is set in the device, or a gateway before it"},
+     kOtherAddress,
+     There<BearOtherAddress>,
+     AddressWord},
+    {{"the only device, address N, never answers", "power, wiring, address, port or speed"},
+     kSilence,
+     IsOnlyOneAndSilent,
+     AddressWord},
     {{"address N stopped answering TIME ago", "power, wiring or device; asked less often until it answers"},
      kSilence,
      StoppedAnswering,
@@ -309,21 +409,29 @@ constexpr AddressRule kAddressRules[] = {
      kSilence,
      IsSilent,
      AddressWord},
-    {{"noise: stray bytes around the answers of address N", "its cable or ground"}, kNoise, IsNoisyAround, AddressWord},
-    {{"SHARE of the exchanges with address N bring ERRORS", "its cable, or a second device with this address"},
+    {{"damaged answers of address N, most of them", "its cable or speed, or a second device with this address"},
      kDamage,
-     IsDamaged,
+     There<AreHardlyEverGood>,
+     AddressWord},
+    {{"noise: stray bytes around the answers of address N", "its cable or ground"}, kNoise, IsNoisyAround, AddressWord},
+    {{"SHARE of the attempts to ask address N bring ERRORS", "its cable, or a second device with this address"},
+     kDamage,
+     There<AreDamaged>,
      [](const AddressHealth& it, const BusHealth&) -> Words {
          return {{"SHARE", PercentOf(it.Recent.Damaged(), it.Recent)},
                  {"N", std::to_string(it.Address)},
                  {"ERRORS", DamageText(it.Recent)}};
      }},
-    {{"SHARE of the exchanges with address N fail (time-outs)", "cable or device"},
+    {{"SHARE of the attempts to ask address N fail (time-outs)", "cable or device"},
      kTimeOut,
      OftenFails,
      [](const AddressHealth& it, const BusHealth&) -> Words {
          return {{"SHARE", PercentOf(OwnFailures(it.Recent), it.Recent)}, {"N", std::to_string(it.Address)}};
      }},
+    {{"address N answers, but what it answers is no value", "wrong model? nimbo1 scan tells it"},
+     kNoValue,
+     There<HaveNoValue>,
+     AddressWord},
     {{"address N answers late (p95 P95 ms of LIMIT ms)", "a larger --timeout-factor, before answers miss the time-out"},
      kLateness,
      [](const AddressHealth& it, const BusHealth& bus) { return AnswersLate(it.Recent, bus); },
@@ -358,6 +466,7 @@ std::string Filled(const FindingText& text, const Words& words) {
 
 std::vector<FindingText> AllFindingTexts() {
     std::vector<FindingText> texts;
+    texts.push_back(kEcho);
     for (const auto& rule : kBusRules)
         texts.push_back(rule.Text);
     for (const auto& rule : kAddressRules)
@@ -368,6 +477,7 @@ std::vector<FindingText> AllFindingTexts() {
 std::vector<Finding> Diagnose(const BusHealth& bus) {
     std::vector<Finding> findings;
     const auto* ofBus = FirstThatHolds(kBusRules, bus);
+    if (Echoes(bus)) findings.push_back({0, Filled(kEcho, {})});
     if (ofBus != nullptr) findings.push_back({0, Filled(ofBus->Text, ofBus->WordsOf(bus))});
 
     const unsigned explained = ofBus == nullptr ? kNone : ofBus->Explains;

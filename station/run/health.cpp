@@ -10,6 +10,12 @@ void Tally::Add(const Tally& other) {
     Echoes += other.Echoes;
     Doubled += other.Doubled;
     Late += other.Late;
+    OtherAddress += other.OtherAddress;
+    LongestDelay = std::max(LongestDelay, other.LongestDelay);
+    LongestDelayAtMost = std::max(LongestDelayAtMost, other.LongestDelayAtMost);
+    Readings += other.Readings;
+    GoodReadings += other.GoodReadings;
+    NoValues += other.NoValues;
     Noises += other.Noises;
     StrayBytes += other.StrayBytes;
     RoundTrips.Add(other.RoundTrips);
@@ -19,7 +25,7 @@ void Tally::Add(const Tally& other) {
 
 void Tally::Add(const Exchange& exchange) {
     ++Ends[static_cast<std::size_t>(exchange.Outcome)];
-    if (exchange.Outcome == Outcome::Good || exchange.Outcome == Outcome::Refused) RoundTrips.Add(exchange.RoundTrip);
+    if (exchange.RoundTrip > Duration::zero()) RoundTrips.Add(exchange.RoundTrip);
     if (exchange.Attempt > 0) ++Retries;
     if (exchange.IsEcho) ++Echoes;
 }
@@ -35,8 +41,19 @@ void Tally::Add(const Surplus& surplus) {
             return;
         case Surplus::Kind::Late:
             ++Late;
+            if (surplus.IsDelayMeasured) LongestDelay = std::max(LongestDelay, surplus.Delay);
+            if (!surplus.IsDelayMeasured) LongestDelayAtMost = std::max(LongestDelayAtMost, surplus.Delay);
+            return;
+        case Surplus::Kind::OtherAddress:
+            ++OtherAddress;
             return;
     }
+}
+
+void Tally::Add(const ReadingEnd& reading) {
+    ++Readings;
+    if (reading.IsGood) ++GoodReadings;
+    if (reading.HasNoValue) ++NoValues;
 }
 
 void Tally::Add(Duration period) {
@@ -50,13 +67,18 @@ std::optional<double> Tally::Success() const {
     return static_cast<double>(Count(Outcome::Good)) / static_cast<double>(exchanges);
 }
 
+std::optional<double> Tally::ReadingSuccess() const {
+    if (Readings == 0) return std::nullopt;
+    return static_cast<double>(GoodReadings) / static_cast<double>(Readings);
+}
+
 std::optional<Duration> Tally::Period() const {
     if (PeriodCount == 0) return std::nullopt;
     return Periods / static_cast<Duration::rep>(PeriodCount);
 }
 
 Tally BusHealth::Sum(Tally AddressHealth::*of) const {
-    Tally sum;
+    Tally sum = Idle.*of;
     for (const auto& address : Addresses)
         sum.Add(address.*of);
     return sum;

@@ -9,9 +9,9 @@ namespace {
 
 constexpr int kMinute = 60;
 
-struct ByteCount {
-    std::uint64_t Bytes = 0;
-    void Add(const ByteCount& other) { Bytes += other.Bytes; }
+struct Count {
+    std::uint64_t Value = 0;
+    void Add(const Count& other) { Value += other.Value; }
 };
 
 double Share(std::uint64_t bytes, Duration time) {
@@ -37,12 +37,13 @@ public:
         using Kind = LineEvent::Kind;
         m_Now = event.Time;
         if (!m_Started) m_Started = event.Time;
-        m_Bytes.Bytes += event.Bytes.size();
-        m_RecentBytes.At(m_Now).Bytes += event.Bytes.size();
+        m_Bytes.Value += event.Bytes.size();
+        m_RecentBytes.At(m_Now).Value += event.Bytes.size();
         if (event.What == Kind::Failed) {
             // Each attempt to open it again fails too, and is the same failure.
             if (!m_PortDown) {
                 ++m_PortFailures;
+                ++m_RecentPortFailures.At(m_Now).Value;
                 m_PortDown = {event.Reason, {}, m_WasOpen};
                 m_PortDownSince = event.Time;
             }
@@ -51,22 +52,29 @@ public:
                 record.LatestPoll.reset();
         }
         // A closed port and a request that is about to be written prove nothing.
-        if (event.What == Kind::Opened || event.What == Kind::Received || event.What == Kind::Discarded) Works();
+        if (event.What == Kind::Opened || event.What == Kind::Received || event.What == Kind::Echoed ||
+            event.What == Kind::Discarded)
+            Works();
     }
 
     void Take(const Reading& reading) {
         if (reading.Valid()) m_Trouble.clear();
+        const auto found = m_Addresses.find(reading.Address);
+        if (found == m_Addresses.end()) return;
+        auto& record = found->second;
+        record.Count(m_Now, ReadingEnd{reading.Valid(), !reading.Valid() && record.LatestOutcome == Outcome::Good});
     }
 
     void Take(const Exchange& exchange) {
         for (const auto& surplus : exchange.Extras) {
             const auto source = m_Addresses.find(surplus.Address);
-            if (source != m_Addresses.end()) source->second.Count(m_Now, surplus);
+            (source == m_Addresses.end() ? m_Idle : source->second).Count(m_Now, surplus);
         }
         const auto found = m_Addresses.find(exchange.Address);
         if (found == m_Addresses.end()) return;
         auto& record = found->second;
         record.Count(m_Now, exchange);
+        record.LatestOutcome = exchange.Outcome;
         if (exchange.Attempt == 0 && exchange.Outcome != Outcome::LineLost) {
             if (record.LatestPoll) record.Count(m_Now, exchange.Sent - *record.LatestPoll);
             record.LatestPoll = exchange.Sent;
@@ -89,10 +97,12 @@ public:
         health.ReplyLimit = m_Setup.ReplyLimit();
         health.Attempts = m_Setup.Retries + 1;
         const Duration lived = m_Started ? now - *m_Started : Duration::zero();
-        health.Load = Share(m_Bytes.Bytes, lived);
+        health.Load = Share(m_Bytes.Value, lived);
         health.LoadLastMinute =
-            Share(m_RecentBytes.Total(now).Bytes, std::min<Duration>(lived, std::chrono::seconds(kMinute)));
+            Share(m_RecentBytes.Total(now).Value, std::min<Duration>(lived, std::chrono::seconds(kMinute)));
         health.PortFailures = m_PortFailures;
+        health.RecentPortFailures = m_RecentPortFailures.Total(now).Value;
+        health.Idle = m_Idle.At(0, now);
         health.PortDown = m_PortDown;
         if (m_PortDown) health.PortDown->Age = now - m_PortDownSince;
         health.Trouble = m_Trouble;
@@ -108,6 +118,7 @@ private:
         std::optional<Duration> LastGood;
         std::optional<Duration> LatestPoll;
         std::uint64_t SilentInARow = 0;
+        Outcome LatestOutcome = Outcome::Silent;
 
         template <class Event>
         void Count(Duration now, const Event& event) {
@@ -133,11 +144,13 @@ private:
 
     BusSetup m_Setup;
     std::map<int, AddressRecord> m_Addresses;
+    AddressRecord m_Idle;
     Duration m_Now{0};
     std::optional<Duration> m_Started;
-    ByteCount m_Bytes;
-    SlidingWindow<ByteCount, kMinute, 1> m_RecentBytes;
+    Count m_Bytes;
+    SlidingWindow<Count, kMinute, 1> m_RecentBytes;
     std::uint64_t m_PortFailures = 0;
+    SlidingWindow<Count, 10, kMinute> m_RecentPortFailures;
     std::optional<PortFailure> m_PortDown;
     Duration m_PortDownSince{0};
     bool m_WasOpen = false;

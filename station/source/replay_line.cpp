@@ -98,12 +98,12 @@ void ReplayLine::Tell(LineEvent event) const {
 }
 
 void ReplayLine::Discard() {
-    while (NextIs(Kind::Received) || NextIs(Kind::Discarded) || NextIs(Kind::Waited)) {
+    while (NextIs(Kind::Received) || NextIs(Kind::Echoed) || NextIs(Kind::Discarded) || NextIs(Kind::Waited)) {
         auto event = *Next();
         m_Events.Pass(1);
         if (event.What == Kind::Waited) continue;
         // What was waited for then is not waited for now.
-        event.What = Kind::Discarded;
+        if (event.What == Kind::Received) event.What = Kind::Discarded;
         Tell(event);
     }
 }
@@ -118,7 +118,8 @@ void ReplayLine::FailIfDue() {
 
 void ReplayLine::Open() {
     // What is left of the link before.
-    while (NextIs(Kind::Received) || NextIs(Kind::Discarded) || NextIs(Kind::Waited) || NextIs(Kind::Closed))
+    while (NextIs(Kind::Received) || NextIs(Kind::Echoed) || NextIs(Kind::Discarded) || NextIs(Kind::Waited) ||
+           NextIs(Kind::Closed))
         m_Events.Pass(1);
     m_Over = m_Events.AtEnd();
     m_Answers = false;
@@ -168,6 +169,7 @@ void ReplayLine::Send(const std::string& bytes) {
 
 std::string ReplayLine::Receive() {
     if (!m_Answers) return {};
+    if (NextIs(Kind::Echoed) && IsDue(*Next(), Duration::zero())) Take();
     const auto* next = Next();
     if (next == nullptr || !IsDue(*next, Duration::zero())) return {};
     if (next->What == Kind::Received || next->What == Kind::Waited) return Take().Bytes;
@@ -179,7 +181,7 @@ void ReplayLine::Wait(Duration limit) {
     // How the last exchange went on is not known.
     if (m_Answers && m_Events.AtEnd() && m_Events.IsBrokenOff()) m_Over = true;
     // However long it was waited then, by a machine that was busy.
-    if (m_Answers && (NextIs(Kind::Received) || NextIs(Kind::Waited) || NextIs(Kind::Failed)))
+    if (m_Answers && (NextIs(Kind::Received) || NextIs(Kind::Echoed) || NextIs(Kind::Waited) || NextIs(Kind::Failed)))
         limit = Next()->Time - RecordedNow();
     m_Apartment.Block(std::max(limit, Duration::zero()));
 }

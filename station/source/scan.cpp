@@ -92,7 +92,7 @@ void Scan::TakeExtras(const std::vector<Surplus>& extras) {
             if (device == nullptr && m_Told.insert(extra.Address).second) m_Late.push_back(extra.Address);
         } else if (device != nullptr) {
             device->Suspect = true;
-            if (extra.What == Surplus::Kind::Noise && device == &m_Device) ++m_Unreadable;
+            if (extra.What != Surplus::Kind::Doubled && device == &m_Device) ++m_Unreadable;
         }
     }
 }

@@ -11,6 +11,7 @@
 #include "station/library/host_message.h"
 #include "station/library/library.h"
 #include "station/line/exchange_tracker.h"
+#include "station/model/bus_setup.h"
 #include "station/source/scan.h"
 
 namespace orvix::station {
@@ -51,7 +52,8 @@ private:
     std::shared_ptr<iOrvixDriver> m_Driver;
     std::string m_Report;
     HostMessage m_Said;  ///< the latest that was not for people alone
-    ExchangeTracker m_Tracker{0, [this](const Exchange& exchange) { m_Exchange = exchange; }};
+    ExchangeTracker m_Tracker{0, ReplyLimit(m_TimeoutFactor),
+                              [this](const Exchange& exchange) { m_Exchange = exchange; }};
     std::optional<Exchange> m_Exchange;  ///< of the latest request
 };
 

@@ -31,11 +31,12 @@ struct KindName {
     Content Holds;
 };
 
-constexpr std::array<KindName, 7> kKinds{{{Kind::Opened, "opened", Content::Nothing},
+constexpr std::array<KindName, 8> kKinds{{{Kind::Opened, "opened", Content::Nothing},
                                           {Kind::Closed, "closed", Content::Nothing},
                                           {Kind::Failed, "failed", Content::Reason},
                                           {Kind::Sent, "sent", Content::BytesAndDuration},
                                           {Kind::Received, "received", Content::Bytes},
+                                          {Kind::Echoed, "echoed", Content::Bytes},
                                           {Kind::Discarded, "discarded", Content::Bytes},
                                           {Kind::Waited, "waited", Content::Nothing}}};
 

@@ -23,6 +23,7 @@
 #include "station/door/metric_families.h"
 #include "tests/station/faulty_bus.h"
 #include "tests/station/program.h"
+#include "tests/support/scripted_line.h"
 
 using namespace std::chrono_literals;
 
@@ -41,6 +42,21 @@ TEST(Run, SendsARequestAgainAsOftenAsItIsTold) {
     EXPECT_EQ(requests, 3);
     program.Signal(SIGINT);
     program.Finish();
+}
+
+TEST(Run, ReadsOnBehindAnEchoAndReplaysIt) {
+    FaultyBus bus([](const std::string& request) { return request + Bytes("1D 08 05 04 0B 00 83 2C 00 00 A0 0D 03"); });
+    const TestFolder folder;
+    const auto file = folder.Path + "/echo.rec";
+    Program program({"run", "--port", bus.Terminal.Path(), "--device", "5:sensor", "--every", "200ms",
+                     "--timeout-factor", "30", "--json", "--record", file});
+    for (int i = 0; i < 3; ++i)
+        ASSERT_TRUE(program.AwaitOutput("\"valid\":true"));
+    program.Signal(SIGINT);
+    EXPECT_EQ(program.Finish().Status, 0);
+    EXPECT_NE(ContentsOf(file).find(" echoed 1D0405000B000B0103"), std::string::npos) << ContentsOf(file);
+    const auto played = RunProgram({"replay", file, "--fast", "--json"});
+    EXPECT_NE(played.Out.find("\"value\":21.5"), std::string::npos) << played.Out;
 }
 
 TEST(Run, GoesOnInACompleteNewRecordingWhenTheFileWasMovedAway) {
@@ -207,12 +223,15 @@ station::StationHealth HealthOfOneDevice() {
         tally->Doubled = 5;
         tally->Late = 7;
         tally->StrayBytes = 11;
+        tally->Readings = 500;
+        tally->GoodReadings = 1;
     }
     address.LastGood = 13s;
     station::BusHealth bus;
     bus.Port = "line";
     bus.Addresses = {address};
     bus.PortFailures = 17;
+    bus.Idle.Total.StrayBytes = 23;
     station::StationHealth health;
     health.Buses = {bus};
     health.HistoryStill = 19s;
@@ -254,6 +273,7 @@ TEST(Health, EachMetricCountsWhatItsNameSays) {
                                                        {"nimbo1_doubled_answers_total", 5},
                                                        {"nimbo1_late_answers_total", 7},
                                                        {"nimbo1_stray_bytes_total", 11},
+                                                       {"nimbo1_idle_stray_bytes_total", 23},
                                                        {"nimbo1_last_good_age_seconds", 13},
                                                        {"nimbo1_history_standstill_seconds", 19},
                                                        {"nimbo1_exchanges_total good", 2},

@@ -23,6 +23,7 @@ const std::string kOtherReply = BuildFrame(6, kCode, "\x83\x40\x00\x00"s);
 const std::string kRefusal = BuildFrame(5, "\x07\x00"s, "\xC9");
 
 constexpr int kRetries = 1;
+constexpr auto kTimeOut = 50ms;
 
 std::string Changed(std::string bytes, std::size_t offset) {
     bytes[offset] = static_cast<char>(bytes[offset] ^ 0x10);
@@ -65,7 +66,7 @@ std::string TextOf(const Exchange& exchange) {
     if (exchange.Attempt > 0) text += " again";
     if (exchange.BytesAfter > 0) text += " +" + std::to_string(exchange.BytesAfter);
     for (const auto& extra : exchange.Extras) {
-        constexpr const char* names[] = {"noise", "doubled", "late"};
+        constexpr const char* names[] = {"noise", "doubled", "late", "other address"};
         text += " (" + std::to_string(extra.Address) + " " + names[static_cast<std::size_t>(extra.What)];
         if (extra.Bytes > 0) text += " " + std::to_string(extra.Bytes);
         text += ")";
@@ -75,7 +76,8 @@ std::string TextOf(const Exchange& exchange) {
 
 std::vector<std::string> Tracked(const std::vector<Step>& steps) {
     std::vector<std::string> exchanges;
-    ExchangeTracker tracker(kRetries, [&](const Exchange& exchange) { exchanges.push_back(TextOf(exchange)); });
+    ExchangeTracker tracker(kRetries, kTimeOut,
+                            [&](const Exchange& exchange) { exchanges.push_back(TextOf(exchange)); });
     Duration now = 1000s;
     for (const auto& step : steps) {
         now += 1ms;
@@ -103,7 +105,9 @@ TEST(Exchanges, AreMadeOfTheBytesOnALine) {
         {"silent, told by the next request", {Asks(), Asks()}, {"5 silent"}},
         {"cut short", {Asks(), Came(head), TimeIsOver()}, {"5 cut short"}},
         {"damaged", {Asks(), Came(Changed(kReply, 0))}, {"5 damaged"}},
-        {"an address that nobody asked", {Asks(), Came(kOtherReply)}, {"5 damaged"}},
+        {"another address",
+         {Asks(), Came(kOtherReply), AsksOther(), Came(kOtherReply), Asks(), Came(kReply)},
+         {"5 foreign", "6 good", "5 good (5 other address)"}},
         {"checksum", {Asks(), Came(Changed(kReply, 7))}, {"5 checksum"}},
         {"refused", {Asks(), Came(kRefusal)}, {"5 refused"}},
         {"the line is lost", {Asks(), {Kind::Failed}}, {"5 line lost"}},
@@ -158,7 +162,7 @@ TEST(Exchanges, AreMadeOfTheBytesOnALine) {
 
 TEST(Exchanges, TellWhatTheFramesSay) {
     std::vector<Exchange> told;
-    ExchangeTracker tracker(kRetries, [&](const Exchange& exchange) { told.push_back(exchange); });
+    ExchangeTracker tracker(kRetries, kTimeOut, [&](const Exchange& exchange) { told.push_back(exchange); });
     const auto reply = BuildFrame(5, "\x07\x01"s, "21");
     for (const auto& answer : {reply, Changed(reply, reply.size() - 2)}) {
         tracker.Take({.Time = 10ms, .Port = "A", .What = Kind::Sent, .Bytes = kRequest});

@@ -38,6 +38,7 @@ std::string SomeLines() {
              {.Time = 1ms, .What = Kind::Opened},
              {.Time = 2ms, .What = Kind::Discarded, .Bytes = Bytes("00 FF")},
              {.Time = 2ms, .What = Kind::Sent, .Bytes = Bytes("1D 04 05 00 0B 00 0B 01 03"), .Lasted = 9ms},
+             {.Time = 19ms, .What = Kind::Echoed, .Bytes = Bytes("1D 04 05 00 0B 00 0B 01 03")},
              {.Time = 20ms, .What = Kind::Received, .Bytes = Bytes("1D 08 05 04 0B 00 83 2C 00 00 A0 0D 03")},
              {.Time = 90ms, .What = Kind::Waited},
              {.Time = 1h, .What = Kind::Closed}}) {
