@@ -14,8 +14,6 @@ namespace {
 
 using namespace std::string_literals;
 
-const std::string kSerialNumberCode = "\x00\x07"s;
-
 // A device that does not know a command answers with this code and payload.
 const std::string kRefusalCode = "\x07\x00"s;
 const std::string kRefusalPayload = "\xC9"s;

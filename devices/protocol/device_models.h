@@ -20,9 +20,11 @@ struct DeviceCommand {
     std::string_view Code;
 };
 
+inline constexpr std::string_view kSerialNumberCode("\x00\x07", 2);
+
 /// What every model can be asked for besides its measurement.
 inline constexpr std::array<DeviceCommand, 3> kCommonCommands{{
-    {ORVIXCNB1_VAR_SERIAL_NUMBER, std::string_view("\x00\x07", 2)},
+    {ORVIXCNB1_VAR_SERIAL_NUMBER, kSerialNumberCode},
     {ORVIXCNB1_VAR_STATUS, {}},
     {ORVIXCNB1_VAR_TEMP_LOG, {}},
 }};

@@ -62,6 +62,11 @@ constexpr ValueRow<BusHealth, AddressHealth> kOfAddress[] = {
      [](const BusHealth&, const AddressHealth& it) -> std::optional<double> {
          return static_cast<double>(it.Total.StrayBytes);
      }},
+    {"nimbo1_temperature_celsius", "Latest good temperature, while the device is not offline", MetricType::Gauge,
+     [](const BusHealth&, const AddressHealth& it) -> std::optional<double> {
+         const auto* degrees = std::get_if<double>(&it.Value);
+         return degrees != nullptr && it.Quality != Quality::Offline ? std::optional(*degrees) : std::nullopt;
+     }},
     {"nimbo1_up", "Whether the latest value is good", MetricType::Gauge,
      [](const BusHealth&, const AddressHealth& it) -> std::optional<double> {
          return it.Quality == Quality::Good ? 1 : 0;
@@ -106,6 +111,30 @@ void AddExchanges(MetricFamily& family, const BusHealth& bus, const AddressHealt
     }
 }
 
+/// Of inputs one metric each, while the device is not offline.
+void AddInputs(MetricFamily& family, const BusHealth& bus, const AddressHealth& address) {
+    const auto* inputs = std::get_if<std::int32_t>(&address.Value);
+    if (inputs == nullptr || address.Quality == Quality::Offline) return;
+    for (int input = 0; input < 8; ++input) {
+        ClientMetric metric;
+        metric.label = LabelsOf(bus, address);
+        metric.label.push_back({"input", std::to_string(input)});
+        metric.gauge.value = (*inputs >> input) & 1;
+        family.metric.push_back(std::move(metric));
+    }
+}
+
+/// One metric for each quality there is, of which one is 1.
+void AddQualities(MetricFamily& family, const BusHealth& bus, const AddressHealth& address) {
+    for (const auto quality : {Quality::Good, Quality::Stale, Quality::Offline}) {
+        ClientMetric metric;
+        metric.label = LabelsOf(bus, address);
+        metric.label.push_back({"quality", NameOf(quality)});
+        metric.gauge.value = address.Quality == quality ? 1 : 0;
+        family.metric.push_back(std::move(metric));
+    }
+}
+
 void AddRoundTrips(MetricFamily& family, const BusHealth& bus, const AddressHealth& address) {
     const auto& trips = address.Total.RoundTrips;
     ClientMetric metric;
@@ -141,6 +170,10 @@ std::vector<MetricFamily> MetricFamilies(const StationHealth& health) {
                         AddValue(family, row, bus, address);
                     });
     }
+    eachAddress(
+        {"nimbo1_input", "Latest good state of an input, while the device is not offline", MetricType::Gauge, {}},
+        AddInputs);
+    eachAddress({"nimbo1_quality", "How much the latest value is worth", MetricType::Gauge, {}}, AddQualities);
     eachAddress({"nimbo1_exchanges_total", "Exchanges by how they ended", MetricType::Counter, {}}, AddExchanges);
     eachAddress(
         {"nimbo1_round_trip_seconds", "From a request to the last byte of its answer", MetricType::Histogram, {}},

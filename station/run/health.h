@@ -66,7 +66,8 @@ struct AddressHealth {
     int Address = 0;
     std::string Name;
     orvix::station::Quality Quality = orvix::station::Quality::Offline;
-    Tally Recent;  ///< of the last four to five minutes
+    ReadingValue Value;  ///< the latest good one; nothing when there has been none
+    Tally Recent;        ///< of the last four to five minutes
     Tally Total;
     std::optional<Duration> LastGood;  ///< how long ago; nothing when there has been none
     std::uint64_t SilentInARow = 0;    ///< exchanges up to now without any answer

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "devices/protocol/bus_line.h"
+#include "devices/protocol/device_models.h"
 
 namespace orvix::station {
 namespace {
@@ -22,6 +23,11 @@ double Share(std::uint64_t bytes, Duration time) {
 }  // namespace
 
 /// What is known of one bus.
+/// A device that tells no serial number is well all the same.
+bool RefusesSerialNumber(const Exchange& exchange) {
+    return exchange.Outcome == Outcome::Refused && exchange.Asked == kSerialNumberCode;
+}
+
 class HealthBook::BusRecord {
 public:
     explicit BusRecord(const BusSetup& setup) : m_Setup(setup) {}
@@ -191,6 +197,7 @@ void HealthBook::OnLine(const LineEvent& event) {
 }
 
 void HealthBook::OnExchange(const Exchange& exchange) {
+    if (RefusesSerialNumber(exchange)) return;
     const auto bus = m_Buses.find(exchange.Port);
     if (bus != m_Buses.end()) bus->second->Take(exchange);
 }
@@ -206,6 +213,7 @@ StationHealth HealthBook::At(Duration now, std::int64_t unixMilliseconds, const 
                 if (address.Address != reading.Address) continue;
                 address.Name = reading.Name;
                 address.Quality = reading.Quality;
+                address.Value = reading.LastGood;
             }
         }
     }

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include "devices/protocol/device_models.h"
 #include "station/library/serial_plan.h"
+#include "station/run/health_book.h"
 #include "station/run/identity_book.h"
 #include "tests/station/history_fixture.h"
 
@@ -48,6 +50,23 @@ TEST(SerialPlan, GivesUpAfterThreeRequestsUntilTheNextTime) {
     }
     EXPECT_FALSE(plan.IsDue(5, 1s));
     EXPECT_TRUE(plan.IsDue(5, 1s + 24h));
+}
+
+TEST(HealthBook, ADeviceThatTellsNoSerialNumberIsWell) {
+    BusSetup bus;
+    bus.PortLabel = "line";
+    bus.Devices = {{7, 104, "Door", {}}};
+    HealthBook book;
+    book.OnSetup(bus);
+    for (const auto code : {kDigitalModule.Measurement.Code, kSerialNumberCode}) {
+        Exchange refused;
+        refused.Port = "line";
+        refused.Address = 7;
+        refused.Asked = code;
+        refused.Outcome = Outcome::Refused;
+        book.OnExchange(refused);
+    }
+    EXPECT_EQ(book.At(1s, 0, {}).Buses.at(0).Addresses.at(0).Total.Count(Outcome::Refused), 1U);
 }
 
 TEST(IdentityBook, GivesIdentifiersThatAreUniqueAndStay) {
