@@ -7,7 +7,7 @@
 namespace orvix::station {
 
 std::unique_ptr<ControlServer> OpenControl(const std::string& dataFolder, Apartment& home,
-                                           std::function<StationHealth()> health, Output& output) {
+                                           const std::function<StationHealth()>& health, Output& output) {
     try {
         platform::CreateFolders(dataFolder);
         auto control = std::make_unique<ControlServer>(

@@ -13,6 +13,6 @@ namespace orvix::station {
 /// Opens a station's control socket in its data folder; one that cannot be opened is said, and keeps nobody from
 /// working. `home` is where `health` is asked.
 std::unique_ptr<ControlServer> OpenControl(const std::string& dataFolder, Apartment& home,
-                                           std::function<StationHealth()> health, Output& output);
+                                           const std::function<StationHealth()>& health, Output& output);
 
 }  // namespace orvix::station

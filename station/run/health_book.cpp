@@ -20,14 +20,14 @@ double Share(std::uint64_t bytes, Duration time) {
     return static_cast<double>(bytes) * static_cast<double>(kByteTime.count()) / static_cast<double>(time.count());
 }
 
-}  // namespace
-
-/// What is known of one bus.
 /// A device that tells no serial number is well all the same.
 bool RefusesSerialNumber(const Exchange& exchange) {
     return exchange.Outcome == Outcome::Refused && exchange.Asked == kSerialNumberCode;
 }
 
+}  // namespace
+
+/// What is known of one bus.
 class HealthBook::BusRecord {
 public:
     explicit BusRecord(const BusSetup& setup) : m_Setup(setup) {}
