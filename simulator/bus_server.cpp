@@ -111,9 +111,15 @@ void BusServer::Wait(Time now) {
     }
 }
 
+void BusServer::Devices(const std::vector<SimulatedDevice>& devices) {
+    const std::lock_guard lock(m_Mutex);
+    m_Bus.Devices(devices);
+}
+
 void BusServer::TakeRequests(Time now) {
     const auto received = m_Terminal->Read();
     if (received.empty()) return;
+    const std::lock_guard lock(m_Mutex);
     // The terminal delivers at once what takes a line its time: the request, then the answer byte by byte.
     auto through = std::max(now, m_LineFreeAt) + m_ByteTime * static_cast<std::int64_t>(received.size());
     for (const auto& answer : m_Bus.Receive(received, now - m_Started)) {

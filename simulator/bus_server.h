@@ -3,6 +3,7 @@
 #include <atomic>
 #include <functional>
 #include <map>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
@@ -31,6 +32,8 @@ public:
     BusServer(const BusServer&) = delete;
     BusServer& operator=(const BusServer&) = delete;
 
+    /// Those that are on the line from now on. Raises ArgumentError when two have the same address.
+    void Devices(const std::vector<SimulatedDevice>& devices);
     /// For a port that is never unplugged.
     PseudoTerminal& Terminal() { return *m_Terminal; }
 
@@ -50,6 +53,7 @@ private:
     Plugging m_Plugging;
     std::string m_LastTold;
     std::optional<PseudoTerminal> m_Terminal;  ///< none while unplugged
+    std::mutex m_Mutex;                        ///< guards the bus
     SimulatedBus m_Bus;
     Time m_ByteTime;
     Time m_Started;

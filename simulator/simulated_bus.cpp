@@ -93,11 +93,17 @@ std::string SeriesOf(const std::string& path) {
 
 SimulatedBus::SimulatedBus(const std::vector<SimulatedDevice>& devices, FaultPlan faults, std::string series)
     : m_Series(std::move(series)), m_Faults(std::move(faults)) {
+    Devices(devices);
+}
+
+void SimulatedBus::Devices(const std::vector<SimulatedDevice>& devices) {
+    std::map<int, SimulatedDevice> byAddress;
     for (const auto& device : devices) {
-        if (!m_Devices.emplace(device.Address, device).second) {
+        if (!byAddress.emplace(device.Address, device).second) {
             throw ArgumentError("address " + std::to_string(device.Address) + " is named twice");
         }
     }
+    m_Devices = std::move(byAddress);
 }
 
 std::vector<BusAnswer> SimulatedBus::Receive(const std::string& bytes, Time sinceStart) {

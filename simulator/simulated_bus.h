@@ -45,6 +45,9 @@ public:
     explicit SimulatedBus(const std::vector<SimulatedDevice>& devices, FaultPlan faults = {},
                           std::string series = "NB1");
 
+    /// Those that are on the line from now on. Raises ArgumentError when two have the same address.
+    void Devices(const std::vector<SimulatedDevice>& devices);
+
     /// Takes what has been received and answers the requests that are complete, as the devices would: with the code of
     /// the request, a refusal to an unknown command, nothing for an address where no device is. Bytes that belong to no
     /// frame are passed over.

@@ -102,7 +102,9 @@ void BusStarter::StartBus(BusSetup bus, bool isAlone) {
 void BusStarter::Simulate(BusSetup& bus) {
     const auto devices = SimulatedDevices(bus.Devices);
     auto& server = m_Simulated[bus.PortLabel];
-    if (!server) {
+    if (server) {
+        server->Devices(devices);
+    } else {
         simulator::SimulatedBus simulated(devices, {}, simulator::SeriesOf(bus.PortLabel));
         server = std::make_unique<simulator::BusServer>(std::move(simulated), 0);
         if (m_Simulated.size() == 1) m_Output.Note("this bus is simulated; name a real one with --port PATH");
