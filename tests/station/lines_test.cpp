@@ -28,7 +28,9 @@ TEST(Lines, ADeviceThatTakesAnothersPlaceIsHeardOfAlthoughItIsAsOffline) {
     listener.OnReading(failed);
     listener.OnReading(failed);
     EXPECT_EQ(shown(), 1);
+    EXPECT_NE(listener.Summary(), "");
     listener.OnDeviceGone(failed.Id());
+    EXPECT_EQ(listener.Summary(), "");
     listener.OnReading(failed);
     EXPECT_EQ(shown(), 2);
 }

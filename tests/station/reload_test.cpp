@@ -46,6 +46,9 @@ private:
 };
 
 struct Heard : Listener {
+    void OnSetup(const BusSetup& setup) override {
+        Setups.push_back(setup.PortLabel + " of " + std::to_string(setup.Devices.size()));
+    }
     void OnReading(const Reading& reading) override {
         EXPECT_TRUE(reading.Valid()) << reading.Error.Text;
         Readings.push_back(reading.Port);
@@ -54,11 +57,15 @@ struct Heard : Listener {
         if (event.What == LineEvent::Kind::Opened) Ports += "+" + event.Port;
         if (event.What == LineEvent::Kind::Closed) Ports += "-" + event.Port;
     }
+    void OnDeviceGone(const DeviceId& device) override {
+        Gone.push_back(device.Port + "/" + std::to_string(device.Address));
+    }
     void OnPortGone(const std::string& port) override { Gone.push_back(port); }
 
+    std::vector<std::string> Setups;  ///< buses and how many devices they have
     std::vector<std::string> Readings;
-    std::string Ports;  ///< that were opened and closed, in order
-    std::vector<std::string> Gone;
+    std::string Ports;              ///< that were opened and closed, in order
+    std::vector<std::string> Gone;  ///< devices and ports
 };
 
 struct ReloadTest : testing::Test {
@@ -117,7 +124,7 @@ TEST_F(ReloadTest, BusesThatAreStoppedInTheirExchangesHoldUpNobodyAndAreHeardNoM
     EXPECT_TRUE(Lines[0].IsAsked() && Lines[1].IsAsked()) << "the exchanges go on";
     EXPECT_FALSE(Run.IsAnyRunning());
     EXPECT_TRUE(Run.Moves());
-    EXPECT_EQ(Ear.Gone, (std::vector<std::string>{"a", "b"}));
+    EXPECT_EQ(Ear.Gone, (std::vector<std::string>{"a/5", "a", "b/5", "b"}));
     Release();
     EXPECT_TRUE(AwaitEnds());
     EXPECT_EQ(Ear.Readings, std::vector<std::string>{}) << "the answers came after the buses had been stopped";
@@ -131,11 +138,18 @@ TEST_F(ReloadTest, AReadingThatIsOnItsWayWhenItsDeviceIsTakenAwayIsNobodys) {
         std::this_thread::yield();
     auto empty = BusOn("a", Lines[0]);
     empty.Devices.clear();
-    EXPECT_EQ(Run.Apply({empty}), (std::vector<std::string>{"b: stopped", "a: removed device 5"}));
-    Run.Apply({});
-    EXPECT_TRUE(AwaitEnds());
+    auto slower = BusOn("b", Lines[1]);
+    slower.Every = 150ms;
+    EXPECT_EQ(Run.Apply({empty, slower}),
+              (std::vector<std::string>{"a: removed device 5", "b: restarts with changed settings"}));
+    EXPECT_EQ(Ear.Setups, (std::vector<std::string>{"a of 1", "b of 1", "a of 0"}));
+    EXPECT_EQ(Ear.Gone, (std::vector<std::string>{"b/5", "b", "a/5"}));
+    bool isDelivered = false;
+    Home.Post([&] { isDelivered = true; });
+    EXPECT_TRUE(Await([&] { return isDelivered; }));
     EXPECT_EQ(Ear.Readings, std::vector<std::string>{});
-    EXPECT_TRUE(Run.Values().empty());
+    EXPECT_TRUE(Await([&] { return !Ear.Readings.empty(); }));
+    EXPECT_EQ(Ear.Readings[0], "b") << "of the bus that was started anew";
 }
 
 TEST_F(ReloadTest, ABusWaitsForThePortOfTheOneBeforeIt) {
