@@ -23,6 +23,7 @@ Json ToJson(const Tally& tally) {
     };
     return {{"readings", tally.Readings},
             {"readings_good", ToJson(tally.ReadingSuccess())},
+            {"readings_doubtful", tally.DoubtfulReadings},
             {"exchanges", tally.Exchanges()},
             {"success", ToJson(tally.Success())},
             {"p50_ms", quantile(0.5)},

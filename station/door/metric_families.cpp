@@ -46,6 +46,10 @@ constexpr ValueRow<BusHealth> kOfBus[] = {
 };
 
 constexpr ValueRow<BusHealth, AddressHealth> kOfAddress[] = {
+    {"nimbo1_doubtful_readings_total", "Readings whose value may be wrong", MetricType::Counter,
+     [](const BusHealth&, const AddressHealth& it) -> std::optional<double> {
+         return static_cast<double>(it.Total.DoubtfulReadings);
+     }},
     {"nimbo1_retries_total", "Requests sent again after a failure", MetricType::Counter,
      [](const BusHealth&, const AddressHealth& it) -> std::optional<double> {
          return static_cast<double>(it.Total.Retries);
@@ -67,7 +71,7 @@ constexpr ValueRow<BusHealth, AddressHealth> kOfAddress[] = {
          const auto* degrees = std::get_if<double>(&it.Value);
          return degrees != nullptr && it.Quality != Quality::Offline ? std::optional(*degrees) : std::nullopt;
      }},
-    {"nimbo1_up", "Whether the latest value is good", MetricType::Gauge,
+    {"nimbo1_up", "Whether the latest value is good: neither doubtful, stale nor missing", MetricType::Gauge,
      [](const BusHealth&, const AddressHealth& it) -> std::optional<double> {
          return it.Quality == Quality::Good ? 1 : 0;
      }},
@@ -126,7 +130,7 @@ void AddInputs(MetricFamily& family, const BusHealth& bus, const AddressHealth& 
 
 /// One metric for each quality there is, of which one is 1.
 void AddQualities(MetricFamily& family, const BusHealth& bus, const AddressHealth& address) {
-    for (const auto quality : {Quality::Good, Quality::Stale, Quality::Offline}) {
+    for (const auto quality : {Quality::Good, Quality::Doubtful, Quality::Stale, Quality::Offline}) {
         ClientMetric metric;
         metric.label = LabelsOf(bus, address);
         metric.label.push_back({"quality", NameOf(quality)});

@@ -43,6 +43,8 @@ constexpr Column kColumns[] = {
     {"quality", true, [](const BusHealth&, const AddressHealth& it) -> std::string { return NameOf(it.Quality); }},
     {"good %", false,
      [](const BusHealth&, const AddressHealth& it) { return SuccessText(it.Recent.ReadingSuccess()); }},
+    {"doubtful", false,
+     [](const BusHealth&, const AddressHealth& it) { return CountText(it.Recent.DoubtfulReadings); }},
     {"p50 ms", false, [](const BusHealth&, const AddressHealth& it) { return RoundTripText(it.Recent, 0.5); }},
     {"p95 ms", false, [](const BusHealth&, const AddressHealth& it) { return RoundTripText(it.Recent, 0.95); }},
     {"max ms", false, [](const BusHealth&, const AddressHealth& it) { return RoundTripText(it.Recent, 1); }},

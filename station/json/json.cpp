@@ -70,10 +70,9 @@ Json ToJson(const Reading& reading) {
                 {"quality", NameOf(reading.Quality)},
                 {"age_ms", AgeOf(reading)}};
     if (!reading.Identifier.empty()) object["id"] = reading.Identifier;
-    if (!reading.Valid()) {
-        object["last_good"] = LastGoodOf(reading);
-        object["error"] = ToJson(reading.Error);
-    }
+    if (!reading.IsGood()) object["last_good"] = LastGoodOf(reading);
+    if (!reading.Valid()) object["error"] = ToJson(reading.Error);
+    if (reading.Why != Doubt::None) object["doubt"] = NameOf(reading.Why);
     return object;
 }
 

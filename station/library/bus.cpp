@@ -4,6 +4,7 @@
 #include "devices/protocol/device_models.h"
 #include "host/iOrvixTask.h"
 #include "host/text.h"
+#include "station/library/doubt.h"
 #include "station/library/failure_text.h"
 #include "station/model/clock.h"
 #include "tasks/iOrvixTaskNB1.h"
@@ -12,6 +13,10 @@ namespace orvix::station {
 namespace {
 
 constexpr std::int32_t kPolled = 1;
+
+// Where the adapter puts a task.
+constexpr std::int32_t kLastInQueue = 0;
+constexpr std::int32_t kFirstInQueue = 1;
 constexpr std::int32_t kLeftOut = 0;
 
 // How long a task may wait for the link to come up before its own time counts.
@@ -45,6 +50,7 @@ Bus::Bus(const Library& library, BusServices& services, BusSetup setup, Listener
                   .SerialNumber = [this](int address) { return SerialNumberOf(address); }},
                  listener),
       m_Silent(m_Setup.Every),
+      m_Jumps(m_Setup.Plausible.MaxStep, 2 * m_Setup.Every + std::chrono::seconds(1)),
       m_RoundTimer(services.Apartment().CreateTimer([this] { AskSilentDevice(); })) {
     m_Host.OnLine = [this](const LineEvent& event) { Take(event); };
     m_Host.OnReport = [this](const std::string& report) {
@@ -132,6 +138,8 @@ void Bus::Devices(const DeviceChanges& changes) {
     doAll(changes.Removed, [this](int address) {
         m_Silent.Forget(address);
         m_Readings.Forget(address);
+        m_Jumps.Forget(address);
+        m_Again.erase(address);
         m_Adapter->DeviceRemove(NumberText(std::int32_t{address}));
     });
     doAll(changes.Added, [this](const DeviceSetup& device) { AddDevice(device); });
@@ -171,13 +179,31 @@ void Bus::TellReadings() {
         auto& record = *device->VarsEx().Item(NumberText(varID));
         // The answer of some models clears the flag, so it is always set.
         record.MonitorFlag(kPolled);
+        if (reading.Valid()) reading.Why = DoubtOf(reading);
         if (m_Setup.PlainPolling) {
             m_Listener.OnReading(reading);
         } else {
             PlanPoll(reading, record);
-            m_Readings.Take(reading);
+            TellWhenSure(reading);
         }
     }
+}
+
+Doubt Bus::DoubtOf(const Reading& reading) const {
+    const bool isKnown = m_Exchange && m_Exchange->Address == reading.Address && m_Exchange->Outcome == Outcome::Good &&
+                         m_Exchange->Asked == DeviceModelOf(reading.Model).Measurement.Code;
+    return station::DoubtOf(reading, isKnown ? &*m_Exchange : nullptr, m_Setup.Plausible);
+}
+
+void Bus::TellWhenSure(const Reading& reading) {
+    const bool isLineIll = m_Exchange && m_Exchange->Address == reading.Address && m_Exchange->FollowsDamage;
+    const auto [told, again] = m_Jumps.Take(reading, m_Host.Apartment().Now(), isLineIll);
+    for (const auto& sure : told)
+        m_Readings.Take(sure);
+    if (!again) return;
+    const auto task = m_Library.Create<iOrvixTaskNB1>("cOrvixTaskNB1", m_Host.Get());
+    m_Again[reading.Address] =
+        Queue(*task, reading.Address, reading.Model, MeasuredVariable(reading.Model), kFirstInQueue);
 }
 
 SilentDevices::Poll Bus::PollOf(const Reading& reading) const {
@@ -245,12 +271,12 @@ Reading Bus::Read(int address, ORVIXCNB1_VARS variable) {
         reading.Value = {};
         reading.Error = failure;
     }
-    if (reading.Valid()) {
-        reading.Quality = Quality::Good;
-        reading.LastGood = reading.Value;
-        reading.LastGoodUnixMilliseconds = reading.UnixMilliseconds;
-        reading.Age = std::chrono::milliseconds(0);
-    }
+    if (!reading.Valid()) return reading;
+    if (variable == MeasuredVariable(reading.Model)) reading.Why = DoubtOf(reading);
+    reading.Quality = reading.IsGood() ? Quality::Good : Quality::Doubtful;
+    reading.LastGood = reading.Value;
+    reading.LastGoodUnixMilliseconds = reading.UnixMilliseconds;
+    reading.Age = std::chrono::milliseconds(0);
     return reading;
 }
 
@@ -282,7 +308,8 @@ void Bus::SupplyRecord(iOrvixDevice& device, ORVIXCNB1_VARS variable, Variant va
     record->Valid(true);
 }
 
-std::unique_ptr<SharedEntry> Bus::Queue(iOrvixTaskNB1& task, int address, std::int32_t model, ORVIXCNB1_VARS variable) {
+std::unique_ptr<SharedEntry> Bus::Queue(iOrvixTaskNB1& task, int address, std::int32_t model, ORVIXCNB1_VARS variable,
+                                        std::int32_t priority) {
     task.DeviceAddress(NumberText(std::int32_t{address}));
     task.DeviceModel(model);
     task.NetTimeoutInterval(m_Setup.TimeoutFactor);
@@ -294,14 +321,14 @@ std::unique_ptr<SharedEntry> Bus::Queue(iOrvixTaskNB1& task, int address, std::i
     entry->Lock();
     entry->Data().ArgumentList.push_back(task.GetSuperState());
     entry->Unlock();
-    m_Adapter->NewWork(entry->Name(), 0);
+    m_Adapter->NewWork(entry->Name(), priority);
     return entry;
 }
 
 std::unique_ptr<SharedEntry> Bus::QueueSerialNumber(int address) {
     // Of a digital module the driver takes such a request only as one to a sensor.
     const auto task = m_Library.Create<iOrvixTaskNB1>("cOrvixTaskNB1", m_Host.Get());
-    return Queue(*task, address, kTemperatureSensorModel, ORVIXCNB1_VAR_SERIAL_NUMBER);
+    return Queue(*task, address, kTemperatureSensorModel, ORVIXCNB1_VAR_SERIAL_NUMBER, kLastInQueue);
 }
 
 std::optional<std::string> Bus::SerialNumberOf(int address) const {
@@ -314,8 +341,7 @@ std::optional<std::string> Bus::SerialNumberOf(int address) const {
 bool Bus::ExecuteTask(int address, std::int32_t model, ORVIXCNB1_VARS variable, Failure& failure) {
     m_LinkTrouble.clear();
     const auto task = m_Library.Create<iOrvixTaskNB1>("cOrvixTaskNB1", m_Host.Get());
-    const auto entry = Queue(*task, address, model, variable);
-
+    const auto entry = Queue(*task, address, model, variable, kLastInQueue);
     const auto limit = m_Setup.LongestExchange() + kLinkLimit;
     const auto answered = [&] { return entry->WaitForCompletion(0) || !m_LinkTrouble.empty() || m_CloseTimer; };
     m_Host.Apartment().PumpUntil(answered, limit);
@@ -325,12 +351,11 @@ bool Bus::ExecuteTask(int address, std::int32_t model, ORVIXCNB1_VARS variable, 
         return false;
     }
     entry->Lock();
-    task->e(entry->Data().e);
-    task->eDescr(entry->Data().eDescr);
+    const Error outcome(entry->Data().e, entry->Data().eDescr);
     entry->Unlock();
-    if (task->e() != errors::None)
-        failure = m_TaskFailure.value_or(CauseOf(address, Explain(task->e(), task->eDescr())));
-    return task->e() == errors::None;
+    if (outcome.Number != errors::None)
+        failure = m_TaskFailure.value_or(CauseOf(address, Explain(outcome.Number, outcome.Description)));
+    return outcome.Number == errors::None;
 }
 
 void Bus::Take(const LineEvent& event) {
@@ -399,6 +424,8 @@ void Bus::GiveSign(std::function<void()> given) {
 
 void Bus::Close(std::function<void()> closed) {
     m_Closed = std::move(closed);
+    for (const auto& reading : m_Jumps.TakeHeld())
+        m_Readings.Take(reading);
     m_CloseTimer = m_Host.Apartment().CreateTimer([this] { AskToClose(); });
     m_CloseTimer->Rearm(kClosePeriodMs, true);
     AskToClose();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -16,6 +17,7 @@
 #include "station/library/driver_thread.h"
 #include "station/library/host_message.h"
 #include "station/library/identified_readings.h"
+#include "station/library/jump_check.h"
 #include "station/library/library.h"
 #include "station/library/silent_devices.h"
 #include "station/line/exchange_tracker.h"
@@ -62,6 +64,10 @@ private:
     /// Null when there is none, or none any more: an adapter that closes has no devices.
     std::shared_ptr<iOrvixDevice> FindDevice(const std::string& address) const;
     void TellReadings();
+    /// Why the value of the latest exchange may be wrong.
+    Doubt DoubtOf(const Reading& reading) const;
+    /// Tells a reading, unless it jumps: then once the device has been read again.
+    void TellWhenSure(const Reading& reading);
     /// What became of the poll whose reading that is.
     SilentDevices::Poll PollOf(const Reading& reading) const;
     void PlanPoll(const Reading& reading, VariableRecord& record);
@@ -77,7 +83,8 @@ private:
     void m_Endpoint_OnProgress(const std::string& text, std::int32_t value);
 
     /// Hands in a task; its entry is complete when it has ended.
-    std::unique_ptr<SharedEntry> Queue(iOrvixTaskNB1& task, int address, std::int32_t model, ORVIXCNB1_VARS variable);
+    std::unique_ptr<SharedEntry> Queue(iOrvixTaskNB1& task, int address, std::int32_t model, ORVIXCNB1_VARS variable,
+                                       std::int32_t priority);
     std::unique_ptr<SharedEntry> QueueSerialNumber(int address);
     std::optional<std::string> SerialNumberOf(int address) const;
     bool ExecuteTask(int address, std::int32_t model, ORVIXCNB1_VARS variable, Failure& failure);
@@ -103,6 +110,9 @@ private:
     std::set<std::string> m_Written;
     IdentifiedReadings m_Readings;
     SilentDevices m_Silent;
+    JumpCheck m_Jumps;
+    /// What devices are read again with, by address.
+    std::map<int, std::unique_ptr<SharedEntry>> m_Again;
     std::unique_ptr<Timer> m_RoundTimer;
 
     std::shared_ptr<HostDatabase> m_Messages;

@@ -13,6 +13,9 @@ constexpr Duration kBehind = std::chrono::milliseconds(30);
 // So long after its latest request another master is still taken to be there.
 constexpr Duration kMasterStays = std::chrono::seconds(60);
 
+// So many exchanges later the answers of an address are believed again.
+constexpr int kDamageCounts = 300;
+
 bool IsBroken(Outcome outcome) {
     return outcome == Outcome::CutShort || outcome == Outcome::Damaged || outcome == Outcome::Checksum;
 }
@@ -162,8 +165,7 @@ Outcome ExchangeTracker::Judge() {
         return Outcome::Foreign;
     }
     if (reply.error == errors::None) {
-        m_Lengths[m_Latest.Address] = m_Answer.size();
-        SourceOf(m_Latest.Address).OuterChecksumOk = reply.outerChecksumOk;
+        TakeGood(reply);
         return Outcome::Good;
     }
     if (reply.error == errors::Refused) return Outcome::Refused;
@@ -181,6 +183,16 @@ Outcome ExchangeTracker::Judge() {
         return Outcome::Foreign;
     }
     return reply.error == errors::Checksum ? Outcome::Checksum : Outcome::Damaged;
+}
+
+void ExchangeTracker::TakeGood(const Reply& reply) {
+    m_Lengths[m_Latest.Address] = m_Answer.size();
+    SourceOf(m_Latest.Address).OuterChecksumOk = reply.outerChecksumOk;
+    m_Latest.Payload = reply.payload;
+    const auto deviation = m_Habits[{m_Latest.Address, m_Latest.Asked}].Take(reply.code, reply.outerChecksumOk);
+    m_Latest.HasOtherCode = deviation.HasOtherCode;
+    m_Latest.HasWrongSum = deviation.HasWrongSum;
+    m_Latest.FollowsDamage = SourceOf(m_Latest.Address).SinceDamage > 0;
 }
 
 /// A whole answer that bears another address came.
@@ -227,6 +239,8 @@ void ExchangeTracker::End(Outcome outcome) {
         owed.Answered(m_Left, m_Heard);
     }
     m_Latest.Extras = std::exchange(m_Extras, {});
+    auto& since = SourceOf(m_Latest.Address).SinceDamage;
+    since = IsBroken(outcome) ? 1 : since == 0 || since == kDamageCounts ? 0 : since + 1;
     m_Tell(m_Latest);
 }
 

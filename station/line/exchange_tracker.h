@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "devices/protocol/frame.h"
+#include "station/line/answer_habits.h"
 #include "station/line/owed_answers.h"
 #include "station/line/pieces.h"
 #include "station/model/exchange.h"
@@ -34,6 +35,7 @@ private:
     struct Source {
         OwedAnswers Owed;
         bool OuterChecksumOk = true;  ///< of its latest good answer
+        int SinceDamage = 0;          ///< exchanges; 0: none was damaged of late
         int OtherAddress = 0;         ///< that its latest answer bore which was damaged else too; 0: none
     };
     /// What has come between two exchanges, besides answers to others.
@@ -59,6 +61,7 @@ private:
     void TakeSurplusAnswer(int address);
     void TakeSurplus(const std::vector<Surplus>& found);
     bool IsTwoAnswers(std::size_t bytes) const;
+    void TakeGood(const Reply& reply);
     bool IsTrusted(int address, std::string_view answer);
     /// Whether another master has been heard of late, so that what comes unasked is nobody's fault.
     bool HasOtherMaster() const;
@@ -70,10 +73,11 @@ private:
     OnExchange m_Tell;
     ReplyLengths m_Lengths;
     std::map<int, Source> m_Sources;
-    Exchange m_Latest;      ///< whole unless it is pending
-    std::string m_Request;  ///< of the latest
-    Duration m_Left{0};     ///< when that had left
-    Duration m_Heard{0};    ///< when the line last told of bytes that came, or that none came
+    std::map<std::pair<int, std::string>, AnswerHabits> m_Habits;  ///< by address and what was asked
+    Exchange m_Latest;                                             ///< whole unless it is pending
+    std::string m_Request;                                         ///< of the latest
+    Duration m_Left{0};                                            ///< when that had left
+    Duration m_Heard{0};  ///< when the line last told of bytes that came, or that none came
     bool m_Pending = false;
     std::optional<Outcome> m_Outcome;       ///< of the latest by its bytes alone, unless it is pending
     std::vector<Surplus> m_Extras;          ///< not told yet

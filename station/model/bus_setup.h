@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,15 @@ inline std::chrono::milliseconds ReplyLimit(std::int32_t timeoutFactor) {
     return std::chrono::milliseconds(kReplyTimeFactors * timeoutFactor);
 }
 
+/// Which temperatures are believed.
+struct Plausibility {
+    double Low = -40;               ///< degrees Celsius
+    double High = 85;               ///< degrees Celsius
+    std::optional<double> MaxStep;  ///< degrees between two readings; nothing: any
+
+    bool operator==(const Plausibility&) const = default;
+};
+
 /// What a bus is and how it is to be used.
 struct BusSetup {
     std::string PortLabel;        ///< what people call the port
@@ -32,6 +42,7 @@ struct BusSetup {
     /// Every device is read once a period, and nothing else is asked. Else those that do not answer are asked less
     /// often, and all for their serial numbers.
     bool PlainPolling = false;
+    Plausibility Plausible;
     bool Debug = false;
     bool DriverThread = false;  ///< the driver runs on a thread of its own, not on the bus's
     bool Trace = false;         ///< write a trace into the folder Log of the data folder

@@ -54,6 +54,10 @@ struct Exchange {
     std::size_t BytesAfter = 0;    ///< that came together with the answer, behind it
     std::string ReplyCode;         ///< the command code that the answer bears; empty without a whole answer
     bool OuterChecksumOk = false;  ///< of the answer
+    std::string Payload;           ///< of Good
+    bool HasOtherCode = false;     ///< of Good: its code is not that of most answers to this request
+    bool FollowsDamage = false;    ///< of Good: answers of this address have come damaged of late
+    bool HasWrongSum = false;      ///< of Good: its outer checksum is wrong, that of most of those was right
 };
 
 }  // namespace orvix::station

@@ -15,10 +15,29 @@ const char* NameOf(Quality quality) {
     switch (quality) {
         case Quality::Good:
             return "good";
+        case Quality::Doubtful:
+            return "doubtful";
         case Quality::Stale:
             return "stale";
         default:
             return "offline";
+    }
+}
+
+const char* NameOf(Doubt doubt) {
+    switch (doubt) {
+        case Doubt::OutOfRange:
+            return "not plausible";
+        case Doubt::PowerOnValue:
+            return "85 degrees, as before a first measurement";
+        case Doubt::Jump:
+            return "a jump that was not confirmed";
+        case Doubt::ReplyCode:
+            return "another reply code than usual";
+        case Doubt::OuterChecksum:
+            return "wrong outer checksum";
+        default:
+            return "";
     }
 }
 

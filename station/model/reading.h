@@ -32,14 +32,18 @@ enum class Doubt {
     OuterChecksum = 5,  ///< the answer's outer checksum is wrong, which it was not in most answers
 };
 
+/// Why, in a few words; empty for None.
+const char* NameOf(Doubt doubt);
+
 /// How much a value is worth now.
 enum class Quality {
     Good,
-    Stale,    ///< the latest good value, older than it should be
-    Offline,  ///< there is no value, or the device has stopped answering
+    Doubtful,  ///< the device has answered, but its value may be wrong
+    Stale,     ///< the latest good value, older than it should be
+    Offline,   ///< there is no value, or the device has stopped answering
 };
 
-/// "good", "stale" or "offline".
+/// "good", "doubtful", "stale" or "offline".
 const char* NameOf(Quality quality);
 
 /// What one variable of one device has answered, and what is known of it since.
@@ -64,6 +68,9 @@ struct Reading {
 
     DeviceId Id() const { return IdOf(Port, Address); }
     bool Valid() const { return !std::holds_alternative<std::monostate>(Value); }
+    bool IsGood() const { return Valid() && Why == Doubt::None; }
+    /// What is shown of the device: a doubtful value as such, else the latest good one.
+    const ReadingValue& Shown() const { return Quality == orvix::station::Quality::Doubtful ? Value : LastGood; }
 };
 
 /// The variable that a name on the command line or in a reading stands for.

@@ -64,6 +64,7 @@ std::string BitsText(std::int32_t inputs) {
 
 std::string FreshnessText(const Reading& reading) {
     std::string quality = NameOf(reading.Quality);
+    if (reading.Quality == Quality::Doubtful) return quality + ": " + NameOf(reading.Why);
     if (!reading.Age) return quality + ", never read";
     if (reading.Quality == Quality::Good) return quality;
     return quality + ", " + DurationText(*reading.Age) + " old";

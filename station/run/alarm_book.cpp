@@ -44,7 +44,7 @@ void AlarmBook::Limits(const DeviceId& device, const AlarmLimits& limits) {
 std::vector<AlarmEvent> AlarmBook::Take(const Reading& reading) {
     std::vector<AlarmEvent> events;
     const auto found = m_Devices.find(reading.Id());
-    if (found == m_Devices.end() || !reading.Valid()) return events;
+    if (found == m_Devices.end() || !reading.IsGood()) return events;
     auto& [limits, alarms] = found->second;
 
     auto ended = std::exchange(alarms, {});

@@ -50,8 +50,9 @@ enum Symptom : unsigned {
     kOtherAddress = 64,
     kDoubled = 128,
     kNoValue = 256,
-    kOther = 512,
-    kAll = 1023,
+    kDoubt = 512,
+    kOther = 1024,
+    kAll = 2047,
 };
 
 /// What stands in a sentence for each of its words in capitals, in their order.
@@ -123,6 +124,10 @@ bool AreTooLate(const Tally& tally) {
 
 bool HaveNoValue(const Tally& tally) {
     return tally.NoValues >= kFewest && tally.NoValues * kOneIn >= tally.Readings;
+}
+
+bool AreDoubtful(const Tally& tally) {
+    return tally.DoubtfulReadings >= kFewest && tally.DoubtfulReadings * kOneIn >= tally.Readings;
 }
 
 /// The least per-character time factor with which the answers would have come in time.
@@ -432,6 +437,14 @@ constexpr AddressRule kAddressRules[] = {
      kNoValue,
      There<HaveNoValue>,
      AddressWord},
+    {{"SHARE of the readings of address N are doubtful", "its cable, or a second device with this address"},
+     kDoubt,
+     There<AreDoubtful>,
+     [](const AddressHealth& it, const BusHealth&) -> Words {
+         const auto& recent = it.Recent;
+         const auto share = static_cast<double>(recent.DoubtfulReadings) / static_cast<double>(recent.Readings);
+         return {{"SHARE", FixedText(100 * share, 0) + " %"}, {"N", std::to_string(it.Address)}};
+     }},
     {{"address N answers late (p95 P95 ms of LIMIT ms)", "a larger --timeout-factor, before answers miss the time-out"},
      kLateness,
      [](const AddressHealth& it, const BusHealth& bus) { return AnswersLate(it.Recent, bus); },

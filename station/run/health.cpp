@@ -15,6 +15,7 @@ void Tally::Add(const Tally& other) {
     LongestDelayAtMost = std::max(LongestDelayAtMost, other.LongestDelayAtMost);
     Readings += other.Readings;
     GoodReadings += other.GoodReadings;
+    DoubtfulReadings += other.DoubtfulReadings;
     NoValues += other.NoValues;
     Noises += other.Noises;
     StrayBytes += other.StrayBytes;
@@ -53,6 +54,7 @@ void Tally::Add(const Surplus& surplus) {
 void Tally::Add(const ReadingEnd& reading) {
     ++Readings;
     if (reading.IsGood) ++GoodReadings;
+    if (reading.IsDoubtful) ++DoubtfulReadings;
     if (reading.HasNoValue) ++NoValues;
 }
 

@@ -17,6 +17,7 @@ namespace orvix::station {
 /// How a reading ended, after as many exchanges as it took.
 struct ReadingEnd {
     bool IsGood = false;
+    bool IsDoubtful = false;
     bool HasNoValue = false;  ///< the answer was good and holds no value
 };
 
@@ -34,6 +35,7 @@ struct Tally {
     Duration LongestDelayAtMost{0};  ///< of one whose delay was not measured, it is this at most
     std::uint64_t Readings = 0;
     std::uint64_t GoodReadings = 0;
+    std::uint64_t DoubtfulReadings = 0;
     std::uint64_t NoValues = 0;  ///< readings whose answer was good and holds no value
     Histogram RoundTrips;        ///< of the exchanges that were answered
     Duration Periods{0};         ///< time between requests that are no retries, all together

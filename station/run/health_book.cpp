@@ -68,7 +68,10 @@ public:
         const auto found = m_Addresses.find(reading.Address);
         if (found == m_Addresses.end()) return;
         auto& record = found->second;
-        record.Count(m_Now, ReadingEnd{reading.Valid(), !reading.Valid() && record.LatestOutcome == Outcome::Good});
+        record.Count(m_Now, ReadingEnd{.IsGood = reading.IsGood(),
+                                       .IsDoubtful = reading.Valid() && !reading.IsGood(),
+                                       .HasNoValue = !reading.Valid() && record.LatestOutcome == Outcome::Good});
+        if (reading.IsGood()) record.LastGood = m_Now;
     }
 
     void Take(const Exchange& exchange) {
@@ -81,11 +84,12 @@ public:
         auto& record = found->second;
         record.Count(m_Now, exchange);
         record.LatestOutcome = exchange.Outcome;
-        if (exchange.Attempt == 0 && exchange.Outcome != Outcome::LineLost) {
+        // What is read again at once is read for the same period.
+        const bool isPoll = !record.LatestPoll || 2 * (exchange.Sent - *record.LatestPoll) >= m_Setup.Every;
+        if (exchange.Attempt == 0 && exchange.Outcome != Outcome::LineLost && isPoll) {
             if (record.LatestPoll) record.Count(m_Now, exchange.Sent - *record.LatestPoll);
             record.LatestPoll = exchange.Sent;
         }
-        if (exchange.Outcome == Outcome::Good) record.LastGood = exchange.Sent + exchange.RoundTrip;
         if (exchange.Outcome == Outcome::Silent || exchange.Outcome == Outcome::Late) Works();
         if (exchange.Outcome == Outcome::Silent) {
             ++record.SilentInARow;

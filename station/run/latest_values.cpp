@@ -12,12 +12,16 @@ constexpr milliseconds kOfflineSlack{5000};
 }  // namespace
 
 void LatestValues::Judge(Reading& reading, const Entry& entry, Duration now) {
-    reading.Quality = Quality::Offline;
-    if (std::holds_alternative<std::monostate>(reading.LastGood)) return;
+    const auto isFresh = [&](Duration since) { return now - since <= 2 * entry.Every + kGoodSlack; };
+    const bool hasGood = !std::holds_alternative<std::monostate>(reading.LastGood);
     const auto age = std::chrono::floor<milliseconds>(now - entry.GoodAt);
-    reading.Age = age;
+    if (hasGood) reading.Age = age;
+    reading.Quality = Quality::Doubtful;
+    if (reading.Valid() && !reading.IsGood() && isFresh(entry.TakenAt)) return;
+    reading.Quality = Quality::Offline;
+    if (!hasGood) return;
     if (entry.Failures > kMostFailures || age > 10 * entry.Every + kOfflineSlack) return;
-    const bool isStale = entry.Failures > 0 || age > 2 * entry.Every + kGoodSlack;
+    const bool isStale = entry.Failures > 0 || !isFresh(entry.GoodAt);
     reading.Quality = isStale ? Quality::Stale : Quality::Good;
 }
 
@@ -33,7 +37,7 @@ void LatestValues::Expect(const std::string& port, const DeviceSetup& device, mi
 
 void LatestValues::Take(Reading& reading, milliseconds every, Duration now) {
     auto& entry = m_Entries[reading.Id()];
-    if (reading.Valid()) {
+    if (reading.IsGood()) {
         reading.LastGood = reading.Value;
         reading.LastGoodUnixMilliseconds = reading.UnixMilliseconds;
         entry.GoodAt = now;
@@ -41,9 +45,10 @@ void LatestValues::Take(Reading& reading, milliseconds every, Duration now) {
     } else {
         reading.LastGood = entry.Latest.LastGood;
         reading.LastGoodUnixMilliseconds = entry.Latest.LastGoodUnixMilliseconds;
-        ++entry.Failures;
+        entry.Failures = reading.Valid() ? 0 : entry.Failures + 1;
     }
     entry.Every = every;
+    entry.TakenAt = now;
     Judge(reading, entry, now);
     entry.Latest = reading;
 }

@@ -15,6 +15,7 @@ namespace orvix::station {
 /// The latest value of every device of a station, and how much it is worth:
 ///
 ///   Good     the latest reading succeeded, at most two periods and a second ago
+///   Doubtful the same, but its value may be wrong
 ///   Offline  there has been no good value; or the latest three readings failed; or the latest good value is older than
 ///            ten periods and five seconds
 ///   Stale    in between
@@ -35,6 +36,7 @@ private:
         Reading Latest;
         std::chrono::milliseconds Every{0};
         int Failures = 0;  ///< in a row, up to now
+        Duration TakenAt{0};
         Duration GoodAt{0};
     };
     static void Judge(Reading& reading, const Entry& entry, Duration now);

@@ -98,6 +98,7 @@ void ReadBuses(const FileValue& buses, StationSetup& setup) {
         auto keys = KeysOf(BusOptionTable(), {}, bus);
         keys.push_back({"device", [&](const FileValue& value) { ReadDevices(value, bus); }});
         ReadTable(table, keys);
+        if (bus.Plausible.Low >= bus.Plausible.High) table.Complain("plausible_low", "must be below plausible_high");
         for (const auto& other : setup.Buses) {
             if (!bus.PortPath.empty() && bus.PortPath == other.PortPath)
                 table.Complain("port", "this port is there twice");

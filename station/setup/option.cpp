@@ -9,6 +9,12 @@ namespace {
 // Timers count milliseconds in 32 bits.
 constexpr std::chrono::hours kLongestPeriod{24 * 24};
 
+double MaxStep(const Value& value) {
+    const auto step = value.Real();
+    if (!(step > 0)) throw BadValue("write degrees, more than 0");
+    return step;
+}
+
 constexpr Option<BusSetup> kBusOptions[] = {
     {"port", nullptr, nullptr, nullptr, [](const Value& value, BusSetup& bus) { bus.PortPath = value.Path(); }},
     {"name", nullptr, nullptr, nullptr, [](const Value& value, BusSetup& bus) { bus.PortLabel = value.Text(); }},
@@ -20,6 +26,13 @@ constexpr Option<BusSetup> kBusOptions[] = {
      [](const Value& value, BusSetup& bus) {
          bus.TimeoutFactor = static_cast<std::int32_t>(value.Whole(1, kLongestTimeoutFactor));
      }},
+    {"plausible_low", nullptr, nullptr, nullptr,
+     [](const Value& value, BusSetup& bus) { bus.Plausible.Low = value.Real(); }},
+    {"plausible_high", nullptr, nullptr, nullptr,
+     [](const Value& value, BusSetup& bus) { bus.Plausible.High = value.Real(); }},
+    {"max_step", "--max-step", "DEGREES",
+     "a temperature that jumps by more is read again at once, and doubted unless confirmed",
+     [](const Value& value, BusSetup& bus) { bus.Plausible.MaxStep = MaxStep(value); }},
     {"driver_thread", "--driver-thread", nullptr, "run the driver on a thread of its own",
      [](const Value& value, BusSetup& bus) { bus.DriverThread = value.Boolean(); }},
     {nullptr, "--trace", nullptr,

@@ -132,18 +132,22 @@ RecordingHeader ParseHeaderJson(std::string_view json, bool isFirst) {
 
 std::string BusJson(const BusSetup& bus) {
     // The port's file is another one at another desk; the last three change nothing of what is decided.
-    const auto& [port, path, number, devices, every, retries, timeoutFactor, plainPolling, debug, driverThread, trace] =
-        bus;
+    const auto& [port, path, number, devices, every, retries, timeoutFactor, plainPolling, plausible, debug,
+                 driverThread, trace] = bus;
     auto list = Json::array();
     for (const auto& device : devices)
         list.push_back(ToJson(device));
-    return Dump({{"port", port},
-                 {"number", number},
-                 {"every_ms", every.count()},
-                 {"retries", retries},
-                 {"timeout_factor_ms", timeoutFactor},
-                 {"plain_polling", plainPolling},
-                 {"devices", std::move(list)}});
+    Json object{{"port", port},
+                {"number", number},
+                {"every_ms", every.count()},
+                {"retries", retries},
+                {"timeout_factor_ms", timeoutFactor},
+                {"plain_polling", plainPolling},
+                {"plausible_low", plausible.Low},
+                {"plausible_high", plausible.High},
+                {"devices", std::move(list)}};
+    if (plausible.MaxStep) object["max_step"] = *plausible.MaxStep;
+    return Dump(object);
 }
 
 BusSetup ParseBusJson(std::string_view json, std::size_t line) {
@@ -158,6 +162,11 @@ BusSetup ParseBusJson(std::string_view json, std::size_t line) {
     bus.TimeoutFactor = static_cast<std::int32_t>(members.Number("timeout_factor_ms", 1, kLongestTimeoutFactor));
     // Version 1 was written while stations asked for nothing else.
     bus.PlainPolling = !members.Has("plain_polling") || members.Boolean("plain_polling");
+    const auto real = [&](const char* name, std::optional<double> otherwise) {
+        return members.Has(name) ? members.Real(name) : otherwise;
+    };
+    bus.Plausible = {*real("plausible_low", bus.Plausible.Low), *real("plausible_high", bus.Plausible.High),
+                     real("max_step", {})};
     for (const auto& device : members.List("devices", 255))
         bus.Devices.push_back(DeviceOf(device));
     return bus;

@@ -17,11 +17,14 @@
 #include <string>
 #include <vector>
 
+#include "devices/protocol/basOrvixNB1.h"
+#include "devices/protocol/frame.h"
 #include "platform/file_descriptor.h"
 #include "simulator/bus_server.h"
 #include "station/door/health_text.h"
 #include "station/door/metric_families.h"
 #include "tests/station/faulty_bus.h"
+#include "tests/station/json_lines.h"
 #include "tests/station/program.h"
 #include "tests/support/scripted_line.h"
 
@@ -42,6 +45,28 @@ TEST(Run, SendsARequestAgainAsOftenAsItIsTold) {
     EXPECT_EQ(requests, 3);
     program.Signal(SIGINT);
     program.Finish();
+}
+
+TEST(Run, ReadsAgainAtOnceWhatJumps) {
+    int measurements = 0;
+    FaultyBus bus([&](const std::string& request) {
+        const auto code = request.substr(4, 2);
+        if (code != std::string("\x0B\x00", 2)) return BuildFrame(5, code, "N1");
+        return BuildFrame(5, code, RealToBytes(++measurements == 2 ? 70.0F : 21.5F));
+    });
+    Program program({"run", "--port", bus.Terminal.Path(), "--device", "5:sensor", "--every", "1s", "--timeout-factor",
+                     "100", "--max-step", "5", "--json"});
+    ASSERT_TRUE(program.AwaitOutput("\"value\":70.0"));
+    ASSERT_TRUE(program.AwaitOutput("\"quality\":\"good\""));
+    program.Signal(SIGINT);
+    const auto result = program.Finish();
+    const auto readings = Objects(result.Out);
+    ASSERT_GE(readings.size(), 3U) << result.Out;
+    EXPECT_EQ(readings[1]["quality"], "doubtful");
+    EXPECT_EQ(readings[1]["doubt"], "a jump that was not confirmed");
+    EXPECT_EQ(readings[1]["last_good"]["value"], 21.5);
+    EXPECT_EQ(readings[2]["quality"], "good");
+    EXPECT_EQ(readings[2]["value"], 21.5);
 }
 
 TEST(Run, ReadsOnBehindAnEchoAndReplaysIt) {
@@ -226,6 +251,7 @@ station::StationHealth HealthOfOneDevice() {
         tally->StrayBytes = 11;
         tally->Readings = 500;
         tally->GoodReadings = 1;
+        tally->DoubtfulReadings = 2;
     }
     address.LastGood = 13s;
     address.Value = 21.5;
@@ -257,9 +283,9 @@ TEST(Health, EachColumnShowsWhatItsTitleSays) {
         std::istringstream words(line);
         const std::vector<std::string> row{std::istream_iterator<std::string>(words), {}};
         ASSERT_GE(row.size(), 12U) << line;
-        // addr, name, quality, good %, p50, p95, max, time-outs, bad, checksum, refused, retries
-        EXPECT_EQ(row, (std::vector<std::string>{"5", "Oven", "stale", "0.2", "16", "128", "1024", "268", "144", "32",
-                                                 "64", "3", "13", "s", "ago", "0.00/-"}))
+        // addr, name, quality, good %, doubtful, p50, p95, max, time-outs, bad, checksum, refused, retries
+        EXPECT_EQ(row, (std::vector<std::string>{"5", "Oven", "stale", "0.2", "2", "16", "128", "1024", "268", "144",
+                                                 "32", "64", "3", "13", "s", "ago", "0.00/-"}))
             << line;
         return;
     }
@@ -283,6 +309,7 @@ TEST(Health, EachMetricCountsWhatItsNameSays) {
                                                        {"nimbo1_doubled_answers_total", 5},
                                                        {"nimbo1_late_answers_total", 7},
                                                        {"nimbo1_stray_bytes_total", 11},
+                                                       {"nimbo1_doubtful_readings_total", 2},
                                                        {"nimbo1_idle_stray_bytes_total", 23},
                                                        {"nimbo1_last_good_age_seconds", 13},
                                                        {"nimbo1_history_standstill_seconds", 19},

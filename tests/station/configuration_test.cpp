@@ -31,6 +31,8 @@ name = "hall"
 every = "1.5s"
 retries = 0
 timeout_factor = 20
+plausible_low = -60
+plausible_high = 120.5
 driver_thread = true
 [[bus.device]]
 address = 5
@@ -66,6 +68,7 @@ on_alarm = ["say", "it"]
     EXPECT_EQ(bus.Every, 1500ms);
     EXPECT_EQ(bus.Retries, 0);
     EXPECT_EQ(bus.TimeoutFactor, 20);
+    EXPECT_EQ(bus.Plausible, (station::Plausibility{-60, 120.5, {}}));
     EXPECT_TRUE(bus.DriverThread);
     EXPECT_THAT(bus.Devices, ElementsAre(station::DeviceSetup{5, 106, "Oven", {-1.0, 30.5, 0, 0, 3}},
                                          station::DeviceSetup{7, 104, "", {{}, {}, 0x01, 0x80, 1}}));

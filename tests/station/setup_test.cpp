@@ -51,6 +51,7 @@ TEST(Setup, CommandLineAndFileFillTheSame) {
         {{"--every", "1m30s"}, "[[bus]]\nevery = \"90s\""},
         {{"--retries", "7"}, "[[bus]]\nretries = 7"},
         {{"--timeout-factor", "55"}, "[[bus]]\ntimeout_factor = 55"},
+        {{"--max-step", "2.5"}, "[[bus]]\nmax_step = 2.5"},
         {{"--driver-thread"}, "[[bus]]\ndriver_thread = true"},
         {{"--data", "/d"}, "data = \"/d\"\n[[bus]]"},
         {{"--no-history"}, "[[bus]]\n[history]\non = false"},

@@ -26,7 +26,7 @@ public:
         if (!reading.Valid() && shown == reading.Quality) return;
         shown = reading.Quality;
         m_Out << Begin(reading.UnixMilliseconds, reading.Port, reading.Address, reading.Name)
-              << Padded(reading.Variable, 11) << "  " << Padded(Shown(reading.LastGood), 12) << "  "
+              << Padded(reading.Variable, 11) << "  " << Padded(Shown(reading.Shown()), 12) << "  "
               << FreshnessText(reading) << std::endl;
     }
     void Forget(const DeviceId& device) override { m_Shown.erase(device); }

@@ -18,7 +18,7 @@ OutputListener::OutputListener(Output& output, Apartment& home, Choice choice)
 }
 
 void OutputListener::OnReading(const Reading& reading) {
-    m_AnyGood = m_AnyGood || reading.Valid();
+    m_AnyGood = m_AnyGood || reading.IsGood();
     if (m_Choice.Readings) m_Output.Show(reading);
     TellAll(m_Episodes.OnReading(reading, m_Home.Now()));
 }

@@ -105,7 +105,7 @@ StyledLine HeaderRow(const Columns& columns) {
 
 Span StateOf(const Reading& reading) {
     if (reading.UnixMilliseconds == 0) return {"waiting", Style::Dim};
-    constexpr Style looks[] = {Style::Good, Style::Warning, Style::Bad};
+    constexpr Style looks[] = {Style::Good, Style::Warning, Style::Warning, Style::Bad};
     return {NameOf(reading.Quality), looks[static_cast<int>(reading.Quality)]};
 }
 
@@ -120,7 +120,7 @@ std::string AgeColumn(const Reading& reading) {
 
 StyledLine DeviceRow(const ScreenContent& content, const Reading& reading, const Columns& columns) {
     const auto shown = [&](const std::string& text) { return ForTerminal(text, content.IsUtf8); };
-    const auto value = ValueColumn(reading.LastGood, content.IsUtf8);
+    const auto value = ValueColumn(reading.Shown(), content.IsUtf8);
     const auto state = StateOf(reading);
     const auto trend = content.Trends.find(reading.Id());
 

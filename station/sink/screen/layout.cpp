@@ -71,8 +71,10 @@ StyledLine DeviceCounts(const ScreenContent& content) {
         Style Look;
     };
     const char* separator = "";
-    for (const auto& kind :
-         {Kind{Quality::Good, Style::Good}, {Quality::Stale, Style::Warning}, {Quality::Offline, Style::Bad}}) {
+    for (const auto& kind : {Kind{Quality::Good, Style::Good},
+                             {Quality::Doubtful, Style::Warning},
+                             {Quality::Stale, Style::Warning},
+                             {Quality::Offline, Style::Bad}}) {
         const auto count = std::count_if(content.Values.begin(), content.Values.end(),
                                          [&](const Reading& reading) { return reading.Quality == kind.Value; });
         if (count == 0) continue;

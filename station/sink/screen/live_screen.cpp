@@ -76,7 +76,8 @@ void LiveScreen::Resize() {
 void LiveScreen::Show(const Reading& reading) {
     ++m_Content.Readings;
     if (!reading.Valid()) ++m_Content.FailedReadings;
-    m_Content.Trends[reading.Id()].Take(reading.Value);
+    // What is doubtful would only spoil the scale.
+    m_Content.Trends[reading.Id()].Take(reading.IsGood() ? reading.Value : ReadingValue());
     m_Changed = true;
 }
 
