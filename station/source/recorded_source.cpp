@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "station/library/passing_folder.h"
+#include "platform/memory_folder.h"
+#include "station/library/folders.h"
 #include "station/source/replay_bus.h"
 
 namespace orvix::station {
@@ -35,11 +36,18 @@ std::size_t SizeOf(const RecordedLine& line) {
     return size;
 }
 
-/// What a bus needs for itself.
-struct BusGround {
-    explicit BusGround(const std::string& libraryFile) : Shared(Folder.Folders(), libraryFile) {}
+StationFolders FoldersIn(const std::string& folder) {
+    auto folders = FindFolders(folder);
+    folders.Configuration = folders.Data + "configuration/";
+    return folders;
+}
 
-    PassingFolder Folder;
+/// What a bus needs for itself: it neither sees nor changes the devices that this user has registered, nor those of
+/// another bus.
+struct BusGround {
+    explicit BusGround(const std::string& libraryFile) : Shared(FoldersIn(Folder.Path()), libraryFile) {}
+
+    platform::MemoryFolder Folder;
     Station Shared;
     Duration LatestTold{0};
 };

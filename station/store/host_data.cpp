@@ -1,14 +1,12 @@
 #include "station/store/host_data.h"
 
 #include <fcntl.h>
-#include <stdlib.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdlib>
 #include <filesystem>
 
 #include "host/error.h"
+#include "platform/memory_folder.h"
 #include "platform/regular_file.h"
 #include "platform/sqlite_database.h"
 #include "platform/workgroup_file.h"
@@ -88,27 +86,6 @@ std::string Repair(const std::string& folder) {
 
 }  // namespace
 
-/// A folder of a file system in memory, as long as it lives.
-class HostData::MemoryFolder {
-public:
-    MemoryFolder() {
-        const char* runtime = std::getenv("XDG_RUNTIME_DIR");
-        for (const char* place : {runtime, "/dev/shm", "/run", "/tmp"}) {
-            Path = std::string(place == nullptr ? "" : place) + "/nimbo1_XXXXXX";
-            if (place != nullptr && ::mkdtemp(Path.data()) != nullptr) return;
-        }
-        throw SystemError("there is no folder for files in memory", errno);
-    }
-    MemoryFolder(const MemoryFolder&) = delete;
-    MemoryFolder& operator=(const MemoryFolder&) = delete;
-    ~MemoryFolder() {
-        std::error_code ignored;
-        fs::remove_all(Path, ignored);
-    }
-
-    std::string Path;
-};
-
 HostData::HostData(const std::string& folder) : m_Folder(folder) {
     try {
         Prepare();
@@ -136,8 +113,8 @@ void HostData::Prepare() {
 
 void HostData::CopyToMemory(const std::string& from) {
     m_Mended.clear();
-    m_Memory = std::make_unique<MemoryFolder>();
-    m_Folder = m_Memory->Path + "/";
+    m_Memory = std::make_unique<platform::MemoryFolder>();
+    m_Folder = m_Memory->Path();
     for (const auto& name : {std::string(kDatabaseFile), std::string(kDatabaseFile) + "-wal"}) {
         std::error_code ignored;
         if (fs::is_regular_file(from + name, ignored)) fs::copy_file(from + name, m_Folder + name, ignored);

@@ -6,6 +6,10 @@
 
 #include "host/database.h"
 
+namespace orvix::platform {
+class MemoryFolder;
+}
+
 namespace orvix::station {
 
 /// The host's database, made ready whatever has become of its files: a station is to measure all the same. What cannot
@@ -28,8 +32,6 @@ public:
     std::vector<std::string> Notices() const;
 
 private:
-    class MemoryFolder;
-
     void CopyToMemory(const std::string& from);
     void Prepare();
 
@@ -37,7 +39,7 @@ private:
     DatabaseAccount m_Account;
     std::string m_WhyPassing;
     std::vector<std::string> m_Mended;
-    std::unique_ptr<MemoryFolder> m_Memory;
+    std::unique_ptr<platform::MemoryFolder> m_Memory;
 };
 
 }  // namespace orvix::station
