@@ -79,8 +79,10 @@ void SqliteHostDatabase::Open(const std::string& file, const std::string& workgr
 
 std::optional<std::string> SqliteHostDatabase::GetMessage(const std::string& key) {
     const auto number = KeyNumber(key);
-    const auto message = number ? m_Messages.find(*number) : m_Messages.end();
-    return message == m_Messages.end() ? std::nullopt : std::make_optional(message->second);
+    if (!number) return std::nullopt;
+    const auto message = m_Messages.find(*number);
+    if (message == m_Messages.end()) return std::nullopt;
+    return message->second;
 }
 
 std::vector<RegisteredDevice> ReadDevices(SqliteConnection& connection) {

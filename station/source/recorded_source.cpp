@@ -58,7 +58,7 @@ struct BusGround {
 class RecordedSource::BusEvents : public RecordedEvents {
 public:
     explicit BusEvents(RecordedSource& source) : m_Source(source) {}
-    ~BusEvents() override { Pass(m_Events.size()); }
+    ~BusEvents() override { BusEvents::Pass(m_Events.size()); }
     BusEvents(const BusEvents&) = delete;
     BusEvents& operator=(const BusEvents&) = delete;
 
