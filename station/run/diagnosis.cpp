@@ -6,37 +6,14 @@
 #include <utility>
 
 #include "devices/protocol/bus_line.h"
+#include "station/run/symptoms.h"
 #include "station/words/quantity_text.h"
 
 namespace orvix::station {
 namespace {
 
-// A failure now and then is no illness: a finding needs so many events, and such a share of the exchanges.
-constexpr std::uint64_t kFewest = 3;
-constexpr std::uint64_t kOneIn = 100;
-
-// Polls in a row without an answer, after which a device has stopped answering.
-constexpr std::uint64_t kSilentPolls = 3;
-
-// A device that refuses at least every second request is not the one that is asked for.
-constexpr double kMostRefused = 0.5;
-
-// An answer that takes such a share of the time-out is about to miss it.
-constexpr double kLateShare = 0.8;
-constexpr std::uint64_t kFewestTrips = 20;
-
-// A period so much longer than the one asked for is not kept.
-constexpr double kPeriodSlack = 1.25;
-constexpr std::uint64_t kFewestPeriods = 5;
-
-// With fewer good answers than this something is wrong with all of them.
-constexpr double kHardlyAnyGood = 0.5;
-
 // A time-out must leave room for more than the longest delay that has been seen.
 constexpr double kRoom = 1.25;
-
-// Noise around one address is so much of all noise.
-constexpr double kOneSource = 0.8;
 
 /// What a finding is about, so that one of the bus can stand for those of its addresses.
 enum Symptom : unsigned {
@@ -75,130 +52,15 @@ struct AddressRule {
     Words (*WordsOf)(const AddressHealth&, const BusHealth&);
 };
 
-bool IsNotable(std::uint64_t count, const Tally& of) {
-    return count >= kFewest && count * kOneIn >= of.Exchanges();
-}
-
 std::string PercentOf(std::uint64_t count, const Tally& of) {
     return FixedText(100.0 * static_cast<double>(count) / static_cast<double>(of.Exchanges()), 0) + " %";
-}
-
-std::uint64_t OwnFailures(const Tally& tally) {
-    return tally.TimeOuts() + tally.Count(Outcome::Damaged) + tally.Count(Outcome::Checksum);
-}
-
-bool HasNeverAnswered(const AddressHealth& address) {
-    const auto silent = address.Total.Count(Outcome::Silent);
-    return silent >= kFewest && silent + address.Total.Count(Outcome::LineLost) == address.Total.Exchanges();
-}
-
-bool IsSilent(const AddressHealth& address, const BusHealth& bus) {
-    return HasNeverAnswered(address) || address.SilentInARow >= kSilentPolls * static_cast<std::uint64_t>(bus.Attempts);
 }
 
 std::string DamageText(const Tally& tally) {
     return 2 * tally.Count(Outcome::Checksum) >= tally.Damaged() ? "checksum errors" : "damaged answers";
 }
 
-bool AreDamaged(const Tally& tally) {
-    return IsNotable(tally.Damaged(), tally);
-}
-
-bool AreHardlyEverGood(const Tally& tally) {
-    return AreDamaged(tally) && *tally.Success() < kHardlyAnyGood && tally.Damaged() > tally.Count(Outcome::Silent);
-}
-
-/// Whether answers bear another address, and not because of damage, which seldom hits that alone.
-bool BearOtherAddress(const Tally& tally) {
-    return IsNotable(tally.OtherAddress, tally) && tally.OtherAddress >= tally.Damaged();
-}
-
-bool AreDoubled(const Tally& tally) {
-    return IsNotable(tally.Doubled, tally);
-}
-
-/// Whether answers come late, and not because damage makes some look so.
-bool AreTooLate(const Tally& tally) {
-    return IsNotable(tally.Late, tally) && 2 * tally.Late >= tally.Damaged();
-}
-
-bool HaveNoValue(const Tally& tally) {
-    return tally.NoValues >= kFewest && tally.NoValues * kOneIn >= tally.Readings;
-}
-
-bool AreDoubtful(const Tally& tally) {
-    return tally.DoubtfulReadings >= kFewest && tally.DoubtfulReadings * kOneIn >= tally.Readings;
-}
-
-/// The least per-character time factor with which the answers would have come in time.
-std::string SufficientFactor(const Tally& tally) {
-    const auto delay = tally.LongestDelay > Duration::zero() ? tally.LongestDelay : tally.LongestDelayAtMost;
-    const auto needed = std::chrono::duration<double, std::milli>(delay).count();
-    return std::to_string(static_cast<int>(std::ceil(kRoom * needed / kReplyTimeFactors)));
-}
-
-/// Whether something holds of all addresses of a bus that answer, which must be several.
-template <class Predicate>
-bool OnEveryAddress(const BusHealth& bus, Predicate holds) {
-    int answering = 0;
-    for (const auto& address : bus.Addresses) {
-        if (IsSilent(address, bus)) continue;
-        if (!holds(address.Recent)) return false;
-        ++answering;
-    }
-    return answering > 1;
-}
-
-// What buses have.
-
-Tally Recent(const BusHealth& bus) {
-    return bus.Sum(&AddressHealth::Recent);
-}
-
-bool IsPortUnusable(const BusHealth& bus) {
-    return bus.PortDown && !bus.PortDown->WasOpen;
-}
-
-bool IsPortGone(const BusHealth& bus) {
-    return bus.PortDown && bus.PortDown->WasOpen;
-}
-
-bool IsPortUnsteady(const BusHealth& bus) {
-    return bus.RecentPortFailures >= kFewest;
-}
-
-bool NoneAnswers(const BusHealth& bus) {
-    const auto& all = bus.Addresses;
-    return all.size() > 1 &&
-           std::all_of(all.begin(), all.end(), [&](const AddressHealth& it) { return IsSilent(it, bus); });
-}
-
-bool IsIdleLineNoisy(const BusHealth& bus) {
-    const auto sum = Recent(bus);
-    return IsNotable(bus.Idle.Recent.Noises, sum) && 2 * sum.Noises >= sum.Damaged();
-}
-
-/// What another master sends may look like an echo.
-bool Echoes(const BusHealth& bus) {
-    const auto recent = Recent(bus);
-    return IsNotable(recent.Echoes, recent) && !IsIdleLineNoisy(bus);
-}
-
-bool IsNoisy(const BusHealth& bus) {
-    const auto sum = Recent(bus);
-    if (!IsNotable(sum.Noises, sum) || 2 * sum.Noises < sum.Damaged()) return false;
-    const auto isOnlySource = [&](const AddressHealth& it) {
-        return static_cast<double>(it.Recent.Noises) >= kOneSource * static_cast<double>(sum.Noises);
-    };
-    const auto& all = bus.Addresses;
-    return all.size() == 1 || std::none_of(all.begin(), all.end(), isOnlySource);
-}
-
-bool AllTimeOut(const BusHealth& bus) {
-    return OnEveryAddress(bus, [](const Tally& recent) { return IsNotable(recent.TimeOuts(), recent); });
-}
-
-/// The same for a rule of one address.
+/// What holds of every address, as a rule of a bus; and of one, as a rule of an address.
 template <bool Holds(const Tally&)>
 bool Everywhere(const BusHealth& bus) {
     return OnEveryAddress(bus, Holds);
@@ -209,29 +71,11 @@ bool There(const AddressHealth& address, const BusHealth&) {
     return Holds(address.Recent);
 }
 
-/// Whether at least one answer of ten, of which there must be some, nearly misses the time-out.
-bool AnswersLate(const Tally& recent, const BusHealth& bus) {
-    const auto& trips = recent.RoundTrips;
-    const std::chrono::duration<double> limit = bus.ReplyLimit;
-    return trips.Count() >= kFewestTrips && trips.Quantile(0.9) >= kLateShare * limit;
-}
-
-bool AllAnswerLate(const BusHealth& bus) {
-    return OnEveryAddress(bus, [&](const Tally& recent) { return AnswersLate(recent, bus); });
-}
-
-/// The period of the address that is read least often, of those that answer; zero while that cannot be told.
-Duration LongestPeriod(const BusHealth& bus) {
-    Duration longest{0};
-    for (const auto& address : bus.Addresses) {
-        if (!IsSilent(address, bus) && address.Recent.PeriodCount >= kFewestPeriods)
-            longest = std::max(longest, *address.Recent.Period());
-    }
-    return longest;
-}
-
-bool IsTooSlow(const BusHealth& bus) {
-    return LongestPeriod(bus) > kPeriodSlack * std::chrono::duration<double>(bus.Every);
+/// The least per-character time factor with which the answers would have come in time.
+std::string SufficientFactor(const Tally& tally) {
+    const auto delay = tally.LongestDelay > Duration::zero() ? tally.LongestDelay : tally.LongestDelayAtMost;
+    const auto needed = std::chrono::duration<double, std::milli>(delay).count();
+    return std::to_string(static_cast<int>(std::ceil(kRoom * needed / kReplyTimeFactors)));
 }
 
 Words NoWords(const BusHealth&) {
@@ -239,7 +83,7 @@ Words NoWords(const BusHealth&) {
 }
 
 Words StrayWords(const BusHealth& bus) {
-    return {{"COUNT", std::to_string(Recent(bus).StrayBytes)}};
+    return {{"COUNT", std::to_string(RecentOf(bus).StrayBytes)}};
 }
 
 Words TooLateWords(const Tally& recent, const BusHealth& bus) {
@@ -283,7 +127,7 @@ constexpr BusRule kBusRules[] = {
     {{"every address answers after the time-out of TIME", "--timeout-factor FACTOR would do"},
      kTooLate | kTimeOut | kDamage | kNoise | kLateness | kDoubled,
      Everywhere<AreTooLate>,
-     [](const BusHealth& bus) { return TooLateWords(Recent(bus), bus); }},
+     [](const BusHealth& bus) { return TooLateWords(RecentOf(bus), bus); }},
     {{"every device answers with another address", "a gateway or converter that changes what passes it"},
      kOtherAddress | kDamage | kDoubled,
      Everywhere<BearOtherAddress>,
@@ -302,22 +146,22 @@ constexpr BusRule kBusRules[] = {
      StrayWords},
     {{"ERRORS on every address", "termination, ground or speed"},
      kDamage | kTimeOut | kNoise,
-     Everywhere<AreDamaged>,
+     AreAllDamaged,
      [](const BusHealth& bus) -> Words {
-         return {{"ERRORS", DamageText(Recent(bus))}};
+         return {{"ERRORS", DamageText(RecentOf(bus))}};
      }},
     {{"SHARE of the attempts time out, on every address", "cable or converter"},
      kTimeOut,
      AllTimeOut,
      [](const BusHealth& bus) -> Words {
-         const auto recent = Recent(bus);
+         const auto recent = RecentOf(bus);
          return {{"SHARE", PercentOf(recent.TimeOuts(), recent)}};
      }},
     {{"every address answers late (p95 P95 ms of LIMIT ms)",
       "a slow converter or a busy computer; a larger --timeout-factor helps"},
      kLateness,
      AllAnswerLate,
-     [](const BusHealth& bus) { return LateWords(Recent(bus), bus); }},
+     [](const BusHealth& bus) { return LateWords(RecentOf(bus), bus); }},
     {{"the devices answer, but what they answer is no value", "wrong model? nimbo1 scan tells it"},
      kNoValue,
      Everywhere<HaveNoValue>,
@@ -342,34 +186,6 @@ constexpr BusRule kBusRules[] = {
 };
 
 // What addresses have.
-
-/// Whether a device refuses so much that it is not the one that is asked for.
-bool RefusesMost(const AddressHealth& address, const BusHealth&) {
-    const auto& recent = address.Recent;
-    const auto refused = recent.Count(Outcome::Refused);
-    return IsNotable(refused, recent) &&
-           static_cast<double>(refused) >= kMostRefused * static_cast<double>(recent.Exchanges());
-}
-
-bool RefusesSome(const AddressHealth& address, const BusHealth&) {
-    return IsNotable(address.Recent.Count(Outcome::Refused), address.Recent);
-}
-
-bool IsOnlyOneAndSilent(const AddressHealth& address, const BusHealth& bus) {
-    return bus.Addresses.size() == 1 && !address.LastGood && IsSilent(address, bus);
-}
-
-bool StoppedAnswering(const AddressHealth& address, const BusHealth& bus) {
-    return IsSilent(address, bus) && address.LastGood;
-}
-
-bool IsNoisyAround(const AddressHealth& address, const BusHealth&) {
-    return IsNotable(address.Recent.Noises, address.Recent);
-}
-
-bool OftenFails(const AddressHealth& address, const BusHealth&) {
-    return IsNotable(OwnFailures(address.Recent), address.Recent);
-}
 
 Words AddressWord(const AddressHealth& address, const BusHealth&) {
     return {{"N", std::to_string(address.Address)}};

@@ -304,6 +304,21 @@ TEST(Diagnosis, OneDeviceAlone) {
     }
 }
 
+TEST(Diagnosis, WhatAllHaveIsNotSaidOfTheOneThatHadItMostSoFar) {
+    FaultyLine line;
+    const auto damaged = [](const std::string& reply, int n) {
+        return Answers{{20ms, n % (reply[2] == kIll ? 5 : 9) == 1 ? Damaged(reply, 7) : reply}};
+    };
+    line.Poll(12, damaged, FaultyLine::kAll);
+    ExpectFindings(line, {{0, "checksum errors on every address"}});
+    FaultyLine other;
+    other.Poll(100, [](const std::string& reply, int n) {
+        return Answers{{20ms, n % 2 == 0 ? Damaged(reply, 7) : reply}};
+    });
+    other.Poll(5, Changed(DamagedAt(7), 5, 1), FaultyLine::kAll);
+    ExpectFindings(other, {{kIll, "49 % of the attempts to ask address 7 bring checksum errors"}});
+}
+
 TEST(Diagnosis, APortThatFailsAgainAndAgainIsUnsteady) {
     FaultyLine line;
     for (int i = 0; i < 6; ++i) {
