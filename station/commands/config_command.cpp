@@ -2,6 +2,7 @@
 
 #include "station/commands/commands.h"
 #include "station/setup/configuration.h"
+#include "station/sink/alarm_program/program_check.h"
 #include "station/words/quantity_text.h"
 
 namespace orvix::station {
@@ -9,6 +10,9 @@ namespace orvix::station {
 int Execute(const ConfigCheckOptions& options, MainLoop&) {
     try {
         const auto setup = LoadConfiguration(options.File);
+        if (const auto problem = ProblemOfCommand(setup.OnAlarm)) {
+            throw ConfigurationError({options.File + ": alarms.on_alarm: " + *problem});
+        }
         std::size_t devices = 0;
         for (const auto& bus : setup.Buses)
             devices += bus.Devices.size();

@@ -154,7 +154,7 @@ int Execute(const AlarmsOptions& options, MainLoop& loop) {
     RunBeside(loop, [&](const std::atomic<bool>& stop) {
         auto reader = OpenReader(options.Data);
         bool isEmpty = true;
-        reader.ReadAlarms(reader.Find(options.Query), options.Query.Time, [&](const AlarmRow& alarm) {
+        reader.ReadAlarms(options.Query, [&](const AlarmRow& alarm) {
             isEmpty = false;
             return (std::cout << LineOf(alarm, options.Json)) && !stop;
         });

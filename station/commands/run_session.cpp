@@ -5,6 +5,7 @@
 #include "station/commands/run_setup.h"
 #include "station/model/clock.h"
 #include "station/setup/configuration.h"
+#include "station/sink/alarm_program/program_check.h"
 #include "station/words/quantity_text.h"
 
 namespace orvix::station {
@@ -56,6 +57,7 @@ StationHealth RunSession::Health() {
 
 int RunSession::Run() {
     TellNotices(*m_Station, m_Output);
+    if (const auto problem = ProblemOfCommand(m_Setup.OnAlarm)) m_Output.Note("alarms.on_alarm: " + *problem);
     m_Sources.Starter.Start(m_Setup.Buses);
     if (m_Screen && m_Screen->Get() != nullptr) m_Screen->Get()->Watch([this] { return m_Sources.Run.Values(); });
     if (!m_Options.Configuration.empty()) m_Loop.OnHangUp([this] { Reload(); });
@@ -96,6 +98,7 @@ void RunSession::Apply(const StationSetup& wanted) {
     }
     m_Sinks.AlarmProgram.Command(wanted.OnAlarm);
     m_Setup.OnAlarm = wanted.OnAlarm;
+    if (const auto problem = ProblemOfCommand(wanted.OnAlarm)) done.emplace_back("alarms.on_alarm: " + *problem);
     for (const auto& text : done)
         m_Output.Note("configuration read again: " + text);
     if (done.empty()) m_Output.Note("configuration read again: nothing has changed");
@@ -103,6 +106,7 @@ void RunSession::Apply(const StationSetup& wanted) {
 
 int RunSession::Finish() {
     if (m_Screen) m_Screen->End();
+    m_Sinks.AlarmProgram.Close();
     m_Sources.Starter.KeepFound();
     if (const auto missing = m_Sinks.Recording ? m_Sinks.Recording->Finish() : std::nullopt) m_Output.Note(*missing);
     const auto lost = m_Sinks.History ? m_Sinks.History->Close() : 0;

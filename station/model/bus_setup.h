@@ -54,6 +54,8 @@ struct BusSetup {
         return (Retries + 1) * (ReplyLimit() + std::chrono::milliseconds(300)) + std::chrono::milliseconds(500);
     }
 
+    std::chrono::milliseconds PortGone{0};  ///< a port that has failed for so long is an alarm; 0: never
+
     bool operator==(const BusSetup&) const = default;
 };
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -9,11 +10,15 @@ namespace orvix::station {
 
 /// When a device's readings are an alarm. Nothing set: never.
 struct AlarmLimits {
-    std::optional<double> Low;   ///< degrees Celsius; below it is an alarm
-    std::optional<double> High;  ///< degrees Celsius; above it is an alarm
-    unsigned InputsOn = 0;       ///< bit mask of the inputs that are an alarm when they are on
-    unsigned InputsOff = 0;      ///< bit mask of those that are an alarm when they are off
-    int HoldOff = 1;             ///< readings in a row that start or end an alarm; at least 1
+    std::optional<double> Low;                 ///< degrees Celsius; below it is an alarm
+    std::optional<double> High;                ///< degrees Celsius; above it is an alarm
+    unsigned InputsOn = 0;                     ///< bit mask of the inputs that are an alarm when they are on
+    unsigned InputsOff = 0;                    ///< bit mask of those that are an alarm when they are off
+    int HoldOff = 1;                           ///< readings in a row that start or end an alarm; at least 1
+    std::chrono::milliseconds HoldOffTime{0};  ///< for which they must reach back at least
+    double Hysteresis = 0;                     ///< degrees by which a temperature must be within for an alarm to end
+    std::chrono::milliseconds Silent{0};       ///< without a good value for so long is an alarm; 0: never
+    std::chrono::milliseconds Doubtful{0};     ///< with doubtful values alone for so long is an alarm; 0: never
 
     bool operator==(const AlarmLimits&) const = default;
 };

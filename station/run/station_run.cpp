@@ -8,6 +8,9 @@
 namespace orvix::station {
 namespace {
 
+// How late an alarm of a time may be.
+constexpr std::int32_t kPassingMs = 1000;
+
 /// Devices that stay, and are asked for without a name, keep theirs.
 void KeepNames(const std::vector<DeviceSetup>& before, std::vector<DeviceSetup>& now) {
     for (auto& device : now) {
@@ -20,6 +23,13 @@ void KeepNames(const std::vector<DeviceSetup>& before, std::vector<DeviceSetup>&
 }
 
 }  // namespace
+
+StationRun::StationRun(Source& source, Failed failed)
+    : m_Source(source),
+      m_Failed(std::move(failed)),
+      m_Passing(source.Home().CreateTimer([this] { TellAlarms(m_Alarms.Passing(UnixNow(), m_Source.Elapsed())); })) {
+    m_Passing->Rearm(kPassingMs, true);
+}
 
 StationRun::~StationRun() {
     for (auto& bus : m_Buses) {
@@ -146,6 +156,7 @@ void StationRun::Stop(const std::string& port) {
     bus->Bus->Close();
     for (const auto& device : bus->Setup.Devices)
         Forget(IdOf(port, device.Address));
+    TellAlarms(m_Alarms.Forget(IdOf(port, 0), UnixNow()));
     Tell(&Listener::OnPortGone, port);
     m_Ending.splice(m_Ending.end(), m_Buses, bus);
 }
@@ -165,8 +176,9 @@ void StationRun::ChangeDevices(RunningBus& bus, const BusSetup& wanted) {
 void StationRun::TakeDevices(const BusSetup& setup) {
     for (const auto& device : setup.Devices) {
         m_Values.Expect(setup.PortLabel, device, setup.Every);
-        m_Alarms.Limits(IdOf(setup.PortLabel, device.Address), device.Limits);
+        m_Alarms.Watch(setup.PortLabel, device, m_Source.Elapsed());
     }
+    m_Alarms.WatchPort(setup.PortLabel, setup.PortGone);
 }
 
 void StationRun::Forget(const DeviceId& device) {
@@ -200,7 +212,15 @@ void StationRun::OnReading(const Reading& told) {
     reading.Identifier = m_Identities.IdentifierOf(reading.Id());
     m_Values.Take(reading, BusOn(told.Port)->Setup.Every, m_Source.Elapsed());
     Tell(&Listener::OnReading, reading);
-    TellAlarms(m_Alarms.Take(reading));
+    TellAlarms(m_Alarms.Take(reading, m_Source.Elapsed()));
+}
+
+void StationRun::OnLine(const LineEvent& event) {
+    Tell(&Listener::OnLine, event);
+    using Kind = LineEvent::Kind;
+    // A closed port and a request that is about to be written prove nothing.
+    if (event.What == Kind::Closed || event.What == Kind::Sent) return;
+    TellAlarms(m_Alarms.Port(event.Port, event.What != Kind::Failed, UnixNow(), m_Source.Elapsed()));
 }
 
 void StationRun::TellAlarms(std::vector<AlarmEvent> events) {

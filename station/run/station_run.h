@@ -27,7 +27,7 @@ public:
     using Failed = std::function<void(const std::string& port, const Error&)>;
 
     /// `source` outlives this; nothing is delivered in its home any more when this goes.
-    explicit StationRun(Source& source, Failed failed = nullptr) : m_Source(source), m_Failed(std::move(failed)) {}
+    explicit StationRun(Source& source, Failed failed = nullptr);
     /// Takes all buses down, at the same time, and waits for them.
     ~StationRun() override;
     StationRun(const StationRun&) = delete;
@@ -96,7 +96,7 @@ private:
         return std::any_of(m_Listeners.begin(), m_Listeners.end(),
                            [](const Listener* l) { return l->WantsMessages(); });
     }
-    void OnLine(const LineEvent& event) override { Tell(&Listener::OnLine, event); }
+    void OnLine(const LineEvent& event) override;
     void OnExchange(const Exchange& exchange) override { Tell(&Listener::OnExchange, exchange); }
     /// Calls a member of every listener.
     template <class... Parameters, class... Arguments>
@@ -113,6 +113,7 @@ private:
     LatestValues m_Values;
     AlarmBook m_Alarms;
     IdentityBook m_Identities;
+    std::unique_ptr<Timer> m_Passing;
     std::int64_t m_Seq = 0;            ///< of the latest reading or alarm
     std::uint64_t m_LatestNumber = 0;  ///< of a bus that was started
     std::list<RunningBus> m_Buses;

@@ -9,6 +9,7 @@
 #include "simulator/device_arguments.h"
 #include "station/setup/file_value.h"
 #include "station/setup/option.h"
+#include "station/words/time_span.h"
 
 namespace orvix::station {
 namespace {
@@ -35,6 +36,25 @@ void ReadInputs(const FileValue& inputs, AlarmLimits& limits) {
     }
 }
 
+std::chrono::milliseconds AlarmSpan(const FileValue& value) {
+    return value.Span(std::chrono::seconds(1), kLongestTimeSpan);
+}
+
+double DegreesFrom0(const FileValue& value) {
+    const auto degrees = value.Real();
+    if (degrees < 0) throw BadValue("write degrees, 0 or more");
+    return degrees;
+}
+
+/// A number of readings, or a time.
+void ReadHoldOff(const FileValue& value, AlarmLimits& limits) {
+    if (value.Node.As<std::string>() != nullptr) {
+        limits.HoldOffTime = AlarmSpan(value);
+    } else {
+        limits.HoldOff = static_cast<int>(value.Whole(1, 1000));
+    }
+}
+
 std::vector<FileKey> DeviceKeys(DeviceSetup& device) {
     auto& limits = device.Limits;
     return {{"address", [&](const FileValue& value) { device.Address = static_cast<int>(value.Whole(1, 255)); }},
@@ -43,7 +63,10 @@ std::vector<FileKey> DeviceKeys(DeviceSetup& device) {
             {"low", [&](const FileValue& value) { limits.Low = value.Real(); }},
             {"high", [&](const FileValue& value) { limits.High = value.Real(); }},
             {"inputs", [&](const FileValue& value) { ReadInputs(value, limits); }},
-            {"hold_off", [&](const FileValue& value) { limits.HoldOff = static_cast<int>(value.Whole(1, 1000)); }}};
+            {"hold_off", [&](const FileValue& value) { ReadHoldOff(value, limits); }},
+            {"hysteresis", [&](const FileValue& value) { limits.Hysteresis = DegreesFrom0(value); }},
+            {"silent", [&](const FileValue& value) { limits.Silent = AlarmSpan(value); }},
+            {"doubtful", [&](const FileValue& value) { limits.Doubtful = AlarmSpan(value); }}};
 }
 
 /// What is wrong with a device as a whole; a value that could not be used has been told already.

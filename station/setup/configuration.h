@@ -23,8 +23,9 @@ private:
 /// Reads a configuration:
 ///
 ///   data = "DIR"
-///   [[bus]]           port (none: a simulated bus), name, every, retries, timeout_factor, driver_thread
-///   [[bus.device]]    address, model, name, low, high, inputs = {BIT = true or false}, hold_off
+///   [[bus]]           port (none: a simulated bus), name, every, retries, timeout_factor, port_gone, driver_thread
+///   [[bus.device]]    address, model, name, low, high, hysteresis, inputs = {BIT = true or false},
+///                     hold_off (readings, or a time), silent, doubtful
 ///   [history]         on, keep, keep_rollups, record, dead_band, longest_silence, max_size
 ///   [metrics]         listen
 ///   [alarms]          on_alarm

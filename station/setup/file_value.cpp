@@ -62,7 +62,11 @@ std::string FileValue::Text() const {
 }
 
 std::string FileValue::Path() const {
-    return AbsolutePath((std::filesystem::path(Wrong.File()).parent_path() / Text()).string());
+    return PathFrom(Text());
+}
+
+std::string FileValue::PathFrom(const std::string& text) const {
+    return AbsolutePath((std::filesystem::path(Wrong.File()).parent_path() / text).string());
 }
 
 bool FileValue::Boolean() const {
@@ -85,7 +89,7 @@ std::int64_t FileValue::Whole(std::int64_t least, std::int64_t most) const {
     return *value;
 }
 
-std::vector<std::string> FileValue::Texts() const {
+std::vector<std::string> FileValue::Command() const {
     const auto* list = Node.As<TomlNode::List>();
     if (list == nullptr) throw BadValue("write a list of texts, such as [\"program\", \"argument\"]");
     std::vector<std::string> texts;
@@ -97,6 +101,7 @@ std::vector<std::string> FileValue::Texts() const {
         }
         texts.push_back(*text);
     }
+    if (!texts.empty() && texts[0].find('/') != std::string::npos) texts[0] = PathFrom(texts[0]);
     return texts;
 }
 

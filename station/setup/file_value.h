@@ -45,7 +45,7 @@ public:
     bool Boolean() const override;
     double Real() const override;
     std::int64_t Whole(std::int64_t least, std::int64_t most) const override;
-    std::vector<std::string> Texts() const override;
+    std::vector<std::string> Command() const override;
 
     /// Raises BadValue when it is none.
     const TomlNode::Table& Members() const;
@@ -55,6 +55,9 @@ public:
     void EachTable(const std::function<void(const FileValue&)>& read) const;
     /// Complains of the member with this name, or of the table when it has none.
     void Complain(const std::string& name, const std::string& text) const;
+
+    /// A path that begins at the folder of the file.
+    std::string PathFrom(const std::string& text) const;
 
     const TomlNode& Node;
     const std::string Key;  ///< whole, such as "bus[0].device[1].low"

@@ -33,6 +33,8 @@ constexpr Option<BusSetup> kBusOptions[] = {
     {"max_step", "--max-step", "DEGREES",
      "a temperature that jumps by more is read again at once, and doubted unless confirmed",
      [](const Value& value, BusSetup& bus) { bus.Plausible.MaxStep = MaxStep(value); }},
+    {"port_gone", nullptr, nullptr, nullptr,
+     [](const Value& value, BusSetup& bus) { bus.PortGone = value.Span(std::chrono::seconds(1), kLongestPeriod); }},
     {"driver_thread", "--driver-thread", nullptr, "run the driver on a thread of its own",
      [](const Value& value, BusSetup& bus) { bus.DriverThread = value.Boolean(); }},
     {nullptr, "--trace", nullptr,
@@ -89,7 +91,7 @@ constexpr Option<StationSetup> kStationOptions[] = {
     {"metrics.listen", "--metrics", "ADDRESS:PORT", "offer metrics to Prometheus at http://ADDRESS:PORT/metrics",
      [](const Value& value, StationSetup& setup) { setup.Metrics = ListenAddress(value); }},
     {"alarms.on_alarm", nullptr, nullptr, nullptr,
-     [](const Value& value, StationSetup& setup) { setup.OnAlarm = value.Texts(); }},
+     [](const Value& value, StationSetup& setup) { setup.OnAlarm = value.Command(); }},
 };
 
 }  // namespace

@@ -81,6 +81,10 @@ std::string TypedValue::Path() const {
     return AbsolutePath(Text());
 }
 
+std::vector<std::string> TypedValue::Command() const {
+    return {Text().find('/') == std::string::npos ? Text() : Path()};
+}
+
 bool TypedValue::Boolean() const {
     return m_Text == "true";
 }

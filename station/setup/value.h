@@ -20,7 +20,7 @@ class Value {
 public:
     virtual ~Value() = default;
 
-    /// Not empty, and without zero characters.
+    /// Not empty, UTF-8, without control characters.
     virtual std::string Text() const = 0;
     /// Absolute; a relative one begins at the current folder, in a file at that of the file.
     virtual std::string Path() const = 0;
@@ -28,7 +28,8 @@ public:
     /// Finite.
     virtual double Real() const = 0;
     virtual std::int64_t Whole(std::int64_t least, std::int64_t most) const = 0;
-    virtual std::vector<std::string> Texts() const = 0;
+    /// A program and its arguments. A program with a slash in its name is a path, as that of Path.
+    virtual std::vector<std::string> Command() const = 0;
 
     /// Of the grammar of ParseTimeSpan.
     std::chrono::milliseconds Span(std::chrono::milliseconds shortest, std::chrono::milliseconds longest) const;
@@ -50,7 +51,7 @@ public:
     bool Boolean() const override;
     double Real() const override;
     std::int64_t Whole(std::int64_t least, std::int64_t most) const override;
-    std::vector<std::string> Texts() const override { return {Text()}; }
+    std::vector<std::string> Command() const override;
 
 private:
     std::string m_Text;

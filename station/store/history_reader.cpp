@@ -191,6 +191,9 @@ namespace alarm_column {
 enum Column { kFrom, kId, kDevice, kPort, kKind, kText, kValue, kTo, kHolder };
 }  // namespace alarm_column
 
+// Of the alarm of a port.
+constexpr std::int64_t kNoDevice = 0;
+
 AlarmRow HistoryReader::AlarmOf(SqliteStatement& row) const {
     using namespace alarm_column;
     AlarmRow alarm;
@@ -213,8 +216,8 @@ AlarmRow HistoryReader::AlarmOf(SqliteStatement& row) const {
     return alarm;
 }
 
-void HistoryReader::ReadAlarms(const std::vector<StoredDevice>& devices, const Period& period,
-                               const std::function<bool(const AlarmRow&)>& take) {
+void HistoryReader::ReadAlarms(const HistoryQuery& query, const std::function<bool(const AlarmRow&)>& take) {
+    const auto devices = Find(query);
     std::map<std::int64_t, const SeriesKey*> keys;
     for (const auto& device : devices)
         keys[device.Number] = &device.Key;
@@ -223,7 +226,7 @@ void HistoryReader::ReadAlarms(const std::vector<StoredDevice>& devices, const P
                            "LEFT JOIN sessions ON sessions.id = holder WHERE (from_ms, alarms.id) > (?1, ?2) "
                            "AND from_ms < ?3 AND coalesce(to_ms, alive_ms, 0) >= ?4 ORDER BY from_ms, alarms.id "
                            "LIMIT ?5");
-    select.Bind(1, std::int64_t{0}).Bind(2, std::int64_t{0}).Bind(3, period.Until).Bind(4, period.Since);
+    select.Bind(1, std::int64_t{0}).Bind(2, std::int64_t{0}).Bind(3, query.Time.Until).Bind(4, query.Time.Since);
     select.Bind(5, std::int64_t{kPageRows});
     std::vector<std::pair<AlarmRow, std::int64_t>> page;
     do {
@@ -237,9 +240,12 @@ void HistoryReader::ReadAlarms(const std::vector<StoredDevice>& devices, const P
         if (!page.empty()) select.Bind(1, page.back().first.Alarm.From).Bind(2, id);
         for (auto& [alarm, device] : page) {
             const auto key = keys.find(device);
-            if (key == keys.end()) continue;
-            alarm.Name = key->second->Name;
-            alarm.Alarm.Address = key->second->Address;
+            const bool isOfDevice = key != keys.end();
+            const bool isOfPort =
+                device == kNoDevice && query.Device.empty() && (query.Port.empty() || query.Port == alarm.Alarm.Port);
+            if (!isOfDevice && !isOfPort) continue;
+            alarm.Name = isOfDevice ? key->second->Name : alarm.Alarm.Port;
+            if (isOfDevice) alarm.Alarm.Address = key->second->Address;
             if (!take(alarm)) return;
         }
     } while (page.size() == kPageRows);

@@ -54,10 +54,9 @@ public:
     /// For questions about one device, which outlives it.
     FiguresQuery FiguresOf(const StoredDevice& device) { return {m_Connection, device}; }
     HistorySummary Summarize(const StoredDevice& device, const Period& period);
-    /// Calls `take` with each alarm of these devices, in order of their starts, until it returns false: those that were
-    /// on at any time of the period.
-    void ReadAlarms(const std::vector<StoredDevice>& devices, const Period& period,
-                    const std::function<bool(const AlarmRow&)>& take);
+    /// Calls `take` with each alarm of the devices that are asked for, and of their ports unless a device is named, in
+    /// order of their starts, until it returns false: those that were on at any time of the period.
+    void ReadAlarms(const HistoryQuery& query, const std::function<bool(const AlarmRow&)>& take);
 
 private:
     struct Session {

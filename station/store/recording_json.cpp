@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "station/json/json.h"
+#include "station/words/time_span.h"
 
 namespace orvix::station {
 namespace {
@@ -43,6 +44,11 @@ public:
         if (!member.is_boolean()) Fail(std::string("\"") + name + "\" must be true or false");
         return member.get<bool>();
     }
+    /// Zero when it is not there.
+    std::chrono::milliseconds Span(const char* name) const {
+        constexpr std::chrono::milliseconds kLongest = kLongestTimeSpan;
+        return std::chrono::milliseconds(Has(name) ? Number(name, 1, kLongest.count()) : 0);
+    }
     Members Object(const char* name) const { return {Member(name), m_Line}; }
     std::string Text(const char* name) const {
         const auto& member = Member(name);
@@ -74,15 +80,24 @@ private:
 
 constexpr std::int64_t kAllInputs = 255;
 
+/// None is not written.
+void PutSpan(Json& json, const char* name, std::chrono::milliseconds span) {
+    if (span.count() > 0) json[name] = span.count();
+}
+
 /// Names every member, so that a new one is not forgotten here.
 Json ToJson(const AlarmLimits& limits) {
-    const auto& [low, high, inputsOn, inputsOff, holdOff] = limits;
+    const auto& [low, high, inputsOn, inputsOff, holdOff, holdOffTime, hysteresis, silent, doubtful] = limits;
     auto json = Json::object();
     if (low) json["low"] = *low;
     if (high) json["high"] = *high;
     json["inputs_on"] = inputsOn;
     json["inputs_off"] = inputsOff;
     json["hold_off"] = holdOff;
+    if (hysteresis > 0) json["hysteresis"] = hysteresis;
+    PutSpan(json, "hold_off_ms", holdOffTime);
+    PutSpan(json, "silent_ms", silent);
+    PutSpan(json, "doubtful_ms", doubtful);
     return json;
 }
 
@@ -93,6 +108,10 @@ AlarmLimits LimitsOf(const Members& json) {
     limits.InputsOn = static_cast<unsigned>(json.Number("inputs_on", 0, kAllInputs));
     limits.InputsOff = static_cast<unsigned>(json.Number("inputs_off", 0, kAllInputs));
     limits.HoldOff = static_cast<int>(json.Number("hold_off", 1, std::numeric_limits<int>::max()));
+    if (json.Has("hysteresis")) limits.Hysteresis = json.Real("hysteresis");
+    limits.HoldOffTime = json.Span("hold_off_ms");
+    limits.Silent = json.Span("silent_ms");
+    limits.Doubtful = json.Span("doubtful_ms");
     return limits;
 }
 
@@ -131,9 +150,10 @@ RecordingHeader ParseHeaderJson(std::string_view json, bool isFirst) {
 }
 
 std::string BusJson(const BusSetup& bus) {
-    // The port's file is another one at another desk; the last three change nothing of what is decided.
+    // The port's file is another one at another desk; debug, driver thread and trace change nothing of what
+    // is decided.
     const auto& [port, path, number, devices, every, retries, timeoutFactor, plainPolling, plausible, debug,
-                 driverThread, trace] = bus;
+                 driverThread, trace, portGone] = bus;
     auto list = Json::array();
     for (const auto& device : devices)
         list.push_back(ToJson(device));
@@ -147,6 +167,7 @@ std::string BusJson(const BusSetup& bus) {
                 {"plausible_high", plausible.High},
                 {"devices", std::move(list)}};
     if (plausible.MaxStep) object["max_step"] = *plausible.MaxStep;
+    PutSpan(object, "port_gone_ms", portGone);
     return Dump(object);
 }
 
@@ -167,6 +188,7 @@ BusSetup ParseBusJson(std::string_view json, std::size_t line) {
     };
     bus.Plausible = {*real("plausible_low", bus.Plausible.Low), *real("plausible_high", bus.Plausible.High),
                      real("max_step", {})};
+    bus.PortGone = members.Span("port_gone_ms");
     for (const auto& device : members.List("devices", 255))
         bus.Devices.push_back(DeviceOf(device));
     return bus;

@@ -106,14 +106,14 @@ TEST(Doubts, OfAJumpUntilASecondReadingConfirmsIt) {
 TEST(Doubts, NeverMakeAGoodValueOrAnAlarm) {
     LatestValues values;
     AlarmBook alarms;
-    alarms.Limits(IdOf("A", kAddress), {.Low = {}, .High = 30});
+    alarms.Watch("A", {.Address = kAddress, .Model = 106, .Name = {}, .Limits = {.Low = {}, .High = 30}}, 0s);
     auto good = Temperature(21);
     good.UnixMilliseconds = 1000;
     values.Take(good, 1s, 1s);
     auto doubtful = Temperature(70, Doubt::ReplyCode);
     doubtful.UnixMilliseconds = 2000;
     values.Take(doubtful, 1s, 2s);
-    EXPECT_TRUE(alarms.Take(doubtful).empty());
+    EXPECT_TRUE(alarms.Take(doubtful, 1s).empty());
     EXPECT_EQ(doubtful.Quality, Quality::Doubtful);
     EXPECT_EQ(doubtful.LastGood, ReadingValue(21.0));
     EXPECT_EQ(doubtful.Shown(), ReadingValue(70.0));

@@ -70,7 +70,7 @@ void ExpectLayout1(HistoryTest& test, std::int64_t now) {
     EXPECT_EQ(summary.Failed, 3);
     EXPECT_EQ(summary.NotRunning.count(), now - 720 * kSecond + 480 * kSecond);
     int alarms = 0;
-    reader.ReadAlarms(devices, all, [&](const AlarmRow& alarm) {
+    reader.ReadAlarms({.Port = {}, .Device = {}, .Time = all}, [&](const AlarmRow& alarm) {
         ++alarms;
         EXPECT_EQ(alarm.Alarm.Text, "too hot");
         EXPECT_EQ(alarm.Alarm.Address, 5);

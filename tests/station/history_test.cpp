@@ -156,7 +156,7 @@ TEST_F(HistoryTest, ListsAlarmsWithTheirEnds) {
     const auto list = [this](std::int64_t since, std::int64_t until, std::int64_t now, const char* device) {
         auto reader = Reader(now);
         Lines lines;
-        reader.ReadAlarms(reader.Find({.Port = {}, .Device = device, .Time = {}}), {kStart + since, kStart + until},
+        reader.ReadAlarms({.Port = {}, .Device = device, .Time = {kStart + since, kStart + until}},
                           [&](const AlarmRow& alarm) {
                               lines.push_back(LineOf(alarm, false));
                               return true;

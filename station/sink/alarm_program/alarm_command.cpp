@@ -8,10 +8,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "host/text.h"
 #include "station/model/clock.h"
+#include "station/words/quantity_text.h"
 
 namespace orvix::station {
 namespace {
@@ -98,57 +100,84 @@ AlarmCommand::AlarmCommand(std::vector<std::string> command, Duration limit, pla
                            std::function<void(const std::string&)> tell)
     : m_Limit(limit), m_Home(home), m_Tell(std::move(tell)), m_Command(std::move(command)) {}
 
-AlarmCommand::~AlarmCommand() {
-    if (m_Running) Kill();
-}
-
 void AlarmCommand::OnAlarm(const AlarmEvent& event) {
     if (m_Command.empty()) return;
-    if (m_Waiting.size() >= kMostWaiting) {
-        return TellOf(m_Command[0],
-                      "is not run for device " + NumberText(std::int32_t{event.Address}) + ": too many wait");
-    }
-    m_Waiting.push_back(event);
+    auto& queue = m_Queues[event.Id()];
+    queue.Dropped += std::erase_if(queue.Waiting, [&](const AlarmEvent& waiting) {
+        return waiting.Kind == event.Kind && waiting.Input == event.Input;
+    });
+    queue.Waiting.push_back(event);
     RunNext();
 }
 
+void AlarmCommand::Close() {
+    std::size_t waiting = 0;
+    for (auto& [device, queue] : std::exchange(m_Queues, {})) {
+        waiting += queue.Waiting.size();
+        if (queue.Now) ::kill(-queue.Now->Process, SIGKILL);
+    }
+    if (waiting > 0)
+        TellOf(m_Command.empty() ? "" : m_Command[0], "is not run for the last " + Counted(waiting, "alarm"));
+}
+
+std::size_t AlarmCommand::Runs() const {
+    return static_cast<std::size_t>(
+        std::count_if(m_Queues.begin(), m_Queues.end(), [](const auto& item) { return item.second.Now != nullptr; }));
+}
+
+/// Devices take turns.
 void AlarmCommand::RunNext() {
-    while (!m_Running && !m_Waiting.empty()) {
-        const auto event = std::move(m_Waiting.front());
-        m_Waiting.pop_front();
-        if (!m_Command.empty()) Start(event);
+    const auto isReady = [](const auto& item) { return !item.second.Now && !item.second.Waiting.empty(); };
+    while (Runs() < kMostRunning) {
+        auto next = std::find_if(m_Queues.upper_bound(m_Latest), m_Queues.end(), isReady);
+        if (next == m_Queues.end()) next = std::find_if(m_Queues.begin(), m_Queues.end(), isReady);
+        if (next == m_Queues.end()) return;
+        m_Latest = next->first;
+        RunFor(next->second);
     }
 }
 
-void AlarmCommand::Start(const AlarmEvent& event) {
+void AlarmCommand::RunFor(Queue& queue) {
+    const auto event = std::move(queue.Waiting.front());
+    queue.Waiting.pop_front();
+    if (m_Command.empty()) return;
+    if (const auto dropped = std::exchange(queue.Dropped, 0); dropped > 0) {
+        TellOf(m_Command[0], "was not run for " + Counted(dropped, "alarm") + " of " + event.Port + ", " + event.Name +
+                                 ": newer ones came while it was running");
+    }
+    Start(queue, event);
+}
+
+void AlarmCommand::Start(Queue& queue, const AlarmEvent& event) {
     const auto& program = m_Command[0];
     pid_t process = 0;
     const int failure = SpawnAttributes().Start(process, m_Command, EnvironmentOf(event));
     if (failure != 0) return TellOf(program, std::string("cannot be started: ") + std::strerror(failure));
 
-    m_Running = std::make_unique<Running>();
-    m_Running->Program = program;
-    m_Running->Process = process;
-    m_Running->Handle = platform::FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, process, 0)));
-    m_Running->End = m_Home.Watch(m_Running->Handle.Get(), POLLIN, [this](short) { TakeEnd(); });
-    m_Running->Limit = m_Home.CreateTimer([this] {
-        m_Running->IsKilled = true;
-        Kill();
+    queue.Now = std::make_unique<Running>();
+    auto& running = *queue.Now;
+    running.Program = program;
+    running.Process = process;
+    running.Handle = platform::FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, process, 0)));
+    running.End = m_Home.Watch(running.Handle.Get(), POLLIN, [this, &queue](short) { TakeEnd(queue); });
+    running.Limit = m_Home.CreateTimer([this, &queue] {
+        queue.Now->IsKilled = true;
+        Kill(queue);
     });
     const auto limit = std::chrono::ceil<std::chrono::milliseconds>(m_Limit);
     // Without a handle, for want of descriptors, nothing would tell its end.
-    m_Running->Limit->Rearm(m_Running->Handle.IsOpen() ? static_cast<std::int32_t>(limit.count()) : 0, true);
+    running.Limit->Rearm(running.Handle.IsOpen() ? static_cast<std::int32_t>(limit.count()) : 0, true);
 }
 
-void AlarmCommand::Kill() {
-    m_Running->Limit->Enabled(false);
+void AlarmCommand::Kill(Queue& queue) {
+    queue.Now->Limit->Enabled(false);
     // With what it has started. One that waits for a disk dies when that answers.
-    ::kill(-m_Running->Process, SIGKILL);
-    if (!m_Running->Handle.IsOpen()) TakeEnd();
+    ::kill(-queue.Now->Process, SIGKILL);
+    if (!queue.Now->Handle.IsOpen()) TakeEnd(queue);
 }
 
-void AlarmCommand::TakeEnd() {
-    const auto ended = std::exchange(m_Running, nullptr);
+void AlarmCommand::TakeEnd(Queue& queue) {
+    const auto ended = std::exchange(queue.Now, nullptr);
     // What it has left behind in the background goes too.
     ::kill(-ended->Process, SIGKILL);
     int status = 0;
