@@ -14,12 +14,12 @@ public:
     TestStation(const TestStation&) = delete;
     TestStation& operator=(const TestStation&) = delete;
 
-    station::Station& Shared() { return m_Station; }
+    station::StationResources& Shared() { return m_Station; }
     station::ServicesSetup ServicesFor(std::int16_t port, const std::string& path);
 
 private:
     std::string m_Folder;
-    station::Station m_Station;
+    station::StationResources m_Station;
 };
 
 /// A new folder with the name's ending "/", for temporary files.

@@ -33,8 +33,8 @@ std::string NothingFound(const BusSetup& bus) {
 
 }  // namespace
 
-BusStarter::BusStarter(Station& station, StationRun& run, SimulatedBuses& simulated, MainLoop& loop, Output& output,
-                       std::ostream& err)
+BusStarter::BusStarter(StationResources& station, StationRun& run, SimulatedBuses& simulated, MainLoop& loop,
+                       Output& output, std::ostream& err)
     : m_Station(station), m_Run(run), m_Simulated(simulated), m_Loop(loop), m_Output(output), m_Err(err) {}
 
 void BusStarter::Start(const std::vector<BusSetup>& buses) {

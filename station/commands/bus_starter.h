@@ -27,7 +27,7 @@ public:
     using SimulatedBuses = std::map<std::string, std::unique_ptr<simulator::BusServer>>;
 
     /// All outlive this. `err` shows how far scans are.
-    BusStarter(Station& station, StationRun& run, SimulatedBuses& simulated, MainLoop& loop, Output& output,
+    BusStarter(StationResources& station, StationRun& run, SimulatedBuses& simulated, MainLoop& loop, Output& output,
                std::ostream& err);
 
     /// Several at once take no heed of each other: a port on which nothing can be done is said, and the rest go on.
@@ -62,7 +62,7 @@ private:
     void OpenScan(std::list<ScannedBus>::iterator scanned, bool showBar);
     void EndScan(std::list<ScannedBus>::iterator scanned, const std::optional<std::string>& failure);
 
-    Station& m_Station;
+    StationResources& m_Station;
     StationRun& m_Run;
     SimulatedBuses& m_Simulated;
     MainLoop& m_Loop;

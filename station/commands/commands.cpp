@@ -14,11 +14,11 @@ int Execute(const TextOptions& options, MainLoop&) {
     return kDone;
 }
 
-std::unique_ptr<Station> OpenStation(const std::string& data) {
-    return std::make_unique<Station>(FindFolders(data), FindLibrary());
+std::unique_ptr<StationResources> OpenStation(const std::string& data) {
+    return std::make_unique<StationResources>(FindFolders(data), FindLibrary());
 }
 
-BusSetup SetupOf(const BusOptions& options, const PortOptions& port, Station& station) {
+BusSetup SetupOf(const BusOptions& options, const PortOptions& port, StationResources& station) {
     BusSetup setup;
     setup.PortLabel = port.Path.value_or(kSimulatedPort);
     setup.PortPath = setup.PortLabel;
@@ -28,7 +28,7 @@ BusSetup SetupOf(const BusOptions& options, const PortOptions& port, Station& st
     return setup;
 }
 
-void TellNotices(const Station& station, Output& output) {
+void TellNotices(const StationResources& station, Output& output) {
     for (const auto& notice : station.Host.Notices())
         output.Note(notice);
 }

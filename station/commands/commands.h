@@ -37,11 +37,11 @@ int Execute(const ReplayOptions& options, MainLoop& loop);
 int Execute(const TextOptions& options, MainLoop& loop);
 
 /// What a command needs before its bus: folders, database, library. `data` is the data folder; empty: the user's.
-std::unique_ptr<Station> OpenStation(const std::string& data);
+std::unique_ptr<StationResources> OpenStation(const std::string& data);
 /// Says what had to be done to open it.
-void TellNotices(const Station& station, Output& output);
+void TellNotices(const StationResources& station, Output& output);
 /// The setup of the bus on one of the ports that the options name.
-BusSetup SetupOf(const BusOptions& options, const PortOptions& port, Station& station);
+BusSetup SetupOf(const BusOptions& options, const PortOptions& port, StationResources& station);
 /// The port of a command that works on one. Raises UsageError when more are named.
 const PortOptions& OnlyPort(const BusOptions& options);
 /// `namesPorts`: lines tell which port they are about.

@@ -12,7 +12,7 @@ namespace orvix::station {
 namespace {
 
 /// A saved device needs no bus.
-std::optional<Failure> ExportSaved(const ExportOptions& options, Station& station) {
+std::optional<Failure> ExportSaved(const ExportOptions& options, StationResources& station) {
     platform::RealApartment apartment;
     platform::SerialLine line({});
     BusServices services(station.ServicesFor({}), apartment, line);
@@ -27,7 +27,8 @@ std::optional<Failure> ExportSaved(const ExportOptions& options, Station& statio
     return failure;
 }
 
-std::optional<Failure> ExportLive(const ExportOptions& options, Station& station, MainLoop& loop, Output& output) {
+std::optional<Failure> ExportLive(const ExportOptions& options, StationResources& station, MainLoop& loop,
+                                  Output& output) {
     auto setup = SetupOf(options.Bus, OnlyPort(options.Bus), station);
     const auto simulated = SimulatedUnlessPort(options.Bus, setup, output);
     std::optional<Failure> failure = Failure{errors::NotExecuted, "stopped", {}};

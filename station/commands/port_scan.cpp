@@ -6,7 +6,7 @@
 
 namespace orvix::station {
 
-PortScan::PortScan(Station& station, Apartment& home, const BusSetup& setup, ScanRange range, Output& output,
+PortScan::PortScan(StationResources& station, Apartment& home, const BusSetup& setup, ScanRange range, Output& output,
                    std::ostream& err, bool showBar, const OnFound& onFound, const OnEnd& onEnd)
     : m_Output(output),
       m_Port(setup.PortLabel),

@@ -22,7 +22,7 @@ public:
 
     /// `err` is standard error. Both functions are called on `home`; none after the object has gone, provided `home`
     /// delivers nothing while it goes. Raises what keeps the port from being opened.
-    PortScan(Station& station, Apartment& home, const BusSetup& setup, ScanRange range, Output& output,
+    PortScan(StationResources& station, Apartment& home, const BusSetup& setup, ScanRange range, Output& output,
              std::ostream& err, bool showBar, const OnFound& onFound, const OnEnd& onEnd);
 
     const std::vector<FoundDevice>& Found() const { return m_Found; }

@@ -49,7 +49,7 @@ private:
     const RunOptions m_Options;
     MainLoop& m_Loop;
     StationSetup m_Setup;
-    std::unique_ptr<Station> m_Station;
+    std::unique_ptr<StationResources> m_Station;
     LiveOutput m_Lines;
     std::optional<ScreenSession> m_Screen;
     Output& m_Output;  ///< the screen or the lines

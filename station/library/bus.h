@@ -56,6 +56,13 @@ public:
     void Close(std::function<void()> closed);
 
 private:
+    // Whether the adapter asks for a variable once a period.
+    static constexpr std::int32_t kPolled = 1;
+    static constexpr std::int32_t kLeftOut = 0;
+    // Where the adapter puts a task.
+    static constexpr std::int32_t kLastInQueue = 0;
+    static constexpr std::int32_t kFirstInQueue = 1;
+
     void Configure();
     std::shared_ptr<iOrvixDriver> CreateDriver();
     /// Returns the name that the device has.

@@ -10,7 +10,7 @@ ServicesThread::ServicesThread(const ServicesSetup& setup, const std::function<R
     std::promise<void> started;
     auto running = started.get_future();
     m_Thread = std::thread([this, setup, moveIn, promise = std::move(started), ended = std::move(ended)]() mutable {
-        Live(setup, moveIn, promise);
+        Work(setup, moveIn, promise);
         if (ended) ended();
     });
     try {
@@ -25,7 +25,7 @@ ServicesThread::~ServicesThread() {
     m_Thread.join();
 }
 
-void ServicesThread::Live(const ServicesSetup& setup, const std::function<Resident(BusServices&)>& moveIn,
+void ServicesThread::Work(const ServicesSetup& setup, const std::function<Resident(BusServices&)>& moveIn,
                           std::promise<void>& started) {
     platform::RealApartment apartment;
     platform::SerialLine serialLine({{setup.PortNumber, setup.PortPath}});

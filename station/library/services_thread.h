@@ -28,7 +28,7 @@ public:
     platform::RealApartment& Apartment() { return *m_Apartment; }
 
 private:
-    void Live(const ServicesSetup& setup, const std::function<Resident(BusServices&)>& moveIn,
+    void Work(const ServicesSetup& setup, const std::function<Resident(BusServices&)>& moveIn,
               std::promise<void>& started);
 
     platform::RealApartment* m_Apartment = nullptr;

@@ -13,7 +13,8 @@ constexpr std::chrono::seconds kPortLimit{10};
 
 /// What lives on the thread.
 struct Resident {
-    Resident(const Station& station, Apartment& home, const BusSetup& setup, Listener& listener, BusServices& services)
+    Resident(const StationResources& station, Apartment& home, const BusSetup& setup, Listener& listener,
+             BusServices& services)
         : Telling(services.Apartment(), home, listener), Driven(station.Library, services, setup, Telling) {}
 
     Outbox Telling;
@@ -27,10 +28,10 @@ StationFolders WithDatabase(StationFolders folders, const std::string& database)
 
 }  // namespace
 
-Station::Station(StationFolders folders, const std::string& libraryFile)
+StationResources::StationResources(StationFolders folders, const std::string& libraryFile)
     : Host(folders.Data), Folders(WithDatabase(std::move(folders), Host.Folder())), Library(libraryFile) {}
 
-ServicesSetup Station::ServicesFor(const BusSetup& setup) {
+ServicesSetup StationResources::ServicesFor(const BusSetup& setup) {
     return {.Directory = Directory,
             .Folders = Folders,
             .Account = Host.Account(),
@@ -41,7 +42,7 @@ ServicesSetup Station::ServicesFor(const BusSetup& setup) {
             .NetTimeoutInterval = setup.TimeoutFactor};
 }
 
-BusThread::BusThread(Station& station, Apartment& home, const BusSetup& setup, Listener& listener,
+BusThread::BusThread(StationResources& station, Apartment& home, const BusSetup& setup, Listener& listener,
                      std::function<void()> ended)
     : m_LongestStop(setup.LongestExchange() + kPortLimit),
       m_Home(home),

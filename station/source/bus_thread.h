@@ -15,9 +15,9 @@
 namespace orvix::station {
 
 /// What the buses of a station share; outlives them.
-struct Station {
+struct StationResources {
     /// Makes the database ready and loads the library. Raises what stands in the way.
-    Station(StationFolders folders, const std::string& libraryFile);
+    StationResources(StationFolders folders, const std::string& libraryFile);
 
     /// What the services of a bus are made of.
     ServicesSetup ServicesFor(const BusSetup& setup);
@@ -35,7 +35,7 @@ class BusThread {
 public:
     /// Raises what keeps the bus from starting. `ended` is called in `home` when a bus that was closed has gone, so
     /// that destruction waits no more.
-    BusThread(Station& station, Apartment& home, const BusSetup& setup, Listener& listener,
+    BusThread(StationResources& station, Apartment& home, const BusSetup& setup, Listener& listener,
               std::function<void()> ended = nullptr);
     /// Takes the bus down in order, unless that has begun, and waits for its thread.
     ~BusThread();

@@ -9,7 +9,8 @@ namespace {
 
 class LiveBus : public SourceBus {
 public:
-    LiveBus(Station& station, Apartment& home, const BusSetup& setup, Listener& listener, std::function<void()> ended)
+    LiveBus(StationResources& station, Apartment& home, const BusSetup& setup, Listener& listener,
+            std::function<void()> ended)
         : m_Thread(station, home, setup, listener, std::move(ended)) {}
 
     const BusSetup& Setup() const override { return m_Thread.Setup(); }

@@ -9,14 +9,14 @@ namespace orvix::station {
 class LiveSource : public Source {
 public:
     /// Both outlive this and its buses.
-    LiveSource(Station& station, Apartment& home) : m_Station(station), m_Home(home) {}
+    LiveSource(StationResources& station, Apartment& home) : m_Station(station), m_Home(home) {}
 
     Apartment& Home() override { return m_Home; }
     Duration Elapsed() override;
     std::unique_ptr<SourceBus> Open(const BusSetup& setup, Listener& listener, std::function<void()> ended) override;
 
 private:
-    Station& m_Station;
+    StationResources& m_Station;
     Apartment& m_Home;
 };
 

@@ -48,7 +48,7 @@ struct BusGround {
     explicit BusGround(const std::string& libraryFile) : Shared(FoldersIn(Folder.Path()), libraryFile) {}
 
     platform::MemoryFolder Folder;
-    Station Shared;
+    StationResources Shared;
     Duration LatestTold{0};
 };
 

@@ -46,7 +46,7 @@ std::int64_t InMilliseconds(Duration time) {
 
 }  // namespace
 
-ReplayBus::ReplayBus(Station& station, const BusSetup& setup, RecordedEvents& events, Duration began,
+ReplayBus::ReplayBus(StationResources& station, const BusSetup& setup, RecordedEvents& events, Duration began,
                      std::int64_t startedUnixMilliseconds, TellThen tell)
     : m_StartedUnixMilliseconds(startedUnixMilliseconds),
       m_Events(events),

@@ -21,7 +21,7 @@ public:
     /// `station` outlives this, and is of no other bus: one that was on the same port would share its devices. `began`
     /// is counted from the start of the recording, which is `startedUnixMilliseconds`. Raises Error when the library
     /// refuses the setup.
-    ReplayBus(Station& station, const BusSetup& setup, RecordedEvents& events, Duration began,
+    ReplayBus(StationResources& station, const BusSetup& setup, RecordedEvents& events, Duration began,
               std::int64_t startedUnixMilliseconds, TellThen tell);
     ~ReplayBus() override;
     ReplayBus(const ReplayBus&) = delete;

@@ -51,7 +51,8 @@ std::optional<Duration> ScanProgress::Left() const {
     return Elapsed / Done * (Total - Done);
 }
 
-ScanThread::ScanThread(Station& station, Apartment& listener, const BusSetup& setup, ScanRange range, ScanEvents events)
+ScanThread::ScanThread(StationResources& station, Apartment& listener, const BusSetup& setup, ScanRange range,
+                       ScanEvents events)
     : m_Thread(station.ServicesFor(setup), [&](BusServices& services) {
           const ScanEvents posted{PostedTo(listener, std::move(events.OnFound)),
                                   PostedTo(listener, std::move(events.OnProgress)),

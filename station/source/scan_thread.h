@@ -30,7 +30,8 @@ struct ScanEvents {
 class ScanThread {
 public:
     /// Takes port, time-out factor and tracing from the setup. Raises what keeps the port from being opened.
-    ScanThread(Station& station, Apartment& listener, const BusSetup& setup, ScanRange range, ScanEvents events);
+    ScanThread(StationResources& station, Apartment& listener, const BusSetup& setup, ScanRange range,
+               ScanEvents events);
     /// Breaks off, after the exchange under way.
     ~ScanThread();
     ScanThread(const ScanThread&) = delete;

@@ -30,7 +30,7 @@ struct Heard : station::Listener {
 TEST(Buses, SeveralInOneProcessKeepTheirReadingsApart) {
     constexpr int kBuses = 4;
     const TestFolder folder;
-    station::Station station({folder.Path + "/", folder.Path + "/config/", folder.Path + "/"}, kLibrary);
+    station::StationResources station({folder.Path + "/", folder.Path + "/config/", folder.Path + "/"}, kLibrary);
     platform::RealApartment listener;
     std::vector<std::unique_ptr<simulator::BusServer>> servers;
     std::vector<std::unique_ptr<station::BusThread>> buses;

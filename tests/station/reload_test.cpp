@@ -109,7 +109,7 @@ struct ReloadTest : testing::Test {
 
     const tests::TestFolder Folder;
     HeldLine Lines[2];
-    Station Shared{{Folder.Path + "/", Folder.Path + "/config/", Folder.Path + "/"}, tests::kLibrary};
+    StationResources Shared{{Folder.Path + "/", Folder.Path + "/config/", Folder.Path + "/"}, tests::kLibrary};
     platform::RealApartment Home;
     /// What is waited for may happen on another thread that tells nobody.
     std::unique_ptr<Timer> Turns = Home.CreateTimer([] {});

@@ -136,9 +136,10 @@ void PrintTo(const RoundTrip& trip, std::ostream* out) {
 class Replay : public testing::TestWithParam<RoundTrip> {
 protected:
     std::string Folder(const char* name) const { return m_Folder.Path + "/" + name; }
-    Station& Fresh(const char* name) {
+    StationResources& Fresh(const char* name) {
         const auto path = Folder(name) + "/";
-        m_Stations.push_back(std::make_unique<Station>(StationFolders{path, path + "config/", path}, tests::kLibrary));
+        m_Stations.push_back(
+            std::make_unique<StationResources>(StationFolders{path, path + "config/", path}, tests::kLibrary));
         return *m_Stations.back();
     }
     void Record(const RoundTrip& trip, Shown& shown, VirtualSource& source) {
@@ -151,7 +152,7 @@ protected:
     }
 
     const tests::TestFolder m_Folder;
-    std::list<std::unique_ptr<Station>> m_Stations;
+    std::list<std::unique_ptr<StationResources>> m_Stations;
 };
 
 TEST_P(Replay, ShowsWhatTheRunHasShown) {

@@ -19,7 +19,7 @@ namespace orvix::tests {
 class VirtualSource : public station::Source {
 public:
     /// The devices and faults are those of every bus; the faults of each have a seed of their own.
-    VirtualSource(station::Station& station, std::vector<simulator::SimulatedDevice> devices,
+    VirtualSource(station::StationResources& station, std::vector<simulator::SimulatedDevice> devices,
                   std::vector<simulator::Fault> faults)
         : m_Station(station), m_Devices(std::move(devices)), m_Faults(std::move(faults)) {}
 
@@ -104,7 +104,7 @@ private:
         }
     };
 
-    station::Station& m_Station;
+    station::StationResources& m_Station;
     const std::vector<simulator::SimulatedDevice> m_Devices;
     const std::vector<simulator::Fault> m_Faults;
     platform::VirtualScheduler m_Scheduler{FromUnixMilliseconds(1'766'000'000'000)};

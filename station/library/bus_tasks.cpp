@@ -1,0 +1,113 @@
+#include "station/library/bus.h"
+
+#include "devices/protocol/device_models.h"
+#include "host/iOrvixTask.h"
+#include "host/text.h"
+#include "tasks/iOrvixTaskNB1.h"
+
+namespace orvix::station {
+namespace {
+
+// How long a task may wait for the link to come up before its own time counts.
+constexpr std::chrono::seconds kLinkLimit{5};
+
+}  // namespace
+
+Reading Bus::Read(int address, ORVIXCNB1_VARS variable) {
+    const auto device = m_Adapter->Devices()->Item(NumberText(std::int32_t{address}));
+    m_Adapter->OnLine(true);
+    Failure failure;
+    const bool done = ExecuteTask(address, device->DeviceModel(), variable, failure);
+    auto reading = MakeReading(*device, variable);
+    if (!done) {
+        reading.Value = {};
+        reading.Error = failure;
+    }
+    if (!reading.Valid()) return reading;
+    if (variable == MeasuredVariable(reading.Model)) reading.Why = DoubtOf(reading);
+    reading.Quality = reading.IsGood() ? Quality::Good : Quality::Doubtful;
+    reading.LastGood = reading.Value;
+    reading.LastGoodUnixMilliseconds = reading.UnixMilliseconds;
+    reading.Age = std::chrono::milliseconds(0);
+    return reading;
+}
+
+std::optional<Failure> Bus::Export(int address, const ExportTarget& target) {
+    const auto device = m_Adapter->Devices()->Item(NumberText(std::int32_t{address}));
+    const auto& model = DeviceModelOf(device->DeviceModel());
+    std::vector<ORVIXCNB1_VARS> variables{model.Measurement.VarID};
+    if (model.HasSerialNumber) variables.push_back(ORVIXCNB1_VAR_SERIAL_NUMBER);
+    for (const auto variable : variables) {
+        auto reading = Read(address, variable);
+        if (!reading.Valid()) return std::move(reading.Error);
+    }
+    SupplyRecord(*device, ORVIXCNB1_VAR_STATUS, device->DefaultVar()->Value().ToText());
+    // The bus carries no log: that of a live device is empty.
+    SupplyRecord(*device, ORVIXCNB1_VAR_TEMP_LOG, ByteArray{});
+    m_LinkTrouble.clear();
+    if (SaveDevice(*device, target)) return std::nullopt;
+    return Failure{errors::General, m_LinkTrouble, m_LastTrouble};
+}
+
+/// The device makes the record, with its name and tag, when it is asked for the command that reads it.
+void Bus::SupplyRecord(iOrvixDevice& device, ORVIXCNB1_VARS variable, Variant value) const {
+    const auto task = m_Library.Create<iOrvixTaskNB1>("cOrvixTaskNB1", m_Host.Get());
+    task->GetVar(variable);
+    device.TaskCommand(*task);
+    const auto record = device.VarsEx().Item(NumberText(std::int32_t{variable}));
+    record->Value(std::move(value));
+    record->Pending(false);
+    record->Valid(true);
+}
+
+std::unique_ptr<SharedEntry> Bus::Queue(iOrvixTaskNB1& task, int address, std::int32_t model, ORVIXCNB1_VARS variable,
+                                        std::int32_t priority) {
+    task.DeviceAddress(NumberText(std::int32_t{address}));
+    task.DeviceModel(model);
+    task.NetTimeoutInterval(m_Setup.TimeoutFactor);
+    task.TimeoutInterval(static_cast<std::int32_t>(m_Setup.LongestExchange().count()));
+    task.GetVar(variable);
+
+    auto entry = m_Host.Get().Messaging.CreateSharedEntry();
+    entry->Create({});
+    entry->Lock();
+    entry->Data().ArgumentList.push_back(task.GetSuperState());
+    entry->Unlock();
+    m_Adapter->NewWork(entry->Name(), priority);
+    return entry;
+}
+
+std::unique_ptr<SharedEntry> Bus::QueueSerialNumber(int address) {
+    // Of a digital module the driver takes such a request only as one to a sensor.
+    const auto task = m_Library.Create<iOrvixTaskNB1>("cOrvixTaskNB1", m_Host.Get());
+    return Queue(*task, address, kTemperatureSensorModel, ORVIXCNB1_VAR_SERIAL_NUMBER, kLastInQueue);
+}
+
+std::optional<std::string> Bus::SerialNumberOf(int address) const {
+    const auto device = FindDevice(NumberText(std::int32_t{address}));
+    const auto key = NumberText(std::int32_t{ORVIXCNB1_VAR_SERIAL_NUMBER});
+    if (!device || !device->VarsEx().Exists(key) || !device->VarsEx().Item(key)->Valid()) return std::nullopt;
+    return device->VarsEx().Item(key)->Value().ToText();
+}
+
+bool Bus::ExecuteTask(int address, std::int32_t model, ORVIXCNB1_VARS variable, Failure& failure) {
+    m_LinkTrouble.clear();
+    const auto task = m_Library.Create<iOrvixTaskNB1>("cOrvixTaskNB1", m_Host.Get());
+    const auto entry = Queue(*task, address, model, variable, kLastInQueue);
+    const auto limit = m_Setup.LongestExchange() + kLinkLimit;
+    const auto answered = [&] { return entry->WaitForCompletion(0) || !m_LinkTrouble.empty() || m_CloseTimer; };
+    m_Host.Apartment().PumpUntil(answered, limit);
+    if (!entry->WaitForCompletion(0)) {
+        failure = {errors::NotConnected, m_LinkTrouble.empty() ? "the task was not answered" : m_LinkTrouble,
+                   m_LastTrouble};
+        return false;
+    }
+    entry->Lock();
+    const Error outcome(entry->Data().e, entry->Data().eDescr);
+    entry->Unlock();
+    if (outcome.Number != errors::None)
+        failure = m_TaskFailure.value_or(CauseOf(address, Explain(outcome.Number, outcome.Description)));
+    return outcome.Number == errors::None;
+}
+
+}  // namespace orvix::station
