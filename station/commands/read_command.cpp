@@ -5,6 +5,18 @@
 #include "station/model/text.h"
 
 namespace orvix::station {
+namespace {
+
+/// The value alone of a device that is the only one; of several each with its address.
+void Show(const Reading& reading, const BusSetup& setup, bool isJson, Output& output) {
+    if (isJson) return output.Show(reading);
+    const auto address = std::to_string(reading.Address);
+    if (!reading.Valid()) return output.Trouble(setup.PortLabel + ", device " + address, reading.Error);
+    if (setup.Devices.size() > 1) std::cout << address << "\t";
+    std::cout << ValueText(reading.Value) << std::endl;
+}
+
+}  // namespace
 
 int Execute(const ReadOptions& options, MainLoop& loop) {
     auto station = OpenStation(options.Bus.Data);
@@ -14,27 +26,22 @@ int Execute(const ReadOptions& options, MainLoop& loop) {
 
     const auto simulated = SimulatedUnlessPort(options.Bus, setup, *output);
 
-    std::optional<Reading> result;
     MessagesOnly messages(options.Bus, *output);
     BusThread bus(*station, loop.Apartment(), setup, messages);
-    const auto address = setup.Devices[0].Address;
-    bus.Post([&](Bus& b) {
-        loop.Apartment().Post([&, reading = b.Read(address, options.Variable)] {
-            result = reading;
-            loop.Stop();
+    std::size_t good = 0;
+    std::size_t left = setup.Devices.size();
+    const auto show = [&](const Reading& reading) {
+        Show(reading, setup, options.Bus.Json, *output);
+        if (reading.Valid()) ++good;
+        if (--left == 0) loop.Stop();
+    };
+    for (const auto& device : setup.Devices) {
+        bus.Post([&, address = device.Address](Bus& b) {
+            loop.Apartment().Post([&show, reading = b.Read(address, options.Variable)] { show(reading); });
         });
-    });
-    loop.Run();
-
-    if (!result) return kFailed;
-    if (options.Bus.Json) {
-        output->Show(*result);
-    } else if (result->Valid()) {
-        std::cout << ValueText(result->Value) << std::endl;
-    } else {
-        output->Trouble(setup.PortLabel + ", device " + std::to_string(address), result->Error);
     }
-    return result->Valid() ? kDone : kFailed;
+    loop.Run();
+    return good == setup.Devices.size() ? kDone : kFailed;
 }
 
 }  // namespace orvix::station

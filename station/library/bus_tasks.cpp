@@ -11,13 +11,17 @@ namespace {
 // How long a task may wait for the link to come up before its own time counts.
 constexpr std::chrono::seconds kLinkLimit{5};
 
+// Of a digital module, too, the driver takes a request for its serial number only as one to a sensor.
+constexpr std::int32_t kAsksSerialNumbers = kTemperatureSensorModel;
+
 }  // namespace
 
 Reading Bus::Read(int address, ORVIXCNB1_VARS variable) {
     const auto device = m_Adapter->Devices()->Item(NumberText(std::int32_t{address}));
     m_Adapter->OnLine(true);
     Failure failure;
-    const bool done = ExecuteTask(address, device->DeviceModel(), variable, failure);
+    const auto model = variable == ORVIXCNB1_VAR_SERIAL_NUMBER ? kAsksSerialNumbers : device->DeviceModel();
+    const bool done = ExecuteTask(address, model, variable, failure);
     auto reading = MakeReading(*device, variable);
     if (!done) {
         reading.Value = {};
@@ -78,9 +82,8 @@ std::unique_ptr<SharedEntry> Bus::Queue(iOrvixTaskNB1& task, int address, std::i
 }
 
 std::unique_ptr<SharedEntry> Bus::QueueSerialNumber(int address) {
-    // Of a digital module the driver takes such a request only as one to a sensor.
     const auto task = m_Library.Create<iOrvixTaskNB1>("cOrvixTaskNB1", m_Host.Get());
-    return Queue(*task, address, kTemperatureSensorModel, ORVIXCNB1_VAR_SERIAL_NUMBER, kLastInQueue);
+    return Queue(*task, address, kAsksSerialNumbers, ORVIXCNB1_VAR_SERIAL_NUMBER, kLastInQueue);
 }
 
 std::optional<std::string> Bus::SerialNumberOf(int address) const {

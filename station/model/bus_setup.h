@@ -30,6 +30,9 @@ struct Plausibility {
     bool operator==(const Plausibility&) const = default;
 };
 
+/// What people call the port of a bus that is simulated.
+inline constexpr char kSimulatedPort[] = "simulated";
+
 /// What a bus is and how it is to be used.
 struct BusSetup {
     std::string PortLabel;        ///< what people call the port

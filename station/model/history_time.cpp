@@ -44,14 +44,28 @@ std::optional<std::int64_t> When(std::string text) {
     return std::nullopt;
 }
 
+std::optional<std::int64_t> LatestTimeOfDay(std::string_view text, std::int64_t now) {
+    constexpr std::int64_t day = 86'400'000;
+    for (const char* form : {"dd:dd", "d:dd"}) {
+        const auto numbers = NumbersOf(text, form);
+        if (!numbers) continue;
+        const auto& n = *numbers;
+        if (n[0] > 23 || n[1] > 59) return std::nullopt;
+        const auto time = now - now % day + (n[0] * 60 + n[1]) * 60'000;
+        return time > now ? time - day : time;
+    }
+    return std::nullopt;
+}
+
 }  // namespace
 
 std::int64_t ParseHistoryTime(const std::string& text, std::int64_t now) {
     if (const auto ago = ParseTimeSpan(text)) return now - ago->count();
     if (const auto when = When(text)) return *when;
+    if (const auto time = LatestTimeOfDay(text, now)) return *time;
     throw Error(errors::General, "'" + text +
                                      "' is no time: write how long ago, such as 15m, 2h, 30d or 1h30m, or when in UTC, "
-                                     "such as 2026-11-22T10:00");
+                                     "such as 09:30, 2026-11-22 or 2026-11-22T10:00");
 }
 
 }  // namespace orvix::station

@@ -3,10 +3,12 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <map>
+#include <vector>
 
 #include "simulator/device_arguments.h"
 #include "station/model/version.h"
 #include "station/setup/arguments.h"
+#include "station/setup/nearest_name.h"
 
 // The only source that knows the parser: its header alone takes ten seconds to compile.
 
@@ -26,6 +28,15 @@ bool NeedsDefaultCommand(const std::vector<std::string>& arguments, const std::v
     const auto begins = [&](const std::string& text) { return !arguments.empty() && arguments[0] == text; };
     if (begins("--help") || begins("-h") || begins("--help-all") || begins("--version")) return false;
     return std::none_of(commands.begin(), commands.end(), [&](const Command& command) { return begins(command.Name); });
+}
+
+UsageError UnknownCommand(const std::string& name, const std::vector<Command>& commands) {
+    std::vector<std::string> names;
+    for (const auto& command : commands)
+        names.push_back(command.Name);
+    const auto nearest = NearestName(name, names);
+    return UsageError("unknown command " + name +
+                      (nearest.empty() ? "; nimbo1 --help lists them" : "; did you mean " + nearest + "?"));
 }
 
 using Rows = std::map<const CLI::Option*, const Argument*>;
@@ -80,7 +91,7 @@ void AddCommand(CLI::App& parent, const Command& command, CommandLine& result) {
 CommandLine ParseCommandLine(std::vector<std::string> arguments) {
     const auto commands = AllCommands();
     if (NeedsDefaultCommand(arguments, commands)) {
-        if (!arguments.empty() && !arguments[0].starts_with('-')) throw UsageError("unknown command " + arguments[0]);
+        if (!arguments.empty() && !arguments[0].starts_with('-')) throw UnknownCommand(arguments[0], commands);
         arguments.insert(arguments.begin(), kDefaultCommand);
     }
 

@@ -23,9 +23,6 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// What people call the port of a bus that is simulated.
-inline constexpr char kSimulatedPort[] = "simulated";
-
 /// A port and the devices named for it.
 struct PortOptions {
     std::optional<std::string> Path;  ///< absolute; none: a simulated bus

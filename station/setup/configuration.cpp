@@ -121,6 +121,10 @@ void ReadBuses(const FileValue& buses, StationSetup& setup) {
         auto keys = KeysOf(BusOptionTable(), {}, bus);
         keys.push_back({"device", [&](const FileValue& value) { ReadDevices(value, bus); }});
         ReadTable(table, keys);
+        if (table.Member("port") == nullptr) {
+            table.Complain("port",
+                           "the port is missing: write its device file, or \"" + std::string(kSimulatedPort) + "\"");
+        }
         if (bus.Plausible.Low >= bus.Plausible.High) table.Complain("plausible_low", "must be below plausible_high");
         for (const auto& other : setup.Buses) {
             if (!bus.PortPath.empty() && bus.PortPath == other.PortPath)
@@ -172,6 +176,7 @@ StationSetup ParseConfiguration(std::string_view text, const std::string& name) 
     if (tree.As<TomlNode::Table>()->empty()) wrong.Add({1, 1}, {}, "the configuration is empty: it sets nothing");
     StationSetup setup;
     ReadTable(FileValue(tree, {}, wrong), StationKeys(setup));
+    if (!wrong.Any() && setup.Buses.empty()) wrong.Add({1, 1}, {}, "no bus is set: write [[bus]] and its port");
     if (wrong.Any()) throw ConfigurationError(wrong.Lines());
     return setup;
 }

@@ -23,7 +23,7 @@ private:
 /// Reads a configuration:
 ///
 ///   data = "DIR"
-///   [[bus]]           port (none: a simulated bus), name, every, retries, timeout_factor, port_gone, driver_thread
+///   [[bus]]           port ("simulated": none), name, every, retries, timeout_factor, port_gone, driver_thread
 ///   [[bus.device]]    address, model, name, low, high, hysteresis, inputs = {BIT = true or false},
 ///                     hold_off (readings, or a time), silent, doubtful
 ///   [history]         on, keep, keep_rollups, record, dead_band, longest_silence, max_size

@@ -70,9 +70,6 @@ struct FileKey {
     std::function<void(const FileValue&)> Read;
 };
 
-/// The name most like `key`; empty when none is.
-std::string NearestName(const std::string& key, const std::vector<std::string>& names);
-
 /// Reads the values of a table; each unknown key and each value that cannot be used is a complaint.
 void ReadTable(const FileValue& table, const std::vector<FileKey>& keys);
 

@@ -16,7 +16,10 @@ double MaxStep(const Value& value) {
 }
 
 constexpr Option<BusSetup> kBusOptions[] = {
-    {"port", nullptr, nullptr, nullptr, [](const Value& value, BusSetup& bus) { bus.PortPath = value.Path(); }},
+    {"port", nullptr, nullptr, nullptr,
+     [](const Value& value, BusSetup& bus) {
+         if (value.Text() != kSimulatedPort) bus.PortPath = value.Path();
+     }},
     {"name", nullptr, nullptr, nullptr, [](const Value& value, BusSetup& bus) { bus.PortLabel = value.Text(); }},
     {"every", "--every", "TIME", "polling period (1s)",
      [](const Value& value, BusSetup& bus) { bus.Every = value.Span(kShortestPeriod, kLongestPeriod); }},
@@ -44,9 +47,12 @@ constexpr Option<BusSetup> kBusOptions[] = {
      [](const Value& value, BusSetup& bus) { bus.Debug = value.Boolean(); }},
 };
 
-/// Host and port: what stands behind the last colon is a number, and something stands before it.
+/// Host and port: what stands behind the last colon is a number, and something stands before it. No name is looked up,
+/// which may take long, but the one that everybody writes.
 std::string ListenAddress(const Value& value) {
     auto text = value.Text();
+    constexpr std::string_view localhost = "localhost:";
+    if (text.starts_with(localhost)) text.replace(0, localhost.size(), "127.0.0.1:");
     if (!ParseMetricsAddress(text)) throw BadValue(kMetricsAddressForm);
     return text;
 }

@@ -25,7 +25,9 @@ Command Running(const char* name, const char* help, const char* recordOption) {
         {.Name = "--for", .Type = "TIME", .Help = "stop after this time", .Take = [options](const Value& value) {
              options->For = value.Span(std::chrono::milliseconds(1), kLongestRun);
          }});
-    arguments.push_back(Flag("--plain", "lines instead of the live screen, also on a terminal", options->Plain));
+    auto plain = Flag("--plain", "lines instead of the live screen, also on a terminal", options->Plain);
+    plain.Excludes = {"--json"};
+    arguments.push_back(std::move(plain));
     arguments.push_back(Flag("-q,--quiet", "no readings, only what is out of the ordinary", options->Quiet));
     for (const char* option : {"--metrics", "--no-history"})
         arguments.push_back(StationOption(option, options->OfStation));

@@ -142,7 +142,7 @@ TEST(Run, AReloadDuringAScanFollowsIt) {
     std::ofstream(file) << "[[bus]]\nport = \"" << bus->Terminal.Path() << "\"\n";
     Program program({"run", "--config", file, "--json", "--for", "2m"});
     ASSERT_TRUE(program.AwaitError("looking for some"));
-    std::ofstream(file) << "[[bus]]\nname = \"other\"\n";
+    std::ofstream(file) << "[[bus]]\nport = \"simulated\"\nname = \"other\"\n";
     program.Signal(SIGHUP);
     ASSERT_TRUE(program.AwaitError("the configuration is read again when the scan has ended"));
     bus.reset();
@@ -214,9 +214,10 @@ TEST(Run, AReloadRunsTheNewAlarmProgramFromItsFirstAlarmOn) {
     const auto file = folder.Path + "/n.toml";
     const auto told = folder.Path + "/told";
     const auto configure = [&](const std::string& limit, const std::string& program) {
-        std::ofstream(file) << "[[bus]]\nevery = \"100ms\"\n[[bus.device]]\naddress = 5\nmodel = \"sensor\"\n"
-                            << limit << "\n[alarms]\non_alarm = [\"sh\", \"-c\", \"echo " << program
-                            << " $NIMBO1_EVENT $NIMBO1_ALARM >>" << told << "\"]\n";
+        std::ofstream(file)
+            << "[[bus]]\nport = \"simulated\"\nevery = \"100ms\"\n[[bus.device]]\naddress = 5\nmodel = \"sensor\"\n"
+            << limit << "\n[alarms]\non_alarm = [\"sh\", \"-c\", \"echo " << program
+            << " $NIMBO1_EVENT $NIMBO1_ALARM >>" << told << "\"]\n";
     };
     configure("high = 20", "first");
     Program program({"run", "--config", file, "--json", "--for", "2m"});

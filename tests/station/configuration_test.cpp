@@ -46,6 +46,7 @@ address = 7
 model = 104
 inputs = { 0 = true, 7 = false }
 [[bus]]
+port = "simulated"
 [history]
 on = false
 keep = "2w"
@@ -85,16 +86,18 @@ on_alarm = ["say", "it"]
 }
 
 TEST(Configuration, EveryErrorHasItsPlaceAndKey) {
-    const std::string device = "[[bus]]\n[[bus.device]]\naddress = 5\nmodel = \"sensor\"\n";
-    const std::string module = "[[bus]]\n[[bus.device]]\naddress = 5\nmodel = \"digital\"\n";
+    const std::string device = "[[bus]]\nport = \"simulated\"\n[[bus.device]]\naddress = 5\nmodel = \"sensor\"\n";
+    const std::string module = "[[bus]]\nport = \"simulated\"\n[[bus.device]]\naddress = 5\nmodel = \"digital\"\n";
     const struct {
         std::string Text;
         std::vector<std::string> Lines;
     } cases[] = {
-        {"[[bus]]\nevery = \"10ms\"", {"f:2:9: bus[0].every: '10ms' is not from 100ms to 576h"}},
-        {"[[bus]]\nevery = 1", {"f:2:9: bus[0].every: write a text in quotes, and not an empty one"}},
+        {"[[bus]]\nport = \"simulated\"\nevery = \"10ms\"", {"f:3:9: bus[0].every: '10ms' is not from 100ms to 576h"}},
+        {"[[bus]]\nport = \"simulated\"\nevery = 1",
+         {"f:3:9: bus[0].every: write a text in quotes, and not an empty one"}},
         {"[[bus]]\nport = \"\"", {"f:2:8: bus[0].port: write a text in quotes, and not an empty one"}},
-        {"[[bus]]\nevry = \"1s\"", {"f:2:1: bus[0].evry: there is no such key; did you mean every?"}},
+        {"[[bus]]\nport = \"simulated\"\nevry = \"1s\"",
+         {"f:3:1: bus[0].evry: there is no such key; did you mean every?"}},
         {"colour = 1", {"f:1:1: colour: there is no such key"}},
         {"", {"f:1:1: the configuration is empty: it sets nothing"}},
         {"# [[bus]]\n", {"f:1:1: the configuration is empty: it sets nothing"}},
@@ -103,25 +106,26 @@ TEST(Configuration, EveryErrorHasItsPlaceAndKey) {
           "'\\u0001'"}},
         {"[bus]", {"f:1:1: bus: write [[...]] with two brackets: there may be several"}},
         {"history = 1", {"f:1:11: history: this must be a table: [history]"}},
-        {"[[bus]]\nretries = -1\ntimeout_factor = 0\n[history]\nkeep = \"1s\"\nmax_size = \"9EB\"\non = 1",
-         {"f:2:11: bus[0].retries: write a whole number from 0 to 100",
-          "f:3:18: bus[0].timeout_factor: write a whole number from 1 to 10000",
-          "f:5:8: history.keep: '1s' is not from 1h to 876000h",
-          "f:6:12: history.max_size: write \"500MB\" or \"2GB\", at least 1MB",
-          "f:7:6: history.on: write true or false"}},
-        {"[[bus]]\n[[bus.device]]\nname = \"x\"",
-         {"f:2:1: bus[0].device[0]: the address is missing", "f:2:1: bus[0].device[0]: the model is missing"}},
+        {"[[bus]]\nport = \"simulated\"\nretries = -1\ntimeout_factor = 0\n[history]\nkeep = \"1s\"\nmax_size = "
+         "\"9EB\"\non = 1",
+         {"f:3:11: bus[0].retries: write a whole number from 0 to 100",
+          "f:4:18: bus[0].timeout_factor: write a whole number from 1 to 10000",
+          "f:6:8: history.keep: '1s' is not from 1h to 876000h",
+          "f:7:12: history.max_size: write \"500MB\" or \"2GB\", at least 1MB",
+          "f:8:6: history.on: write true or false"}},
+        {"[[bus]]\nport = \"simulated\"\n[[bus.device]]\nname = \"x\"",
+         {"f:3:1: bus[0].device[0]: the address is missing", "f:3:1: bus[0].device[0]: the model is missing"}},
         {device + "[[bus.device]]\naddress = 5\nmodel = 106",
-         {"f:6:11: bus[0].device[1].address: address 5 is there twice on this bus"}},
-        {"[[bus]]\n[[bus.device]]\naddress = 256\nmodel = 105",
-         {"f:3:11: bus[0].device[0].address: write a whole number from 1 to 255",
-          "f:4:9: bus[0].device[0].model: '105' is no model: write sensor (106) or digital (104)"}},
-        {device + "low = 5\nhigh = 5", {"f:5:7: bus[0].device[0].low: must be below high"}},
-        {device + "low = nan", {"f:5:7: bus[0].device[0].low: write a number"}},
-        {device + "inputs = { 0 = true }", {"f:5:10: bus[0].device[0].inputs: a sensor has a temperature, not inputs"}},
-        {module + "high = 5", {"f:5:8: bus[0].device[0].high: a digital module has inputs, not temperatures"}},
+         {"f:7:11: bus[0].device[1].address: address 5 is there twice on this bus"}},
+        {"[[bus]]\nport = \"simulated\"\n[[bus.device]]\naddress = 256\nmodel = 105",
+         {"f:4:11: bus[0].device[0].address: write a whole number from 1 to 255",
+          "f:5:9: bus[0].device[0].model: '105' is no model: write sensor (106) or digital (104)"}},
+        {device + "low = 5\nhigh = 5", {"f:6:7: bus[0].device[0].low: must be below high"}},
+        {device + "low = nan", {"f:6:7: bus[0].device[0].low: write a number"}},
+        {device + "inputs = { 0 = true }", {"f:6:10: bus[0].device[0].inputs: a sensor has a temperature, not inputs"}},
+        {module + "high = 5", {"f:6:8: bus[0].device[0].high: a digital module has inputs, not temperatures"}},
         {module + "inputs = { 8 = true }",
-         {"f:5:10: bus[0].device[0].inputs: write the inputs that are an alarm by bit, such as { 0 = true, 7 = false "
+         {"f:6:10: bus[0].device[0].inputs: write the inputs that are an alarm by bit, such as { 0 = true, 7 = false "
           "}"}},
         {"[[bus]]\nport = \"/p\"\nname = \"a\"\n[[bus]]\nport = \"/p\"\nname = \"a\"",
          {"f:5:8: bus[1].port: this port is there twice", "f:6:8: bus[1].name: this name is there twice"}},
@@ -129,6 +133,8 @@ TEST(Configuration, EveryErrorHasItsPlaceAndKey) {
          {"f:2:10: metrics.listen: write a numeric address and a port, such as 127.0.0.1:9400"}},
         {"[alarms]\non_alarm = \"x\"",
          {"f:2:12: alarms.on_alarm: write a list of texts, such as [\"program\", \"argument\"]"}},
+        {"[[bus]]\nname = \"a\"", {"f:1:1: bus[0]: the port is missing: write its device file, or \"simulated\""}},
+        {"[history]\non = true", {"f:1:1: no bus is set: write [[bus]] and its port"}},
     };
     for (const auto& c : cases)
         EXPECT_THAT(Complaints(c.Text), ElementsAreArray(c.Lines)) << c.Text;

@@ -75,7 +75,8 @@ TEST(Scan, TwoDevicesAtOneAddressAreSuspect) {
 TEST(Config, CheckTellsWhatIsInAFileOrWrongWithIt) {
     const TestFolder folder;
     const auto file = folder.Path + "/n.toml";
-    std::ofstream(file) << "[[bus]]\n[[bus.device]]\naddress = 5\nmodel = \"sensor\"\n[[bus]]\n";
+    std::ofstream(file) << "[[bus]]\nport = \"simulated\"\n[[bus.device]]\naddress = 5\nmodel = "
+                           "\"sensor\"\n[[bus]]\nport = \"simulated\"\n";
     const auto good = RunProgram({"config", "check", file});
     EXPECT_EQ(good.Status, 0);
     EXPECT_EQ(good.Out, file + ": 2 buses, 1 device\n");
@@ -85,11 +86,11 @@ TEST(Config, CheckTellsWhatIsInAFileOrWrongWithIt) {
     EXPECT_TRUE(run.AwaitError("configuration read again: nothing has changed"));
     run.Signal(SIGINT);
     EXPECT_EQ(run.Finish().Status, 0);
-    std::ofstream(file) << "[[bus]]\nevery = 1\nretry = 1\n";
+    std::ofstream(file) << "[[bus]]\nport = \"simulated\"\nevery = 1\nretry = 1\n";
     const auto bad = RunProgram({"config", "check", file});
     EXPECT_EQ(bad.Status, 1);
-    EXPECT_EQ(bad.Err, file + ":2:9: bus[0].every: write a text in quotes, and not an empty one\n" + file +
-                           ":3:1: bus[0].retry: there is no such key; did you mean retries?\n");
+    EXPECT_EQ(bad.Err, file + ":3:9: bus[0].every: write a text in quotes, and not an empty one\n" + file +
+                           ":4:1: bus[0].retry: there is no such key; did you mean retries?\n");
 }
 
 }  // namespace

@@ -60,7 +60,7 @@ TEST(Service, ItsManagerHearsThatItIsReadyLivesReadsItsConfigurationAgainAndStop
     const ServiceManager manager;
     const TestFolder folder;
     const auto file = folder.Path + "/n.toml";
-    std::ofstream(file) << "[[bus]]\n";
+    std::ofstream(file) << "[[bus]]\nport = \"simulated\"\n";
     Program program({"run", "--config", file, "--json"});
     EXPECT_EQ(manager.Next(), "READY=1\nSTATUS=simulated is online");
     manager.AwaitSignOfLife();

@@ -48,14 +48,14 @@ TEST(Setup, CommandLineAndFileFillTheSame) {
         std::vector<std::string> Arguments;
         const char* File;
     } cases[] = {
-        {{"--every", "1m30s"}, "[[bus]]\nevery = \"90s\""},
-        {{"--retries", "7"}, "[[bus]]\nretries = 7"},
-        {{"--timeout-factor", "55"}, "[[bus]]\ntimeout_factor = 55"},
-        {{"--max-step", "2.5"}, "[[bus]]\nmax_step = 2.5"},
-        {{"--driver-thread"}, "[[bus]]\ndriver_thread = true"},
-        {{"--data", "/d"}, "data = \"/d\"\n[[bus]]"},
-        {{"--no-history"}, "[[bus]]\n[history]\non = false"},
-        {{"--metrics", "[::1]:9400"}, "[[bus]]\n[metrics]\nlisten = \"[::1]:9400\""},
+        {{"--every", "1m30s"}, "[[bus]]\nport = \"simulated\"\nevery = \"90s\""},
+        {{"--retries", "7"}, "[[bus]]\nport = \"simulated\"\nretries = 7"},
+        {{"--timeout-factor", "55"}, "[[bus]]\nport = \"simulated\"\ntimeout_factor = 55"},
+        {{"--max-step", "2.5"}, "[[bus]]\nport = \"simulated\"\nmax_step = 2.5"},
+        {{"--driver-thread"}, "[[bus]]\nport = \"simulated\"\ndriver_thread = true"},
+        {{"--data", "/d"}, "data = \"/d\"\n[[bus]]\nport = \"simulated\""},
+        {{"--no-history"}, "[[bus]]\nport = \"simulated\"\n[history]\non = false"},
+        {{"--metrics", "[::1]:9400"}, "[[bus]]\nport = \"simulated\"\n[metrics]\nlisten = \"[::1]:9400\""},
         {{"--port", "/dev/p", "--device", "5:sensor:Oven"},
          "[[bus]]\nport = \"/dev/p\"\n[[bus.device]]\naddress = 5\nmodel = \"sensor\"\nname = \"Oven\""},
     };
@@ -100,6 +100,10 @@ TEST(Setup, OfAnOptionTheErrorNamesIt) {
         {{"export", "--format", "doc", "--out", "x"}, "--format: 'doc' is none of text, report, device, csv, pdf"},
         {{"history", "--since", "1fortnight"}, "--since '1fortnight' is no time"},
         {{"history", "--csv", "--json"}, "--csv excludes --json"},
+        {{"run", "--plain", "--json"}, "--plain excludes --json"},
+        {{"sacn"}, "unknown command sacn; did you mean scan?"},
+        {{"helth"}, "unknown command helth; did you mean health?"},
+        {{"frobnicate"}, "unknown command frobnicate; nimbo1 --help lists them"},
     };
     for (const auto& c : cases) {
         try {

@@ -125,6 +125,17 @@ TEST(Read, AcceptsEveryVariableAndAnswersWithTheSystemsOwnError) {
     }
 }
 
+TEST(Read, TakesSeveralDevicesAndTellsWhichIsWhich) {
+    const auto all = RunProgram({"read", "--device", "7:digital", "--device", "5:sensor", "serial"});
+    EXPECT_EQ(all.Status, 0) << all.Err;
+    EXPECT_EQ(all.Out, "7\tNB1-0007\n5\tNB1-0005\n");
+    const auto some =
+        RunProgram({"read", "--retries", "0", "--device", "9:sensor", "--device", "5:sensor", "temperature"});
+    EXPECT_EQ(some.Status, 1);
+    EXPECT_EQ(some.Out, "5\t21.5\n");
+    EXPECT_NE(some.Err.find("device 9: No complete reply"), std::string::npos) << some.Err;
+}
+
 TEST(Run, ReadsOnAfterTheLineHasVanishedAndComeBack) {
     const TestFolder folder;
     const auto link = folder.Path + "/line";
@@ -201,6 +212,10 @@ TEST(CommandLine, WrongUsageIsOneClearLine) {
         {{"run", "--metrics", "localhost"}, 2, "127.0.0.1:9400"},
         {{"read", "--device", "5:sensor", "humidity"}, 2, "humidity"},
         {{"read", "--device", "5:sensor"}, 2, "variable"},
+        {{"read", "--device", "5:sensor", "--device", "7:digital", "temperature"},
+         2,
+         "Module, which has no temperature"},
+        {{"read", "--device", "5:sensor", "inputs"}, 2, "device 5 is a Nimbo1 Temperature Sensor, which has no inputs"},
         {{"toast"}, 2, "toast"},
         {{"--no-such-option"}, 2, "--no-such-option"},
         {{"simulate", "--device", "5:digital=256"}, 2, "0 to 255"},
