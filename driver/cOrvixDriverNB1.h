@@ -76,7 +76,6 @@ private:
     void ShowDebugInfo(const std::vector<std::string>& fields);
     void AcceptWork(const std::string& memoryMapKey);
     void ScheduleWork(const char* tag);
-    bool Working() const { return m_Busy || m_WorkAccepted; }
     void SendResult(const char* message, ErrorNumber e, const std::string& eDescr);
     void ReleaseWindow();
 
@@ -130,10 +129,8 @@ private:
     /// The control has been given the port number since the last change of the port.
     bool m_PortPrepared = false;
     bool m_Connected = false;
-    /// A work item is being processed. Opening and closing the port clear it.
+    /// A work item has been accepted and not been answered yet: it holds the one work slot, whatever the port does.
     bool m_Busy = false;
-    /// A work item has been accepted and not been answered yet: it holds the one work slot, whatever clears m_Busy.
-    bool m_WorkAccepted = false;
     std::string m_WorkKey;
     /// Of the simulated reply.
     std::optional<Countdown> m_Countdown;

@@ -50,7 +50,6 @@ const Variant& Param(iOrvixTaskNB1& task, std::size_t position) {
 }  // namespace
 
 void cOrvixDriverNB1::IPlexaLinkTimer_FireTimer(const std::string& strTimerLink, std::int32_t) {
-    m_Busy = true;
     Error outcome(errors::None, {});
     try {
         outcome = ProcessEntry(strTimerLink);
@@ -59,7 +58,6 @@ void cOrvixDriverNB1::IPlexaLinkTimer_FireTimer(const std::string& strTimerLink,
     }
     Attempt([&] { SendResult("TASKCOMPLETE", outcome.Number, outcome.Description); });
     m_Busy = false;
-    m_WorkAccepted = false;
 }
 
 /// Returns the task's result code and text, or the failure to process the entry, which then holds it.

@@ -29,7 +29,7 @@ void cOrvixDriverNB1::m_IPC_NewWork(const std::string& MemoryMapKey, bool& Handl
 }
 
 void cOrvixDriverNB1::m_IPC_QueryDestroy(bool& Cancel) {
-    Cancel = Working();
+    Cancel = m_Busy;
     if (Cancel) return;
     if (m_Connected) Disconnect();
     m_LinkTimer.reset();
@@ -51,7 +51,7 @@ void cOrvixDriverNB1::ShowDebugInfo(const std::vector<std::string>& fields) {
 }
 
 void cOrvixDriverNB1::AcceptWork(const std::string& memoryMapKey) {
-    if (Working()) {
+    if (m_Busy) {
         Attempt([&] { SendResult("TASKCOMPLETE", errors::Busy, PlexaERR.GetMessageText(errors::Busy)); });
         return;
     }
@@ -66,7 +66,7 @@ void cOrvixDriverNB1::AcceptWork(const std::string& memoryMapKey) {
 
 void cOrvixDriverNB1::ScheduleWork(const char* tag) {
     Held(m_LinkTimer).Schedule(*this, tag, 0);
-    m_WorkAccepted = true;
+    m_Busy = true;
 }
 
 void cOrvixDriverNB1::SendResult(const char* message, ErrorNumber e, const std::string& eDescr) {

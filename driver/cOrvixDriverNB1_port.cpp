@@ -9,7 +9,6 @@ void cOrvixDriverNB1::Connect() {
     try {
         if (!m_Simulation) OpenPort();
         m_Connected = true;
-        m_Busy = false;
         m_IPC->SendCustomMessage("CONNECTED");
     } catch (...) {
         const Error error = ErrorAt("iOrvixDriver_Connect Port " + m_PortAddress);
@@ -31,7 +30,6 @@ void cOrvixDriverNB1::Disconnect() {
     Attempt([&] {
         if (!m_Simulation && MSComm1().PortOpen()) MSComm1().PortOpen(false);
     });
-    m_Busy = false;
     m_Connected = false;
     Attempt([&] { m_IPC->SendCustomMessage("DISCONNECTED"); });
 }

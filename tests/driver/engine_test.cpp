@@ -107,6 +107,9 @@ TEST_F(DriverTest, AllowsEachCommandAndVariableForItsModelsOnly) {
             EXPECT_EQ(task->ArrivalExpectedBytes(), task->ResponseBytes());
         }
     }
+    Driver->Simulation(false);
+    const auto malformed = Execute({.CmdType = ORVIXCNB1_TA_STOP_MISSION, .Params = {true}, .Model = 21});
+    EXPECT_NE(malformed->e(), errors::None) << "a mission's parameter is bytes";
 }
 
 TEST_F(DriverTest, SimulatesReadingsFromTheWindowsFieldsWithoutTouchingTheLine) {
