@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <signal.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 
@@ -27,6 +28,22 @@ FileDescriptor Reopened(int descriptor) {
     const auto path = "/proc/self/fd/" + std::to_string(descriptor);
     return FileDescriptor(::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
 }
+
+/// While it lives this thread takes no signals, nor does a thread that it starts, ever.
+class SignalsBlocked {
+public:
+    SignalsBlocked() {
+        sigset_t all;
+        ::sigfillset(&all);
+        ::pthread_sigmask(SIG_SETMASK, &all, &m_Before);
+    }
+    ~SignalsBlocked() { ::pthread_sigmask(SIG_SETMASK, &m_Before, nullptr); }
+    SignalsBlocked(const SignalsBlocked&) = delete;
+    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+
+private:
+    sigset_t m_Before{};
+};
 
 /// Copies what comes out of a pipe until its end, or until the target refuses.
 void Feed(const FileDescriptor& source, const FileDescriptor& target) {
@@ -59,6 +76,8 @@ void ReadyWriter::FeedByThread(int descriptor) {
     ::fcntl(sink.Get(), F_SETFL, O_NONBLOCK);
     m_Target = std::move(sink);
     m_Fed = std::move(fed);
+    // Nobody waits for the thread, so what handlers of signals work with may be gone before it.
+    const SignalsBlocked blocked;
     std::thread([source = std::move(source), target = std::move(target), feeding = std::move(feeding)] {
         Feed(source, target);
     }).detach();
