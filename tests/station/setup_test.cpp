@@ -100,7 +100,7 @@ TEST(Setup, OfAnOptionTheErrorNamesIt) {
         {{"export", "--format", "doc", "--out", "x"}, "--format: 'doc' is none of text, report, device, csv, pdf"},
         {{"history", "--since", "1fortnight"}, "--since '1fortnight' is no time"},
         {{"history", "--csv", "--json"}, "--csv excludes --json"},
-        {{"run", "--plain", "--json"}, "--plain excludes --json"},
+        {{"run", "--plain", "--json"}, "--json excludes --plain"},
         {{"sacn"}, "unknown command sacn; did you mean scan?"},
         {{"helth"}, "unknown command helth; did you mean health?"},
         {{"frobnicate"}, "unknown command frobnicate; nimbo1 --help lists them"},

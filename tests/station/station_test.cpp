@@ -128,7 +128,7 @@ TEST(Read, AcceptsEveryVariableAndAnswersWithTheSystemsOwnError) {
 TEST(Read, TakesSeveralDevicesAndTellsWhichIsWhich) {
     const auto all = RunProgram({"read", "--device", "7:digital", "--device", "5:sensor", "serial"});
     EXPECT_EQ(all.Status, 0) << all.Err;
-    EXPECT_EQ(all.Out, "7\tNB1-0007\n5\tNB1-0005\n");
+    EXPECT_EQ(all.Out, "5\tNB1-0005\n7\tNB1-0007\n");
     const auto some =
         RunProgram({"read", "--retries", "0", "--device", "9:sensor", "--device", "5:sensor", "temperature"});
     EXPECT_EQ(some.Status, 1);
