@@ -45,13 +45,15 @@ std::optional<std::int64_t> When(std::string text) {
 }
 
 std::optional<std::int64_t> LatestTimeOfDay(std::string_view text, std::int64_t now) {
-    constexpr std::int64_t day = 86'400'000;
+    constexpr std::int64_t minute = 60'000;
+    constexpr std::int64_t hour = 60 * minute;
+    constexpr std::int64_t day = 24 * hour;
     for (const char* form : {"dd:dd", "d:dd"}) {
         const auto numbers = NumbersOf(text, form);
         if (!numbers) continue;
         const auto& n = *numbers;
         if (n[0] > 23 || n[1] > 59) return std::nullopt;
-        const auto time = now - now % day + (n[0] * 60 + n[1]) * 60'000;
+        const auto time = now - now % day + n[0] * hour + n[1] * minute;
         return time > now ? time - day : time;
     }
     return std::nullopt;
