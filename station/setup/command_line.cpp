@@ -32,6 +32,7 @@ bool NeedsDefaultCommand(const std::vector<std::string>& arguments, const std::v
 
 UsageError UnknownCommand(const std::string& name, const std::vector<Command>& commands) {
     std::vector<std::string> names;
+    names.reserve(commands.size());
     for (const auto& command : commands)
         names.push_back(command.Name);
     const auto nearest = NearestName(name, names);
