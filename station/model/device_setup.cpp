@@ -3,7 +3,6 @@
 #include <algorithm>
 
 namespace orvix::station {
-namespace {
 
 const DeviceSetup* DeviceAt(int address, const std::vector<DeviceSetup>& devices) {
     const auto found = std::find_if(devices.begin(), devices.end(),
@@ -11,17 +10,19 @@ const DeviceSetup* DeviceAt(int address, const std::vector<DeviceSetup>& devices
     return found == devices.end() ? nullptr : &*found;
 }
 
-}  // namespace
+const DeviceSetup* SameDevice(const DeviceSetup& device, const std::vector<DeviceSetup>& devices) {
+    const auto* same = DeviceAt(device.Address, devices);
+    return same != nullptr && same->Model == device.Model ? same : nullptr;
+}
 
 DeviceChanges ChangesBetween(const std::vector<DeviceSetup>& from, const std::vector<DeviceSetup>& to) {
     DeviceChanges changes;
     for (const auto& device : from) {
-        const auto* wanted = DeviceAt(device.Address, to);
-        if (wanted == nullptr || wanted->Model != device.Model) changes.Removed.push_back(device.Address);
+        if (SameDevice(device, to) == nullptr) changes.Removed.push_back(device.Address);
     }
     for (const auto& device : to) {
-        const auto* running = DeviceAt(device.Address, from);
-        if (running == nullptr || running->Model != device.Model) {
+        const auto* running = SameDevice(device, from);
+        if (running == nullptr) {
             changes.Added.push_back(device);
             continue;
         }

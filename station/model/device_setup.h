@@ -34,6 +34,11 @@ struct DeviceSetup {
     bool operator==(const DeviceSetup&) const = default;
 };
 
+/// The one at an address; null when there is none.
+const DeviceSetup* DeviceAt(int address, const std::vector<DeviceSetup>& devices);
+/// The one of the same address and model; null when there is none.
+const DeviceSetup* SameDevice(const DeviceSetup& device, const std::vector<DeviceSetup>& devices);
+
 /// How a bus's devices get from one list to another. A device of another model at the same address is removed and
 /// added.
 struct DeviceChanges {

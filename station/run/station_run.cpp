@@ -14,11 +14,8 @@ constexpr std::int32_t kPassingMs = 1000;
 /// Devices that stay, and are asked for without a name, keep theirs.
 void KeepNames(const std::vector<DeviceSetup>& before, std::vector<DeviceSetup>& now) {
     for (auto& device : now) {
-        const auto isSame = [&](const DeviceSetup& d) {
-            return d.Address == device.Address && d.Model == device.Model;
-        };
-        const auto known = std::find_if(before.begin(), before.end(), isSame);
-        if (device.Name.empty() && known != before.end()) device.Name = known->Name;
+        const auto* known = SameDevice(device, before);
+        if (device.Name.empty() && known != nullptr) device.Name = known->Name;
     }
 }
 
@@ -189,11 +186,7 @@ void StationRun::Forget(const DeviceId& device) {
 }
 
 const DeviceSetup* StationRun::WantedAt(const std::string& port, int address) {
-    if (!IsRunning(port)) return nullptr;
-    const auto& devices = BusOn(port)->Setup.Devices;
-    const auto at = std::find_if(devices.begin(), devices.end(),
-                                 [&](const DeviceSetup& device) { return device.Address == address; });
-    return at == devices.end() ? nullptr : &*at;
+    return IsRunning(port) ? DeviceAt(address, BusOn(port)->Setup.Devices) : nullptr;
 }
 
 void StationRun::OnIdentity(const DeviceIdentity& found) {

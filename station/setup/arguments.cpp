@@ -133,8 +133,7 @@ void AddPort(BusOptions& bus, const std::string& path) {
 void AddDevice(BusOptions& bus, const std::string& text) {
     auto& devices = bus.Ports.back().Devices;
     const auto added = ParseNamedDevice(text);
-    const auto isNamed = [&](const DeviceSetup& device) { return device.Address == added.Address; };
-    if (std::any_of(devices.begin(), devices.end(), isNamed)) {
+    if (DeviceAt(added.Address, devices) != nullptr) {
         throw UsageError("device '" + text + "': address " + std::to_string(added.Address) + " is named twice");
     }
     devices.push_back(added);

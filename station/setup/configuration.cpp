@@ -92,8 +92,7 @@ void ReadDevices(const FileValue& devices, BusSetup& bus) {
         DeviceSetup device;
         ReadTable(table, DeviceKeys(device));
         CheckDevice(table, device);
-        const auto isAlike = [&](const DeviceSetup& other) { return other.Address == device.Address; };
-        if (device.Address > 0 && std::any_of(bus.Devices.begin(), bus.Devices.end(), isAlike)) {
+        if (device.Address > 0 && DeviceAt(device.Address, bus.Devices) != nullptr) {
             table.Complain("address", "address " + std::to_string(device.Address) + " is there twice on this bus");
         }
         bus.Devices.push_back(device);

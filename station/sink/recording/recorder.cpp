@@ -23,9 +23,8 @@ ByteView BytesOf(std::string_view text) {
 
 void KeepSerialNumbers(const std::vector<DeviceSetup>& before, std::vector<DeviceSetup>& now) {
     for (auto& device : now) {
-        for (const auto& known : before)
-            if (known.Address == device.Address && known.Model == device.Model)
-                device.SerialNumber = known.SerialNumber;
+        const auto* known = SameDevice(device, before);
+        if (known != nullptr) device.SerialNumber = known->SerialNumber;
     }
 }
 
