@@ -2,10 +2,11 @@
 
 #include <chrono>
 
+#include "station/model/bus_setup.h"
+
 namespace orvix::station {
 namespace {
 
-constexpr int kReadingsUntilOffline = 3;
 constexpr int kMostRequests = 3;
 constexpr std::chrono::hours kAskedAgainAfter{24};
 
@@ -14,7 +15,7 @@ constexpr std::chrono::hours kAskedAgainAfter{24};
 void SerialPlan::Read(int address, bool isGood) {
     auto& device = m_Devices[address];
     device.FailedReadings = isGood ? 0 : device.FailedReadings + 1;
-    if (device.FailedReadings < kReadingsUntilOffline) return;
+    if (device.FailedReadings < kFailuresUntilOffline) return;
     device.Settled.reset();
     device.FailedRequests = 0;
 }

@@ -3,10 +3,11 @@
 #include <algorithm>
 #include <chrono>
 
+#include "station/model/bus_setup.h"
+
 namespace orvix::station {
 namespace {
 
-constexpr int kPollsUntilSilent = 3;
 constexpr std::chrono::seconds kLongestWait{10};
 
 }  // namespace
@@ -14,7 +15,7 @@ constexpr std::chrono::seconds kLongestWait{10};
 SilentDevices::SilentDevices(Duration every) : m_Every(every) {}
 
 bool SilentDevices::IsSilent(const Device& device) const {
-    return device.Unanswered >= kPollsUntilSilent;
+    return device.Unanswered >= kFailuresUntilOffline;
 }
 
 void SilentDevices::Ended(int address, Poll poll, Duration now) {
@@ -24,9 +25,9 @@ void SilentDevices::Ended(int address, Poll poll, Duration now) {
         const bool isBack = IsSilent(device);
         m_Devices.erase(address);
         if (isBack) AskAllAt(now);
-    } else if (poll == Poll::Unanswered && ++device.Unanswered >= kPollsUntilSilent) {
+    } else if (poll == Poll::Unanswered && ++device.Unanswered >= kFailuresUntilOffline) {
         const auto longest = std::max<Duration>(kLongestWait, m_Every);
-        device.Wait = device.Unanswered == kPollsUntilSilent ? m_Every : std::min(2 * device.Wait, longest);
+        device.Wait = device.Unanswered == kFailuresUntilOffline ? m_Every : std::min(2 * device.Wait, longest);
         device.Due = now + device.Wait;
     }
 }

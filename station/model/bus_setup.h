@@ -30,6 +30,9 @@ struct Plausibility {
     bool operator==(const Plausibility&) const = default;
 };
 
+/// Failed readings in a row, from which on a device has stopped answering.
+inline constexpr int kFailuresUntilOffline = 3;
+
 /// What people call the port of a bus that is simulated.
 inline constexpr char kSimulatedPort[] = "simulated";
 

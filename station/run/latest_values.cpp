@@ -5,7 +5,6 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr int kMostFailures = 2;
 constexpr milliseconds kGoodSlack{1000};
 constexpr milliseconds kOfflineSlack{5000};
 
@@ -20,7 +19,7 @@ void LatestValues::Judge(Reading& reading, const Entry& entry, Duration now) {
     if (reading.Valid() && !reading.IsGood() && isFresh(entry.TakenAt)) return;
     reading.Quality = Quality::Offline;
     if (!hasGood) return;
-    if (entry.Failures > kMostFailures || age > 10 * entry.Every + kOfflineSlack) return;
+    if (entry.Failures >= kFailuresUntilOffline || age > 10 * entry.Every + kOfflineSlack) return;
     const bool isStale = entry.Failures > 0 || !isFresh(entry.GoodAt);
     reading.Quality = isStale ? Quality::Stale : Quality::Good;
 }

@@ -9,9 +9,6 @@ namespace {
 constexpr std::uint64_t kFewest = 3;
 constexpr std::uint64_t kOneIn = 100;
 
-// Polls in a row without an answer, after which a device has stopped answering.
-constexpr std::uint64_t kSilentPolls = 3;
-
 // A device that refuses at least every second request is not the one that is asked for.
 constexpr double kMostRefused = 0.5;
 
@@ -48,7 +45,8 @@ std::uint64_t OwnFailures(const Tally& tally) {
 }
 
 bool IsSilent(const AddressHealth& address, const BusHealth& bus) {
-    return HasNeverAnswered(address) || address.SilentInARow >= kSilentPolls * static_cast<std::uint64_t>(bus.Attempts);
+    return HasNeverAnswered(address) ||
+           address.SilentInARow >= static_cast<std::uint64_t>(kFailuresUntilOffline * bus.Attempts);
 }
 
 bool AreDamaged(const Tally& tally) {
