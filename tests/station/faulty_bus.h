@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <functional>
 #include <string>
@@ -30,9 +31,11 @@ private:
             const auto length = static_cast<unsigned char>(received[1]) + std::size_t{5};
             if (received.size() < length) continue;
             const auto answer = m_Answer(received.substr(0, length));
-            Terminal.Write(answer.substr(0, answer.size() / 2));
+            // Within the first frame: what stands behind that one comes together with its end.
+            const auto first = std::min<std::size_t>(3, answer.size());
+            Terminal.Write(answer.substr(0, first));
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            Terminal.Write(answer.substr(answer.size() / 2));
+            Terminal.Write(answer.substr(first));
             received.erase(0, length);
         }
     }
