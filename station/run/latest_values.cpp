@@ -1,5 +1,7 @@
 #include "station/run/latest_values.h"
 
+#include "station/model/bus_setup.h"
+
 namespace orvix::station {
 namespace {
 

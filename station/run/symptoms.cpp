@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "station/model/bus_setup.h"
+
 namespace orvix::station {
 namespace {
 
@@ -46,7 +48,7 @@ std::uint64_t OwnFailures(const Tally& tally) {
 
 bool IsSilent(const AddressHealth& address, const BusHealth& bus) {
     return HasNeverAnswered(address) ||
-           address.SilentInARow >= static_cast<std::uint64_t>(kFailuresUntilOffline * bus.Attempts);
+           address.SilentInARow >= std::uint64_t{kFailuresUntilOffline} * static_cast<std::uint64_t>(bus.Attempts);
 }
 
 bool AreDamaged(const Tally& tally) {

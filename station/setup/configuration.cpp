@@ -1,6 +1,5 @@
 #include "station/setup/configuration.h"
 
-
 #include "devices/protocol/device_models.h"
 #include "host/error.h"
 #include "host/text.h"
