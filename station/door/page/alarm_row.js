@@ -1,0 +1,56 @@
+// One alarm as a line of text with what can be done, on the pages Now, Alarms and of a device.
+
+import {element} from './dom.js';
+import {acknowledge} from './acknowledge.js';
+import {keyOf, stationNow, store} from './store.js';
+import {placeText, rangeText, spanText, timeText, zoneText} from './words.js';
+
+function whereOf(alarm) {
+    const known = store.devices.get(keyOf({id: alarm.device, ...alarm}));
+    if (!alarm.device) return element('span', {class: 'name'}, alarm.name || alarm.bus);
+    return element('a', {class: 'name', href: `#/device/${encodeURIComponent(alarm.device)}`, title: placeText(known ?? alarm)},
+                   alarm.name);
+}
+
+function timesOf({started, ended}) {
+    const begin = Date.parse(started);
+    const text = ended ? rangeText(begin, Date.parse(ended)) : `since ${timeText(begin)}, ${spanText(stationNow() - begin)}`;
+    return element('span', {class: 'when', title: `times are local, ${zoneText}`}, text);
+}
+
+function acknowledgementText({time, by, comment}) {
+    const words = comment ? `: ${comment}` : '';
+    return `acknowledged by ${by || 'someone'} at ${timeText(Date.parse(time))}${words}`;
+}
+
+/// A row as a list item. It does not change: a changed alarm gets another.
+export function alarmRow(alarm) {
+    const {acknowledged} = alarm;
+    const row = element('li', {class: 'alarm', 'data-state': alarm.state, 'data-acknowledged': acknowledged ? 'yes' : 'no'},
+                        element('span', {class: 'what'}, whereOf(alarm), ' ', element('span', {}, alarm.text)),
+                        timesOf(alarm));
+    if (acknowledged) {
+        row.append(element('span', {class: 'words'}, acknowledgementText(acknowledged)));
+    } else {
+        const label = `Acknowledge the alarm of ${alarm.name || alarm.bus}: ${alarm.text}`;
+        row.append(element('button', {type: 'button', 'aria-label': label, click: () => acknowledge(alarm)}, 'Acknowledge'));
+    }
+    return row;
+}
+
+/// The rows of a list that changes: an alarm that is as it was keeps its row, and so the focus in it.
+export class AlarmRows {
+    constructor() {
+        this.rows = new Map();
+    }
+
+    of(alarms) {
+        const minute = Math.floor(stationNow() / 60000);
+        const known = this.rows;
+        this.rows = new Map(alarms.map(alarm => {
+            const form = JSON.stringify([alarm, alarm.ended ? 0 : minute]);
+            return [form, known.get(form) ?? alarmRow(alarm)];
+        }));
+        return [...this.rows.values()];
+    }
+}

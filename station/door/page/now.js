@@ -1,0 +1,165 @@
+// Now: alarms on top, then what is not well, then every bus with its devices.
+
+import {arrange, element, oncePerFrame, setText} from './dom.js';
+import {illnessOf, listen, stationNow, store} from './store.js';
+import {Tile} from './tile.js';
+import {AlarmRows} from './alarm_row.js';
+
+const TREND_MS = 10000;
+/// A device that has just recovered stays among those that are not well for a while, so that one that flaps does not hop about.
+const CALM_MS = 15000;
+/// How many devices' histories are asked for at a time.
+const SEEDS_AT_ONCE = 2;
+
+/// Tells who is ill for the order on the page: at once when it begins, CALM_MS later when it is over.
+export class CalmOrder {
+    constructor() {
+        this.illUntil = new Map();
+    }
+
+    isIll(key, now) {
+        if (illnessOf(key) > 0) this.illUntil.set(key, now + CALM_MS);
+        return (this.illUntil.get(key) ?? 0) > now;
+    }
+}
+
+class Section {
+    constructor(className, title) {
+        this.title = element('h2', {}, title);
+        this.sentence = element('p', {class: 'sentence', hidden: true});
+        this.list = element('ul', {class: 'tiles'});
+        this.node = element('section', {class: className}, this.title, this.sentence, this.list);
+    }
+
+    say(sentence) {
+        setText(this.sentence, sentence ?? '');
+        this.sentence.hidden = !sentence;
+    }
+}
+
+export class NowView {
+    constructor(main) {
+        this.main = main;
+        this.tiles = new Map();
+        this.buses = new Map();
+        this.dirty = new Set();
+        this.order = new CalmOrder();
+        this.summary = element('h1', {class: 'summary'});
+        this.alarms = element('ul', {class: 'alarms', 'aria-label': 'Alarms'});
+        this.alarmRows = new AlarmRows();
+        this.ill = new Section('ill', 'Not well');
+        this.body = element('div');
+        main.append(this.summary, this.alarms, this.body);
+        this.paint = oncePerFrame(() => this.update());
+        this.end = listen({
+            reading: key => this.dirty.add(key) && this.paint(),
+            devices: () => this.rebuild(),
+            alarms: () => this.showAlarms(),
+            station: () => this.showSentences(),
+        });
+        this.timers = [setInterval(() => this.tick(), 1000), setInterval(() => this.drawTrends(), TREND_MS)];
+        this.rebuild();
+        this.showAlarms();
+    }
+
+    close() {
+        this.end();
+        this.timers.forEach(clearInterval);
+        this.isClosed = true;
+    }
+
+    rebuild() {
+        if (!store.station) return;
+        for (const [key, tile] of this.tiles) {
+            if (JSON.stringify(store.devices.get(key)) !== JSON.stringify(tile.device)) this.tiles.delete(key);
+        }
+        for (const [key, device] of store.devices) {
+            if (!this.tiles.has(key)) this.tiles.set(key, new Tile(key, device));
+            if (!this.buses.has(device.bus)) this.buses.set(device.bus, new Section('bus', device.bus));
+        }
+        this.place();
+        this.showSentences();
+        this.drawTrends();
+        this.seed();
+    }
+
+    async seed() {
+        const devices = [...store.devices].filter(([, device]) => device.id);
+        const work = async () => {
+            for (let next = devices.shift(); next && !this.isClosed; next = devices.shift()) {
+                const [key, device] = next;
+                const trend = store.trends.get(key);
+                if (!trend || trend.isSeeded) continue;
+                await trend.seed(device).catch(() => {});
+                this.tiles.get(key)?.drawTrend(stationNow());
+            }
+        };
+        await Promise.all([...Array(SEEDS_AT_ONCE)].map(work));
+    }
+
+    update() {
+        for (const key of this.dirty) this.tiles.get(key)?.update();
+        this.dirty.clear();
+        this.place();
+    }
+
+    /// Puts tiles into their lists; does nothing when all are where they belong.
+    place() {
+        const now = Date.now();
+        const ill = [];
+        const well = new Map([...this.buses.keys()].map(bus => [bus, []]));
+        for (const [key, tile] of this.tiles) {
+            if (!store.devices.has(key)) continue;
+            if (this.order.isIll(key, now)) ill.push(tile);
+            else well.get(tile.device.bus)?.push(tile);
+        }
+        ill.sort((a, b) => illnessOf(b.key) - illnessOf(a.key));
+        const order = [ill, ...well.values()].map(tiles => tiles.map(tile => tile.key).join(' ')).join('\n');
+        this.showSummary();
+        if (order === this.placed) return;
+        this.placed = order;
+        arrange(this.ill.list, ill.map(tile => tile.node));
+        for (const [bus, tiles] of well) arrange(this.buses.get(bus).list, tiles.map(tile => tile.node));
+        const sections = [...this.buses].filter(([bus]) => well.get(bus).length > 0 || this.sentenceOf(bus));
+        arrange(this.body, [...(ill.length > 0 ? [this.ill.node] : []), ...sections.map(([, section]) => section.node)]);
+    }
+
+    sentenceOf(bus) {
+        return store.station?.buses.find(known => known.bus === bus)?.sentence ?? null;
+    }
+
+    showSentences() {
+        for (const [bus, section] of this.buses) section.say(this.sentenceOf(bus));
+        this.placed = null;
+        this.place();
+    }
+
+    showSummary() {
+        const all = store.devices.size;
+        const ill = [...store.devices.keys()].filter(key => illnessOf(key) > 0).length;
+        const devices = `${all} device${all === 1 ? '' : 's'}`;
+        const text = all === 0 ? (store.station ? 'No devices yet' : '') :
+            ill === 0 ? `All is well, ${devices}` : `${ill} of ${devices} not well`;
+        setText(this.summary, text);
+        this.summary.classList.toggle('not-well', ill > 0);
+    }
+
+    showAlarms() {
+        arrange(this.alarms, this.alarmRows.of(store.alarms));
+        this.alarms.hidden = store.alarms.length === 0;
+        for (const tile of this.tiles.values()) tile.update();
+        this.place();
+    }
+
+    tick() {
+        if (document.hidden) return;
+        for (const tile of this.tiles.values()) tile.grow();
+        this.place();
+    }
+
+    drawTrends() {
+        if (document.hidden) return;
+        const now = stationNow();
+        for (const tile of this.tiles.values()) tile.drawTrend(now);
+    }
+}
