@@ -130,9 +130,9 @@ export function eventParser(take) {
 }
 
 /// Follows a stream of events until `stop`. After a loss it tries again, ever less often and not all pages at once, from the
-/// last event that it had. handler: up(), down(problem, pauseMs), event(name, data); a handler may stop it.
+/// last event that it had. handler: up(), down(problem), event(name, data); a handler may stop it.
 export function follow(path, handler) {
-    const stream = {stopped: false, lastId: null, tries: 0, reader: null, wake: () => {}};
+    const stream = {stopped: false, isResting: false, lastId: null, tries: 0, reader: null, wake: () => {}};
 
     async function once() {
         stream.reader = new AbortController();
@@ -160,26 +160,43 @@ export function follow(path, handler) {
         }
     }
 
+    function pause(milliseconds) {
+        return new Promise(resume => {
+            stream.wake = resume;
+            if (milliseconds !== null) setTimeout(resume, milliseconds);
+        });
+    }
+
     async function keepOn() {
         while (!stream.stopped) {
             const problem = await once().then(() => null, error => error);
             if (stream.stopped) return;
-            const longest = Math.min(FIRST_PAUSE_MS * 2 ** stream.tries++, LONGEST_PAUSE_MS);
-            const pause = longest * (0.5 + Math.random() / 2);
-            handler.down(problem instanceof Problem ? problem : new Problem(0, 'the station does not answer'), pause);
+            if (stream.isResting) {
+                await pause(null);
+                continue;
+            }
+            handler.down(problem instanceof Problem ? problem : new Problem(0, 'the station does not answer'));
             if (stream.stopped) return;
-            await new Promise(resume => {
-                stream.wake = resume;
-                setTimeout(resume, pause);
-            });
+            const longest = Math.min(FIRST_PAUSE_MS * 2 ** stream.tries++, LONGEST_PAUSE_MS);
+            await pause(longest * (0.5 + Math.random() / 2));
         }
     }
 
     const tryNow = () => {
-        if (!document.hidden) stream.wake();
+        if (!document.hidden && !stream.isResting) stream.wake();
     };
-    addEventListener('online', tryNow);
-    document.addEventListener('visibilitychange', tryNow);
+    // A page that the browser keeps for the way back must not keep its connection: there are six for all tabs together.
+    const rest = () => {
+        stream.isResting = true;
+        stream.reader?.abort();
+    };
+    const goOn = () => {
+        stream.isResting = false;
+        stream.wake();
+    };
+    const listeners = [[window, 'online', tryNow], [document, 'visibilitychange', tryNow], [window, 'pagehide', rest],
+                       [window, 'pageshow', goOn]];
+    for (const [target, name, listener] of listeners) target.addEventListener(name, listener);
     keepOn();
     return {
         tryNow,
@@ -187,8 +204,7 @@ export function follow(path, handler) {
             stream.stopped = true;
             stream.reader?.abort();
             stream.wake();
-            removeEventListener('online', tryNow);
-            document.removeEventListener('visibilitychange', tryNow);
+            for (const [target, name, listener] of listeners) target.removeEventListener(name, listener);
         },
     };
 }

@@ -7,7 +7,7 @@ import {Tile} from './tile.js';
 
 /// Width of a value and height of a tile, in sizes of its text.
 const TILE_WIDTH = 3.7;
-const TILE_HEIGHT = 2.1;
+const TILE_HEIGHT = 2.25;
 
 /// How many columns make the text largest, and its size in pixels.
 export function bestGrid(count, width, height) {
