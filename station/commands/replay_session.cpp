@@ -47,6 +47,7 @@ int ReplaySession::Run() {
     m_Step->Rearm(m_Options.Fast ? 1 : kRealTimeStepMs, true);
     m_Loop.Run();
 
+    m_Run.TellHeld();
     auto& lines = m_Lines.Lines();
     const auto& failure = m_Source.ReadFailure();
     if (m_Source.Recording().IsCutOff()) lines.Note(m_Options.File + ": the last line is cut off and left out");

@@ -6,6 +6,9 @@
 #include "station/model/clock.h"
 #include "station/setup/configuration.h"
 #include "station/sink/alarm_program/program_check.h"
+#include "station/store/device_registry.h"
+#include "station/store/history_identities.h"
+#include "station/store/history_schema.h"
 #include "station/words/quantity_text.h"
 
 namespace orvix::station {
@@ -29,12 +32,15 @@ RunSession::RunSession(const RunOptions& options, MainLoop& loop)
       m_Lines(loop, options.Bus.Json, m_Setup.Buses.size() > 1),
       m_Screen(WantsScreen(options) ? std::make_optional<ScreenSession>(loop, m_Lines) : std::nullopt),
       m_Output(ChosenOutput(m_Lines, m_Screen)),
-      m_Sinks(options, m_Setup, m_Station->Folders.Data, m_Output, loop.Apartment(),
+      m_Sinks(options, m_Setup, m_Station->Folders, m_Output, loop.Apartment(),
               [this] { return m_Sources.Run.Moves(); }),
       m_Sources(*this),
       m_Control(OpenControl(
           m_Station->Folders.Data, loop.Apartment(), [this] { return Health(); }, m_Output)) {
     m_Sinks.AddTo(m_Sources.Run);
+    // What both know is the same, unless one of them was taken from elsewhere.
+    m_Sources.Run.Know(IdentitiesInHistory(m_Station->Folders.Data + kHistoryFile));
+    m_Sources.Run.Know(DeviceRegistry(m_Station->Folders.Database).Identities());
     if (!m_Setup.Metrics.empty()) {
         m_Metrics = std::make_unique<MetricsServer>(m_Setup.Metrics, loop.Apartment(), [this] { return Health(); });
     }
@@ -106,6 +112,7 @@ void RunSession::Apply(const StationSetup& wanted) {
 
 int RunSession::Finish() {
     if (m_Screen) m_Screen->End();
+    m_Sources.Run.TellHeld();
     m_Sinks.AlarmProgram.Close();
     m_Sources.Starter.KeepFound();
     if (const auto missing = m_Sinks.Recording ? m_Sinks.Recording->Finish() : std::nullopt) m_Output.Note(*missing);

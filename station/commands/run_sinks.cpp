@@ -3,6 +3,7 @@
 #include <initializer_list>
 #include <utility>
 
+#include "station/store/device_registry.h"
 #include "station/store/history_schema.h"
 
 namespace orvix::station {
@@ -16,13 +17,14 @@ std::function<void(const std::string&)> NotesTo(Output& output) {
 
 }  // namespace
 
-RunSinks::RunSinks(const RunOptions& options, const StationSetup& setup, const std::string& dataFolder, Output& output,
+RunSinks::RunSinks(const RunOptions& options, const StationSetup& setup, const StationFolders& folders, Output& output,
                    platform::RealApartment& home, std::function<bool()> moves)
     : Shown(output, home, {.Readings = !options.Quiet, .Messages = options.Bus.Verbose}),
       Service(home, std::move(moves)),
-      AlarmProgram(setup.OnAlarm, kAlarmCommandLimit, home, NotesTo(output)) {
+      AlarmProgram(setup.OnAlarm, kAlarmCommandLimit, home, NotesTo(output)),
+      Identities(folders.Database, DeviceRegistry(folders.Database).Identities(), home, NotesTo(output)) {
     if (setup.History.On) {
-        History = std::make_unique<HistoryRecorder>(dataFolder + kHistoryFile, setup.History, home, NotesTo(output));
+        History = std::make_unique<HistoryRecorder>(folders.Data + kHistoryFile, setup.History, home, NotesTo(output));
     }
     if (!options.Record.empty()) {
         Recording = std::make_unique<Recorder>(options.Record, home, setup.Buses.size() > 1, NotesTo(output));
@@ -30,8 +32,8 @@ RunSinks::RunSinks(const RunOptions& options, const StationSetup& setup, const s
 }
 
 void RunSinks::AddTo(StationRun& run) {
-    for (Listener* sink :
-         std::initializer_list<Listener*>{&Shown, &Service, &Health, &AlarmProgram, History.get(), Recording.get()}) {
+    for (Listener* sink : std::initializer_list<Listener*>{&Shown, &Service, &Health, &AlarmProgram, &Identities,
+                                                           History.get(), Recording.get()}) {
         if (sink != nullptr) run.Add(*sink);
     }
 }

@@ -5,12 +5,14 @@
 #include <string>
 
 #include "platform/real_apartment.h"
+#include "station/library/bus_services.h"
 #include "station/run/health_book.h"
 #include "station/run/output.h"
 #include "station/run/station_run.h"
 #include "station/setup/command_line.h"
 #include "station/sink/alarm_program/alarm_command.h"
 #include "station/sink/history/history_recorder.h"
+#include "station/sink/identities/identity_keeper.h"
 #include "station/sink/lines/output_listener.h"
 #include "station/sink/recording/recorder.h"
 #include "station/sink/service/service_notifier.h"
@@ -20,7 +22,7 @@ namespace orvix::station {
 /// Everybody who listens to a running station.
 struct RunSinks {
     /// Live in `home`. `moves`: whether the station does. Raises what keeps one of them from working.
-    RunSinks(const RunOptions& options, const StationSetup& setup, const std::string& dataFolder, Output& output,
+    RunSinks(const RunOptions& options, const StationSetup& setup, const StationFolders& folders, Output& output,
              platform::RealApartment& home, std::function<bool()> moves);
 
     /// They are told in the order in which they stand here.
@@ -30,6 +32,7 @@ struct RunSinks {
     ServiceNotifier Service;
     HealthBook Health;
     AlarmCommand AlarmProgram;
+    IdentityKeeper Identities;
     std::unique_ptr<HistoryRecorder> History;  ///< null: none is wanted
     std::unique_ptr<Recorder> Recording;       ///< the same
 };

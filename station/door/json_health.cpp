@@ -71,6 +71,7 @@ Json ToJson(const BusHealth& bus, const AddressHealth& address, const StationHea
     }
     return {{"time", IsoText(health.UnixMilliseconds)},
             {"event", "device_health"},
+            {"id", IdentifierJson(address.Identifier)},
             {"port", bus.Port},
             {"address", address.Address},
             {"name", address.Name},

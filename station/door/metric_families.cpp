@@ -21,8 +21,10 @@ Labels LabelsOf(const BusHealth& bus) {
 }
 
 Labels LabelsOf(const BusHealth& bus, const AddressHealth& address) {
-    return {
-        {"port", Printable(bus.Port)}, {"address", std::to_string(address.Address)}, {"name", Printable(address.Name)}};
+    return {{"port", Printable(bus.Port)},
+            {"address", std::to_string(address.Address)},
+            {"id", address.Identifier},
+            {"name", Printable(address.Name)}};
 }
 
 template <class... Of>

@@ -40,6 +40,8 @@ struct Column {
 constexpr Column kColumns[] = {
     {"addr", false, [](const BusHealth&, const AddressHealth& it) { return std::to_string(it.Address); }},
     {"name", true, [](const BusHealth&, const AddressHealth& it) { return it.Name; }},
+    {"id", true,
+     [](const BusHealth&, const AddressHealth& it) { return it.Identifier.empty() ? kNothing : it.Identifier; }},
     {"quality", true, [](const BusHealth&, const AddressHealth& it) -> std::string { return NameOf(it.Quality); }},
     {"good %", false,
      [](const BusHealth&, const AddressHealth& it) { return SuccessText(it.Recent.ReadingSuccess()); }},

@@ -46,6 +46,10 @@ std::string Dump(const Json& json) {
     return Escaped(json.dump(-1, ' ', false, Json::error_handler_t::replace));
 }
 
+Json IdentifierJson(const std::string& identifier) {
+    return identifier.empty() ? Json() : Json(identifier);
+}
+
 Json ToJson(const ReadingValue& value) {
     if (const auto* degrees = std::get_if<double>(&value)) return *degrees;
     if (const auto* inputs = std::get_if<std::int32_t>(&value)) return *inputs;
@@ -60,6 +64,7 @@ Json ToJson(const Failure& failure) {
 Json ToJson(const Reading& reading) {
     Json object{{"time", IsoText(reading.UnixMilliseconds)},
                 {"event", "reading"},
+                {"id", IdentifierJson(reading.Identifier)},
                 {"port", reading.Port},
                 {"address", reading.Address},
                 {"model", reading.Model},
@@ -69,7 +74,6 @@ Json ToJson(const Reading& reading) {
                 {"valid", reading.Valid()},
                 {"quality", NameOf(reading.Quality)},
                 {"age_ms", AgeOf(reading)}};
-    if (!reading.Identifier.empty()) object["id"] = reading.Identifier;
     if (!reading.IsGood()) object["last_good"] = LastGoodOf(reading);
     if (!reading.Valid()) object["error"] = ToJson(reading.Error);
     if (reading.Why != Doubt::None) object["doubt"] = NameOf(reading.Why);
@@ -80,6 +84,7 @@ Json ToJson(const AlarmEvent& event) {
     return {{"time", IsoText(event.UnixMilliseconds)},
             {"event", "alarm"},
             {"state", event.Starts ? "start" : "end"},
+            {"id", IdentifierJson(event.Identifier)},
             {"port", event.Port},
             {"address", event.Address},
             {"name", event.Name},

@@ -16,6 +16,8 @@ using Json = nlohmann::ordered_json;
 /// UTF-8; these are replaced.
 std::string Dump(const Json& json);
 
+/// Of a device; null when it is empty: there is no device, or it is not known which.
+Json IdentifierJson(const std::string& identifier);
 /// A number, or the text of a serial number; null for none.
 Json ToJson(const ReadingValue& value);
 /// "code", "text", "detail".

@@ -23,6 +23,7 @@ struct AlarmEvent {
     std::string Port;
     int Address = 0;
     std::string Name;
+    std::string Identifier{};  ///< of the device; empty: it is the port's
     AlarmKind Kind = AlarmKind::Low;
     int Input = 0;       ///< bit number, of an Input alarm
     bool Starts = true;  ///< else it ends

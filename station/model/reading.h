@@ -53,7 +53,7 @@ struct Reading {
     int Address = 0;
     std::int32_t Model = 0;
     std::string Name;
-    std::string Identifier{};  ///< what the device is called wherever it is; empty without a serial number
+    std::string Identifier{};  ///< what the device is called wherever it is; empty outside a station that runs
     std::string Variable;
     ReadingValue Value;  ///< nothing when the reading failed
     Doubt Why = Doubt::None;

@@ -67,6 +67,7 @@ struct Tally {
 struct AddressHealth {
     int Address = 0;
     std::string Name;
+    std::string Identifier;  ///< empty while it is not settled
     orvix::station::Quality Quality = orvix::station::Quality::Offline;
     ReadingValue Value;  ///< the latest good one; nothing when there has been none
     Tally Recent;        ///< of the last four to five minutes

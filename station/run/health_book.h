@@ -28,8 +28,8 @@ public:
     void OnLine(const LineEvent& event) override;
     void OnExchange(const Exchange& exchange) override;
 
-    /// How all is at a time of the events' clock, which is `unixMilliseconds` of the day's. Names and qualities are
-    /// those of `values`.
+    /// How all is at a time of the events' clock, which is `unixMilliseconds` of the day's. Names, identifiers and
+    /// qualities are those of `values`.
     StationHealth At(Duration now, std::int64_t unixMilliseconds, const std::vector<Reading>& values);
 
 private:

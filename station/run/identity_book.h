@@ -1,27 +1,51 @@
 #pragma once
 
+#include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "station/model/device_identity.h"
 
 namespace orvix::station {
 
-/// Which devices answer where, as far as this run of the station has heard. A device that does not tell its serial
-/// number keeps what it told before.
+/// Which devices there are, and which of them are where. A device that does not tell its serial number is what was last
+/// at its place, as long as the model is the same.
 class IdentityBook {
 public:
-    /// Completes what a bus has found out: the identifier, which no other place has, and a remark when the device is
-    /// another one than before, or has the serial number of another.
+    /// Devices that earlier runs have known; the one that was last at a place comes last.
+    void Know(const std::vector<DeviceIdentity>& earlier);
+    /// A device of this model is about to be read at a place. What was last known there, without a name; nothing when
+    /// that was no device of the model.
+    std::optional<DeviceIdentity> Expect(const DeviceId& place, std::int32_t model);
+    /// Completes what is found out of a place with the identifier, which no other device has, and with a remark when
+    /// the device is another one than before, or has the serial number of another.
     DeviceIdentity Take(DeviceIdentity found);
-    /// Empty while no serial number is known.
+    /// Empty while it is not settled.
     std::string IdentifierOf(const DeviceId& place) const;
-    void Forget(const DeviceId& place) { m_Identities.erase(place); }
+    /// The device at a place has stopped answering, or is read no more: it may turn up elsewhere.
+    void MayHaveGone(const DeviceId& place);
 
 private:
-    std::string FreeIdentifier(const DeviceIdentity& found, const DeviceIdentity*& owner) const;
+    struct Device {
+        std::int32_t Model = 0;
+        std::string SerialNumber;  ///< empty: it has told none
+    };
+    struct Place {
+        std::string Identifier;
+        bool Answers = false;
+    };
 
-    std::map<DeviceId, DeviceIdentity> m_Identities;
+    std::string Choose(DeviceIdentity& found);
+    std::string NewNumber() const;
+    std::string FreeIdentifier(const std::string& serialNumber) const;
+    /// A device with this model and serial number that answers nowhere; empty: none. `owner` becomes the place of one
+    /// that does.
+    std::string Absent(const DeviceIdentity& found, const DeviceId*& owner) const;
+
+    std::map<std::string, Device> m_Devices;  ///< by identifier
+    std::map<DeviceId, Place> m_Places;
 };
 
 }  // namespace orvix::station

@@ -11,6 +11,10 @@ namespace {
 // How late an alarm of a time may be.
 constexpr std::int32_t kPassingMs = 1000;
 
+// What has not answered so often, or for so long, is a device without a serial number.
+constexpr std::size_t kMostAttempts = 3;
+constexpr std::chrono::seconds kLongestUnknown{3};
+
 /// Devices that stay, and are asked for without a name, keep theirs.
 void KeepNames(const std::vector<DeviceSetup>& before, std::vector<DeviceSetup>& now) {
     for (auto& device : now) {
@@ -22,10 +26,13 @@ void KeepNames(const std::vector<DeviceSetup>& before, std::vector<DeviceSetup>&
 }  // namespace
 
 StationRun::StationRun(Source& source, Failed failed)
-    : m_Source(source),
-      m_Failed(std::move(failed)),
-      m_Passing(source.Home().CreateTimer([this] { TellAlarms(m_Alarms.Passing(UnixNow(), m_Source.Elapsed())); })) {
+    : m_Source(source), m_Failed(std::move(failed)), m_Passing(source.Home().CreateTimer([this] { Pass(); })) {
     m_Passing->Rearm(kPassingMs, true);
+}
+
+void StationRun::Pass() {
+    TellHeld(kLongestUnknown);
+    TellAlarms(m_Alarms.Passing(UnixNow(), m_Source.Elapsed()));
 }
 
 StationRun::~StationRun() {
@@ -50,7 +57,6 @@ void StationRun::Open(RunningBus& bus) {
     bus.Bus = m_Source.Open(bus.Setup, self, [this, n = bus.Number] { Ended(n); });
     bus.Setup = bus.Bus->Setup();
     TakeDevices(bus.Setup);
-    Tell(&Listener::OnSetup, bus.Setup);
     bus.Bus->Poll();
 }
 
@@ -166,7 +172,6 @@ void StationRun::ChangeDevices(RunningBus& bus, const BusSetup& wanted) {
     for (const auto address : changes.Removed)
         Forget(IdOf(wanted.PortLabel, address));
     TakeDevices(bus.Setup);
-    Tell(&Listener::OnSetup, bus.Setup);
     bus.Bus->Devices(changes);
 }
 
@@ -176,11 +181,23 @@ void StationRun::TakeDevices(const BusSetup& setup) {
         m_Alarms.Watch(setup.PortLabel, device, m_Source.Elapsed());
     }
     m_Alarms.WatchPort(setup.PortLabel, setup.PortGone);
+    Tell(&Listener::OnSetup, setup);
+    Announce(setup);
+}
+
+void StationRun::Announce(const BusSetup& setup) {
+    for (const auto& device : setup.Devices) {
+        auto known = m_Identities.Expect(IdOf(setup.PortLabel, device.Address), device.Model);
+        if (!known) continue;
+        known->Name = device.Name;
+        Tell(&Listener::OnIdentity, *known);
+    }
 }
 
 void StationRun::Forget(const DeviceId& device) {
     m_Values.Forget(device);
-    m_Identities.Forget(device);
+    m_Held.erase(device);
+    m_Identities.MayHaveGone(device);
     TellAlarms(m_Alarms.Forget(device, UnixNow()));
     Tell(&Listener::OnDeviceGone, device);
 }
@@ -194,16 +211,50 @@ void StationRun::OnIdentity(const DeviceIdentity& found) {
     if (device == nullptr) return;
     auto identity = found;
     identity.Name = device->Name;
+    identity.Model = device->Model;
     Tell(&Listener::OnIdentity, m_Identities.Take(std::move(identity)));
+    const auto held = m_Held.extract(found.Id());
+    for (const auto& reading : held ? held.mapped().Readings : std::vector<Reading>())
+        Take(reading);
 }
 
-void StationRun::OnReading(const Reading& told) {
+void StationRun::Settle(const DeviceId& place) {
+    if (!m_Identities.IdentifierOf(place).empty()) return;
+    OnIdentity({.Port = place.Port,
+                .Address = place.Address,
+                .Name = {},
+                .SerialNumber = {},
+                .Identifier = {},
+                .Remark = {},
+                .HasAnswered = false});
+}
+
+void StationRun::TellHeld(Duration atLeast) {
+    const auto isDue = [&](const auto& entry) { return m_Source.Elapsed() - entry.second.Since >= atLeast; };
+    for (auto due = m_Held.begin(); due != m_Held.end();) {
+        due = std::find_if(m_Held.begin(), m_Held.end(), isDue);
+        if (due != m_Held.end()) Settle(DeviceId(due->first));
+    }
+}
+
+/// One that answers tells beforehand who it is, if at all.
+void StationRun::OnReading(const Reading& reading) {
     // One that was on its way when its bus or device was taken away is nobody's.
-    if (WantedAt(told.Port, told.Address) == nullptr) return;
-    auto reading = told;
+    if (WantedAt(reading.Port, reading.Address) == nullptr) return;
+    const auto place = reading.Id();
+    if (!m_Identities.IdentifierOf(place).empty()) return Take(reading);
+    auto& held = m_Held[place];
+    if (held.Readings.empty()) held.Since = m_Source.Elapsed();
+    held.Readings.push_back(reading);
+    const auto attempts = held.Readings.size() * (static_cast<std::size_t>(BusOn(reading.Port)->Setup.Retries) + 1);
+    if (reading.Valid() || attempts >= kMostAttempts) Settle(place);
+}
+
+void StationRun::Take(Reading reading) {
     reading.Seq = ++m_Seq;
     reading.Identifier = m_Identities.IdentifierOf(reading.Id());
-    m_Values.Take(reading, BusOn(told.Port)->Setup.Every, m_Source.Elapsed());
+    m_Values.Take(reading, BusOn(reading.Port)->Setup.Every, m_Source.Elapsed());
+    if (reading.Quality == Quality::Offline) m_Identities.MayHaveGone(reading.Id());
     Tell(&Listener::OnReading, reading);
     TellAlarms(m_Alarms.Take(reading, m_Source.Elapsed()));
 }
@@ -218,13 +269,18 @@ void StationRun::OnLine(const LineEvent& event) {
 
 void StationRun::TellAlarms(std::vector<AlarmEvent> events) {
     for (auto& event : events) {
+        if (event.Address != 0) Settle(event.Id());
+        event.Identifier = m_Identities.IdentifierOf(event.Id());
         event.Seq = ++m_Seq;
         Tell(&Listener::OnAlarm, event);
     }
 }
 
 std::vector<Reading> StationRun::Values() const {
-    return m_Values.At(m_Source.Elapsed());
+    auto values = m_Values.At(m_Source.Elapsed());
+    for (auto& reading : values)
+        reading.Identifier = m_Identities.IdentifierOf(reading.Id());
+    return values;
 }
 
 }  // namespace orvix::station

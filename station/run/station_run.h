@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <list>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -33,6 +34,8 @@ public:
     StationRun(const StationRun&) = delete;
     StationRun& operator=(const StationRun&) = delete;
 
+    /// Devices that earlier runs have known, those that were last at a place last; to be told before buses start.
+    void Know(const std::vector<DeviceIdentity>& earlier) { m_Identities.Know(earlier); }
     /// Listeners are told in the order in which they were added; they outlive this.
     void Add(Listener& listener) { m_Listeners.push_back(&listener); }
     /// Brings a bus online and has its devices read once a period. Raises what keeps it from starting.
@@ -42,6 +45,9 @@ public:
     /// that is stopped is heard no more, and ends with its exchange; what uses its port then starts after that. Returns
     /// a sentence for each bus that changed.
     std::vector<std::string> Apply(const std::vector<BusSetup>& wanted);
+    /// Tells the readings that wait until it is known which device they are of; it will not be. Those that have waited
+    /// for less long go on doing so.
+    void TellHeld(Duration atLeast = Duration::zero());
     /// Does something when no bus that was stopped uses a port any more: at once, or later.
     void WhenFree(const std::string& portPath, std::function<void()> work);
     bool IsAnyRunning() const { return !m_Buses.empty(); }
@@ -53,7 +59,7 @@ public:
     std::optional<BusSetup> SetupOn(const std::string& port);
 
     /// The latest reading of each device, with the quality that it has now. The time is 0 of one that has not been
-    /// heard of yet.
+    /// heard of yet, and the identifier empty of one that is not announced yet.
     std::vector<Reading> Values() const;
     const AlarmBook& Alarms() const { return m_Alarms; }
 
@@ -66,6 +72,12 @@ private:
     struct WaitingWork {
         std::string PortPath;
         std::function<void()> Do;
+    };
+
+    /// Failed ones, while it is not known of which device.
+    struct HeldReadings {
+        Duration Since{0};
+        std::vector<Reading> Readings;
     };
 
     std::vector<BusSetup> Setups() const;
@@ -82,6 +94,12 @@ private:
     /// The one place where a device is forgotten.
     void Forget(const DeviceId& device);
     void TellAlarms(std::vector<AlarmEvent> events);
+    void Pass();
+    /// Tells which devices are at the places of a bus, as far as that is known.
+    void Announce(const BusSetup& setup);
+    /// It is not going to be known better which device is at a place.
+    void Settle(const DeviceId& place);
+    void Take(Reading reading);
     /// The device that is wanted at a place; null when there is none, or its bus does not run.
     const DeviceSetup* WantedAt(const std::string& port, int address);
     void OnIdentity(const DeviceIdentity& found) override;
@@ -113,6 +131,7 @@ private:
     LatestValues m_Values;
     AlarmBook m_Alarms;
     IdentityBook m_Identities;
+    std::map<DeviceId, HeldReadings> m_Held;
     std::unique_ptr<Timer> m_Passing;
     std::int64_t m_Seq = 0;            ///< of the latest reading or alarm
     std::uint64_t m_LatestNumber = 0;  ///< of a bus that was started

@@ -9,7 +9,9 @@ using platform::SqliteStatement;
 DeviceRegistry::DeviceRegistry(const std::string& dataFolder) : m_Connection(dataFolder + kDatabaseFile) {
     m_Connection.Execute(
         "CREATE TABLE IF NOT EXISTS known_devices("
-        "port TEXT, address INTEGER, model INTEGER, serial TEXT, name TEXT, PRIMARY KEY(port, address))");
+        "port TEXT, address INTEGER, model INTEGER, serial TEXT, name TEXT, PRIMARY KEY(port, address));"
+        "CREATE TABLE IF NOT EXISTS device_ids("
+        "id TEXT PRIMARY KEY, serial TEXT, model INTEGER, port TEXT, address INTEGER)");
 }
 
 std::vector<KnownDevice> DeviceRegistry::Devices(const std::optional<std::string>& port) {
@@ -48,6 +50,29 @@ void DeviceRegistry::Rename(const std::string& port, int address, const std::str
 void DeviceRegistry::Remove(const std::string& port, int address) {
     SqliteStatement statement(m_Connection, "DELETE FROM known_devices WHERE port = ? AND address = ?");
     statement.Bind(1, port).Bind(2, std::int32_t{address}).Step();
+}
+
+std::vector<DeviceIdentity> DeviceRegistry::Identities() {
+    SqliteStatement row(m_Connection, "SELECT port, address, model, serial, id FROM device_ids ORDER BY rowid");
+    std::vector<DeviceIdentity> identities;
+    while (row.Step()) {
+        identities.push_back({.Port = row.Text(0),
+                              .Address = row.Number(1),
+                              .Model = row.Number(2),
+                              .Name = {},
+                              .SerialNumber = row.Text(3),
+                              .Identifier = row.Text(4),
+                              .Remark = {},
+                              .HasAnswered = false});
+    }
+    return identities;
+}
+
+void DeviceRegistry::Keep(const DeviceIdentity& identity) {
+    SqliteStatement put(m_Connection,
+                        "REPLACE INTO device_ids(port, address, model, serial, id) VALUES(?, ?, ?, ?, ?)");
+    put.Bind(1, identity.Port).Bind(2, std::int32_t{identity.Address}).Bind(3, identity.Model);
+    put.Bind(4, identity.SerialNumber).Bind(5, identity.Identifier).Step();
 }
 
 }  // namespace orvix::station

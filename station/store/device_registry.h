@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/sqlite_connection.h"
+#include "station/model/device_identity.h"
 
 namespace orvix::station {
 
@@ -18,8 +19,9 @@ struct KnownDevice {
     std::string SerialNumber;  ///< as the device sends it; empty while nobody has asked
 };
 
-/// The devices that are known, by port and address: the table known_devices(port, address, model, serial, name) of the
-/// host database. Stations on other ports may use it at the same time. Failures raise General, naming the file.
+/// The devices that are known, by port and address, and what devices are called: the tables known_devices(port,
+/// address, model, serial, name) and device_ids(id, serial, model, port, address) of the host database. Stations on
+/// other ports may use it at the same time. Failures raise General, naming the file.
 class DeviceRegistry {
 public:
     /// `dataFolder` ends with "/" and holds a host database.
@@ -33,6 +35,10 @@ public:
     /// These do nothing when no device is known at the address.
     void Rename(const std::string& port, int address, const std::string& name);
     void Remove(const std::string& port, int address);
+    /// What devices are called, in the order in which they were kept. `SerialNumber` is empty of one that tells none.
+    std::vector<DeviceIdentity> Identities();
+    /// Keeps what a device is called, in place of what was known of that identifier.
+    void Keep(const DeviceIdentity& identity);
 
 private:
     platform::SqliteConnection m_Connection;

@@ -200,6 +200,7 @@ AlarmRow HistoryReader::AlarmOf(SqliteStatement& row) const {
     alarm.Alarm = {.From = row.LongNumber(kFrom),
                    .Port = row.Text(kPort),
                    .Address = 0,
+                   .Identifier = {},
                    .Kind = row.Text(kKind),
                    .Text = row.Text(kText),
                    .Value = row.Real(kValue),

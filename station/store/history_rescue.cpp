@@ -46,7 +46,7 @@ std::vector<std::int64_t> SeriesIn(SqliteConnection& connection) {
 
 // What rows refer to that could not be read.
 constexpr char kFillIn[] =
-    "INSERT INTO devices(number, id, model) SELECT DISTINCT device, 'd' || device, 0 FROM series"
+    "INSERT INTO devices(number, id, model) SELECT DISTINCT device, 'lost-' || device, 0 FROM series"
     " WHERE device NOT IN (SELECT number FROM devices);"
     "INSERT INTO sessions(id, uuid, start_ms, pid, alive_ms, ended) SELECT session, 'lost ' || session, min(from_ms), "
     "0,"

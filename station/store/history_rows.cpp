@@ -3,8 +3,8 @@
 namespace orvix::station {
 
 std::size_t HistoryBatch::Rows() const {
-    auto rows =
-        Readings.size() + Gaps.size() + Ends.size() + Names.size() + Identifiers.size() + Alarms.size() + Events.size();
+    auto rows = Readings.size() + Gaps.size() + Ends.size() + Names.size() + SerialNumbers.size() + Alarms.size() +
+                Events.size();
     for (const auto& [series, complete] : Minutes)
         rows += complete.Minutes.size();
     return rows;
@@ -23,8 +23,8 @@ void HistoryBatch::Append(HistoryBatch later) {
     }
     Ends.insert(later.Ends.begin(), later.Ends.end());
     Names.insert(later.Names.begin(), later.Names.end());
-    for (auto& [series, identifier] : later.Identifiers)
-        Identifiers.insert_or_assign(series, std::move(identifier));
+    for (auto& [identifier, serialNumber] : later.SerialNumbers)
+        SerialNumbers.insert_or_assign(identifier, std::move(serialNumber));
     for (auto& [seq, alarm] : later.Alarms)
         Alarms.insert_or_assign(seq, std::move(alarm));
 }

@@ -36,6 +36,7 @@ enum class SeriesEnd { Removed = 1, Slept = 2, ClockSet = 3, Changed = 4 };
 /// What one run reads of one variable of one device, from a time on.
 struct SeriesRow {
     SeriesKey Key;
+    std::string Identifier;  ///< of the device
     std::int64_t From = 0;
     bool IsSparse = false;  ///< its readings are only the changes
 };
@@ -71,6 +72,7 @@ struct AlarmRecord {
     std::int64_t From = 0;
     std::string Port;
     int Address = 0;
+    std::string Identifier;  ///< of the device; empty: it is the port's
     std::string Kind;
     std::string Text;
     double Value = 0;
@@ -92,10 +94,9 @@ struct HistoryBatch {
     std::map<GapKey, Gap> Gaps;
     std::map<std::size_t, CompleteMinutes> Minutes;
     std::map<std::size_t, std::pair<std::int64_t, SeriesEnd>> Ends;
-    std::map<std::size_t, std::string> Names;  ///< of devices that have told theirs
-    /// Identifiers of the devices that the series are of; empty for one that does not tell its serial number.
-    std::map<std::size_t, std::string> Identifiers;
-    std::map<std::int64_t, AlarmRecord> Alarms;  ///< by the sequence number of their start
+    std::map<std::size_t, std::string> Names;          ///< of devices that have told theirs
+    std::map<std::string, std::string> SerialNumbers;  ///< that devices have told, by their identifiers
+    std::map<std::int64_t, AlarmRecord> Alarms;        ///< by the sequence number of their start
     std::vector<HistoryEvent> Events;
 
     std::size_t Rows() const;
@@ -107,7 +108,7 @@ struct HistoryBatch {
         Minutes.clear();
         Ends.clear();
         Names.clear();
-        Identifiers.clear();
+        SerialNumbers.clear();
         Alarms.clear();
         Events.clear();
     }

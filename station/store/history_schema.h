@@ -12,6 +12,9 @@ inline constexpr char kHistoryFile[] = "history.db";
 /// Layout of the file (docs/history.md); its user_version.
 inline constexpr std::int32_t kHistoryVersion = 2;
 
+/// In place of the serial number of a device that does not tell one.
+inline constexpr char kTellsNone[] = "?";
+
 /// A session that has not said for so many times its beat that it is alive is not.
 inline constexpr std::int64_t kMissedBeats = 3;
 

@@ -17,9 +17,6 @@ constexpr int kLeftOverRows = 20'000;
 // Readings of layout 1 are not told by run, so a state of inputs that lasts longer may be a time without the station.
 constexpr std::int64_t kLongestLeftOverHold = kMinute;
 
-// In place of the serial number of a device that does not tell one.
-const std::string kTellsNone = "?";
-
 std::int64_t HourOf(std::int64_t time) {
     return time / kHour * kHour;
 }
@@ -68,8 +65,12 @@ void HistoryStore::Write(const HistoryBatch& batch, std::int64_t now) {
             .Bind(2, m_SeriesRows[series])
             .Run();
     }
-    for (const auto& [series, identifier] : batch.Identifiers)
-        Identify(m_SeriesRows[series], identifier);
+    for (const auto& [identifier, serialNumber] : batch.SerialNumbers) {
+        SqliteStatement(m_Connection, "UPDATE devices SET serial = ? WHERE id = ?")
+            .Bind(1, serialNumber)
+            .Bind(2, identifier)
+            .Run();
+    }
     for (const auto& [series, end] : batch.Ends)
         EndSeries(m_SeriesRows[series], batch.Series[series].Key.IsInputs(), end.first, end.second);
     for (const auto& [seq, alarm] : batch.Alarms)
@@ -97,12 +98,12 @@ void HistoryStore::WriteSeries(const HistoryBatch& batch) {
 /// A store that was opened anew finds the series that this session has begun.
 std::int64_t HistoryStore::SeriesOf(const SeriesRow& series) {
     const auto& key = series.Key;
+    const auto device = DeviceOf(series);
     SqliteStatement select(m_Connection,
                            "SELECT id FROM series WHERE port = ? AND address = ? AND variable = ? AND from_ms = ? "
-                           "AND session = ?");
+                           "AND session = ? AND device = ?");
     select.Bind(1, key.Port).Bind(2, key.Address).Bind(3, key.Variable).Bind(4, series.From).Bind(5, m_Session);
-    if (select.Step()) return select.LongNumber(0);
-    const auto device = DeviceOf(key);
+    if (select.Bind(6, device).Step()) return select.LongNumber(0);
     SqliteStatement insert(m_Connection,
                            "INSERT INTO series(device, variable, session, name, bus, port, address, from_ms, "
                            "rolled_ms, sparse) VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?8, ?9) RETURNING id");
@@ -112,69 +113,20 @@ std::int64_t HistoryStore::SeriesOf(const SeriesRow& series) {
     return insert.LongNumber(0);
 }
 
-/// Until it has told its serial number a device is what was last at its place, as long as the model is the same.
-std::int64_t HistoryStore::DeviceOf(const SeriesKey& key) {
-    SqliteStatement select(m_Connection,
-                           "SELECT number FROM devices WHERE model = ?1 AND number = (SELECT device FROM series "
-                           "WHERE port = ?2 AND address = ?3 ORDER BY id DESC LIMIT 1)");
-    select.Bind(1, key.Model).Bind(2, key.Port).Bind(3, key.Address);
-    if (select.Step()) return select.LongNumber(0);
-    return NewDevice(key.Model);
-}
-
-std::int64_t HistoryStore::NewDevice(std::int64_t model) {
-    SqliteStatement insert(m_Connection,
-                           "INSERT INTO devices(number, id, model) SELECT n, 'd' || n, ? FROM "
-                           "(SELECT coalesce(max(number), 0) + 1 AS n FROM devices) RETURNING number");
-    insert.Bind(1, model).Step();
+std::int64_t HistoryStore::DeviceOf(const SeriesRow& series) {
+    const auto& [key, identifier, from, isSparse] = series;
+    SqliteStatement known(m_Connection, "SELECT number FROM devices WHERE id = ?");
+    if (known.Bind(1, identifier).Step()) return known.LongNumber(0);
+    // One that nobody has asked for its serial number is the one that comes to be known at its place.
+    SqliteStatement name(m_Connection,
+                         "UPDATE devices SET id = ?1, serial = ?2 WHERE serial = '' AND model = ?3 AND number = "
+                         "(SELECT device FROM series WHERE port = ?4 AND address = ?5 ORDER BY id DESC LIMIT 1) "
+                         "RETURNING number");
+    name.Bind(1, identifier).Bind(2, kTellsNone).Bind(3, key.Model).Bind(4, key.Port).Bind(5, key.Address);
+    if (name.Step()) return name.LongNumber(0);
+    SqliteStatement insert(m_Connection, "INSERT INTO devices(id, serial, model) VALUES(?, ?, ?) RETURNING number");
+    insert.Bind(1, identifier).Bind(2, kTellsNone).Bind(3, key.Model).Step();
     return insert.LongNumber(0);
-}
-
-void HistoryStore::Identify(std::int64_t series, const std::string& identifier) {
-    SqliteStatement now(m_Connection,
-                        "SELECT number, serial, model FROM devices "
-                        "WHERE number = (SELECT device FROM series WHERE id = ?)");
-    now.Bind(1, series).Step();
-    const auto device = now.LongNumber(0);
-    const auto serial = now.Text(1);
-    const auto model = now.LongNumber(2);
-    if (identifier.empty() && serial.empty()) SetSerial(device, kTellsNone);
-    if (identifier.empty() || serial == identifier) return;
-
-    SqliteStatement other(m_Connection, "SELECT number FROM devices WHERE serial = ? AND model = ?");
-    if (other.Bind(1, identifier).Bind(2, model).Step()) return GiveTo(series, other.LongNumber(0));
-    if (serial != kTellsNone && !serial.empty()) return GiveTo(series, NewDevice(identifier, model));
-    // One that was known without a serial number keeps the identifier that it had meanwhile.
-    if (serial.empty()) SetIdentifier(device, identifier);
-    SetSerial(device, identifier);
-}
-
-/// Another device may have the identifier by chance, or be of another model; then it keeps the one with its number.
-void HistoryStore::SetIdentifier(std::int64_t device, const std::string& identifier) {
-    SqliteStatement(m_Connection, "UPDATE OR IGNORE devices SET id = ? WHERE number = ?")
-        .Bind(1, identifier)
-        .Bind(2, device)
-        .Run();
-}
-
-void HistoryStore::SetSerial(std::int64_t device, const std::string& serial) {
-    SqliteStatement(m_Connection, "UPDATE devices SET serial = ? WHERE number = ?")
-        .Bind(1, serial)
-        .Bind(2, device)
-        .Run();
-}
-
-std::int64_t HistoryStore::NewDevice(const std::string& identifier, std::int64_t model) {
-    const auto device = NewDevice(model);
-    SetIdentifier(device, identifier);
-    SetSerial(device, identifier);
-    return device;
-}
-
-/// A device that was made for a place, and is none of its own, goes.
-void HistoryStore::GiveTo(std::int64_t series, std::int64_t device) {
-    SqliteStatement(m_Connection, "UPDATE series SET device = ? WHERE id = ?").Bind(1, device).Bind(2, series).Run();
-    m_Connection.Execute("DELETE FROM devices WHERE serial = '' AND number NOT IN (SELECT device FROM series)");
 }
 
 void HistoryStore::WriteReading(std::int64_t series, const ReadingRow& reading) {
@@ -229,10 +181,9 @@ void HistoryStore::FinishRollUps(std::int64_t series, bool isInputs, std::int64_
 void HistoryStore::WriteAlarm(std::int64_t seq, const AlarmRecord& alarm) {
     SqliteStatement put(m_Connection,
                         "INSERT INTO alarms(session, seq, holder, device, port, kind, from_ms, to_ms, value, text) "
-                        "VALUES(?1, ?2, ?1, (SELECT device FROM series WHERE port = ?3 AND address = ?4 "
-                        "ORDER BY id DESC LIMIT 1), ?3, ?5, ?6, ?7, ?8, ?9) "
+                        "VALUES(?1, ?2, ?1, (SELECT number FROM devices WHERE id = ?4), ?3, ?5, ?6, ?7, ?8, ?9) "
                         "ON CONFLICT DO UPDATE SET to_ms = excluded.to_ms");
-    put.Bind(1, m_Session).Bind(2, seq).Bind(3, alarm.Port).Bind(4, alarm.Address).Bind(5, alarm.Kind);
+    put.Bind(1, m_Session).Bind(2, seq).Bind(3, alarm.Port).Bind(4, alarm.Identifier).Bind(5, alarm.Kind);
     put.Bind(6, alarm.From).BindNull(7).Bind(8, alarm.Value).Bind(9, alarm.Text);
     if (alarm.To) put.Bind(7, *alarm.To);
     put.Run();

@@ -40,14 +40,7 @@ private:
     /// The rows of the series that the batch has gained; the session reads them from then on.
     void WriteSeries(const HistoryBatch& batch);
     std::int64_t SeriesOf(const SeriesRow& series);
-    std::int64_t DeviceOf(const SeriesKey& key);
-    std::int64_t NewDevice(std::int64_t model);
-    std::int64_t NewDevice(const std::string& identifier, std::int64_t model);
-    /// The series is one of the device with this identifier; empty: of one that does not tell its serial number.
-    void Identify(std::int64_t series, const std::string& identifier);
-    void SetIdentifier(std::int64_t device, const std::string& identifier);
-    void SetSerial(std::int64_t device, const std::string& serial);
-    void GiveTo(std::int64_t series, std::int64_t device);
+    std::int64_t DeviceOf(const SeriesRow& series);
     void WriteReading(std::int64_t series, const ReadingRow& reading);
     void WriteGap(std::int64_t series, std::int64_t from, const Gap& gap);
     void WriteMinutes(std::int64_t series, bool isInputs, const CompleteMinutes& complete);

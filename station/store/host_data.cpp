@@ -25,7 +25,8 @@ constexpr int kMostRepairs = 3;
 
 constexpr CopiedTable kHostTables[] = {{"devices", "address, model, serial", "address"},
                                        {"plant_names", "serial, name", "serial"},
-                                       {"known_devices", "port, address, model, serial, name", "port, address"}};
+                                       {"known_devices", "port, address, model, serial, name", "port, address"},
+                                       {"device_ids", "id, serial, model, port, address", "rowid"}};
 
 bool HasTable(SqliteConnection& connection, const char* name) {
     platform::SqliteStatement select(connection, "SELECT 1 FROM sqlite_master WHERE name = ?");

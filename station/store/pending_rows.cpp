@@ -1,5 +1,7 @@
 #include "station/store/pending_rows.h"
 
+#include <algorithm>
+
 namespace orvix::station {
 namespace {
 
@@ -23,34 +25,12 @@ std::string StepText(std::int64_t milliseconds) {
 
 }  // namespace
 
-void PendingRows::Watch(const SeriesKey& key, const ClockTimes& now) {
+void PendingRows::Watch(const SeriesKey& key, const std::string& identifier, const std::string& serialNumber,
+                        const ClockTimes& now) {
     const std::lock_guard lock(m_Mutex);
     TakeTime(now);
-    WatchedOf(key, now.Unix);
-}
-
-void PendingRows::Identify(const DeviceId& device, const std::string& identifier, const ClockTimes& now) {
-    const std::lock_guard lock(m_Mutex);
-    TakeTime(now);
-    std::vector<Place> others;
-    for (auto& [place, watched] : m_Watched) {
-        if (place.first != device) continue;
-        if (watched.Identifier.value_or("").empty()) {
-            SetIdentifier(watched, identifier);
-        } else if (watched.Identifier != identifier) {
-            others.push_back(place);
-        }
-    }
-    for (const auto& place : others) {
-        auto before = std::move(m_Watched.extract(place).mapped());
-        Finish(before, now.Unix, SeriesEnd::Changed);
-        Begin(before.Key, now.Unix, identifier);
-    }
-}
-
-void PendingRows::SetIdentifier(Watched& watched, const std::optional<std::string>& identifier) {
-    watched.Identifier = identifier;
-    if (identifier) m_Rows.Identifiers[watched.Series] = *identifier;
+    WatchedOf(key, identifier, now.Unix);
+    if (!serialNumber.empty()) m_Rows.SerialNumbers[identifier] = serialNumber;
 }
 
 void PendingRows::Unwatch(const DeviceId& device, const ClockTimes& now) {
@@ -69,7 +49,8 @@ void PendingRows::Add(const Reading& reading, const ClockTimes& now) {
     const std::lock_guard lock(m_Mutex);
     TakeTime(now);
     const auto time = reading.UnixMilliseconds;
-    auto& watched = WatchedOf({reading.Port, reading.Address, reading.Model, reading.Name, reading.Variable}, time);
+    auto& watched = WatchedOf({reading.Port, reading.Address, reading.Model, reading.Name, reading.Variable},
+                              reading.Identifier, time);
     watched.Trouble.reset();
     const bool isGood = value && reading.Why == Doubt::None;
     if (isGood) watched.Minutes.AddGood(time, *value);
@@ -114,9 +95,9 @@ void PendingRows::ExtendTroubles() {
 }
 
 /// A series holds times that only grow: it is begun anew where the clock says otherwise.
-PendingRows::Watched& PendingRows::WatchedOf(const SeriesKey& key, std::int64_t time) {
+PendingRows::Watched& PendingRows::WatchedOf(const SeriesKey& key, const std::string& identifier, std::int64_t time) {
     const auto found = m_Watched.find({key.Device(), key.Variable});
-    if (found == m_Watched.end()) return Begin(key, time);
+    if (found == m_Watched.end()) return Begin(key, identifier, time);
     auto& watched = found->second;
     if (watched.Key.Name.empty() && !key.Name.empty()) {
         watched.Key.Name = key.Name;
@@ -124,20 +105,25 @@ PendingRows::Watched& PendingRows::WatchedOf(const SeriesKey& key, std::int64_t 
     }
     auto named = key;
     if (named.Name.empty()) named.Name = watched.Key.Name;
-    const bool isSame = watched.Key == named;
-    if (isSame && !watched.Minutes.IsBehind(time)) return watched;
+    const bool isSame = watched.Key == named && watched.Identifier == identifier;
+    if (isSame && !watched.Minutes.IsBehind(time)) {
+        // Readings wait until it is known which device they are of.
+        const auto taken = m_Series - m_Rows.Series.size();
+        if (watched.Series >= taken) {
+            auto& begin = m_Rows.Series[watched.Series - taken].From;
+            begin = std::min(begin, time);
+        }
+        return watched;
+    }
     Finish(watched, isSame ? m_Now : time, isSame ? SeriesEnd::ClockSet : SeriesEnd::Changed);
-    const auto identifier = watched.Key.Model == key.Model ? watched.Identifier : std::nullopt;
     m_Watched.erase(found);
-    return Begin(named, time, identifier);
+    return Begin(named, identifier, time);
 }
 
-PendingRows::Watched& PendingRows::Begin(const SeriesKey& key, std::int64_t time,
-                                         const std::optional<std::string>& identifier) {
-    auto& watched = m_Watched.emplace(Place{key.Device(), key.Variable}, Watched(key)).first->second;
+PendingRows::Watched& PendingRows::Begin(const SeriesKey& key, const std::string& identifier, std::int64_t time) {
+    auto& watched = m_Watched.emplace(Place{key.Device(), key.Variable}, Watched(key, identifier)).first->second;
     watched.Series = m_Series++;
-    m_Rows.Series.push_back({key, time, m_Changes.OnlyChanges});
-    SetIdentifier(watched, identifier);
+    m_Rows.Series.push_back({key, identifier, time, m_Changes.OnlyChanges});
     return watched;
 }
 
@@ -157,7 +143,7 @@ void PendingRows::TakeTime(const ClockTimes& now) {
     m_ClockWasSet = m_ClockWasSet || wasSet;
     for (auto& [place, watched] : std::exchange(m_Watched, {})) {
         Finish(watched, interruption->From, wasSet ? SeriesEnd::ClockSet : SeriesEnd::Slept);
-        Begin(watched.Key, interruption->To, watched.Identifier);
+        Begin(watched.Key, watched.Identifier, interruption->To);
     }
 }
 
@@ -205,6 +191,7 @@ void PendingRows::Add(const AlarmEvent& alarm) {
         const AlarmRecord record{.From = alarm.UnixMilliseconds,
                                  .Port = alarm.Port,
                                  .Address = alarm.Address,
+                                 .Identifier = alarm.Identifier,
                                  .Kind = alarm.KindText(),
                                  .Text = alarm.Text(),
                                  .Value = alarm.Value,

@@ -20,11 +20,10 @@ public:
     /// `most` rows wait at the same time; readings beyond are lost, and counted as a gap of their own.
     PendingRows(std::size_t most, const ChangeSetup& changes) : m_Most(most), m_Changes(changes) {}
 
-    /// From now on the device is read. What was known of that place under another name or model has ended. Without a
-    /// name it has the one that comes with its readings.
-    void Watch(const SeriesKey& key, const ClockTimes& now);
-    /// It is known which device is read; `identifier` is empty for one that does not tell its serial number.
-    void Identify(const DeviceId& device, const std::string& identifier, const ClockTimes& now);
+    /// From now on this device is read at a place; what was read there under another name, or of another device, has
+    /// ended. Without a name it has the one that comes with its readings; an empty serial number is not known.
+    void Watch(const SeriesKey& key, const std::string& identifier, const std::string& serialNumber,
+               const ClockTimes& now);
     /// It is not read any more.
     void Unwatch(const DeviceId& device, const ClockTimes& now);
     void Add(const Reading& reading, const ClockTimes& now);
@@ -47,10 +46,11 @@ public:
 
 private:
     struct Watched {
-        explicit Watched(SeriesKey key) : Key(std::move(key)), Minutes(Key.IsInputs()) {}
+        Watched(SeriesKey key, std::string identifier)
+            : Key(std::move(key)), Identifier(std::move(identifier)), Minutes(Key.IsInputs()) {}
 
         SeriesKey Key;
-        std::optional<std::string> Identifier{};  ///< nothing while it is not known
+        std::string Identifier;
         std::size_t Series = 0;
         RollUp Minutes;
         ChangeFilter Filter{};
@@ -63,10 +63,9 @@ private:
     using Place = std::pair<DeviceId, std::string>;
     using Places = std::map<Place, Watched>;
 
-    Watched& Begin(const SeriesKey& key, std::int64_t time, const std::optional<std::string>& identifier = {});
-    void SetIdentifier(Watched& watched, const std::optional<std::string>& identifier);
+    Watched& Begin(const SeriesKey& key, const std::string& identifier, std::int64_t time);
     void Finish(Watched& watched, std::int64_t time, SeriesEnd end);
-    Watched& WatchedOf(const SeriesKey& key, std::int64_t time);
+    Watched& WatchedOf(const SeriesKey& key, const std::string& identifier, std::int64_t time);
     void TakeTime(const ClockTimes& now);
     bool IsFull() const { return m_Rows.Rows() + m_Taken >= m_Most; }
     void Extend(Watched& watched, const Reading& reading, const Failure& failure);

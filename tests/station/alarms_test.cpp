@@ -151,7 +151,7 @@ protected:
         station::AlarmCommand alarm(std::move(command), limit, m_Home,
                                     [this](const std::string& text) { m_Told.push_back(text); });
         for (int i = 0; i < events; ++i)
-            alarm.OnAlarm({0, "p", 5, "Oven; rm *", AlarmKind::High, 0, i % 2 == 0, 31.5, 30, false});
+            alarm.OnAlarm({0, "p", 5, "Oven; rm *", "n1", AlarmKind::High, 0, i % 2 == 0, 31.5, 30, false});
         // The end of a program that has nothing to say wakes nobody.
         for (int i = 0; i < 3000 && !done(); ++i)
             m_Home.PumpUntil(done, std::chrono::milliseconds(10));
@@ -201,7 +201,7 @@ TEST_F(AlarmCommandTest, AHangingProgramDropsNoStateSilently) {
     station::AlarmCommand alarm({"sh", "-c", script}, std::chrono::seconds(30), m_Home,
                                 [this](const std::string& text) { m_Told.push_back(text); });
     const auto raise = [&](int address, AlarmKind kind, bool starts) {
-        alarm.OnAlarm({0, "p", address, "Oven", kind, 0, starts, 31.5, 30, false});
+        alarm.OnAlarm({0, "p", address, "Oven", "n1", kind, 0, starts, 31.5, 30, false});
     };
     const auto await = [&](const std::string& contents) {
         for (int i = 0; i < 1000 && ContentsOf(file) != contents; ++i)

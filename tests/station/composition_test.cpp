@@ -254,6 +254,7 @@ station::StationHealth HealthOfOneDevice() {
         tally->GoodReadings = 1;
         tally->DoubtfulReadings = 2;
     }
+    address.Identifier = "n5";
     address.LastGood = 13s;
     address.Value = 21.5;
     address.Quality = station::Quality::Stale;
@@ -284,9 +285,9 @@ TEST(Health, EachColumnShowsWhatItsTitleSays) {
         std::istringstream words(line);
         const std::vector<std::string> row{std::istream_iterator<std::string>(words), {}};
         ASSERT_GE(row.size(), 12U) << line;
-        // addr, name, quality, good %, doubtful, p50, p95, max, time-outs, bad, checksum, refused, retries
-        EXPECT_EQ(row, (std::vector<std::string>{"5", "Oven", "stale", "0.2", "2", "16", "128", "1024", "268", "144",
-                                                 "32", "64", "3", "13", "s", "ago", "0.00/-"}))
+        // addr, name, id, quality, good %, doubtful, p50, p95, max, time-outs, bad, checksum, refused, retries
+        EXPECT_EQ(row, (std::vector<std::string>{"5", "Oven", "n5", "stale", "0.2", "2", "16", "128", "1024", "268",
+                                                 "144", "32", "64", "3", "13", "s", "ago", "0.00/-"}))
             << line;
         return;
     }
@@ -299,7 +300,8 @@ TEST(Health, EachMetricCountsWhatItsNameSays) {
         for (const auto& metric : family.metric) {
             std::string name = family.name;
             for (const auto& label : metric.label) {
-                if (label.name != "port" && label.name != "name" && label.value != "5") name += " " + label.value;
+                if (label.name != "port" && label.name != "name" && label.name != "id" && label.value != "5")
+                    name += " " + label.value;
             }
             values[name] = std::max(metric.counter.value, metric.gauge.value);
         }

@@ -160,13 +160,13 @@ TEST_F(HistoryFileTest, OnlyChangesAreRecordedButAllReadingsCount) {
 TEST_F(HistoryFileTest, ADeviceThatIsTakenAwayOrRenamedGrowsNoGap) {
     const SeriesKey oven{"line", 5, 106, "Oven", "temperature"};
     Begin();
-    m_Pending->Watch(oven, ClocksAt(0));
-    m_Pending->Watch({"line", 6, 106, "Attic", "temperature"}, ClocksAt(0));
+    m_Pending->Watch(oven, "d5", "", ClocksAt(0));
+    m_Pending->Watch({"line", 6, 106, "Attic", "temperature"}, "d6", "", ClocksAt(0));
     Add(5, kSecond, 20.0);
     m_Pending->Unwatch(IdOf("line", 6), ClocksAt(2 * kSecond));
     auto renamed = oven;
     renamed.Name = "Kiln";
-    m_Pending->Watch(renamed, ClocksAt(3 * kSecond));
+    m_Pending->Watch(renamed, "d5", "", ClocksAt(3 * kSecond));
     auto reading = ReadingOf(5, 4 * kSecond, 21.0);
     reading.Name = "Kiln";
     reading.Seq = 99;
@@ -180,7 +180,7 @@ TEST_F(HistoryFileTest, ADeviceThatIsTakenAwayOrRenamedGrowsNoGap) {
 
 TEST_F(HistoryFileTest, AMissingPortIsWhyNothingWasRead) {
     Begin();
-    m_Pending->Watch({"line", 5, 106, "", "temperature"}, ClocksAt(0));
+    m_Pending->Watch({"line", 5, 106, "", "temperature"}, "d5", "", ClocksAt(0));
     m_Pending->Trouble("line", {errors::General, "the port cannot be opened", {}}, ClocksAt(0));
     for (int second = 0; second < 30; ++second)
         Turn(second * kSecond);
@@ -319,7 +319,7 @@ TEST_F(HistoryFileTest, ReadableRowsOfADamagedFileAreTakenOver) {
     Turn(2 * kRows * kSecond);
     ASSERT_EQ(m_Said.size(), 1U);
     EXPECT_NE(m_Said[0].find("it is kept as"), std::string::npos) << m_Said[0];
-    EXPECT_EQ(Reader(0).Find({.Port = {}, .Device = "d2", .Time = {}}).at(0).Series.size(), 2U);
+    EXPECT_EQ(Reader(0).Find({.Port = {}, .Device = "d6", .Time = {}}).at(0).Series.size(), 2U);
 }
 
 TEST_F(HistoryFileTest, APipeInItsPlaceIsRefused) {

@@ -25,6 +25,7 @@ inline Reading ReadingOf(int address, std::int64_t time, ReadingValue value, Err
             .Address = address,
             .Model = 106,
             .Name = "Oven",
+            .Identifier = "d" + std::to_string(address),
             .Variable = "temperature",
             .Value = std::move(value),
             .Error = {code, code == 0 ? "" : "No reply", {}},

@@ -134,6 +134,7 @@ TEST_F(HistoryTest, ListsAlarmsWithTheirEnds) {
                                   .Port = "line",
                                   .Address = address,
                                   .Name = "Oven",
+                                  .Identifier = "d" + std::to_string(address),
                                   .Kind = AlarmKind::High,
                                   .Starts = starts,
                                   .Value = 31.5,

@@ -1,10 +1,20 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <map>
+#include <set>
+
+#include "devices/protocol/basOrvixNB1.h"
 #include "devices/protocol/device_models.h"
+#include "devices/protocol/frame.h"
 #include "station/library/serial_plan.h"
 #include "station/run/health_book.h"
 #include "station/run/identity_book.h"
+#include "station/store/history_identities.h"
+#include "tests/station/faulty_bus.h"
 #include "tests/station/history_fixture.h"
+#include "tests/station/json_lines.h"
+#include "tests/support/scripted_line.h"
 
 namespace orvix::tests {
 namespace {
@@ -69,35 +79,56 @@ TEST(HealthBook, ADeviceThatTellsNoSerialNumberIsWell) {
     EXPECT_EQ(book.At(1s, 0, {}).Buses.at(0).Addresses.at(0).Total.Count(Outcome::Refused), 1U);
 }
 
+DeviceIdentity Found(int address, const char* serialNumber, std::int32_t model = 106) {
+    return {.Port = "line",
+            .Address = address,
+            .Model = model,
+            .Name = {},
+            .SerialNumber = serialNumber,
+            .Identifier = {},
+            .Remark = {}};
+}
+
 TEST(IdentityBook, GivesIdentifiersThatAreUniqueAndStay) {
     IdentityBook book;
+    auto earlier = Found(20, "");
+    earlier.Identifier = "d7";
+    auto moved = Found(21, "OLD");
+    moved.Identifier = "old";
+    book.Know({earlier, moved});
     const struct {
         int Address;
         const char* SerialNumber;
         const char* Identifier;
         const char* Remark;
+        bool HasGone = false;  ///< before
     } steps[] = {
         {5, "NB-0005/A", "nb-0005-a", ""},
         {5, "", "nb-0005-a", ""},
-        {6, "", "", ""},
-        {6, "x_9", "x_9", ""},
+        {6, "", "d8", ""},
+        {6, "x_9", "d8", ""},
         {7, "nb-0005:A", "nb-0005-a-2",
-         "serial number nb-0005:A is also that of line, 5 Oven; this device is called nb-0005-a-2"},
+         "serial number nb-0005:A is also that of line, 5; this device is called nb-0005-a-2"},
         {7, "nb-0005:A", "nb-0005-a-2", ""},
         {5, "NB-0099", "nb-0099", "another device answers: serial number NB-0099, before it was NB-0005/A"},
         {7, "nb-0005:A", "nb-0005-a-2", ""},
+        {5, "NB-0005/A", "nb-0005-a", "another device answers: serial number NB-0005/A, before it was NB-0099"},
+        {8, "NB-0005/A", "nb-0005-a", "", true},
+        {5, "", "d9", ""},
+        {9, "old", "old", ""},
+        {20, "", "d7", ""},
+        {21, "", "d10", ""},
+        {22, "d10", "d10-2", ""},
     };
     for (const auto& step : steps) {
-        SCOPED_TRACE(step.SerialNumber);
-        const auto identity = book.Take({.Port = "line",
-                                         .Address = step.Address,
-                                         .Name = "Oven",
-                                         .SerialNumber = step.SerialNumber,
-                                         .Identifier = {},
-                                         .Remark = {}});
+        SCOPED_TRACE(std::to_string(step.Address) + " " + step.SerialNumber);
+        if (step.HasGone) book.MayHaveGone(IdOf("line", 5));
+        const auto identity = book.Take(Found(step.Address, step.SerialNumber));
         EXPECT_EQ(identity.Identifier, step.Identifier);
         EXPECT_EQ(identity.Remark, step.Remark);
     }
+    EXPECT_EQ(book.Take(Found(6, "", 104)).Identifier, "d11") << "a device of another model is another one";
+    EXPECT_FALSE(book.Expect(IdOf("line", 6), 106));
 }
 
 /// A history in which devices tell who they are.
@@ -105,10 +136,10 @@ struct IdentifiedHistory : HistoryTest {
     void Run(std::int64_t time, int address, const std::vector<std::string>& identifiers) {
         Begin({}, 1000, time);
         for (const auto& identifier : identifiers) {
-            m_Pending->Identify(IdOf("line", address), identifier, ClocksAt(time));
-            Add(address, time, 20.0);
-            // What is settled before the first reading comes with the series.
-            m_Pending->Identify(IdOf("line", address), identifier, ClocksAt(time));
+            m_Pending->Watch({"line", address, 106, "Oven", "temperature"}, identifier, identifier, ClocksAt(time));
+            auto reading = ReadingOf(address, time, 20.0);
+            reading.Identifier = identifier;
+            m_Pending->Add(reading, ClocksAt(time));
             time += kSecond;
         }
         End(time);
@@ -126,27 +157,69 @@ struct IdentifiedHistory : HistoryTest {
     }
 };
 
-TEST_F(IdentifiedHistory, FollowsADeviceToAnotherPlace) {
+TEST_F(IdentifiedHistory, FollowsDevicesFromPlaceToPlace) {
     Run(0, 5, {"abc"});
     Run(10 * kSecond, 9, {"abc"});
     EXPECT_EQ(Devices(), (std::vector<std::string>{"abc: 2"}));
+    Run(20 * kSecond, 5, {"abc", "def", "d7"});
+    EXPECT_EQ(Devices(), (std::vector<std::string>{"abc: 3", "d7: 1", "def: 1"}));
+    const auto known = IdentitiesInHistory(m_File);
+    ASSERT_EQ(known.size(), 3U);
+    EXPECT_EQ(known.back().Identifier, "d7") << "it was the last one there";
 }
 
-TEST_F(IdentifiedHistory, GivesADeviceThatTakesAPlaceItsOwnReadings) {
-    Run(0, 5, {"abc", "def", "", "def"});
-    EXPECT_EQ(Devices(), (std::vector<std::string>{"abc: 1", "def: 3"}));
-    Run(10 * kSecond, 5, {"xyz"});
-    EXPECT_EQ(Devices(), (std::vector<std::string>{"abc: 1", "def: 3", "xyz: 1"}));
-    Run(20 * kSecond, 5, {"abc"});
-    EXPECT_EQ(Devices(), (std::vector<std::string>{"abc: 2", "def: 3", "xyz: 1"}));
-}
-
-TEST_F(IdentifiedHistory, KeepsTheIdentifierThatADeviceHadWithoutASerialNumber) {
-    Run(0, 5, {""});
-    EXPECT_EQ(Devices(), (std::vector<std::string>{"d1: 1"}));
+TEST_F(IdentifiedHistory, WhatNobodyWasAskedForIsCalledAfterWhatIsFoundAtItsPlace) {
+    Run(0, 5, {"d1"});
+    platform::SqliteConnection(m_File).Execute("UPDATE devices SET serial = ''");
+    EXPECT_TRUE(IdentitiesInHistory(m_File).empty());
     Run(10 * kSecond, 5, {"abc"});
-    Run(20 * kSecond, 7, {"abc"});
-    EXPECT_EQ(Devices(), (std::vector<std::string>{"d1: 3"}));
+    EXPECT_EQ(Devices(), (std::vector<std::string>{"abc: 2"}));
+}
+
+/// One device tells its serial number, one refuses that, one is not there. What they are called stays, from whichever
+/// of the two files it is known.
+TEST(Identities, AreNeverEmptyAndStay) {
+    FaultyBus bus([](const std::string& request) {
+        const auto address = static_cast<unsigned char>(request[2]);
+        const auto code = request.substr(4, 2);
+        if (address == 9) return std::string();
+        if (code == std::string("\x0B\x00", 2)) return BuildFrame(address, code, RealToBytes(21.5F));
+        return address == 5 ? BuildFrame(5, code, "N1") : std::string();
+    });
+    const TestFolder folder;
+    const auto run = [&](const char* first) {
+        const auto result = RunProgram({"run",
+                                        "--data",
+                                        folder.Path,
+                                        "--json",
+                                        "--every",
+                                        "200ms",
+                                        "--timeout-factor",
+                                        "10",
+                                        "--retries",
+                                        "0",
+                                        "--port",
+                                        bus.Terminal.Path(),
+                                        "--device",
+                                        first,
+                                        "--device",
+                                        "6:sensor",
+                                        "--device",
+                                        "9:sensor",
+                                        "--for",
+                                        "1500ms"});
+        std::map<int, std::set<std::string>> identifiers;
+        for (const auto& told : Objects(result.Out)) {
+            if (told["event"] == "reading") identifiers[told["address"]].insert(told["id"].get<std::string>());
+        }
+        return identifiers;
+    };
+    const auto told = run("5:sensor:Oven");
+    EXPECT_EQ(told, (std::map<int, std::set<std::string>>{{5, {"n1"}}, {6, {"d1"}}, {9, {"d2"}}}));
+    for (const char* gone : {"/history.db", "/Orvix.mdb"}) {
+        std::filesystem::remove(folder.Path + gone);
+        EXPECT_EQ(run("5:sensor"), told) << "without " << gone;
+    }
 }
 
 }  // namespace

@@ -32,11 +32,10 @@ HistoryRecorder::HistoryRecorder(std::string file, const HistorySetup& setup, Ap
                             : "history: written again");
           }) {}
 
-void HistoryRecorder::OnSetup(const BusSetup& setup) {
-    for (const auto& device : setup.Devices) {
-        const auto variable = MeasuredVariable(device.Model);
-        m_Pending.Watch({setup.PortLabel, device.Address, device.Model, device.Name, NameOf(variable)}, ReadClocks());
-    }
+void HistoryRecorder::OnIdentity(const DeviceIdentity& identity) {
+    const auto& [port, address, model, name, serialNumber, identifier, remark, hasAnswered] = identity;
+    const auto variable = NameOf(MeasuredVariable(model));
+    m_Pending.Watch({port, address, model, name, variable}, identifier, serialNumber, ReadClocks());
 }
 
 void HistoryRecorder::Write() {

@@ -18,10 +18,7 @@ public:
     HistoryRecorder(std::string file, const HistorySetup& setup, Apartment& home, HistoryWriter::Say say);
     ~HistoryRecorder() override { Close(); }
 
-    void OnSetup(const BusSetup& setup) override;
-    void OnIdentity(const DeviceIdentity& identity) override {
-        m_Pending.Identify(identity.Id(), identity.Identifier, ReadClocks());
-    }
+    void OnIdentity(const DeviceIdentity& identity) override;
     void OnReading(const Reading& reading) override { m_Pending.Add(reading, ReadClocks()); }
     void OnAlarm(const AlarmEvent& alarm) override { m_Pending.Add(alarm); }
     void OnTrouble(const std::string& port, const Failure& failure) override {

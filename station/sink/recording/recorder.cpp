@@ -83,7 +83,7 @@ void Recorder::OnSetup(const BusSetup& setup) {
 
 void Recorder::OnIdentity(const DeviceIdentity& identity) {
     const auto bus = BusOn(identity.Port, m_Home.Now());
-    if (!bus) return;
+    if (!bus || !identity.HasAnswered) return;
     for (auto& device : m_Buses[*bus].Setup.Devices)
         if (device.Address == identity.Address) device.SerialNumber = identity.SerialNumber;
 }
