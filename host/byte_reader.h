@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <string>
+#include <string_view>
 
 #include "host/variant.h"
 
@@ -23,8 +23,8 @@ public:
 
     /// Raises InvalidContents when fewer bytes are left.
     ByteView Bytes(std::uint64_t length) {
-        if (length > Left()) RaiseShort(length);
-        const ByteView bytes = m_Bytes.subspan(m_At, static_cast<std::size_t>(length));
+        if (length > Left()) RaiseShort(m_Contents, length, Left(), m_At);
+        const ByteView bytes(m_Bytes.data() + m_At, static_cast<std::size_t>(length));
         m_At += bytes.size();
         return bytes;
     }
@@ -37,10 +37,12 @@ public:
     }
 
     /// Raises InvalidContents with the kind of bytes, what is wrong, and at which byte.
-    [[noreturn]] void RaiseInvalid(const std::string& what, std::size_t at) const;
+    [[noreturn]] void RaiseInvalid(std::string_view what, std::size_t at) const { RaiseInvalid(m_Contents, what, at); }
 
 private:
-    [[noreturn]] void RaiseShort(std::uint64_t length) const;
+    // Of values and not of the reader, so that it can be kept in registers.
+    [[noreturn]] static void RaiseInvalid(const char* contents, std::string_view what, std::size_t at);
+    [[noreturn]] static void RaiseShort(const char* contents, std::uint64_t length, std::size_t left, std::size_t at);
 
     const char* m_Contents;
     ByteView m_Bytes;

@@ -46,64 +46,51 @@ std::int64_t FromZigZag(std::uint64_t code) {
     return static_cast<std::int64_t>(code >> 1 ^ (0 - (code & 1)));
 }
 
-std::uint8_t* PutVarint(std::uint8_t* to, std::uint64_t value) {
+void PutVarint(ByteArray& bytes, std::uint64_t value) {
     for (; value >= 0x80; value >>= 7)
-        *to++ = static_cast<std::uint8_t>(value | 0x80);
-    *to++ = static_cast<std::uint8_t>(value);
-    return to;
+        bytes.push_back(static_cast<std::uint8_t>(value | 0x80));
+    bytes.push_back(static_cast<std::uint8_t>(value));
 }
 
-/// Writes type and value of an entry, of text and byte array the length only; returns the end.
-struct ValueWriter {
-    std::uint8_t* To;
+void PutBytes(ByteArray& bytes, const void* data, std::size_t length) {
+    const auto* first = static_cast<const std::uint8_t*>(data);
+    bytes.insert(bytes.end(), first, first + length);
+}
 
-    std::uint8_t* operator()(std::monostate) const { return Put(kEmpty); }
-    std::uint8_t* operator()(Null) const { return Put(kNull); }
-    std::uint8_t* operator()(bool value) const { return Put(value ? kTrue : kFalse); }
-    std::uint8_t* operator()(std::int16_t value) const { return PutVarint(Put(kInt16), ZigZag(value)); }
-    std::uint8_t* operator()(std::int32_t value) const { return PutVarint(Put(kInt32), ZigZag(value)); }
-    std::uint8_t* operator()(float value) const { return PutFixed(kSingle, value); }
-    std::uint8_t* operator()(double value) const { return PutFixed(kDouble, value); }
-    std::uint8_t* operator()(Currency value) const { return PutFixed(kCurrency, value.Scaled); }
-    std::uint8_t* operator()(Date value) const { return PutFixed(kDate, value.Days); }
-    std::uint8_t* operator()(const std::string& value) const { return PutVarint(Put(kText), value.size()); }
-    std::uint8_t* operator()(const ByteArray& value) const { return PutVarint(Put(kByteArray), value.size()); }
+/// Appends type and value of an entry.
+struct ValueWriter {
+    ByteArray& Bytes;
+
+    void operator()(std::monostate) const { Bytes.push_back(kEmpty); }
+    void operator()(Null) const { Bytes.push_back(kNull); }
+    void operator()(bool value) const { Bytes.push_back(value ? kTrue : kFalse); }
+    void operator()(std::int16_t value) const { PutInteger(kInt16, value); }
+    void operator()(std::int32_t value) const { PutInteger(kInt32, value); }
+    void operator()(float value) const { PutFixed(kSingle, value); }
+    void operator()(double value) const { PutFixed(kDouble, value); }
+    void operator()(Currency value) const { PutFixed(kCurrency, value.Scaled); }
+    void operator()(Date value) const { PutFixed(kDate, value.Days); }
+    void operator()(const std::string& value) const { PutSized(kText, value); }
+    void operator()(const ByteArray& value) const { PutSized(kByteArray, value); }
+    void operator()(const Variant& value) const { std::visit(*this, value.Get()); }
 
 private:
-    std::uint8_t* Put(EntryType type) const {
-        *To = type;
-        return To + 1;
+    void PutInteger(EntryType type, std::int32_t value) const {
+        Bytes.push_back(type);
+        PutVarint(Bytes, ZigZag(value));
     }
     template <class Number>
-    std::uint8_t* PutFixed(EntryType type, Number value) const {
-        std::memcpy(Put(type), &value, sizeof(value));
-        return To + 1 + sizeof(value);
+    void PutFixed(EntryType type, Number value) const {
+        Bytes.push_back(type);
+        PutBytes(Bytes, &value, sizeof(value));
+    }
+    template <class Sized>
+    void PutSized(EntryType type, const Sized& value) const {
+        Bytes.push_back(type);
+        PutVarint(Bytes, value.size());
+        PutBytes(Bytes, value.data(), value.size());
     }
 };
-
-/// Writes type and value of a variant or of a value that one can hold.
-template <class T>
-std::uint8_t* PutValue(std::uint8_t* to, const T& value) {
-    return ValueWriter{to}(value);
-}
-std::uint8_t* PutValue(std::uint8_t* to, const Variant& value) {
-    return std::visit(ValueWriter{to}, value.Get());
-}
-
-/// The bytes of a text or a byte array, nothing of other values.
-template <class T>
-ByteView Payload(const T&) {
-    return {};
-}
-ByteView Payload(const std::string& text) {
-    return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-}
-ByteView Payload(const ByteArray& bytes) {
-    return bytes;
-}
-ByteView Payload(const Variant& value) {
-    return std::visit([](const auto& held) { return Payload(held); }, value.Get());
-}
 
 std::string_view AsText(ByteView bytes) {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
@@ -120,6 +107,7 @@ public:
     }
 
     std::string_view Name() { return AsText(Bytes(Varint())); }
+    std::uint8_t Type() { return Read<std::uint8_t>(); }
 
     ByteView Value(std::uint8_t type) {
         switch (type) {
@@ -142,13 +130,12 @@ public:
             case kByteArray:
                 return Bytes(Varint());
             default:
-                RaiseInvalid("unknown type " + std::to_string(type), At() - 1);
+                RaiseUnknown(type);
         }
     }
 
 private:
-    /// Kept out of line: nearly all numbers have one byte.
-    [[gnu::noinline]] std::uint64_t LongVarint(std::uint64_t byte) {
+    std::uint64_t LongVarint(std::uint64_t byte) {
         const std::size_t start = At() - 1;
         std::uint64_t value = byte & 0x7F;
         for (unsigned shift = 7; shift < 7 * kMaxVarintLength; shift += 7) {
@@ -166,12 +153,15 @@ private:
         Reader ahead = *this;
         const std::uint64_t code = ahead.Varint();
         const ByteView bytes = Bytes(ahead.At() - At());
-        if (bytes.size() == 1) return bytes;  // and fits
         const std::int64_t value = FromZigZag(code);
         if (value < std::numeric_limits<Integer>::min() || value > std::numeric_limits<Integer>::max()) {
             RaiseInvalid("integer beyond its type", At() - bytes.size());
         }
         return bytes;
+    }
+
+    [[noreturn]] void RaiseUnknown(std::uint8_t type) const {
+        RaiseInvalid("unknown type " + std::to_string(type), At() - 1);
     }
 };
 
@@ -254,19 +244,12 @@ PropertyBag::PropertyBag() : m_Next(kHeaderLength) {
     m_Bytes.assign(std::begin(kHeader), std::end(kHeader));
 }
 
-PropertyBag::PropertyBag(ByteArray contents) : m_Bytes(std::move(contents)), m_Next(kHeaderLength) {
-    Index(kUsualSlots);
-}
-
 PropertyBag::Entry PropertyBag::Parse(ByteView bytes, std::size_t at) {
     Reader reader(bytes, at);
-    Entry entry;
-    entry.Begin = at;
-    entry.Name = reader.Name();
-    entry.Type = reader.Read<std::uint8_t>();
-    entry.Value = reader.Value(entry.Type);
-    entry.End = reader.At();
-    return entry;
+    const std::string_view name = reader.Name();
+    const std::uint8_t type = reader.Type();
+    const ByteView value = reader.Value(type);
+    return {name, type, value, reader.At()};
 }
 
 std::size_t PropertyBag::SlotOf(std::string_view name) const {
@@ -277,16 +260,9 @@ std::size_t PropertyBag::SlotOf(std::string_view name) const {
     return slot;
 }
 
-bool PropertyBag::Find(std::string_view name, Entry& entry) const {
-    if (m_Next < m_Bytes.size()) {
-        entry = Parse(m_Bytes, m_Next);
-        if (entry.Name == name) return true;
-    }
+std::size_t PropertyBag::Find(std::string_view name) const {
     RequireIndex();
-    const std::size_t begin = m_Slots[SlotOf(name)];
-    if (begin == 0) return false;
-    entry = Parse(m_Bytes, begin);
-    return true;
+    return m_Slots[SlotOf(name)];
 }
 
 void PropertyBag::RequireIndex() const {
@@ -300,7 +276,10 @@ void PropertyBag::Index(std::size_t slots) const {
         const Entry entry = Parse(m_Bytes, at);
         if (2 * (m_Count + 1) > m_Slots.size()) return Index(2 * slots);
         std::size_t& slot = m_Slots[SlotOf(entry.Name)];
-        if (slot != 0) Reader(m_Bytes, 0).RaiseInvalid("name \"" + std::string(entry.Name) + "\" again", at);
+        if (slot != 0) {
+            m_Slots.clear();  // half an index is none
+            Reader(m_Bytes, 0).RaiseInvalid("name \"" + std::string(entry.Name) + "\" again", at);
+        }
         slot = at;
         ++m_Count;
         at = entry.End;
@@ -309,14 +288,9 @@ void PropertyBag::Index(std::size_t slots) const {
 
 template <class T>
 void PropertyBag::Append(std::string_view name, const T& value) {
-    const ByteView payload = Payload(value);
-    const std::size_t begin = m_Bytes.size();
-    m_Bytes.resize(begin + kMaxVarintLength + name.size() + 1 + kMaxVarintLength + payload.size());
-    std::uint8_t* to = PutVarint(m_Bytes.data() + begin, name.size());
-    to = std::copy(name.begin(), name.end(), to);
-    to = PutValue(to, value);
-    to = std::copy(payload.begin(), payload.end(), to);
-    m_Bytes.resize(static_cast<std::size_t>(to - m_Bytes.data()));
+    PutVarint(m_Bytes, name.size());
+    PutBytes(m_Bytes, name.data(), name.size());
+    ValueWriter{m_Bytes}(value);
 }
 
 template <class T>
@@ -334,33 +308,43 @@ template void PropertyBag::Add(std::string_view name, const Variant& value);
 void PropertyBag::WriteProperty(std::string_view name, const Variant& value) {
     RequireIndex();
     const std::size_t slot = SlotOf(name);
-    if (m_Slots[slot] != 0) return Replace(Parse(m_Bytes, m_Slots[slot]), name, value);
+    if (m_Slots[slot] != 0) return Replace(m_Slots[slot], name, value);
     const std::size_t begin = m_Bytes.size();
     Append(name, value);
     m_Slots[slot] = begin;
     if (2 * ++m_Count > m_Slots.size()) Index(2 * m_Slots.size());
 }
 
-void PropertyBag::Replace(Entry old, std::string_view name, const Variant& value) {
+void PropertyBag::Replace(std::size_t begin, std::string_view name, const Variant& value) {
+    const std::size_t end = Parse(m_Bytes, begin).End;
     const std::size_t added = m_Bytes.size();
     Append(name, value);
     const auto at = [this](std::size_t offset) { return m_Bytes.begin() + static_cast<std::ptrdiff_t>(offset); };
     const std::size_t length = m_Bytes.size() - added;
-    std::rotate(at(old.Begin), at(added), m_Bytes.end());
-    m_Bytes.erase(at(old.Begin + length), at(old.End + length));
+    std::rotate(at(begin), at(added), m_Bytes.end());
+    m_Bytes.erase(at(begin + length), at(end + length));
     Index(m_Slots.size());
     m_Next = kHeaderLength;
 }
 
 bool PropertyBag::Exists(std::string_view name) const {
-    Entry entry;
-    return Find(name, entry);
+    return Find(name) != 0;
 }
 
 template <class T>
 bool PropertyBag::Read(std::string_view name, T& field) const {
-    Entry entry;
-    if (!Find(name, entry)) return false;
+    if (ReadNext(name, field)) return true;
+    const std::size_t begin = Find(name);
+    if (begin == 0) return false;
+    m_Next = begin;
+    return ReadNext(name, field);
+}
+
+template <class T>
+bool PropertyBag::ReadNext(std::string_view name, T& field) const {
+    if (m_Next == m_Bytes.size()) return false;
+    const Entry entry = Parse(m_Bytes, m_Next);
+    if (entry.Name != name) return false;
     m_Next = entry.End;
     DecodeInto(field, entry.Type, entry.Value);
     return true;
@@ -370,6 +354,7 @@ template bool PropertyBag::Read(std::string_view name, bool& field) const;
 template bool PropertyBag::Read(std::string_view name, std::int32_t& field) const;
 template bool PropertyBag::Read(std::string_view name, std::string& field) const;
 template bool PropertyBag::Read(std::string_view name, Variant& field) const;
+template bool PropertyBag::ReadNext(std::string_view name, Variant& field) const;
 
 Variant PropertyBag::ReadProperty(std::string_view name) const {
     Variant value;
@@ -401,7 +386,13 @@ void PropertyBag::Contents(ByteArray bytes) {
     if (bytes.size() < kHeaderLength || !std::equal(std::begin(kHeader), std::end(kHeader), bytes.begin())) {
         Reader(bytes, 0).RaiseInvalid("no header", 0);
     }
-    *this = PropertyBag(std::move(bytes));
+    for (Reader reader(bytes, kHeaderLength); reader.Left() > 0;) {
+        reader.Name();
+        reader.Value(reader.Type());
+    }
+    m_Bytes = std::move(bytes);
+    m_Slots.clear();
+    m_Next = kHeaderLength;
 }
 
 }  // namespace orvix

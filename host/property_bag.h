@@ -28,7 +28,8 @@ namespace orvix {
 ///              10 text, 11 byte array                       varint length, then the bytes
 ///
 /// A varint has seven bits a byte, low bits first, the top bit set on all bytes but the last; at most ten bytes. No two
-/// entries have the same name.
+/// entries have the same name. What is read in writing order, each name once, is found without looking whether that
+/// holds (a second one is never reached); looking for anything else raises InvalidContents when it does not.
 ///
 /// The second layout, for what is kept where bytes may be damaged, has version 2 and behind the entries:
 ///
@@ -37,6 +38,8 @@ namespace orvix {
 class PropertyBag {
 public:
     PropertyBag();
+    /// A bag of these contents; raises what Contents does.
+    explicit PropertyBag(ByteArray contents) { Contents(std::move(contents)); }
 
     /// Appends an entry; an entry of that name is replaced in its place.
     void WriteProperty(std::string_view name, const Variant& value);
@@ -54,6 +57,9 @@ public:
     /// T is bool, std::int32_t, std::string or Variant.
     template <class T>
     bool Read(std::string_view name, T& field) const;
+    /// The same when it is the entry behind the one that was read last, at first the first; otherwise returns false.
+    template <class T>
+    bool ReadNext(std::string_view name, T& field) const;
 
     const ByteArray& Contents() const& { return m_Bytes; }
     ByteArray Contents() && { return std::move(m_Bytes); }
@@ -64,15 +70,12 @@ public:
     ByteArray SealedContents() const;
 
 private:
-    explicit PropertyBag(ByteArray contents);
-
     /// One entry as it lies in the bytes.
     struct Entry {
         std::string_view Name;
-        std::uint8_t Type = 0;
+        std::uint8_t Type;
         ByteView Value;  // of text and byte array: behind the length
-        std::size_t Begin = 0;
-        std::size_t End = 0;
+        std::size_t End;
     };
 
     static Entry Parse(ByteView bytes, std::size_t at);
@@ -80,21 +83,21 @@ private:
     void RequireIndex() const;
     /// The place in the index of the entry of that name, or the free one where it would stand.
     std::size_t SlotOf(std::string_view name) const;
-    /// Returns false when there is no entry of that name.
-    bool Find(std::string_view name, Entry& entry) const;
+    /// Where the entry of that name begins, 0 when there is none.
+    std::size_t Find(std::string_view name) const;
     /// Enters all that is in the bytes into an index of that many slots.
     void Index(std::size_t slots) const;
     template <class T>
     void Append(std::string_view name, const T& value);
-    void Replace(Entry old, std::string_view name, const Variant& value);
+    void Replace(std::size_t begin, std::string_view name, const Variant& value);
 
     ByteArray m_Bytes;
     /// Offsets of the entries by the hash of their names, 0 where free: open addressing, never more than half full, so
     /// that no number of entries makes a look-up long. Empty until something is looked for.
     mutable std::vector<std::size_t> m_Slots;
     mutable std::size_t m_Count = 0;
-    /// Where the entry after the last one read begins: reading in writing order finds each entry at once.
-    mutable std::size_t m_Next;
+    /// Where the entry after the last one read begins.
+    mutable std::size_t m_Next = 0;
 };
 
 }  // namespace orvix

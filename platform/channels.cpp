@@ -114,10 +114,10 @@ public:
     }
 
     void SendCustomMessage(const std::string& message) override {
-        Send([message](Endpoint& peer) { peer.ReceiveCustomMessage(message); });
+        Send([text = message](Endpoint& peer) { peer.ReceiveCustomMessage(text); });
     }
     void SendNewWork(const std::string& memoryMapKey) override {
-        Send([memoryMapKey](Endpoint& peer) { peer.ReceiveNewWork(memoryMapKey); });
+        Send([key = memoryMapKey](Endpoint& peer) { peer.ReceiveNewWork(key); });
     }
     void SendProgress(const std::string& text, std::int32_t value, std::int32_t minimum,
                       std::int32_t maximum) override {
@@ -128,6 +128,7 @@ public:
     void ClosePeer() override;
 
 private:
+    /// A delivery keeps its texts by names of their own: copies of what is constant could not be moved on.
     template <class Delivery>
     void Send(Delivery delivery) {
         if (!m_Directory->Post(m_PeerName, std::move(delivery)) && m_Reporting)

@@ -5,8 +5,8 @@ namespace orvix::platform {
 void ApartmentLinkTimer::Schedule(IPlexaLinkTimer& target, const std::string& strTimerLink, std::int32_t delayMs) {
     const std::int32_t id = ++m_LastID;
     if (delayMs <= 0) {
-        m_Apartment.Post([alive = std::weak_ptr(m_Alive), &target, strTimerLink, id] {
-            if (!alive.expired()) target.FireTimer(strTimerLink, id);
+        m_Apartment.Post([alive = std::weak_ptr(m_Alive), &target, tag = strTimerLink, id] {
+            if (!alive.expired()) target.FireTimer(tag, id);
         });
         return;
     }

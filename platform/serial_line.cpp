@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <chrono>
 #include <optional>
+#include <string>
+#include <string_view>
 
 #include "host/error.h"
 #include "host/text.h"
@@ -15,8 +17,8 @@ namespace orvix::platform {
 
 namespace {
 
-void Require(bool condition, const std::string& complaint) {
-    if (!condition) throw Error(errors::General, "serial control: " + complaint);
+void Require(bool condition, std::string_view complaint) {
+    if (!condition) throw Error(errors::General, "serial control: " + std::string(complaint));
 }
 
 class DeviceControl : public SerialControl {

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -16,8 +15,9 @@ namespace {
 constexpr char kDeviceKey[] = "Device";
 constexpr char kStateKey[] = "State";
 
-std::string ItemKey(std::string_view prefix, std::int32_t position) {
-    return std::string(prefix) + std::to_string(position);
+std::string ItemKey(std::string_view prefix, std::size_t position) {
+    std::string key(prefix);
+    return key += std::to_string(position);
 }
 
 /// The entries' names are all different.
@@ -31,8 +31,18 @@ public:
     }
     void Field(std::string_view key, ORVIXCNB1_TASK_ACTION field) { m_Bag.Add(key, std::int32_t{field}); }
 
+    void ItemsThenCount(std::string_view prefix, std::string_view countKey, const VariantList& list) {
+        Items(prefix, list);
+        Count(countKey, list);
+    }
+    void CountThenItems(std::string_view countKey, std::string_view prefix, const VariantList& list) {
+        Count(countKey, list);
+        Items(prefix, list);
+    }
+
+private:
     void Items(std::string_view prefix, const VariantList& list) {
-        std::int32_t position = 0;
+        std::size_t position = 0;
         for (const Variant& item : list)
             m_Bag.Add(ItemKey(prefix, ++position), item);
     }
@@ -40,7 +50,6 @@ public:
         m_Bag.Add(key, static_cast<std::int32_t>(list.size()));
     }
 
-private:
     PropertyBag& m_Bag;
 };
 
@@ -59,25 +68,25 @@ public:
         field = static_cast<ORVIXCNB1_TASK_ACTION>(number);
     }
 
-    void Items(std::string_view prefix, VariantList& list) {
-        for (std::int32_t position = 1; position <= m_Limit; ++position) {
-            Variant item;
-            if (!m_Bag.Read(ItemKey(prefix, position), item)) return;
-            list.push_back(std::move(item));
-        }
+    void ItemsThenCount(std::string_view prefix, std::string_view countKey, VariantList& list) {
+        Variant item;
+        while (m_Bag.ReadNext(ItemKey(prefix, list.size() + 1), item))
+            list.push_back(std::exchange(item, {}));
+        CountThenItems(countKey, prefix, list);
     }
-    /// A count stands behind the items of its list or in front of them: it cuts what has been read and limits what
-    /// follows. Nothing keeps it from being larger than what is there.
-    void Count(std::string_view key, VariantList& list) {
-        m_Limit = 0;
-        m_Bag.Read(key, m_Limit);
-        m_Limit = std::max(m_Limit, 0);
-        if (list.size() > static_cast<std::size_t>(m_Limit)) list.resize(static_cast<std::size_t>(m_Limit));
+    /// Items beyond the count are dropped. Nothing keeps the count from being larger than what is there.
+    void CountThenItems(std::string_view countKey, std::string_view prefix, VariantList& list) {
+        std::int32_t count = 0;
+        m_Bag.Read(countKey, count);
+        const auto limit = static_cast<std::size_t>(std::max(count, 0));
+        if (list.size() > limit) list.resize(limit);
+        Variant item;
+        while (list.size() < limit && m_Bag.Read(ItemKey(prefix, list.size() + 1), item))
+            list.push_back(std::exchange(item, {}));
     }
 
 private:
     const PropertyBag& m_Bag;
-    std::int32_t m_Limit = std::numeric_limits<std::int32_t>::max();
 };
 
 }  // namespace
@@ -97,10 +106,8 @@ void cOrvixTaskNB1::VisitState(Task& task, Visitor visitor) {
     visitor.Field("ArrivalBytes", task.m_ArrivalBytes);
     visitor.Field("ArrivalExpectedBytes", task.m_ArrivalExpectedBytes);
     visitor.Field("WaitingMultiPart", task.m_WaitingMultiPart);
-    visitor.Items("Param", task.m_Params);
-    visitor.Count("ParamsCount", task.m_Params);
-    visitor.Count("RtnArgsCount", task.m_RtnArgs);
-    visitor.Items("RtnArg", task.m_RtnArgs);
+    visitor.ItemsThenCount("Param", "ParamsCount", task.m_Params);
+    visitor.CountThenItems("RtnArgsCount", "RtnArg", task.m_RtnArgs);
     visitor.Field("Name", task.m_Name);
     visitor.Field("TimeoutInterval", task.m_TimeoutInterval);
     visitor.Field("NetTimeoutInterval", task.m_NetTimeoutInterval);
@@ -129,10 +136,10 @@ void cOrvixTaskNB1::iOrvixTask_SetSuperState(ByteView arState) {
     // The bytes may stand in a list of this very task.
     ByteArray state(arState.begin(), arState.end());
     Clear();
-    PropertyBag outer;
-    outer.Contents(std::move(state));
-    PropertyBag inner;
-    inner.Contents(outer.ReadProperty(kStateKey).ToBytes());
+    const PropertyBag outer(std::move(state));
+    Variant device;  // stands first, and is not loaded back
+    outer.ReadNext(kDeviceKey, device);
+    const PropertyBag inner(outer.ReadProperty(kStateKey).ToBytes());
     try {
         VisitState(*this, StateReader(inner));
     } catch (...) {
