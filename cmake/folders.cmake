@@ -3,10 +3,12 @@ find_package(SQLite3 REQUIRED)
 find_package(ZLIB REQUIRED)
 find_package(CLI11 REQUIRED)
 find_package(nlohmann_json REQUIRED)
-find_package(prometheus-cpp REQUIRED COMPONENTS pull)
+find_package(prometheus-cpp REQUIRED COMPONENTS core)
+find_package(CURL REQUIRED)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo cairo-pdf)
 pkg_check_modules(NCURSES REQUIRED IMPORTED_TARGET ncursesw)
+pkg_check_modules(MICROHTTPD REQUIRED IMPORTED_TARGET libmicrohttpd)
 pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd)
 # Every target is built with the same warnings, all of them errors. GCC 12 takes the standard library's own string
 # concatenation for overlapping memory, hence the one that is off for it; clang and the sanitizers look for the same.
@@ -44,6 +46,21 @@ function(nb1_targets RESULT)
     string(REPLACE "/" "_" targets "${ARGN}")
     list(TRANSFORM targets PREPEND nb1_)
     set(${RESULT} ${targets} PARENT_SCOPE)
+endfunction()
+
+# The files of PATH/page and the chart library, built into the folder's target.
+function(nb1_page PATH)
+    nb1_targets(target ${PATH})
+    file(GLOB files CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${PATH}/page/*)
+    foreach(file dygraph.min.js dygraph.min.css)
+        find_file(NB1_${file} ${file} PATHS /usr/share/javascript/dygraphs REQUIRED NO_DEFAULT_PATH)
+        list(APPEND files ${NB1_${file}})
+    endforeach()
+    set(source ${PROJECT_BINARY_DIR}/page_files.cpp)
+    set(script ${PROJECT_SOURCE_DIR}/cmake/embed.cmake)
+    add_custom_command(OUTPUT ${source} DEPENDS ${files} ${script} VERBATIM
+                       COMMAND ${CMAKE_COMMAND} -D OUT=${source} -D "FILES=${files}" -P ${script})
+    target_sources(${target} PRIVATE ${source})
 endfunction()
 
 # The loadable library: libOrvixNimbo1Lib.so, whose exports are those that library/exports.map lists.

@@ -24,6 +24,8 @@ public:
 
     bool IsOpen() const { return m_Value >= 0; }
     int Get() const { return m_Value; }
+    /// Gives the descriptor away: who gets it closes it.
+    int Release() { return std::exchange(m_Value, -1); }
 
 private:
     int m_Value;

@@ -1,21 +1,32 @@
 #include <iostream>
 
 #include "station/commands/commands.h"
-#include "station/door/control_client.h"
-#include "station/door/health_requests.h"
+#include "station/door/station_client.h"
+#include "station/json/json.h"
 #include "station/library/folders.h"
 
 namespace orvix::station {
 namespace {
 
-// A station answers at once unless its computer is very busy, other clients keep it, or somebody has stopped it.
-constexpr std::chrono::seconds kAnswerLimit{10};
+/// An object a line: each bus, its devices behind it, and the history while nothing can be written into it.
+void WriteHealthLines(const std::string& text) {
+    auto health = Json::parse(text);
+    for (auto& bus : health["buses"]) {
+        const auto devices = std::move(bus["devices"]);
+        bus.erase("devices");
+        std::cout << Dump(bus) << "\n";
+        for (const auto& device : devices)
+            std::cout << Dump(device) << "\n";
+    }
+    if (!health["history"]["standing_still_ms"].is_null()) std::cout << Dump(health["history"]) << "\n";
+}
 
 }  // namespace
 
 int Execute(const HealthOptions& options, MainLoop&) {
-    const auto folder = FindFolders(options.Data).Data;
-    const auto answers = AskStations(folder, options.Json ? kHealthJsonRequest : kHealthRequest, kAnswerLimit);
+    HttpQuestion question{.Path = "/api/v1/health"};
+    if (!options.Json) question.Headers.emplace_back("Accept: text/plain");
+    const auto answers = AskStations(FindFolders(options.Data).Data, question);
     int status = kDone;
     for (const auto& answer : answers) {
         if (!answer.Failure.empty()) {
@@ -23,7 +34,11 @@ int Execute(const HealthOptions& options, MainLoop&) {
             status = kFailed;
             continue;
         }
-        if (answers.size() > 1 && !options.Json) std::cout << "station of process " << answer.Process << "\n";
+        if (options.Json) {
+            WriteHealthLines(answer.Text);
+            continue;
+        }
+        if (answers.size() > 1) std::cout << "station of process " << answer.Process << "\n";
         std::cout << answer.Text;
     }
     return status;

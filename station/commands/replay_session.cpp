@@ -4,9 +4,10 @@
 
 #include "host/text.h"
 #include "station/commands/commands.h"
-#include "station/commands/control.h"
+#include "station/commands/open_door.h"
 #include "station/library/folders.h"
 #include "station/model/clock.h"
+#include "station/store/uuid.h"
 
 namespace orvix::station {
 namespace {
@@ -28,12 +29,25 @@ ReplaySession::ReplaySession(const ReplayOptions& options, MainLoop& loop)
                                         : std::make_unique<Recorder>(
                                               options.Record, m_Source.Home(), m_Source.Recording().Header().NamesPorts,
                                               [this](const std::string& text) { m_Lines.Lines().Note(text); })),
+      m_Session(NewUuid()),
+      m_Events(loop.Apartment(), m_Session),
       m_Run(m_Source),
-      m_Control(OpenControl(
-          FindFolders(options.Data).Data, loop.Apartment(), [this] { return Health(); }, m_Lines.Lines())) {
-    for (Listener* listener : std::initializer_list<Listener*>{&m_Listener, &m_Health, this})
+      m_Door(loop.Apartment(), View()) {
+    OpenSocket(m_Door, FindFolders(options.Data).Data, ReplaySocket(), m_Lines.Lines());
+    for (Listener* listener : std::initializer_list<Listener*>{&m_Listener, &m_Health, &m_Events, this})
         m_Run.Add(*listener);
     if (m_Recorder) m_Run.Add(*m_Recorder);
+}
+
+StationView ReplaySession::View() {
+    return {.Name = StationName(),
+            .Session = m_Session,
+            .Started = UnixMilliseconds(),
+            .Run = m_Run,
+            .Events = m_Events,
+            .Health = [this] { return Health(); },
+            .IsSimulated = [](const std::string&) { return true; },
+            .KeepsHistory = false};
 }
 
 StationHealth ReplaySession::Health() {

@@ -6,7 +6,7 @@
 
 #include "station/commands/live_output.h"
 #include "station/commands/main_loop.h"
-#include "station/door/control_server.h"
+#include "station/door/door.h"
 #include "station/run/health_book.h"
 #include "station/run/station_run.h"
 #include "station/setup/command_line.h"
@@ -28,6 +28,7 @@ public:
 
 private:
     StationHealth Health();
+    StationView View();
     /// Plays a while, and comes again.
     void Step();
     bool HasRoom() { return m_Lines.Out().HasRoom() && m_Lines.Err().HasRoom(); }
@@ -47,8 +48,10 @@ private:
     HealthBook m_Health;
     std::unique_ptr<Recorder> m_Recorder;
 
+    const std::string m_Session;
+    EventHub m_Events;
     StationRun m_Run;
-    std::unique_ptr<ControlServer> m_Control;
+    Door m_Door;
 
     std::vector<BusSetup> m_Buses;  ///< those that run
     Duration m_Started{0};

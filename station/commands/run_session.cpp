@@ -1,8 +1,9 @@
 #include "station/commands/run_session.h"
 
 #include "station/commands/commands.h"
-#include "station/commands/control.h"
+#include "station/commands/open_door.h"
 #include "station/commands/run_setup.h"
+#include "station/library/folders.h"
 #include "station/model/clock.h"
 #include "station/setup/configuration.h"
 #include "station/sink/alarm_program/program_check.h"
@@ -28,6 +29,7 @@ RunSession::RunSession(const RunOptions& options, MainLoop& loop)
     : m_Options(options),
       m_Loop(loop),
       m_Setup(SetupOf(options)),
+      m_Lock(LockDataFolder(FindFolders(m_Setup.Data).Data)),
       m_Station(OpenStation(m_Setup.Data)),
       m_Lines(loop, options.Bus.Json, m_Setup.Buses.size() > 1),
       m_Screen(WantsScreen(options) ? std::make_optional<ScreenSession>(loop, m_Lines) : std::nullopt),
@@ -35,15 +37,12 @@ RunSession::RunSession(const RunOptions& options, MainLoop& loop)
       m_Sinks(options, m_Setup, m_Station->Folders, m_Output, loop.Apartment(),
               [this] { return m_Sources.Run.Moves(); }),
       m_Sources(*this),
-      m_Control(OpenControl(
-          m_Station->Folders.Data, loop.Apartment(), [this] { return Health(); }, m_Output)) {
+      m_Door(loop.Apartment(), View()) {
     m_Sinks.AddTo(m_Sources.Run);
     // What both know is the same, unless one of them was taken from elsewhere.
     m_Sources.Run.Know(IdentitiesInHistory(m_Station->Folders.Data + kHistoryFile));
     m_Sources.Run.Know(DeviceRegistry(m_Station->Folders.Database).Identities());
-    if (!m_Setup.Metrics.empty()) {
-        m_Metrics = std::make_unique<MetricsServer>(m_Setup.Metrics, loop.Apartment(), [this] { return Health(); });
-    }
+    OpenDoor();
 }
 
 RunSession::Sources::Sources(RunSession& session)
@@ -53,6 +52,23 @@ RunSession::Sources::Sources(RunSession& session)
               output.Note("configuration read again: " + port + ": cannot be started: " + error.Description);
           }),
       Starter(*session.m_Station, Run, Simulated, session.m_Loop, session.m_Output, session.m_Lines.Err()) {}
+
+StationView RunSession::View() {
+    return {.Name = StationName(),
+            .Session = m_Sinks.Session,
+            .Started = UnixMilliseconds(),
+            .Run = m_Sources.Run,
+            .Events = m_Sinks.Events,
+            .Health = [this] { return Health(); },
+            .IsSimulated = [this](const std::string& bus) { return m_Sources.Simulated.contains(bus); },
+            .KeepsHistory = m_Sinks.History != nullptr};
+}
+
+void RunSession::OpenDoor() {
+    OpenSocket(m_Door, m_Station->Folders.Data, kStationSocket, m_Output);
+    if (!m_Setup.Web.empty()) m_Door.OpenWeb(m_Setup.Web);
+    if (!m_Setup.Metrics.empty()) m_Door.OpenMetrics(m_Setup.Metrics);
+}
 
 StationHealth RunSession::Health() {
     auto health = m_Sinks.Health.At(m_Loop.Apartment().Now(), UnixMillisecondsOf(m_Loop.Apartment().DateNow()),
@@ -99,8 +115,9 @@ void RunSession::Reload() {
 void RunSession::Apply(const StationSetup& wanted) {
     auto done = m_Sources.Starter.Apply(wanted.Buses);
     if (wanted.OnAlarm != m_Setup.OnAlarm) done.emplace_back("changed the alarm command");
-    if (wanted.Data != m_Setup.Data || wanted.Metrics != m_Setup.Metrics || wanted.History != m_Setup.History) {
-        done.emplace_back("data folder, history and metrics stay as they are until the next start");
+    if (wanted.Data != m_Setup.Data || wanted.Metrics != m_Setup.Metrics || wanted.Web != m_Setup.Web ||
+        wanted.History != m_Setup.History) {
+        done.emplace_back("data folder, history, addresses of page and metrics stay as they are until the next start");
     }
     m_Sinks.AlarmProgram.Command(wanted.OnAlarm);
     m_Setup.OnAlarm = wanted.OnAlarm;

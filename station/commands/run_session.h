@@ -4,14 +4,14 @@
 #include <optional>
 #include <string>
 
+#include "platform/process_lock.h"
 #include "simulator/bus_server.h"
 #include "station/commands/bus_starter.h"
 #include "station/commands/live_output.h"
 #include "station/commands/main_loop.h"
 #include "station/commands/run_sinks.h"
 #include "station/commands/screen_session.h"
-#include "station/door/control_server.h"
-#include "station/door/metrics.h"
+#include "station/door/door.h"
 #include "station/run/station_run.h"
 #include "station/setup/command_line.h"
 #include "station/source/live_source.h"
@@ -40,6 +40,8 @@ private:
     };
 
     StationHealth Health();
+    StationView View();
+    void OpenDoor();
     /// Reads the configuration again and changes what has changed in it; one that is broken changes nothing. Waits for
     /// scans that are under way.
     void Reload();
@@ -49,6 +51,7 @@ private:
     const RunOptions m_Options;
     MainLoop& m_Loop;
     StationSetup m_Setup;
+    const std::unique_ptr<platform::ProcessLock> m_Lock;  ///< null: the data folder cannot be written
     std::unique_ptr<StationResources> m_Station;
     LiveOutput m_Lines;
     std::optional<ScreenSession> m_Screen;
@@ -56,8 +59,7 @@ private:
 
     RunSinks m_Sinks;
     Sources m_Sources;
-    std::unique_ptr<ControlServer> m_Control;
-    std::unique_ptr<MetricsServer> m_Metrics;
+    Door m_Door;
     bool m_ReloadWaits = false;
 };
 

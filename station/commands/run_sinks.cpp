@@ -5,6 +5,7 @@
 
 #include "station/store/device_registry.h"
 #include "station/store/history_schema.h"
+#include "station/store/uuid.h"
 
 namespace orvix::station {
 namespace {
@@ -22,7 +23,9 @@ RunSinks::RunSinks(const RunOptions& options, const StationSetup& setup, const S
     : Shown(output, home, {.Readings = !options.Quiet, .Messages = options.Bus.Verbose}),
       Service(home, std::move(moves)),
       AlarmProgram(setup.OnAlarm, kAlarmCommandLimit, home, NotesTo(output)),
-      Identities(folders.Database, DeviceRegistry(folders.Database).Identities(), home, NotesTo(output)) {
+      Identities(folders.Database, DeviceRegistry(folders.Database).Identities(), home, NotesTo(output)),
+      Session(NewUuid()),
+      Events(home, Session) {
     if (setup.History.On) {
         History = std::make_unique<HistoryRecorder>(folders.Data + kHistoryFile, setup.History, home, NotesTo(output));
     }
@@ -33,7 +36,7 @@ RunSinks::RunSinks(const RunOptions& options, const StationSetup& setup, const S
 
 void RunSinks::AddTo(StationRun& run) {
     for (Listener* sink : std::initializer_list<Listener*>{&Shown, &Service, &Health, &AlarmProgram, &Identities,
-                                                           History.get(), Recording.get()}) {
+                                                           &Events, History.get(), Recording.get()}) {
         if (sink != nullptr) run.Add(*sink);
     }
 }

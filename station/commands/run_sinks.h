@@ -5,6 +5,7 @@
 #include <string>
 
 #include "platform/real_apartment.h"
+#include "station/door/event_hub.h"
 #include "station/library/bus_services.h"
 #include "station/run/health_book.h"
 #include "station/run/output.h"
@@ -33,6 +34,8 @@ struct RunSinks {
     HealthBook Health;
     AlarmCommand AlarmProgram;
     IdentityKeeper Identities;
+    const std::string Session;  ///< a UUID, of this run
+    EventHub Events;
     std::unique_ptr<HistoryRecorder> History;  ///< null: none is wanted
     std::unique_ptr<Recorder> Recording;       ///< the same
 };

@@ -41,11 +41,11 @@ Json ToJson(const Tally& tally) {
 }
 
 Json DiagnosisOf(const std::vector<Finding>& findings, int address) {
-    std::string text;
+    auto list = Json::array();
     for (const auto& finding : findings) {
-        if (finding.Address == address) text += (text.empty() ? "" : "; ") + finding.Sentence;
+        if (finding.Address == address) list.push_back({{"sentence", finding.Sentence}, {"address", finding.Address}});
     }
-    return text.empty() ? Json(nullptr) : Json(text);
+    return list;
 }
 
 Json ToJson(const BusHealth& bus, const std::string& time, const std::vector<Finding>& findings) {
@@ -86,21 +86,20 @@ Json ToJson(const BusHealth& bus, const AddressHealth& address, const StationHea
 
 }  // namespace
 
-std::string JsonHealth(const StationHealth& health) {
-    std::string lines;
-    const auto write = [&](const Json& object) { lines += Dump(object) + "\n"; };
+Json HealthJson(const StationHealth& health) {
+    auto buses = Json::array();
     for (const auto& bus : health.Buses) {
         const auto findings = Diagnose(bus);
-        write(ToJson(bus, IsoText(health.UnixMilliseconds), findings));
+        auto devices = Json::array();
         for (const auto& address : bus.Addresses)
-            write(ToJson(bus, address, health, findings));
+            devices.push_back(ToJson(bus, address, health, findings));
+        buses.push_back(ToJson(bus, IsoText(health.UnixMilliseconds), findings));
+        buses.back()["devices"] = std::move(devices);
     }
-    if (health.HistoryStill) {
-        write({{"time", IsoText(health.UnixMilliseconds)},
-               {"event", "history_health"},
-               {"standing_still_ms", Milliseconds(*health.HistoryStill)}});
-    }
-    return lines;
+    Json history = {
+        {"time", IsoText(health.UnixMilliseconds)}, {"event", "history_health"}, {"standing_still_ms", nullptr}};
+    if (health.HistoryStill) history["standing_still_ms"] = Milliseconds(*health.HistoryStill);
+    return {{"time", IsoText(health.UnixMilliseconds)}, {"buses", buses}, {"history", history}};
 }
 
 }  // namespace orvix::station

@@ -40,6 +40,8 @@ struct StationSetup {
     std::vector<std::string> OnAlarm;
     /// Host and port at which metrics are offered, "127.0.0.1:9400"; empty: nowhere.
     std::string Metrics;
+    /// The same, at which the page and the interface for programs are; empty: only at the local socket.
+    std::string Web;
 
     bool operator==(const StationSetup&) const = default;
 };

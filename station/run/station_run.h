@@ -61,6 +61,10 @@ public:
     /// The latest reading of each device, with the quality that it has now. The time is 0 of one that has not been
     /// heard of yet, and the identifier empty of one that is not announced yet.
     std::vector<Reading> Values() const;
+    /// The buses that run or wait for their ports, as they are used.
+    std::vector<BusSetup> Setups() const;
+    /// What a device is called wherever it is.
+    std::string IdentifierOf(const DeviceId& device) const { return m_Identities.IdentifierOf(device); }
     const AlarmBook& Alarms() const { return m_Alarms; }
 
 private:
@@ -80,7 +84,6 @@ private:
         std::vector<Reading> Readings;
     };
 
-    std::vector<BusSetup> Setups() const;
     std::list<RunningBus>::iterator BusOn(const std::string& port);
     bool IsRunning(const std::string& port);
     bool IsFree(const std::string& portPath) const;

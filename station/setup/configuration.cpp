@@ -137,7 +137,7 @@ void ReadBuses(const FileValue& buses, StationSetup& setup) {
 std::vector<FileKey> StationKeys(StationSetup& setup) {
     auto keys = KeysOf(StationOptionTable(), {}, setup);
     keys.push_back({"bus", [&](const FileValue& value) { ReadBuses(value, setup); }});
-    for (const char* name : {"history", "metrics", "alarms"}) {
+    for (const char* name : {"history", "metrics", "web", "alarms"}) {
         keys.push_back({name, [&setup, name](const FileValue& value) {
                             ReadTable(value, KeysOf(StationOptionTable(), name, setup));
                         }});

@@ -1,6 +1,6 @@
 #include "station/setup/option.h"
 
-#include "station/model/metrics_address.h"
+#include "station/model/listen_address.h"
 #include "station/words/time_span.h"
 
 namespace orvix::station {
@@ -53,7 +53,7 @@ std::string ListenAddress(const Value& value) {
     auto text = value.Text();
     constexpr std::string_view localhost = "localhost:";
     if (text.starts_with(localhost)) text.replace(0, localhost.size(), "127.0.0.1:");
-    if (!ParseMetricsAddress(text)) throw BadValue(kMetricsAddressForm);
+    if (!ParseListenAddress(text)) throw BadValue(kListenAddressForm);
     return text;
 }
 
@@ -96,6 +96,8 @@ constexpr Option<StationSetup> kStationOptions[] = {
      [](const Value& value, StationSetup& setup) { setup.History.MostBytes = value.Size(); }},
     {"metrics.listen", "--metrics", "ADDRESS:PORT", "offer metrics to Prometheus at http://ADDRESS:PORT/metrics",
      [](const Value& value, StationSetup& setup) { setup.Metrics = ListenAddress(value); }},
+    {"web.listen", "--web", "ADDRESS:PORT", "offer the page, and an interface for programs, at http://ADDRESS:PORT/",
+     [](const Value& value, StationSetup& setup) { setup.Web = ListenAddress(value); }},
     {"alarms.on_alarm", nullptr, nullptr, nullptr,
      [](const Value& value, StationSetup& setup) { setup.OnAlarm = value.Command(); }},
 };

@@ -235,8 +235,8 @@ TEST(PlotSamples, KeepPeaksAndGaps) {
     EXPECT_EQ(plot.Gaps.size(), 1U);
 }
 
-// A station that is killed has lost at most what the last second brought; another one records beside it.
-TEST(History, OutlivesKillsAndTwoStationsShareAFolder) {
+// A station that is killed has lost at most what the last second brought.
+TEST(History, OutlivesKills) {
     const TestFolder folder;
     const auto data = folder.Path + "/data";
     const auto count = [&](const std::vector<std::string>& options) {
@@ -251,13 +251,8 @@ TEST(History, OutlivesKillsAndTwoStationsShareAFolder) {
     Program first({"run", "--data", data, "--every", "100ms"});
     for (int reading = 0; reading < 40; ++reading)
         ASSERT_TRUE(first.AwaitOutput("21.5 °C"));
-    Program second({"run", "--data", data, "--every", "100ms", "--device", "6:sensor"});
-    ASSERT_TRUE(second.AwaitError("another station (process "));
-    ASSERT_TRUE(second.AwaitOutput("°C"));
     first.Signal(SIGKILL);
     first.Finish();
-    second.Signal(SIGINT);
-    EXPECT_EQ(second.Finish().Status, 0);
     EXPECT_GE(count({"--device", "5"}), 28) << "of 40 readings, less those of a second";
 
     const auto minutes = RunProgram({"history", "--data", data, "--device", "5", "--by", "day", "--csv"});

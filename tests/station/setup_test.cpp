@@ -56,6 +56,7 @@ TEST(Setup, CommandLineAndFileFillTheSame) {
         {{"--data", "/d"}, "data = \"/d\"\n[[bus]]\nport = \"simulated\""},
         {{"--no-history"}, "[[bus]]\nport = \"simulated\"\n[history]\non = false"},
         {{"--metrics", "[::1]:9400"}, "[[bus]]\nport = \"simulated\"\n[metrics]\nlisten = \"[::1]:9400\""},
+        {{"--web", "localhost:8080"}, "[[bus]]\nport = \"simulated\"\n[web]\nlisten = \"127.0.0.1:8080\""},
         {{"--port", "/dev/p", "--device", "5:sensor:Oven"},
          "[[bus]]\nport = \"/dev/p\"\n[[bus.device]]\naddress = 5\nmodel = \"sensor\"\nname = \"Oven\""},
     };

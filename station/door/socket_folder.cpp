@@ -1,4 +1,4 @@
-#include "station/door/control_folder.h"
+#include "station/door/socket_folder.h"
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -20,37 +20,31 @@ constexpr int kBacklog = 64;
 
 }  // namespace
 
-ControlFolder::ControlFolder(const std::string& folder)
+SocketFolder::SocketFolder(const std::string& folder)
     : m_Folder(folder), m_Opened(::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {
     if (!m_Opened.IsOpen()) throw SystemError("folder " + folder + " cannot be opened", errno);
 }
 
-std::string ControlFolder::PathOf(const std::string& name) const {
+std::string SocketFolder::PathOf(const std::string& name) const {
     return "/proc/self/fd/" + std::to_string(m_Opened.Get()) + "/" + name;
 }
 
-std::vector<std::string> ControlFolder::Names() const {
+std::vector<std::string> SocketFolder::Names() const {
     std::vector<std::string> names;
     std::error_code error;
     for (std::filesystem::directory_iterator entry(m_Folder, error), end; !error && entry != end;
          entry.increment(error)) {
         const auto name = entry->path().filename().string();
-        if (name.starts_with("station") && name.ends_with(".sock")) names.push_back(name);
+        if (name.ends_with(".sock")) names.push_back(name);
     }
     if (error) throw SystemError("folder " + m_Folder + " cannot be read", error.value());
     std::sort(names.begin(), names.end());
     return names;
 }
 
-std::optional<platform::FileDescriptor> ControlFolder::Connect(const std::string& name) const {
+platform::FileDescriptor SocketFolder::Listen(const std::string& name) const {
     auto socket = platform::NewUnixSocket(SOCK_STREAM);
-    if (platform::ConnectSocket(socket, PathOf(name))) return socket;
-    if (errno == ECONNREFUSED || errno == ENOENT) return std::nullopt;
-    throw SystemError("the station at " + m_Folder + name + " cannot be asked", errno);
-}
-
-platform::FileDescriptor ControlFolder::Listen(const std::string& name) const {
-    auto socket = platform::NewUnixSocket(SOCK_STREAM);
+    Remove(name);
     // Before it has a path, so that it is at no moment open to others.
     if (::fchmod(socket.Get(), S_IRUSR | S_IWUSR) != 0 || !platform::BindSocket(socket, PathOf(name)) ||
         ::listen(socket.Get(), kBacklog) != 0) {
@@ -59,17 +53,12 @@ platform::FileDescriptor ControlFolder::Listen(const std::string& name) const {
     return socket;
 }
 
-void ControlFolder::Remove(const std::string& name) const {
+void SocketFolder::Remove(const std::string& name) const {
     ::unlinkat(m_Opened.Get(), name.c_str(), 0);
 }
 
-Peer PeerOf(const platform::FileDescriptor& socket) {
-    ucred credentials{};
-    socklen_t size = sizeof(credentials);
-    if (::getsockopt(socket.Get(), SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0) {
-        throw SystemError("the other end of a local socket cannot be told", errno);
-    }
-    return {credentials.pid, credentials.uid};
+std::string ReplaySocket() {
+    return "replay-" + std::to_string(::getpid()) + ".sock";
 }
 
 }  // namespace orvix::station

@@ -1,8 +1,12 @@
-#include "station/model/metrics_address.h"
+#include "station/model/listen_address.h"
+
+#include <netinet/in.h>
+
+#include <cstring>
 
 namespace orvix::station {
 
-Addresses ParseMetricsAddress(const std::string& where) {
+Addresses ParseListenAddress(const std::string& where) {
     const auto colon = where.rfind(':');
     if (colon == std::string::npos || colon == 0) return nullptr;
     auto host = where.substr(0, colon);
@@ -15,6 +19,17 @@ Addresses ParseMetricsAddress(const std::string& where) {
     hints.ai_socktype = SOCK_STREAM;
     addrinfo* list = nullptr;
     return ::getaddrinfo(host.c_str(), port.c_str(), &hints, &list) == 0 ? Addresses(list) : nullptr;
+}
+
+bool IsLoopback(const addrinfo& address) {
+    if (address.ai_family == AF_INET) {
+        sockaddr_in four{};
+        std::memcpy(&four, address.ai_addr, sizeof(four));
+        return ntohl(four.sin_addr.s_addr) >> 24U == 127;
+    }
+    sockaddr_in6 six{};
+    std::memcpy(&six, address.ai_addr, sizeof(six));
+    return IN6_IS_ADDR_LOOPBACK(&six.sin6_addr) != 0;
 }
 
 }  // namespace orvix::station

@@ -1,0 +1,32 @@
+# Writes the files of the page into a C++ source: cmake -D OUT=page_files.cpp -D "FILES=a.html;b.js" -P embed.cmake
+# Each is packed by gzip, and known by the hash of what is in it.
+set(types_html "text/html; charset=utf-8")
+set(types_css "text/css; charset=utf-8")
+set(types_js "text/javascript; charset=utf-8")
+set(types_json "application/json")
+set(types_svg "image/svg+xml")
+
+set(bytes "")
+set(rows "")
+set(number 0)
+foreach(file IN LISTS FILES)
+    cmake_path(GET file FILENAME name)
+    string(REGEX REPLACE "^.*\\." "" extension "${name}")
+    if(NOT types_${extension})
+        message(FATAL_ERROR "${file}: no content type is known for .${extension}: add it to cmake/embed.cmake")
+    endif()
+    execute_process(COMMAND gzip -9nc ${file} OUTPUT_FILE ${OUT}.gz COMMAND_ERROR_IS_FATAL ANY)
+    file(READ ${OUT}.gz packed HEX)
+    string(REGEX REPLACE "(................................................)" "\\1\n" packed "${packed}")
+    string(REGEX REPLACE "([0-9a-f][0-9a-f])" "0x\\1," packed "${packed}")
+    file(SHA256 ${file} hash)
+    string(SUBSTRING ${hash} 0 16 hash)
+    file(SIZE ${file} size)
+    string(APPEND bytes "constexpr unsigned char kFile${number}[] = {\n${packed}};\n")
+    string(APPEND rows "    {\"/${name}\", \"${types_${extension}}\", \"\\\"${hash}\\\"\", "
+                       "{reinterpret_cast<const char*>(kFile${number}), sizeof(kFile${number})}, ${size}},\n")
+    math(EXPR number "${number} + 1")
+endforeach()
+file(REMOVE ${OUT}.gz)
+file(WRITE ${OUT} "#include \"station/door/page_files.h\"\n\nnamespace orvix::station {\nnamespace {\n\n${bytes}\n}  // namespace\n
+std::span<const PageFile> PageFiles() {\n    static const PageFile kFiles[] = {\n${rows}    };\n    return kFiles;\n}\n\n}  // namespace orvix::station\n")

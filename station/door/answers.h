@@ -1,0 +1,19 @@
+#pragma once
+
+#include "station/door/question.h"
+#include "station/door/station_view.h"
+
+namespace orvix::station {
+
+// What is answered at each route; docs/api.md tells what stands in it.
+
+HttpResponse AnswerStation(const StationView& station, const Question& question);
+HttpResponse AnswerDevices(const StationView& station, const Question& question);
+HttpResponse AnswerValues(const StationView& station, const Question& question);
+HttpResponse AnswerEvents(const StationView& station, const Question& question);
+HttpResponse AnswerHealth(const StationView& station, const Question& question);
+HttpResponse AnswerMetrics(const StationView& station, const Question& question);
+/// A file of the page; "/" is its index.
+HttpResponse AnswerPage(const StationView& station, const Question& question);
+
+}  // namespace orvix::station

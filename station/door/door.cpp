@@ -1,0 +1,96 @@
+#include "station/door/door.h"
+
+#include <unistd.h>
+
+#include <utility>
+
+#include "host/error.h"
+#include "station/door/problem.h"
+#include "station/model/listen_address.h"
+
+namespace orvix::station {
+namespace {
+
+constexpr std::pair<const char*, const char*> kSafety[] = {
+    {"Content-Security-Policy",
+     "default-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'; object-src 'none'"},
+    {"X-Content-Type-Options", "nosniff"},
+    {"Referrer-Policy", "no-referrer"},
+    {"Cross-Origin-Resource-Policy", "same-origin"},
+};
+
+bool HasHeader(const HttpResponse& response, const std::string& name) {
+    for (const auto& [known, value] : response.Headers) {
+        if (known == name) return true;
+    }
+    return false;
+}
+
+/// What browsers are to heed with whatever is answered.
+HttpResponse Secured(HttpResponse response) {
+    for (const auto& [name, value] : kSafety)
+        response.Headers.emplace_back(name, value);
+    if (!HasHeader(response, "Cache-Control")) response.Headers.emplace_back("Cache-Control", "no-store");
+    if (response.Status == 401) response.Headers.emplace_back("WWW-Authenticate", "Bearer");
+    return response;
+}
+
+HttpResponse Refuse(int status, const std::string& detail) {
+    return Secured(ProblemResponse(status, detail));
+}
+
+}  // namespace
+
+Door::Door(platform::RealApartment& home, StationView station) : m_Home(home), m_Station(std::move(station)) {}
+
+Door::~Door() {
+    if (m_Folder) m_Folder->Remove(m_SocketName);
+}
+
+void Door::OpenSocket(const std::string& folder, const std::string& name) {
+    auto place = std::make_unique<SocketFolder>(folder);
+    Serve(place->Listen(name), Entrance::Socket);
+    m_Folder = std::move(place);
+    m_SocketName = name;
+}
+
+void Door::OpenWeb(const std::string& where) {
+    const auto addresses = ParseListenAddress(where);
+    if (!addresses || !IsLoopback(*addresses)) {
+        throw Error(errors::General,
+                    "web: " + where + " is not an address of this machine alone, such as 127.0.0.1:8080");
+    }
+    Serve(ListenAt(where), Entrance::Web);
+}
+
+void Door::OpenMetrics(const std::string& where) {
+    Serve(ListenAt(where), Entrance::Metrics);
+}
+
+void Door::Serve(platform::FileDescriptor listening, Entrance entrance) {
+    HttpServer::Setup setup;
+    setup.Handle = [this, entrance](const HttpRequest& request, const HttpReply& reply) {
+        Answer(entrance, request, [reply](HttpResponse response) { reply(Secured(std::move(response))); });
+    };
+    setup.Refuse = &Refuse;
+    m_Servers.push_back(std::make_unique<HttpServer>(m_Home, std::move(listening), std::move(setup)));
+}
+
+void Door::Answer(Entrance entrance, const HttpRequest& request, const HttpReply& reply) const {
+    const auto routes = entrance == Entrance::Metrics ? MetricsRoutes() : Routes();
+    try {
+        AnswerByRoute(routes, m_Station, request, RightOf(entrance, request), reply);
+    } catch (const ProblemError& problem) {
+        reply(ProblemResponse(problem.Status(), problem.what()));
+    }
+}
+
+Right Door::RightOf(Entrance entrance, const HttpRequest& request) {
+    if (entrance != Entrance::Socket) return Right::Read;
+    if (request.User != 0U && request.User != ::geteuid()) {
+        throw ProblemError(403, "this station belongs to another user");
+    }
+    return Right::Change;
+}
+
+}  // namespace orvix::station

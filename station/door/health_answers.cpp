@@ -1,0 +1,46 @@
+#include <prometheus/text_serializer.h>
+
+#include "station/door/answers.h"
+#include "station/door/health_text.h"
+#include "station/door/metric_families.h"
+
+namespace orvix::station {
+namespace {
+
+HttpResponse TextResponse(std::string text, const char* type) {
+    HttpResponse response{.Body = std::move(text)};
+    response.Headers.emplace_back("Content-Type", type);
+    return response;
+}
+
+/// The health of the buses and devices that the filters ask for.
+StationHealth FilteredHealth(const StationView& station, const Question& question) {
+    auto health = station.Health();
+    for (auto& bus : health.Buses) {
+        std::erase_if(bus.Addresses, [&](const AddressHealth& address) {
+            return !question.AsksFor(station.Name, bus.Port, station.Run.IdentifierOf(IdOf(bus.Port, address.Address)));
+        });
+    }
+    const bool isOfDevice = !question.Parameter("device").empty();
+    std::erase_if(health.Buses, [&](const BusHealth& bus) {
+        return isOfDevice ? bus.Addresses.empty() : !question.AsksFor(station.Name, bus.Port, {});
+    });
+    return health;
+}
+
+}  // namespace
+
+HttpResponse AnswerHealth(const StationView& station, const Question& question) {
+    const auto health = FilteredHealth(station, question);
+    if (question.Request.Header("accept") == "text/plain") {
+        return TextResponse(PlainHealth(health), "text/plain; charset=utf-8");
+    }
+    return JsonResponse(HealthJson(health));
+}
+
+HttpResponse AnswerMetrics(const StationView& station, const Question& /*question*/) {
+    const auto text = prometheus::TextSerializer().Serialize(MetricFamilies(station.Health()));
+    return TextResponse(text, "text/plain; version=0.0.4; charset=utf-8");
+}
+
+}  // namespace orvix::station

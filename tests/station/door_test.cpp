@@ -1,0 +1,182 @@
+#include <gtest/gtest.h>
+
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <thread>
+
+#include "platform/unix_socket.h"
+#include "simulator/bus_server.h"
+#include "station/http/crowd.h"
+#include "station/http/http_client.h"
+#include "tests/station/json_lines.h"
+#include "tests/station/program.h"
+#include "tests/support/test_folder.h"
+
+namespace orvix::tests {
+namespace {
+
+using namespace station;
+using namespace std::chrono_literals;
+
+constexpr uid_t kNobody = 65534;
+
+TEST(Crowd, WhoDawdlesGivesWayAndWhoListensStays) {
+    using Keys = std::vector<Crowd::Key>;
+    Crowd crowd({.All = 3, .Address = 2, .Request = 15s, .Answer = 60s});
+    EXPECT_EQ(crowd.Enter(1, "a", 0s), Keys());
+    EXPECT_EQ(crowd.Enter(2, "a", 1s), Keys());
+    crowd.Does(1, Crowd::Doing::Reading, 2s);
+    EXPECT_EQ(crowd.Enter(3, "a", 2s), Keys({2})) << "it asks for longest";
+    EXPECT_EQ(crowd.Enter(4, "b", 3s), Keys());
+    EXPECT_EQ(crowd.Enter(5, "c", 3s), Keys({3}));
+    crowd.Does(4, Crowd::Doing::Listening, 4s);
+    EXPECT_EQ(crowd.Listeners(), 1U);
+    EXPECT_EQ(crowd.NextEnd(), 18s);
+    EXPECT_EQ(crowd.Overdue(17s), Keys());
+    EXPECT_EQ(crowd.Overdue(18s), Keys({5}));
+    EXPECT_EQ(crowd.Overdue(62s), Keys({1}));
+    EXPECT_EQ(crowd.NextEnd(), std::nullopt);
+    for (const Crowd::Key client : {6, 7})
+        crowd.Enter(client, "b", 63s), crowd.Does(client, Crowd::Doing::Listening, 63s);
+    EXPECT_EQ(crowd.Enter(8, "b", 64s), Keys({8})) << "all listen";
+}
+
+/// A station that runs, and what it answers at its socket.
+class Door : public testing::Test {
+protected:
+    HttpAnswer Ask(HttpQuestion question) const {
+        question.Socket = m_Data + "/station.sock";
+        return AskHttp(question);
+    }
+    Json Get(const std::string& path) const { return Json::parse(Ask({.Path = path}).Body); }
+
+    /// What comes in a stream, up to a text.
+    std::string Follow(const std::string& path, const std::string& upTo) const {
+        std::string read;
+        Ask({.Path = path, .OnBody = [&](std::string_view part) {
+                 read += part;
+                 return read.find(upTo) == std::string::npos;
+             }});
+        return read;
+    }
+
+    void SetUp() override { ASSERT_TRUE(m_Program.AwaitOutput("\"inputs\",\"value\":5")); }
+
+    TestFolder m_Folder;
+    const std::string m_Data = m_Folder.Path + "/data";
+    Program m_Program{{"run", "--data", m_Data, "--json", "--every", "100ms"}};
+};
+
+TEST_F(Door, EachQuestionIsAnsweredOrRefusedWithAReason) {
+    const struct {
+        HttpQuestion Question;
+        int Status;
+        std::string Says;
+    } cases[] = {
+        {{.Path = "/api/v1/station"}, 200, "\"rights\":\"change\""},
+        {{.Path = "/api/v1/devices?device=simulated-0006"}, 200, "\"total\":1,\"next\":null}"},
+        {{.Path = "/api/v1/values?limit=1&offset=1&bus=simulated"},
+         200,
+         "\"total\":3,\"next\":\"values?bus=simulated&limit=1&offset=2\""},
+        {{.Path = "/api/v1/values?bus=other"}, 200, "{\"values\":[],\"total\":0,\"next\":null}"},
+        {{.Path = "/api/v1/values?limit=0"}, 400, "limit: write a whole number from 1 to 1000"},
+        {{.Path = "/api/v1/values?limits=1"}, 400, "there is no parameter limits here"},
+        {{.Path = "/api/v1/health?device=simulated-0007"}, 200, "\"diagnosis\":[]}]}],\"history\":"},
+        {{.Path = "/api/v1/health", .Headers = {"Accept: text/plain"}}, 200, "all is well\n"},
+        {{.Path = "/metrics"}, 200, "nimbo1_up{port=\"simulated\",address=\"5\""},
+        {{.Path = "/api/v1/nothing"}, 404, "\"detail\":\"there is nothing at /api/v1/nothing\"}"},
+        {{.Path = "/../../etc/passwd"}, 404, "there is nothing at"},
+        {{.Path = "/%2e%2e/%2e%2e/etc/passwd%00"}, 404, "there is nothing at"},
+        {{.Method = "DELETE", .Path = "/api/v1/values"}, 405, "does not take DELETE, but GET"},
+        {{.Method = "POST", .Path = "/api/v1/values", .Body = std::string(20'000, 'x')}, 413, "larger than 16 KB"},
+        {{.Path = "/api/v1/values", .Headers = {"X: " + std::string(100'000, 'x')}}, 431, ""},
+        {{.Path = "/"}, 200, "<!DOCTYPE html>"},
+    };
+    for (const auto& [question, status, says] : cases) {
+        const auto answer = Ask(question);
+        EXPECT_EQ(answer.Status, status) << question.Path;
+        EXPECT_NE(answer.Body.find(says), std::string::npos) << question.Path << ": " << answer.Body.substr(0, 2000);
+    }
+    for (const auto& value : Get("/api/v1/values")["values"])
+        EXPECT_EQ(value["quality"], "good") << value;
+}
+
+TEST_F(Door, AStreamGoesOnWhereItWasOrTellsThatItCannot) {
+    const auto read = Follow("/api/v1/events?device=simulated-0006", "event: reading");
+    EXPECT_EQ(read.find("simulated-0005"), std::string::npos);
+    const auto id = read.substr(read.find("id: ") + 4, read.find('\n', read.find("id: ")) - read.find("id: ") - 4);
+    const auto dash = id.find('-') + 1;
+    const auto next = "id: " + id.substr(0, dash) + std::to_string(std::stoi(id.substr(dash)) + 1) + "\n";
+    EXPECT_NE(Follow("/api/v1/events?last=" + id, "event: reading").find(next), std::string::npos);
+    for (const auto& unknown : {std::string("00000000-1"), id + "99999", id + "x"})
+        EXPECT_NE(Follow("/api/v1/events?last=" + unknown, "\n\n").find("event: reset\ndata: {}\n\n"),
+                  std::string::npos);
+}
+
+TEST_F(Door, SlowClientsHoldUpNobody) {
+    std::vector<platform::FileDescriptor> slow;
+    for (int client = 0; client < 400; ++client) {
+        slow.push_back(platform::NewUnixSocket(SOCK_STREAM));
+        if (!platform::ConnectSocket(slow.back(), m_Data + "/station.sock")) continue;
+        ::send(slow.back().Get(), "GET /api/v1/events HTTP/1.1\r\nHost:", 35, MSG_NOSIGNAL);
+    }
+    EXPECT_EQ(Ask({.Path = "/metrics"}).Status, 200);
+    EXPECT_EQ(Get("/api/v1/station")["buses"][0]["port_works"], true);
+}
+
+TEST_F(Door, OnlyTheOwnerIsServed) {
+    if (geteuid() != 0) GTEST_SKIP() << "takes another user's rights, which only the superuser can";
+    const auto path = m_Data + "/station.sock";
+    struct stat status {};
+    ASSERT_EQ(::stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0600U);
+    ASSERT_EQ(::chmod(path.c_str(), 0666), 0);
+    ASSERT_EQ(::chmod(m_Folder.Path.c_str(), 0755), 0);
+    HttpAnswer answer;
+    std::thread([&] {
+        // The system call is for this thread alone, the library's function for all.
+        EXPECT_EQ(::syscall(SYS_setresuid, -1, kNobody, -1), 0);
+        answer = Ask({.Path = "/api/v1/station"});
+    }).join();
+    EXPECT_EQ(answer.Status, 403);
+    EXPECT_NE(answer.Body.find("belongs to another user"), std::string::npos) << answer.Body;
+}
+
+TEST_F(Door, AFolderHasOneStationAndAKilledOneLeavesNothing) {
+    ExpectOneLine({"run", "--data", m_Data}, 1, "another station (process ");
+    m_Program.Signal(SIGKILL);
+    m_Program.Finish();
+    ExpectOneLine({"health", "--data", m_Data}, 1, "no station is running");
+    Program next({"run", "--data", m_Data, "--json"});
+    ASSERT_TRUE(next.AwaitOutput("\"valid\":true"));
+    EXPECT_EQ(Ask({.Path = "/api/v1/station"}).Status, 200);
+}
+
+TEST(Health, OfARunningStationIsToldWithWhatIsWrong) {
+    const TestFolder folder;
+    simulator::BusServer bus(simulator::SimulatedBus({simulator::ParseSimulatedDevice("5:sensor")}), 0);
+    Program program({"run", "--data", folder.Path, "--port", bus.Terminal().Path(), "--device", "5:sensor", "--device",
+                     "9:sensor:Lost", "--every", "700ms", "--retries", "0", "--timeout-factor", "100", "--json"});
+    for (int reading = 0; reading < 3; ++reading)
+        ASSERT_TRUE(program.AwaitOutput("\"valid\":false"));
+    const auto plain = RunProgram({"health", "--data", folder.Path});
+    EXPECT_EQ(plain.Status, 0) << plain.Err;
+    EXPECT_NE(plain.Out.find("address 9 never answers: power, wiring or address; asked less often until it answers; "
+                             "the others are fine\n"),
+              std::string::npos)
+        << plain.Out;
+    const auto json = RunProgram({"health", "--data", folder.Path, "--json"});
+    EXPECT_NE(json.Out.find("\"address\":9,\"name\":\"Lost\",\"quality\":\"offline\",\"last_good\":null"),
+              std::string::npos)
+        << json.Out;
+    program.Signal(SIGINT);
+    EXPECT_EQ(program.Finish().Status, 0);
+    ExpectOneLine({"health", "--data", folder.Path}, 1, "no station is running");
+}
+
+}  // namespace
+}  // namespace orvix::tests
