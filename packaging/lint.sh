@@ -3,7 +3,7 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-mapfile -t sources < <(git ls-files '*.cpp' '*.h')
+mapfile -t sources < <(git ls-files '*.cpp' '*.h' '*.js' '*.mjs')
 clang-format --dry-run --Werror "${sources[@]}"
 echo "format: ${#sources[@]} files"
 
@@ -22,3 +22,13 @@ cppcheck -j "$(nproc)" --cppcheck-build-dir=build/cppcheck --quiet --error-exitc
     --enable=warning,performance,portability --inline-suppr --suppressions-list=packaging/cppcheck_suppressions.txt \
     --template='{file}:{line}: {severity}: {message} [{id}]' "${sources[@]}"
 echo "cppcheck: ${#sources[@]} files"
+
+# Of the page: that it can be parsed. Its modules are called .js for the browser, which older versions of node take for scripts.
+mapfile -t sources < <(git ls-files '*.js' '*.mjs')
+modules=$(mktemp -d)
+trap 'rm -rf "$modules"' EXIT
+for source in "${sources[@]}"; do
+    cp "$source" "$modules/module.mjs"
+    node --check "$modules/module.mjs" || { echo "$source: see above" >&2; exit 1; }
+done
+echo "page: ${#sources[@]} files"

@@ -3,8 +3,10 @@
 import {spawn} from 'node:child_process';
 import {createInterface} from 'node:readline';
 
-const FLAGS = ['--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
-               '--disable-background-networking', '--disable-component-update', '--disable-sync'];
+const FLAGS = [
+    '--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
+    '--disable-background-networking', '--disable-component-update', '--disable-sync'
+];
 const PATIENCE_MS = 20000;
 const PAUSE_MS = 25;
 
@@ -21,7 +23,7 @@ export async function until(what, question) {
 
 async function portOf(driver) {
     for await (const line of createInterface({input: driver.stdout})) {
-        const [, port] = /on port (\d+)/.exec(line) ?? [];
+        const [, port] = /successfully on port (\d+)/.exec(line) ?? [];
         if (port) return port;
     }
     throw new Error('chromedriver did not start');
@@ -87,11 +89,19 @@ export class Browser {
 
     /// Drags across an element, from and to a share of its width.
     async drag(selector, from, to) {
-        const {x, y, width, height} = await this.run(
-            found => document.querySelector(found).getBoundingClientRect().toJSON(), selector);
+        const {x, y, width, height} =
+            await this.run(found => document.querySelector(found).getBoundingClientRect().toJSON(), selector);
         const at = share => ({type: 'pointerMove', x: Math.round(x + width * share), y: Math.round(y + height / 2)});
-        await this.command('/actions', {actions: [{type: 'pointer', id: 'mouse', actions: [
-            at(from), {type: 'pointerDown', button: 0}, at((from + to) / 2), at(to), {type: 'pointerUp', button: 0}]}]});
+        await this.command('/actions', {
+            actions: [{
+                type: 'pointer',
+                id: 'mouse',
+                actions: [
+                    at(from), {type: 'pointerDown', button: 0}, at((from + to) / 2), at(to),
+                    {type: 'pointerUp', button: 0}
+                ]
+            }]
+        });
     }
 
     async show({width = 1200, height = 800, theme = 'light'}) {

@@ -31,14 +31,15 @@ async function send(alarm, form) {
 export function acknowledge(alarm) {
     const mayChange = store.station?.rights === 'change';
     const problem = element('p', {class: 'problem', role: 'alert'});
-    const form = element('form', {method: 'dialog'},
-        element('h2', {}, 'Acknowledge'),
+    const form = element(
+        'form', {method: 'dialog'}, element('h2', {}, 'Acknowledge'),
         element('p', {}, `${alarm.name || alarm.bus}: ${alarm.text}`),
         field('Your name', {name: 'by', required: true, maxlength: 100, autocomplete: 'name'}),
         field('Comment', {name: 'comment', maxlength: 500}));
     if (!mayChange) {
-        form.append(field('Token', {name: 'token', type: 'password', required: true}),
-                    element('p', {class: 'hint'}, 'A token that may change things. It is kept until this tab is closed.'));
+        form.append(
+            field('Token', {name: 'token', type: 'password', required: true}),
+            element('p', {class: 'hint'}, 'A token that may change things. It is kept until this tab is closed.'));
     }
     const cancel = element('button', {type: 'button', click: () => dialog.close()}, 'Cancel');
     form.append(problem, element('p', {class: 'buttons'}, cancel, element('button', {class: 'main'}, 'Acknowledge')));

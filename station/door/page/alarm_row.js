@@ -1,20 +1,22 @@
 // One alarm as a line of text with what can be done, on the pages Now, Alarms and of a device.
 
-import {element} from './dom.js';
 import {acknowledge} from './acknowledge.js';
-import {keyOf, stationNow, store} from './store.js';
+import {element} from './dom.js';
+import {stationNow, store} from './store.js';
 import {placeText, rangeText, spanText, timeText, zoneText} from './words.js';
 
 function whereOf(alarm) {
-    const known = store.devices.get(keyOf({id: alarm.device, ...alarm}));
+    const known = store.devices.get(alarm.device);
     if (!alarm.device) return element('span', {class: 'name'}, alarm.name || alarm.bus);
-    return element('a', {class: 'name', href: `#/device/${encodeURIComponent(alarm.device)}`, title: placeText(known ?? alarm)},
-                   alarm.name);
+    return element(
+        'a', {class: 'name', href: `#/device/${encodeURIComponent(alarm.device)}`, title: placeText(known ?? alarm)},
+        alarm.name);
 }
 
 function timesOf({started, ended}) {
     const begin = Date.parse(started);
-    const text = ended ? rangeText(begin, Date.parse(ended)) : `since ${timeText(begin)}, ${spanText(stationNow() - begin)}`;
+    const text =
+        ended ? rangeText(begin, Date.parse(ended)) : `since ${timeText(begin)}, ${spanText(stationNow() - begin)}`;
     return element('span', {class: 'when', title: `times are local, ${zoneText}`}, text);
 }
 
@@ -26,14 +28,15 @@ function acknowledgementText({time, by, comment}) {
 /// A row as a list item. It does not change: a changed alarm gets another.
 export function alarmRow(alarm) {
     const {acknowledged} = alarm;
-    const row = element('li', {class: 'alarm', 'data-state': alarm.state, 'data-acknowledged': acknowledged ? 'yes' : 'no'},
-                        element('span', {class: 'what'}, whereOf(alarm), ' ', element('span', {}, alarm.text)),
-                        timesOf(alarm));
+    const row = element(
+        'li', {class: 'alarm', 'data-state': alarm.state, 'data-acknowledged': acknowledged ? 'yes' : 'no'},
+        element('span', {class: 'what'}, whereOf(alarm), ' ', element('span', {}, alarm.text)), timesOf(alarm));
     if (acknowledged) {
         row.append(element('span', {class: 'words'}, acknowledgementText(acknowledged)));
     } else {
         const label = `Acknowledge the alarm of ${alarm.name || alarm.bus}: ${alarm.text}`;
-        row.append(element('button', {type: 'button', 'aria-label': label, click: () => acknowledge(alarm)}, 'Acknowledge'));
+        row.append(
+            element('button', {type: 'button', 'aria-label': label, click: () => acknowledge(alarm)}, 'Acknowledge'));
     }
     return row;
 }

@@ -18,8 +18,9 @@ export class AlarmsView {
         this.none = element('p', {class: 'sentence'});
         this.pastNone = element('p', {class: 'sentence', role: 'status'});
         this.more = element('button', {type: 'button', hidden: true, click: () => this.loadMore()}, 'Older ones');
-        main.append(element('h1', {}, 'Alarms'), this.none, this.on,
-                    element('h2', {}, `What was (${zoneText})`), this.past, this.pastNone, this.more);
+        main.append(
+            element('h1', {}, 'Alarms'), this.none, this.on, element('h2', {}, `What was (${zoneText})`), this.past,
+            this.pastNone, this.more);
         this.end = listen({alarms: () => this.show(), heard: () => store.isHeard && this.loadPast()});
         this.timer = setInterval(() => document.hidden || this.show(), AGAIN_MS);
         this.alarms = [];

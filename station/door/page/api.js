@@ -37,8 +37,10 @@ export function hasToken() {
 export function keepToken(text) {
     token = text;
     try {
-        if (text === null) sessionStorage.removeItem(TOKEN);
-        else sessionStorage.setItem(TOKEN, text);
+        if (text === null)
+            sessionStorage.removeItem(TOKEN);
+        else
+            sessionStorage.setItem(TOKEN, text);
     } catch {
         // A browser that keeps nothing: the token lasts as long as the page.
     }
@@ -51,7 +53,7 @@ function headers(more, asToken) {
 
 async function problemOf(response) {
     const problem = await response.json().catch(() => ({}));
-    return new Problem(response.status, problem.detail ?? problem.title ?? `the station answered ${response.status}`);
+    return new Problem(response.status, problem.detail ?? problem.title ?? `the answer was ${response.status}`);
 }
 
 async function send(path, options) {
@@ -109,7 +111,8 @@ export async function download(path, fileName) {
     setTimeout(() => URL.revokeObjectURL(link.href), PATIENCE_MS);
 }
 
-/// Server-sent events out of pieces of text: calls `take({id, event, data})` for each whole one.
+/// Server-sent events out of pieces of text: calls `take({id, event, data})` for each whole one, which may be an id
+/// alone.
 export function eventParser(take) {
     let rest = '';
     let fields = {};
@@ -118,25 +121,30 @@ export function eventParser(take) {
         rest = lines.pop();
         for (const line of lines) {
             if (line === '') {
-                if (fields.data !== undefined) take(fields);
+                take(fields);
                 fields = {};
                 continue;
             }
             const [, name, value] = /^([^:]*):? ?(.*?)\r?$/.exec(line);
-            if (name === 'data' && fields.data !== undefined) fields.data += `\n${value}`;
-            else if (name) fields[name] = value;
+            if (name === 'data' && fields.data !== undefined)
+                fields.data += `\n${value}`;
+            else if (name)
+                fields[name] = value;
         }
     };
 }
 
-/// Follows a stream of events until `stop`. After a loss it tries again, ever less often and not all pages at once, from the
-/// last event that it had. handler: up(), down(problem), event(name, data); a handler may stop it.
+/// Follows a stream of events until `stop`. After a loss it tries again, ever less often and not all pages at once,
+/// from the last event that it had. handler: up(), down(problem), event(name, data); a handler may stop it.
 export function follow(path, handler) {
-    const stream = {stopped: false, isResting: false, lastId: null, tries: 0, reader: null, wake: () => {}};
+    const stream = {stopped: false, isResting: false, lastId: null, tries: 0, reader: null, heardAt: 0, wake: () => {}};
 
     async function once() {
         stream.reader = new AbortController();
-        const silence = () => setTimeout(() => stream.reader.abort(), SILENCE_MS);
+        const silence = () => {
+            stream.heardAt = Date.now();
+            return setTimeout(() => stream.reader.abort(), SILENCE_MS);
+        };
         let timer = silence();
         try {
             const resume = stream.lastId ? {'Last-Event-ID': stream.lastId} : {};
@@ -144,7 +152,7 @@ export function follow(path, handler) {
             handler.up();
             const take = eventParser(({id, event, data}) => {
                 if (id) stream.lastId = id;
-                if (!stream.stopped) handler.event(event, JSON.parse(data));
+                if (data !== undefined && !stream.stopped) handler.event(event, JSON.parse(data));
             });
             const reader = response.body.pipeThrough(new TextDecoderStream()).getReader();
             for (;;) {
@@ -183,7 +191,10 @@ export function follow(path, handler) {
     }
 
     const tryNow = () => {
-        if (!document.hidden && !stream.isResting) stream.wake();
+        if (document.hidden || stream.isResting) return;
+        // The computer may have slept, and its timers with it.
+        if (Date.now() - stream.heardAt > SILENCE_MS) stream.reader?.abort();
+        stream.wake();
     };
     // A page that the browser keeps for the way back must not keep its connection: there are six for all tabs together.
     const rest = () => {
@@ -194,9 +205,12 @@ export function follow(path, handler) {
         stream.isResting = false;
         stream.wake();
     };
-    const listeners = [[window, 'online', tryNow], [document, 'visibilitychange', tryNow], [window, 'pagehide', rest],
-                       [window, 'pageshow', goOn]];
-    for (const [target, name, listener] of listeners) target.addEventListener(name, listener);
+    const listeners = [
+        [window, 'online', tryNow], [document, 'visibilitychange', tryNow], [window, 'pagehide', rest],
+        [window, 'pageshow', goOn]
+    ];
+    for (const [target, name, listener] of listeners)
+        target.addEventListener(name, listener);
     keepOn();
     return {
         tryNow,
@@ -204,7 +218,8 @@ export function follow(path, handler) {
             stream.stopped = true;
             stream.reader?.abort();
             stream.wake();
-            for (const [target, name, listener] of listeners) target.removeEventListener(name, listener);
+            for (const [target, name, listener] of listeners)
+                target.removeEventListener(name, listener);
         },
     };
 }

@@ -1,5 +1,6 @@
 // Which view is shown, the line above it that tells whether the station is heard, and what is said aloud.
 
+import {hasToken, keepToken} from './api.js';
 import {element, setText} from './dom.js';
 import {NowView} from './now.js';
 import {illnessOf, listen, start, store, tryNow} from './store.js';
@@ -11,7 +12,7 @@ const link = document.querySelector('.link');
 const spoken = document.querySelector('.spoken');
 const title = document.title;
 
-/// Views that are not needed at once are loaded when they are asked for.
+/// Views that are not needed at once are loaded behind the first one, so that they are there when the station is not.
 const VIEWS = {
     now: async () => isWall ? (await import('./wall.js')).WallView : NowView,
     device: async () => (await import('./device.js')).DeviceView,
@@ -23,9 +24,17 @@ const VIEWS = {
 let view = null;
 let shown = '';
 
+function plain(word) {
+    try {
+        return decodeURIComponent(word);
+    } catch {
+        return word;
+    }
+}
+
 function route() {
-    const [name, ...words] = location.hash.replace(/^#\/?/, '').split('/').map(word => decodeURIComponent(word));
-    return VIEWS[name] ? {name, words} : {name: 'now', words: []};
+    const [name, ...words] = location.hash.replace(/^#\/?/, '').split('/').map(plain);
+    return Object.hasOwn(VIEWS, name) ? {name, words} : {name: 'now', words: []};
 }
 
 async function show() {
@@ -33,8 +42,10 @@ async function show() {
     const place = `${name}/${name === 'device' || name === 'lines' ? words[0] ?? '' : ''}`;
     for (const anchor of document.querySelectorAll('nav a')) {
         const isHere = anchor.getAttribute('href') === `#/${name}`;
-        if (isHere) anchor.setAttribute('aria-current', 'page');
-        else anchor.removeAttribute('aria-current');
+        if (isHere)
+            anchor.setAttribute('aria-current', 'page');
+        else
+            anchor.removeAttribute('aria-current');
     }
     if (place === shown && view?.go) {
         view.go(words);
@@ -42,12 +53,13 @@ async function show() {
     }
     const isFirst = shown === '';
     shown = place;
-    const View = await VIEWS[name]();
+    const View = await VIEWS[name]().catch(() => null);
     if (shown !== place) return;
     view?.close();
     main.replaceChildren();
     main.className = name;
-    view = new View(main, words);
+    view = View && new View(main, words);
+    if (!view) main.append('This view could not be loaded. Load the page again once the station is heard.');
     if (!isFirst) {
         scrollTo(0, 0);
         main.focus({preventScroll: true});
@@ -59,8 +71,10 @@ function showStation() {
     if (!station) return;
     setText(document.querySelector('.station'), station.station);
     const footer = document.querySelector('footer');
-    const parts = [`Times are local: ${zoneName} (${zoneText})`, `nimbo1 ${station.version}`,
-                   `running since ${timeText(Date.parse(station.started))}`];
+    const parts = [
+        `Times are local: ${zoneName} (${zoneText})`, `nimbo1 ${station.version}`,
+        `running since ${timeText(Date.parse(station.started))}`
+    ];
     if (station.history?.standing_still_ms) {
         parts.unshift(`Nothing could be written into the history for ${spanText(station.history.standing_still_ms)}`);
     }
@@ -84,7 +98,8 @@ let said = null;
 function sayAlarms() {
     const now = new Map(store.alarms.map(alarm => [alarm.id, alarm]));
     if (said) {
-        const begun = [...now.values()].filter(({id}) => !said.has(id)).map(({name, text}) => `Alarm: ${name}, ${text}`);
+        const begun =
+            [...now.values()].filter(({id}) => !said.has(id)).map(({name, text}) => `Alarm: ${name}, ${text}`);
         const over = [...said.values()].filter(({id}) => !now.has(id)).map(({name, text}) => `Over: ${name}, ${text}`);
         if (begun.length + over.length > 0) setText(spoken, [...begun, ...over].join('. '));
     }
@@ -101,14 +116,20 @@ function showLink() {
         return;
     }
     const since = store.lostAt === null ? '' : ` since ${timeText(store.lostAt)}`;
-    const text = `The station has not been heard${since}: ${store.problem?.message ?? 'it does not answer'}. ` +
-        'What is shown is old; it comes back by itself.';
+    const why = store.problem?.status ? ` (${store.problem.message})` : '';
+    const text = `The station has not been heard${since}${why}. What is shown is old; it comes back by itself.`;
     if (link.dataset.text === text) return;
     link.dataset.text = text;
     link.replaceChildren(text, ' ', element('button', {type: 'button', click: tryNow}, 'Try now'));
 }
 
+/// A token that is no longer taken is forgotten first: without one some stations let everybody read.
 async function askForToken() {
+    if (hasToken()) {
+        keepToken(null);
+        start();
+        return;
+    }
     link.dataset.text = '';
     const {tokenForm} = await import('./token.js');
     if (!link.querySelector('form')) link.replaceChildren(tokenForm(start));
@@ -137,4 +158,6 @@ document.querySelector('.skip').addEventListener('click', event => {
 });
 if (isWall) document.body.classList.add('wall');
 start();
-show();
+await show();
+for (const load of Object.values(VIEWS))
+    load().catch(() => {});

@@ -1,8 +1,8 @@
-// The chart of a device's history: dygraphs draws the axes, the line and its band; gaps, limits, alarms and the lanes of
-// inputs are painted beneath.
+// The chart of a device's history: dygraphs draws the axes, the line and its band; gaps, limits, alarms and the lanes
+// of inputs are painted beneath.
 
 import {paintAlarms, paintGaps, paintLanes, paintLimits} from './chart_paint.js';
-import {INPUTS, clockText, inputsText, rangeText, timeText} from './words.js';
+import {clockText, INPUTS, inputsText, rangeText, timeText} from './words.js';
 
 /// A sensor that stands still shall not look restless.
 const LEAST_RANGE = 1;
@@ -19,7 +19,8 @@ function loadDygraph() {
         script.src = 'dygraph.min.js';
         script.onload = () => {
             const {Dygraph} = globalThis;
-            // Its legend writes style attributes, which the page's content policy forbids; the line below the chart does its work.
+            // Its legend writes style attributes, which the page's content policy forbids; the line below the chart
+            // does its work.
             Dygraph.PLUGINS = Dygraph.PLUGINS.filter(plugin => plugin !== Dygraph.Plugins.Legend);
             resolve(Dygraph);
         };
@@ -44,7 +45,8 @@ export function rowsOf({columns, rows, slice_ms: slice, to}) {
 /// What dygraphs takes; the line is broken where there is a gap.
 function points(rows, gaps, pointOf, nothing) {
     const all = rows.map(row => [new Date(row.time), pointOf(row)]);
-    for (const {from, to} of gaps) all.push([new Date((Date.parse(from) + Date.parse(to)) / 2), nothing]);
+    for (const {from, to} of gaps)
+        all.push([new Date((Date.parse(from) + Date.parse(to)) / 2), nothing]);
     return all.sort(([a], [b]) => a - b);
 }
 
@@ -83,8 +85,9 @@ export function summaryOf(history) {
     } else if (history.variable === 'temperature') {
         const count = rows.reduce((sum, row) => sum + row.count, 0);
         const mean = rows.reduce((sum, row) => sum + row.mean * row.count, 0) / count;
-        said.push(`lowest ${degrees(Math.min(...rows.map(row => row.minimum)))}`,
-                  `highest ${degrees(Math.max(...rows.map(row => row.maximum)))}`, `mean ${degrees(mean)}`);
+        said.push(
+            `lowest ${degrees(Math.min(...rows.map(row => row.minimum)))}`,
+            `highest ${degrees(Math.max(...rows.map(row => row.maximum)))}`, `mean ${degrees(mean)}`);
     } else {
         said.push(`at some time ${inputsText(rows.reduce((any, row) => any | row.any, 0))}`);
     }
@@ -122,24 +125,34 @@ export class Chart {
         this.device = device;
         this.rows = rowsOf(history);
         const options = {...this.dataOptions(), ...this.colours(), dateWindow: limits};
-        if (this.graph) this.graph.updateOptions(options);
-        else this.graph = new Dygraph(this.node, options.file, {...options, ...this.fixedOptions(Dygraph), file: undefined});
+        if (this.graph)
+            this.graph.updateOptions(options);
+        else
+            this.graph =
+                new Dygraph(this.node, options.file, {...options, ...this.fixedOptions(Dygraph), file: undefined});
         this.showSummary();
     }
 
     dataOptions() {
         const {gaps, variable} = this.history;
         if (variable === 'inputs') {
-            return {file: points(this.rows, gaps, () => [0, 0, 0], [null, null, null]), valueRange: [-0.5, INPUTS - 0.5]};
+            return {
+                file: points(this.rows, gaps, () => [0, 0, 0], [null, null, null]),
+                valueRange: [-0.5, INPUTS - 0.5]
+            };
         }
         const pointOf = ({minimum, mean, maximum}) => [minimum, mean, maximum];
-        return {file: points(this.rows, gaps, pointOf, [null, null, null]), valueRange: valueRange(this.rows, this.device?.limits)};
+        return {
+            file: points(this.rows, gaps, pointOf, [null, null, null]),
+            valueRange: valueRange(this.rows, this.device?.limits)
+        };
     }
 
     colours() {
         const style = getComputedStyle(document.documentElement);
         const colour = name => style.getPropertyValue(name).trim();
-        this.palette = Object.fromEntries(['ink', 'muted', 'line', 'gap', 'ill', 'lane'].map(name => [name, colour(`--${name}`)]));
+        this.palette =
+            Object.fromEntries(['ink', 'muted', 'line', 'gap', 'ill', 'lane'].map(name => [name, colour(`--${name}`)]));
         return {colors: [this.palette.ink], axisLineColor: this.palette.line, gridLineColor: this.palette.line};
     }
 
@@ -167,7 +180,8 @@ export class Chart {
         return {
             ...model,
             touchstart: (event, graph, context) => event.touches.length > 1 && model.touchstart(event, graph, context),
-            touchmove: (event, graph, context) => context.initialTouches?.length > 1 && model.touchmove(event, graph, context),
+            touchmove: (event, graph, context) =>
+                context.initialTouches?.length > 1 && model.touchmove(event, graph, context),
             touchend: (event, graph, context) => {
                 if (!(context.initialTouches?.length > 1)) return;
                 model.touchend(event, graph, context);
@@ -191,8 +205,10 @@ export class Chart {
         context.rect(area.x, area.y, area.w, area.h);
         context.clip();
         paintGaps(shown, this.history.gaps);
-        if (this.history.variable === 'inputs') paintLanes(shown, this.rows, this.history.slice_ms);
-        else paintLimits(shown, this.device?.limits);
+        if (this.history.variable === 'inputs')
+            paintLanes(shown, this.rows, this.history.slice_ms);
+        else
+            paintLimits(shown, this.device?.limits);
         paintAlarms(shown, this.history.alarms, Date.parse(this.history.to));
         context.restore();
     }
@@ -202,7 +218,8 @@ export class Chart {
         const time = this.graph.toDataXCoord(event.clientX - this.node.getBoundingClientRect().left);
         const gap = this.history.gaps.find(({from, to}) => Date.parse(from) <= time && time <= Date.parse(to));
         if (gap) {
-            this.readout.textContent = `${rangeText(Date.parse(gap.from), Date.parse(gap.to))}, without values: ${gap.reason}`;
+            this.readout.textContent =
+                `${rangeText(Date.parse(gap.from), Date.parse(gap.to))}, without values: ${gap.reason}`;
             return;
         }
         const row = this.nearest(time);
@@ -215,8 +232,8 @@ export class Chart {
     }
 
     nearest(time) {
-        return this.rows.reduce((best, row) =>
-            best && Math.abs(best.time - time) <= Math.abs(row.time - time) ? best : row, null);
+        return this.rows.reduce(
+            (best, row) => best && Math.abs(best.time - time) <= Math.abs(row.time - time) ? best : row, null);
     }
 
     showSummary() {

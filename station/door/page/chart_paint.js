@@ -1,4 +1,5 @@
-// What is painted beneath a chart's line. `shown`: the canvas's context, the plot's area, the graph (for its scales), colours.
+// What is painted beneath a chart's line. `shown`: the canvas's context, the plot's area, the graph (for its scales),
+// colours.
 
 import {INPUTS} from './words.js';
 
@@ -16,7 +17,8 @@ function text({context, palette}, words, x, y, width) {
     context.fillStyle = palette.muted;
     context.font = '12px system-ui, sans-serif';
     let fitting = words;
-    while (fitting.length > 0 && context.measureText(fitting + '…').width > width) fitting = fitting.slice(0, -1);
+    while (fitting.length > 0 && context.measureText(fitting + '…').width > width)
+        fitting = fitting.slice(0, -1);
     if (fitting.length > 2) context.fillText(fitting === words ? words : `${fitting}…`, x, y);
 }
 

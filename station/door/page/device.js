@@ -5,9 +5,9 @@ import {ask, download} from './api.js';
 import {Chart} from './chart.js';
 import {arrange, element, setText} from './dom.js';
 import {Figures, sentencesOf, showFindings} from './health.js';
-import {MOVES, SPANS, addressOf, limitsOf, queryOf, sensibleSpan, spanOf} from './span.js';
+import {addressOf, limitsOf, MOVES, queryOf, sensibleSpan, spanOf, SPANS} from './span.js';
 import {illnessOf, listen, stationNow, store} from './store.js';
-import {ILLNESS_NAMES, Value, noteOf} from './tile.js';
+import {ILLNESS_NAMES, noteOf, Value} from './tile.js';
 import {inputTimeText, rangeText, zoneText} from './words.js';
 
 const AGAIN_MS = 5000;
@@ -63,9 +63,9 @@ export class DeviceView {
         this.alarmRows = new AlarmRows();
         this.gaps = element('div');
         this.figures = new Figures();
-        this.main.append(this.name, this.facts, this.head, this.note, this.findings, this.bar(), this.plot, this.readout,
-                         this.problem, this.alarms, this.gaps,
-                         element('h2', {}, 'Health, of the last minutes'), this.figures.node);
+        this.main.append(
+            this.name, this.facts, this.head, this.note, this.findings, this.bar(), this.plot, this.readout,
+            this.problem, this.alarms, this.gaps, element('h2', {}, 'Health, of the last minutes'), this.figures.node);
         this.chart = new Chart(this.plot, this.readout, {
             zoomed: (from, to) => this.visit(sensibleSpan(from, to, stationNow())),
             widened: () => this.visit({word: this.home}),
@@ -73,21 +73,26 @@ export class DeviceView {
     }
 
     bar() {
-        this.picks = SPANS.map(({word, name}) => element('a', {href: addressOf(this.key, {word}), 'data-word': word}, name));
-        const moves = MOVES.map(({name, sign, move}) => element('button', {
-            type: 'button', title: name, 'aria-label': name, click: () => this.move(move)}, sign));
-        const time = label => element('input', {type: 'datetime-local', required: true, 'aria-label': `${label} (${zoneText})`});
+        this.picks =
+            SPANS.map(({word, name}) => element('a', {href: addressOf(this.key, {word}), 'data-word': word}, name));
+        const moves = MOVES.map(
+            ({name, sign, move}) => element(
+                'button', {type: 'button', title: name, 'aria-label': name, click: () => this.move(move)}, sign));
+        const time = label =>
+            element('input', {type: 'datetime-local', required: true, 'aria-label': `${label} (${zoneText})`});
         this.from = time('From');
         this.to = time('To');
         const submit = event => {
             event.preventDefault();
             this.visit(sensibleSpan(...[this.from, this.to].map(({value}) => new Date(value).getTime()), stationNow()));
         };
-        const any = element('form', {class: 'any', submit}, this.from, element('span', {}, 'to'), this.to,
-                            element('button', {}, 'Show'));
+        const any = element(
+            'form', {class: 'any', submit}, this.from, element('span', {}, 'to'), this.to,
+            element('button', {}, 'Show'));
         const csv = element('button', {type: 'button', class: 'csv', click: () => this.saveCsv()}, 'Download CSV');
-        return element('div', {class: 'bar'}, element('nav', {class: 'picks', 'aria-label': 'Time shown'}, ...this.picks),
-                       element('span', {class: 'moves'}, ...moves), any, csv);
+        return element(
+            'div', {class: 'bar'}, element('nav', {class: 'picks', 'aria-label': 'Time shown'}, ...this.picks),
+            element('span', {class: 'moves'}, ...moves), any, csv);
     }
 
     /// Through the address, so that the browser's way back leads back.
@@ -115,10 +120,13 @@ export class DeviceView {
             return;
         }
         setText(this.name, device.name);
-        const limits = [['low', 'below'], ['high', 'above']].filter(([limit]) => typeof device.limits?.[limit] === 'number')
-            .map(([limit, word]) => `alarm ${word} ${device.limits[limit]} °C`);
-        const facts = [`address ${device.address} on ${device.bus}`, `id ${device.id ?? 'not known yet'}`,
-                       `read every ${device.period_ms / 1000} s`, ...limits];
+        const limits = [['low', 'below'], ['high', 'above']]
+                           .filter(([limit]) => typeof device.limits?.[limit] === 'number')
+                           .map(([limit, word]) => `alarm ${word} ${device.limits[limit]} °C`);
+        const facts = [
+            `address ${device.address} on ${device.bus}`, `id ${device.id}`, `read every ${device.period_ms / 1000} s`,
+            ...limits
+        ];
         setText(this.facts, facts.join(' · '));
         if (!this.value) {
             this.value = new Value(device.variable);
@@ -145,20 +153,24 @@ export class DeviceView {
     /// The end of a chart that ends now moves on; slowly when its slices are long.
     refresh() {
         const due = this.loadedAt + Math.max(AGAIN_MS, this.history?.slice_ms ?? 0) - 100;
-        if (!document.hidden && store.isHeard && this.span.word && !(Date.now() < due)) this.load();
-        else if (!document.hidden && store.isHeard) this.loadHealth();
+        if (!document.hidden && store.isHeard && this.span.word && !(Date.now() < due))
+            this.load();
+        else if (!document.hidden && store.isHeard)
+            this.loadHealth();
     }
 
     async load() {
         for (const pick of this.picks) {
-            if (pick.dataset.word === this.span.word) pick.setAttribute('aria-current', 'true');
-            else pick.removeAttribute('aria-current');
+            if (pick.dataset.word === this.span.word)
+                pick.setAttribute('aria-current', 'true');
+            else
+                pick.removeAttribute('aria-current');
         }
         const limits = limitsOf(this.span, stationNow());
         if (![this.from, this.to].includes(document.activeElement)) {
             [this.from.value, this.to.value] = limits.map(inputTimeText);
         }
-        if (!this.device?.id) return;
+        if (!this.device) return;
         await Promise.all([this.loadHistory(limits), this.loadHealth()]);
     }
 
@@ -189,11 +201,15 @@ export class DeviceView {
         if (form === this.gapsShown) return;
         this.gapsShown = form;
         const isOpen = this.gaps.querySelector('details')?.open;
-        const rows = gaps.slice(-GAPS_SHOWN).reverse().map(({from, to, reason}) =>
-            element('li', {}, `${rangeText(Date.parse(from), Date.parse(to))}: ${reason}`));
+        const rows = gaps.slice(-GAPS_SHOWN)
+                         .reverse()
+                         .map(
+                             ({from, to, reason}) =>
+                                 element('li', {}, `${rangeText(Date.parse(from), Date.parse(to))}: ${reason}`));
         const title = `${gaps.length} gap${gaps.length === 1 ? '' : 's'} without values`;
         this.gaps.replaceChildren(...(gaps.length === 0 ? [] : [
-            element('details', {open: isOpen}, element('summary', {}, title), element('ul', {class: 'gaps'}, ...rows))]));
+            element('details', {open: isOpen}, element('summary', {}, title), element('ul', {class: 'gaps'}, ...rows))
+        ]));
     }
 
     async loadHealth() {
@@ -201,8 +217,10 @@ export class DeviceView {
         const bus = health?.buses.find(({port}) => port === this.device?.bus);
         const own = bus?.devices.filter(({address}) => address === this.device.address) ?? [];
         if (this.isClosed || own.length === 0) return;
-        const findings = [...(bus.diagnosis ?? []).filter(({address}) => [0, this.device.address].includes(address)),
-                          ...own[0].diagnosis ?? []];
+        const findings = [
+            ...(bus.diagnosis ?? []).filter(({address}) => [0, this.device.address].includes(address)),
+            ...own[0].diagnosis ?? []
+        ];
         showFindings(this.findings, sentencesOf(findings));
         this.figures.show(own, Date.parse(health.time));
     }

@@ -2,7 +2,7 @@
 
 import {ask} from './api.js';
 import {arrange, element, setText} from './dom.js';
-import {keyOf, listen, store} from './store.js';
+import {listen, store} from './store.js';
 import {ageText, spanText} from './words.js';
 
 const AGAIN_MS = 5000;
@@ -24,9 +24,14 @@ const COLUMNS = [
     ['Checksum', 'answers with a wrong inner checksum', device => number(device.recent.checksum_errors)],
     ['Refused', 'requests that the device refused', device => number(device.recent.refusals)],
     ['Retries', 'requests that were sent again', device => number(device.recent.retries)],
-    ['Last good', 'since the latest good answer',
-        (device, now) => device.last_good ? ageText(now - Date.parse(device.last_good)) : 'never'],
-    ['Period s', 'asked for / achieved', device => `${seconds(device.period_ms)} / ${seconds(device.achieved_period_ms)}`],
+    [
+        'Last good', 'since the latest good answer',
+        (device, now) => device.last_good ? ageText(now - Date.parse(device.last_good)) : 'never'
+    ],
+    [
+        'Period s', 'asked for / achieved',
+        device => `${seconds(device.period_ms)} / ${seconds(device.achieved_period_ms)}`
+    ],
 ];
 
 /// A row for each device; what has changed is written into the cells, so that focus and scrolling stay.
@@ -34,13 +39,15 @@ export class Figures {
     constructor() {
         const heads = COLUMNS.map(([head, title]) => element('th', {scope: 'col', title}, head));
         this.rows = element('tbody');
-        this.node = element('div', {class: 'scroll', tabindex: 0, role: 'region', 'aria-label': 'Figures'},
-            element('table', {class: 'figures'},
-                    element('thead', {}, element('tr', {}, element('th', {scope: 'col'}, 'Device'), ...heads)), this.rows));
+        this.node = element(
+            'div', {class: 'scroll', tabindex: 0, role: 'region', 'aria-label': 'Figures'},
+            element(
+                'table', {class: 'figures'},
+                element('thead', {}, element('tr', {}, element('th', {scope: 'col'}, 'Device'), ...heads)), this.rows));
     }
 
     show(devices, now) {
-        const form = JSON.stringify(devices.map(device => [keyOf(device), device.name]));
+        const form = JSON.stringify(devices.map(device => [device.id, device.address, device.name]));
         if (form !== this.form) this.rows.replaceChildren(...devices.map(rowOf));
         this.form = form;
         devices.forEach((device, index) => {
@@ -52,7 +59,8 @@ export class Figures {
 }
 
 function rowOf(device) {
-    const link = element('a', {href: `#/device/${encodeURIComponent(keyOf(device))}`}, device.name);
+    const link =
+        device.id ? element('a', {href: `#/device/${encodeURIComponent(device.id)}`}, device.name) : device.name;
     const name = element('th', {scope: 'row'}, link, element('span', {class: 'where'}, ` ${device.address}`));
     return element('tr', {}, name, ...COLUMNS.map(() => element('td')));
 }
@@ -100,8 +108,9 @@ export class HealthView {
         this.buses = new Map();
         this.body = element('div');
         this.status = element('p', {class: 'sentence', role: 'status'});
-        main.append(element('h1', {}, 'Health'), this.status, this.body,
-                    element('p', {class: 'sentence'}, 'Counts and times are those of the last four to five minutes.'));
+        main.append(
+            element('h1', {}, 'Health'), this.status, this.body,
+            element('p', {class: 'sentence'}, 'Counts and times are those of the last four to five minutes.'));
         this.end = listen({heard: () => store.isHeard && this.load()});
         this.timer = setInterval(() => document.hidden || this.load(), AGAIN_MS);
         this.load();
@@ -120,8 +129,9 @@ export class HealthView {
                 this.buses.get(bus.port).show(bus, Date.parse(time));
             }
             arrange(this.body, buses.map(({port}) => this.buses.get(port).node));
-            this.status.textContent = history?.standing_still_ms ?
-                `Nothing could be written into the history for ${spanText(history.standing_still_ms)}.` : '';
+            this.status.textContent = history?.standing_still_ms
+                ? `Nothing could be written into the history for ${spanText(history.standing_still_ms)}.`
+                : '';
         } catch (problem) {
             this.status.textContent = `Not known: ${problem.message}.`;
         }

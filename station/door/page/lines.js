@@ -9,7 +9,12 @@ import {clockText, zoneText} from './words.js';
 const KEPT = 5000;
 const SHOWN = 500;
 
-const ARROWS = {sent: '→', received: '←', echoed: '↩', discarded: '×'};
+const ARROWS = {
+    sent: '→',
+    received: '←',
+    echoed: '↩',
+    discarded: '×'
+};
 
 function timeText(time) {
     const date = new Date(time);
@@ -21,11 +26,10 @@ function textOf({what, bytes, meaning}) {
 }
 
 function row({time, what, bytes, meaning}) {
-    return element('tr', {'data-what': what},
-                   element('td', {}, timeText(Date.parse(time))),
-                   element('td', {class: 'kind'}, `${ARROWS[what] ?? '·'} ${what}`),
-                   element('td', {class: 'bytes'}, bytes ?? ''),
-                   element('td', {}, meaning ?? ''));
+    return element(
+        'tr', {'data-what': what}, element('td', {}, timeText(Date.parse(time))),
+        element('td', {class: 'kind'}, `${ARROWS[what] ?? '·'} ${what}`), element('td', {class: 'bytes'}, bytes ?? ''),
+        element('td', {}, meaning ?? ''));
 }
 
 export class LinesView {
@@ -42,18 +46,25 @@ export class LinesView {
 
     build(main) {
         this.picks = element('nav', {class: 'picks', 'aria-label': 'Buses'});
-        this.search = element('input', {type: 'search', 'aria-label': 'Search in bytes and meanings', placeholder: 'Search',
-                                        input: () => this.showAll()});
+        this.search = element('input', {
+            type: 'search',
+            'aria-label': 'Search in bytes and meanings',
+            placeholder: 'Search',
+            input: () => this.showAll()
+        });
         this.stopButton = element('button', {type: 'button', click: () => this.toggle()}, 'Stop');
         this.status = element('p', {class: 'sentence', role: 'status'});
         this.count = element('span', {class: 'when'});
         this.rows = element('tbody');
-        const heads = [`Time (${zoneText})`, 'What', 'Bytes', 'Meaning'].map(head => element('th', {scope: 'col'}, head));
-        this.table = element('div', {class: 'scroll', tabindex: 0, role: 'region', 'aria-label': 'Bytes on the line'},
-                             element('table', {}, element('thead', {}, element('tr', {}, ...heads)), this.rows));
-        main.append(element('h1', {}, 'Lines'),
-                    element('div', {class: 'bar'}, this.picks, this.search, this.stopButton, this.count),
-                    this.status, this.table);
+        const heads =
+            [`Time (${zoneText})`, 'What', 'Bytes', 'Meaning'].map(head => element('th', {scope: 'col'}, head));
+        this.table = element(
+            'div', {class: 'scroll', tabindex: 0, role: 'region', 'aria-label': 'Bytes on the line'},
+            element('table', {}, element('thead', {}, element('tr', {}, ...heads)), this.rows));
+        main.append(
+            element('h1', {}, 'Lines'),
+            element('div', {class: 'bar'}, this.picks, this.search, this.stopButton, this.count), this.status,
+            this.table);
     }
 
     close() {
@@ -63,10 +74,13 @@ export class LinesView {
 
     showBuses() {
         const buses = store.station?.buses ?? [];
-        this.picks.replaceChildren(...buses.map(({bus}) => element('a', {
-            href: `#/lines/${encodeURIComponent(bus)}`,
-            'aria-current': bus === (this.bus ?? buses[0].bus) ? 'page' : null,
-        }, bus)));
+        this.picks.replaceChildren(...buses.map(
+            ({bus}) => element(
+                'a', {
+                    href: `#/lines/${encodeURIComponent(bus)}`,
+                    'aria-current': bus === (this.bus ?? buses[0].bus) ? 'page' : null,
+                },
+                bus)));
         this.bus ??= buses[0]?.bus;
         if (this.bus && !this.stream) this.begin();
     }
@@ -76,7 +90,7 @@ export class LinesView {
             up: () => setText(this.status, ''),
             down: problem => {
                 setText(this.status, `Nothing is heard from this line: ${problem.message}.`);
-                if (problem.status >= 400) this.stream.stop();
+                if ([403, 404].includes(problem.status)) this.stream.stop();
             },
             event: (name, line) => {
                 if (name !== 'line') return;
@@ -104,7 +118,8 @@ export class LinesView {
         this.lines.push(...fresh);
         if (this.lines.length > KEPT) this.lines.splice(0, this.lines.length - KEPT);
         this.rows.prepend(...fresh.filter(line => this.matches(line)).slice(-SHOWN).reverse().map(row));
-        while (this.rows.children.length > SHOWN) this.rows.lastElementChild.remove();
+        while (this.rows.children.length > SHOWN)
+            this.rows.lastElementChild.remove();
         this.showCount();
     }
 

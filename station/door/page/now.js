@@ -1,12 +1,13 @@
 // Now: alarms on top, then what is not well, then every bus with its devices.
 
+import {AlarmRows} from './alarm_row.js';
 import {arrange, element, oncePerFrame, setText} from './dom.js';
 import {illnessOf, listen, stationNow, store} from './store.js';
 import {Tile} from './tile.js';
-import {AlarmRows} from './alarm_row.js';
 
 const TREND_MS = 10000;
-/// A device that has just recovered stays among those that are not well for a while, so that one that flaps does not hop about.
+/// A device that has just recovered stays among those that are not well for a while, so that one that flaps does not
+/// hop about.
 const CALM_MS = 15000;
 /// How many devices' histories are asked for at a time.
 const SEEDS_AT_ONCE = 2;
@@ -69,7 +70,6 @@ export class NowView {
     }
 
     rebuild() {
-        if (!store.station) return;
         for (const [key, tile] of this.tiles) {
             if (JSON.stringify(store.devices.get(key)) !== JSON.stringify(tile.device)) this.tiles.delete(key);
         }
@@ -84,9 +84,9 @@ export class NowView {
     }
 
     async seed() {
-        const devices = [...store.devices].filter(([, device]) => device.id);
+        const devices = [...store.devices];
         const work = async () => {
-            for (let next = devices.shift(); next && !this.isClosed; next = devices.shift()) {
+            for (let next = devices.shift(); next && store.isHeard && !this.isClosed; next = devices.shift()) {
                 const [key, device] = next;
                 const trend = store.trends.get(key);
                 if (!trend || trend.isSeeded) continue;
@@ -98,7 +98,8 @@ export class NowView {
     }
 
     update() {
-        for (const key of this.dirty) this.tiles.get(key)?.update();
+        for (const key of this.dirty)
+            this.tiles.get(key)?.update();
         this.dirty.clear();
         this.place();
     }
@@ -110,8 +111,10 @@ export class NowView {
         const well = new Map([...this.buses.keys()].map(bus => [bus, []]));
         for (const [key, tile] of this.tiles) {
             if (!store.devices.has(key)) continue;
-            if (this.order.isIll(key, now)) ill.push(tile);
-            else well.get(tile.device.bus)?.push(tile);
+            if (this.order.isIll(key, now))
+                ill.push(tile);
+            else
+                well.get(tile.device.bus)?.push(tile);
         }
         ill.sort((a, b) => illnessOf(b.key) - illnessOf(a.key));
         const order = [ill, ...well.values()].map(tiles => tiles.map(tile => tile.key).join(' ')).join('\n');
@@ -119,9 +122,11 @@ export class NowView {
         if (order === this.placed) return;
         this.placed = order;
         arrange(this.ill.list, ill.map(tile => tile.node));
-        for (const [bus, tiles] of well) arrange(this.buses.get(bus).list, tiles.map(tile => tile.node));
+        for (const [bus, tiles] of well)
+            arrange(this.buses.get(bus).list, tiles.map(tile => tile.node));
         const sections = [...this.buses].filter(([bus]) => well.get(bus).length > 0 || this.sentenceOf(bus));
-        arrange(this.body, [...(ill.length > 0 ? [this.ill.node] : []), ...sections.map(([, section]) => section.node)]);
+        arrange(
+            this.body, [...(ill.length > 0 ? [this.ill.node] : []), ...sections.map(([, section]) => section.node)]);
     }
 
     sentenceOf(bus) {
@@ -129,7 +134,8 @@ export class NowView {
     }
 
     showSentences() {
-        for (const [bus, section] of this.buses) section.say(this.sentenceOf(bus));
+        for (const [bus, section] of this.buses)
+            section.say(this.sentenceOf(bus));
         this.placed = null;
         this.place();
     }
@@ -138,8 +144,9 @@ export class NowView {
         const all = store.devices.size;
         const ill = [...store.devices.keys()].filter(key => illnessOf(key) > 0).length;
         const devices = `${all} device${all === 1 ? '' : 's'}`;
-        const text = all === 0 ? (store.station ? 'No devices yet' : '') :
-            ill === 0 ? `All is well, ${devices}` : `${ill} of ${devices} not well`;
+        const text = all === 0 ? (store.isLoaded ? 'No devices yet' : '')
+            : ill === 0        ? `All is well, ${devices}`
+                               : `${ill} of ${devices} not well`;
         setText(this.summary, text);
         this.summary.classList.toggle('not-well', ill > 0);
     }
@@ -147,19 +154,22 @@ export class NowView {
     showAlarms() {
         arrange(this.alarms, this.alarmRows.of(store.alarms));
         this.alarms.hidden = store.alarms.length === 0;
-        for (const tile of this.tiles.values()) tile.update();
+        for (const tile of this.tiles.values())
+            tile.update();
         this.place();
     }
 
     tick() {
         if (document.hidden) return;
-        for (const tile of this.tiles.values()) tile.grow();
+        for (const tile of this.tiles.values())
+            tile.grow();
         this.place();
     }
 
     drawTrends() {
         if (document.hidden) return;
         const now = stationNow();
-        for (const tile of this.tiles.values()) tile.drawTrend(now);
+        for (const tile of this.tiles.values())
+            tile.drawTrend(now);
     }
 }

@@ -1,26 +1,24 @@
 // What the page knows of the station, kept fresh by its events. Views listen; they never ask for values themselves.
 
 import {ask, askAll, follow} from './api.js';
-import {illness, shownTime} from './words.js';
 import {Trend} from './trend.js';
+import {illness, shownTime} from './words.js';
 
 export const store = {
-    station: null,         // as GET station has it
-    devices: new Map(),    // by key, in the order of buses and addresses
-    readings: new Map(),   // the latest by key
-    trends: new Map(),     // by key
-    alarms: [],            // those that are on
-    isHeard: false,        // whether the stream of events is up
-    lostAt: null,          // when it went down
-    problem: null,         // why
+    station: null,        // as GET station has it
+    devices: new Map(),   // by id, in the order of buses and addresses
+    readings: new Map(),  // the latest by id
+    trends: new Map(),    // by id
+    isLoaded: false,      // whether the devices and their values were told once
+    alarms: [],           // those that are on
+    isHeard: false,       // whether the stream of events is up
+    lostAt: null,         // when it went down
+    problem: null,        // why
 };
 
 const SETTLE_MS = 200;
 const ASK_AGAIN_MS = 5000;
 const CLOCK_SLACK_MS = 5000;
-
-/// What is known of a device goes by its id, or by its place while it has none.
-export const keyOf = ({id, bus, port, address}) => id || `${bus ?? port} ${address}`;
 
 const listeners = new Set();
 let clockOffset = 0;
@@ -33,7 +31,8 @@ export function listen(listener) {
 }
 
 function tell(what, argument) {
-    for (const listener of [...listeners]) listener[what]?.(argument);
+    for (const listener of [...listeners])
+        listener[what]?.(argument);
 }
 
 /// Now, by the station's clock, in ms since the epoch.
@@ -77,12 +76,15 @@ async function loadStation() {
 /// Devices and their values together: a device is not shown as one that was never read before its value is here.
 async function loadDevices() {
     const [devices, values] = await Promise.all([askAll('devices', 'devices'), askAll('values', 'values')]);
-    store.devices = new Map(devices.map(device => [keyOf(device), device]));
+    store.devices = new Map(devices.map(device => [device.id, device]));
     for (const known of [store.readings, store.trends]) {
-        for (const key of known.keys()) if (!store.devices.has(key)) known.delete(key);
+        for (const key of known.keys())
+            if (!store.devices.has(key)) known.delete(key);
     }
-    for (const key of store.devices.keys()) if (!store.trends.has(key)) store.trends.set(key, new Trend());
+    for (const key of store.devices.keys())
+        if (!store.trends.has(key)) store.trends.set(key, new Trend());
     values.forEach(takeReading);
+    store.isLoaded = true;
     tell('devices');
 }
 
@@ -105,7 +107,8 @@ const refreshAll = settled(loadAll);
 const refreshValues = settled(loadValues);
 
 function takeReading(reading) {
-    const key = keyOf(reading);
+    const key = reading.id;
+    if (!key) return;  // not settled yet; it comes with an event that tells of the devices
     const known = store.readings.get(key);
     if (known && Date.parse(known.time) > Date.parse(reading.time)) return;
     store.readings.set(key, reading);
@@ -151,12 +154,13 @@ export function start() {
             store.isHeard = true;
             store.problem = null;
             tell('heard');
-            refreshAll();
+            loadAll().catch(() => {});  // then it goes down, and comes up again
         },
         down(problem) {
             if (store.isHeard) store.lostAt = Date.now();
             store.isHeard = false;
             store.problem = problem;
+            if (problem.needsToken) stream.stop();  // asking again would not help; a token begins anew
             tell('heard');
         },
         event: takeEvent,

@@ -1,9 +1,9 @@
 // One device on the page Now and on the wall: made once, then only what has changed is touched.
 
 import {element, setText} from './dom.js';
-import {INPUTS, ageText, inputsText, isOn, qualityText, shownValue, unitOf, valueText} from './words.js';
 import {ageOf, alarmOf, illnessOf, store} from './store.js';
 import {TREND_BOX} from './trend.js';
+import {ageText, INPUTS, inputsText, isOn, qualityText, shownValue, unitOf, valueText} from './words.js';
 
 const SVG = 'http://www.w3.org/2000/svg';
 export const ILLNESS_NAMES = ['good', 'doubtful', 'stale', 'offline', 'alarm'];
@@ -42,8 +42,10 @@ export class Value {
 
     show(reading) {
         const value = shownValue(reading);
-        if (this.inputs) this.inputs.show(value);
-        else setText(this.number, valueText(this.variable, value, this.digits));
+        if (this.inputs)
+            this.inputs.show(value);
+        else
+            setText(this.number, valueText(this.variable, value, this.digits));
     }
 }
 
@@ -63,11 +65,13 @@ export class Tile {
         this.value = new Value(device.variable, digits);
         this.note = element('span', {class: 'note'});
         this.alarm = element('span', {class: 'why'});
-        const where = element('span', {class: 'where'}, String(device.address));
+        const where =
+            element('span', {class: 'where'}, element('span', {class: 'of'}, `${device.bus} `), String(device.address));
         where.title = `address ${device.address} on ${device.bus}`;
         const name = element('span', {class: 'name'}, device.name);
-        this.link = element('a', {href: `#/device/${encodeURIComponent(key)}`},
-                            element('span', {class: 'head'}, name, where), this.value.node, this.alarm, this.note);
+        this.link = element(
+            'a', {href: `#/device/${encodeURIComponent(key)}`}, element('span', {class: 'head'}, name, where),
+            this.value.node, this.alarm, this.note);
         if (showsTrend) this.link.insertBefore(this.trend(), this.alarm);
         this.node = element('li', {class: 'tile'}, this.link);
         this.update();
@@ -102,8 +106,10 @@ export class Tile {
         const reading = store.readings.get(this.key);
         if (reading && reading.time !== this.titled) {
             this.titled = reading.time;
-            if (reading.quality !== 'good') this.note.title = reading.error?.text ?? '';
-            else if (this.note.title) this.note.title = '';
+            if (reading.quality !== 'good')
+                this.note.title = reading.error?.text ?? '';
+            else if (this.note.title)
+                this.note.title = '';
         }
     }
 

@@ -1,26 +1,28 @@
 // Asked for when the station answers nobody without a token.
 
-import {ask, hasToken, keepToken} from './api.js';
 import {field, refusalText} from './acknowledge.js';
+import {ask, keepToken} from './api.js';
 import {element} from './dom.js';
 
 /// `whenGood` is called once the station has taken what was typed.
 export function tokenForm(whenGood) {
     const problem = element('span', {class: 'problem', role: 'alert'});
-    const words = hasToken() ? 'The station no longer takes your token.' : 'This station answers only with a token.';
-    return element('form', {
-        class: 'token',
-        async submit(event) {
-            event.preventDefault();
-            const typed = new FormData(event.target).get('token').trim();
-            try {
-                await ask('devices?limit=1', {asToken: typed});
-                keepToken(typed);
-                whenGood();
-            } catch (error) {
-                problem.textContent = refusalText(error);
-            }
+    return element(
+        'form', {
+            class: 'token',
+            async submit(event) {
+                event.preventDefault();
+                const typed = new FormData(event.target).get('token').trim();
+                try {
+                    await ask('devices?limit=1', {asToken: typed});
+                    keepToken(typed);
+                    whenGood();
+                } catch (error) {
+                    problem.textContent = refusalText(error);
+                }
+            },
         },
-    }, element('span', {}, words), field('Token', {name: 'token', type: 'password', required: true}),
-       element('button', {class: 'main'}, 'Go on'), problem);
+        element('span', {}, 'This station answers only with a token.'),
+        field('Token', {name: 'token', type: 'password', required: true}), element('button', {class: 'main'}, 'Go on'),
+        problem);
 }

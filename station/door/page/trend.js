@@ -26,7 +26,8 @@ export class Trend {
         const known = this.slices.get(slice);
         if (known && known[0] <= lowest && known[1] >= highest) return;
         this.slices.set(slice, known ? [Math.min(known[0], lowest), Math.max(known[1], highest)] : [lowest, highest]);
-        for (const old of this.slices.keys()) if (old <= slice - 2 * SLICES) this.slices.delete(old);
+        for (const old of this.slices.keys())
+            if (old <= slice - 2 * SLICES) this.slices.delete(old);
         ++this.version;
     }
 
@@ -35,7 +36,10 @@ export class Trend {
         if (this.isSeeded) return;
         this.isSeeded = true;
         const id = encodeURIComponent(device.id);
-        const {columns, rows} = await ask(`history?device=${id}&from=10m&points=${SLICES}`);
+        const {columns, rows} = await ask(`history?device=${id}&from=10m&points=${SLICES}`).catch(problem => {
+            this.isSeeded = problem.status !== 0;
+            throw problem;
+        });
         const [low, high] = ['minimum', 'maximum'].map(name => columns.indexOf(name));
         const [all, any] = ['all', 'any'].map(name => columns.indexOf(name));
         for (const row of rows) {

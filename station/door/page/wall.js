@@ -48,8 +48,8 @@ export class WallView {
     }
 
     rebuild() {
-        this.tiles = new Map([...store.devices].map(([key, device]) =>
-            [key, new Tile(key, device, {digits: 1, showsTrend: false})]));
+        this.tiles = new Map(
+            [...store.devices].map(([key, device]) => [key, new Tile(key, device, {digits: 1, showsTrend: false})]));
         this.place();
         this.fitToScreen();
     }
@@ -62,19 +62,22 @@ export class WallView {
     }
 
     update() {
-        for (const key of this.dirty) this.tiles.get(key)?.update();
+        for (const key of this.dirty)
+            this.tiles.get(key)?.update();
         this.dirty.clear();
         this.place();
     }
 
     updateAll() {
-        for (const tile of this.tiles.values()) tile.update();
+        for (const tile of this.tiles.values())
+            tile.update();
         this.place();
     }
 
     tick() {
         if (document.hidden) return;
-        for (const tile of this.tiles.values()) tile.grow();
+        for (const tile of this.tiles.values())
+            tile.grow();
         this.place();
     }
 

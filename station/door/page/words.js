@@ -40,8 +40,11 @@ export function ageText(milliseconds) {
     return milliseconds < 3000 ? 'now' : `${spanText(milliseconds)} ago`;
 }
 
-const zone = part => new Intl.DateTimeFormat(undefined, {timeZoneName: part}).formatToParts(new Date())
-    .find(({type}) => type === 'timeZoneName')?.value ?? '';
+const zone = part => new Intl.DateTimeFormat(undefined, {timeZoneName: part})
+                         .formatToParts(new Date())
+                         .find(({type}) => type === 'timeZoneName')
+                         ?.value ??
+    '';
 
 /// The zone of all times on the page, such as "GMT+1".
 export const zoneText = zone('short');
@@ -73,7 +76,12 @@ export function inputTimeText(time) {
     return `${isoDay(date)}T${twoDigits(date.getHours())}:${twoDigits(date.getMinutes())}`;
 }
 
-const RANKS = {good: 0, doubtful: 1, stale: 2, offline: 3};
+const RANKS = {
+    good: 0,
+    doubtful: 1,
+    stale: 2,
+    offline: 3
+};
 
 /// How ill a value is: 0 is well. An alarm that is on is the worst.
 export function illness(reading, hasAlarm) {

@@ -1,0 +1,290 @@
+// The page of a running station in Chromium, behind a proxy that has it in a sub-path.
+//
+//   node page_test.mjs PROGRAM             runs all cases
+//   node page_test.mjs PROGRAM PICTURES    makes the pictures of the documentation in the folder PICTURES
+
+import assert from 'node:assert';
+import {spawn} from 'node:child_process';
+import {once} from 'node:events';
+import fs from 'node:fs';
+import http from 'node:http';
+import net from 'node:net';
+import os from 'node:os';
+import path from 'node:path';
+import {setTimeout as sleep} from 'node:timers/promises';
+
+import {Browser, until} from './webdriver.mjs';
+
+const [, , program, pictures] = process.argv;
+const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'nimbo1-page-'));
+const inFolder = name => path.join(folder, name);
+const SUB_PATH = '/some/where/';
+const EVIL = '<img src=x onerror=document.title="bad"><b>Lid</b>';
+// What the cases need, and what looks like people's own.
+const HOUSE = pictures
+    ? {lid: 'Lid', limit: ', high = 5.5, hysteresis = 1.0', cold: 'ramp:2:6:2m', oven: 'ramp:180:210:3m'}
+    : {lid: EVIL, limit: '', cold: '4.5', oven: 'ramp:20:24:4s'};
+
+const children = new Set();
+
+function begin(...args) {
+    const child =
+        spawn(program, args, {stdio: ['ignore', 'ignore', 'pipe'], env: {...process.env, TZ: 'Europe/Berlin'}});
+    child.said = '';
+    child.stderr.on('data', text => {
+        child.said += text;
+    });
+    children.add(child);
+    child.once('exit', () => children.delete(child));
+    return child;
+}
+
+async function end(child, signal) {
+    if (!children.has(child)) return;
+    child.kill(signal);
+    await once(child, 'exit');
+}
+
+async function simulate(name, ...devices) {
+    const link = inFolder(name);
+    const child = begin('simulate', '--link', link, ...devices.flatMap(device => ['--device', device]));
+    await until(`${name} is there`, () => fs.existsSync(link));
+    return child;
+}
+
+async function freePort() {
+    const server = net.createServer().listen(0, '127.0.0.1');
+    await once(server, 'listening');
+    const {port} = server.address();
+    server.close();
+    return port;
+}
+
+const CONFIGURATION = port => `
+[web]
+listen = "127.0.0.1:${port}"
+
+[[bus]]
+port = "${inFolder('hall')}"
+name = "hall"
+every = "200ms"
+device = [
+    {address = 5, model = "sensor", name = "Oven"},
+    {address = 6, model = "sensor", name = "Boiler", high = 25.0},
+    {address = 7, model = "digital", name = ${JSON.stringify(HOUSE.lid)}},
+]
+
+[[bus]]
+port = "${inFolder('cellar')}"
+name = "cellar"
+every = "200ms"
+device = [
+    {address = 1, model = "sensor", name = "Cold room"${HOUSE.limit}},
+    {address = 2, model = "digital", name = "Door"},
+]
+`;
+
+/// A proxy as people have one: the station is below SUB_PATH, all else is not found.
+async function proxyTo(port) {
+    const server = http.createServer((request, response) => {
+        if (!request.url.startsWith(SUB_PATH)) {
+            response.writeHead(404).end();
+            return;
+        }
+        const {method, headers} = request;
+        const target = {
+            host: '127.0.0.1',
+            port,
+            method,
+            path: request.url.slice(SUB_PATH.length - 1),
+            headers: {...headers, host: `127.0.0.1:${port}`}
+        };
+        const asked = http.request(target, answer => {
+            response.writeHead(answer.statusCode, answer.headers);
+            answer.pipe(response);
+            answer.on('error', () => response.destroy());
+            response.on('close', () => answer.destroy());
+        });
+        asked.on('error', () => response.headersSent ? response.destroy() : response.writeHead(502).end());
+        request.pipe(asked);
+    });
+    server.listen(0, '127.0.0.1');
+    await once(server, 'listening');
+    return server;
+}
+
+// What the cases look at, as functions that run in the page.
+
+const tileOf = name => {
+    const tile =
+        [...document.querySelectorAll('.tile')].find(found => found.querySelector('.name').textContent === name);
+    return tile && {
+        state: tile.dataset.state,
+        value: tile.querySelector('.value').textContent,
+        note: tile.querySelector('.note').textContent,
+        isAmongIll: tile.closest('.ill') !== null,
+        address: tile.querySelector('a').getAttribute('href')
+    };
+};
+const textOf = selector => document.querySelector(selector)?.textContent ?? '';
+const isShown = selector => document.querySelector(selector)?.checkVisibility() ?? false;
+const count = selector => document.querySelectorAll(selector).length;
+const tooWide = () => document.documentElement.scrollWidth - document.documentElement.clientWidth;
+const VIEWS = ['#/now', '#/lines', '#/health', '?wall'];
+
+async function openDevice({browser}, name, span) {
+    await browser.open('#/now');
+    const {address} = await browser.until(`${name} is there`, tileOf, name);
+    await browser.open(`${address}/${span}`);
+    await browser.until('the chart is there', isShown, '.plot canvas');
+}
+
+const CASES = {
+    async 'values change without a reload'({browser}) {
+        await browser.open('#/now');
+        const first = await browser.until('the oven has a value', tileOf, 'Oven');
+        await browser.run(() => {
+            globalThis.isSamePage = true;
+        });
+        await until('it changes', async () => (await browser.run(tileOf, 'Oven')).value !== first.value);
+        assert(await browser.run(() => globalThis.isSamePage));
+        assert.equal((await browser.run(tileOf, 'Oven')).note, 'now');
+    },
+
+    async 'names of markup are text'({browser}) {
+        assert((await browser.until('the lid is there', tileOf, EVIL)).value.includes('inputs 0 and 2 on'));
+        assert.equal(await browser.run(count, 'main img, main b'), 0);
+        assert.notEqual(await browser.run(() => document.title), 'bad');
+    },
+
+    async 'devices that die look dead, and come back'({browser, cellar}) {
+        cellar.kill('SIGSTOP');
+        const dead = await until('it looks dead', async () => {
+            const tile = await browser.run(tileOf, 'Cold room');
+            return tile.state === 'offline' && tile;
+        });
+        assert(dead.isAmongIll);
+        assert.match(dead.note, /^offline, .+/);
+        assert.match(await browser.run(textOf, '.summary'), /not well/);
+        cellar.kill('SIGCONT');
+        await until('it is well again', async () => (await browser.run(tileOf, 'Cold room')).state === 'good');
+    },
+
+    async 'a station that is killed is said to be lost, and comes back by itself'(world) {
+        const {browser} = world;
+        await browser.open('#/now');
+        await browser.until('the oven is there', tileOf, 'Oven');
+        await end(world.station, 'SIGKILL');
+        await browser.until('the page says so', isShown, '.link');
+        assert.match(await browser.run(textOf, '.link'), /has not been heard since/);
+        assert(await browser.run(() => document.body.classList.contains('lost')));
+        world.station = begin('run', '--config', inFolder('station.toml'), '--data', inFolder('data'), '--quiet');
+        await until('it is back', async () => !await browser.run(isShown, '.link'));
+        const {value} = await browser.run(tileOf, 'Oven');
+        await until('values go on', async () => (await browser.run(tileOf, 'Oven')).value !== value);
+    },
+
+    async 'nothing is wider than a phone'({browser}) {
+        await browser.show({width: 360, height: 740});
+        for (const view of VIEWS) {
+            await browser.open(view);
+            await browser.until(`${view} is there`, isShown, '.tile, .alarm, .figures, .picks a');
+            assert.equal(await browser.run(tooWide), 0, view);
+        }
+        await browser.show({});
+    },
+
+    async 'it is dark in the dark'({browser}) {
+        const ground = () => getComputedStyle(document.documentElement).backgroundColor.match(/\d+/g).map(Number);
+        for (const [theme, isRight] of [['light', colour => colour > 200], ['dark', colour => colour < 50]]) {
+            await browser.show({theme});
+            await browser.open('#/now');
+            assert((await browser.run(ground)).every(isRight), theme);
+        }
+        await browser.show({});
+    },
+
+    async 'the first picture is painted soon'({browser}) {
+        await browser.open('#/now');
+        const paint = await browser.until(
+            'it is painted', () => performance.getEntriesByName('first-contentful-paint')[0]?.startTime);
+        console.log(`#   after ${Math.round(paint)} ms`);
+    },
+};
+
+async function start() {
+    const world = {token: 'a-token-that-may-change-things-0001', port: await freePort()};
+    fs.writeFileSync(inFolder('station.toml'), CONFIGURATION(world.port));
+    world.hall = await simulate('hall', `5:sensor=${HOUSE.oven}`, '6:sensor=26.5', '7:digital=5');
+    world.cellar = await simulate('cellar', `1:sensor=${HOUSE.cold}`, '2:digital=1');
+    world.station = begin('run', '--config', inFolder('station.toml'), '--data', inFolder('data'), '--quiet');
+    world.proxy = await proxyTo(world.port);
+    const base = `http://127.0.0.1:${world.proxy.address().port}${SUB_PATH}`;
+    await until('the station answers', () => fetch(`${base}api/v1/station`).then(({ok}) => ok, () => false));
+    world.browser = await Browser.start(base, inFolder('profile'));
+    await world.browser.show({});
+    return world;
+}
+
+async function stop(world) {
+    await world.browser?.stop();
+    world.proxy?.closeAllConnections();
+    world.proxy?.close();
+    await Promise.all([...children].map(child => end(child, 'SIGKILL')));
+    fs.rmSync(folder, {recursive: true, force: true, maxRetries: 5});
+}
+
+/// A browser complains of what it could not load: that the station was killed is meant.
+const isExpected = complaint =>
+    /status of 502|ERR_INCOMPLETE_CHUNKED|status of 401|(history|alarms|lines).*status of 404/.test(complaint);
+
+async function runCases(world) {
+    let failed = 0;
+    for (const [name, run] of Object.entries(CASES)) {
+        const started = Date.now();
+        const problem = await run(world).then(() => null, error => error);
+        const complaints = (await world.browser.complaints()).filter(complaint => !isExpected(complaint));
+        const isGood = !problem && complaints.length === 0;
+        console.log(`${isGood ? 'ok' : 'not ok'} - ${name} (${Date.now() - started} ms)`);
+        if (!isGood) console.log([problem?.message ?? '', ...complaints].join('\n#   '));
+        failed += isGood ? 0 : 1;
+    }
+    if (failed > 0) console.log(`# what the station said:\n${world.station.said}`);
+    return failed;
+}
+
+const MINUTE = 60e3;
+const PICTURES = [
+    {file: 'now.png', view: '#/now', width: 1100, height: 720, theme: 'light'},
+    {file: 'device.png', device: 'Cold room', width: 1100, height: 760, theme: 'dark'},
+    {file: 'wall.png', view: '?wall', width: 800, height: 450, theme: 'light'},
+];
+
+/// Of a station that has run for ten minutes, in which the cellar did not answer for one.
+async function takePictures({browser, cellar}) {
+    for (const [signal, time] of [['SIGCONT', 5], ['SIGSTOP', 1], ['SIGCONT', 4]]) {
+        cellar.kill(signal);
+        await sleep(time * MINUTE);
+    }
+    for (const {file, view, device, width, height, theme} of PICTURES) {
+        await browser.show({width, height, theme});
+        const times = [Date.now() - 10 * MINUTE, Date.now()].map(time => new Date(time).toISOString()).join('/');
+        if (device) await openDevice({browser}, device, times);
+        await browser.open(view ?? await browser.run(() => location.hash));
+        await browser.until('it is there', isShown, device ? '.figures td' : '.tile');
+        await browser.until('nothing is awaited', () => !document.querySelector('[aria-busy]'));
+        await sleep(MINUTE / 60);
+        fs.writeFileSync(path.join(pictures, file), await browser.picture());
+    }
+    return 0;
+}
+
+const world = {};
+let status = 1;
+try {
+    Object.assign(world, await start());
+    status = await (pictures ? takePictures : runCases)(world) === 0 ? 0 : 1;
+} finally {
+    await stop(world);
+}
+process.exit(status);
