@@ -17,10 +17,12 @@ std::string ProgramFolder() {
 
 std::string FindLibrary() {
     const std::filesystem::path folder = ProgramFolder();
-    for (const auto& place : {folder / kFileName, folder.parent_path() / "lib" / kFileName}) {
-        if (std::filesystem::exists(place)) return place;
+    const auto installed = (folder / NB1_LIBRARY_FOLDER).lexically_normal();
+    for (const auto& place : {folder, installed}) {
+        if (std::filesystem::exists(place / kFileName)) return place / kFileName;
     }
-    throw Error(errors::General, std::string(kFileName) + " is not beside the program in " + folder.string());
+    throw Error(errors::General, std::string(kFileName) + " is neither beside the program in " + folder.string() +
+                                     " nor in " + installed.string());
 }
 
 Library::Library(const std::string& file) {

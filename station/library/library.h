@@ -33,7 +33,7 @@ private:
     CreateObjectFunction* m_Create = nullptr;
 };
 
-/// The library's file: beside the program, or in ../lib. Raises Error when it is in neither.
+/// The library's file: beside the program, or where both were installed. Raises Error when it is in neither.
 std::string FindLibrary();
 
 /// Folder of the running program.

@@ -2,6 +2,7 @@
 
 namespace orvix::station {
 
-inline constexpr char kVersion[] = "0.1.0";
+/// Of the program and the library, as the packages have it.
+extern const char* const kVersion;
 
 }  // namespace orvix::station

@@ -1,4 +1,4 @@
-# Completion of nimbo1 for bash, and for zsh after `autoload -U compinit bashcompinit; compinit; bashcompinit`.
+# Completion of nimbo1 for bash; those for zsh and fish stand on it.
 # What it offers comes from the help of the program that is installed, so the two cannot differ.
 
 # _nimbo1_help PROGRAM COMMAND...: the help, each option on one line.
