@@ -59,7 +59,7 @@ boot() {
 
 start_root() {
     say "a clean root, as small as Debian makes it"
-    [[ -f root.tar ]] || mmdebstrap --quiet --mode=root --variant=minbase --include=systemd,systemd-sysv,dbus bookworm root.tar
+    mmdebstrap --quiet --mode=root --variant=minbase --include=systemd,systemd-sysv,dbus bookworm root.tar
     rm -rf root
     mkdir root
     tar -C root -xf root.tar

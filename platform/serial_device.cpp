@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
+#include <sys/sysmacros.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -24,6 +25,12 @@ constexpr char kTakesNothing[] = "does not take output";
 /// Answers of a device that has no such control.
 bool IsUnsupported(int systemCode) {
     return systemCode == ENOTTY || systemCode == EINVAL;
+}
+
+bool IsPseudoTerminal(const struct stat& device) {
+    constexpr unsigned kFirstMajor = 136;
+    constexpr unsigned kLastMajor = 143;
+    return ::major(device.st_rdev) >= kFirstMajor && ::major(device.st_rdev) <= kLastMajor;
 }
 
 /// What a descriptor is ready for within the limit, whatever signals come meanwhile; 0: nothing.
@@ -65,7 +72,9 @@ SerialDevice::SerialDevice(std::string name, const std::string& path, const Seri
     unsigned transmitter = 0;
     m_KnowsTransmitter = ::ioctl(m_File.Get(), TIOCSERGETLSR, &transmitter) == 0;
     Format(format);
-    if (::ioctl(m_File.Get(), TIOCEXCL) != 0) Fail("cannot be taken for exclusive use");
+    // A pseudo-terminal would keep this after its user was killed, for as long as its other side is open.
+    if (!IsPseudoTerminal(m_Identity) && ::ioctl(m_File.Get(), TIOCEXCL) != 0)
+        Fail("cannot be taken for exclusive use");
     ::tcflush(m_File.Get(), TCIOFLUSH);
 }
 

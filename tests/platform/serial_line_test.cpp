@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <termios.h>
 
 #include <functional>
@@ -86,6 +87,9 @@ TEST(SerialLine, APortIsOpenForOneAloneAndRestoredAtTheEnd) {
     SerialLine line({{3, terminal.Path()}});
     auto first = Opened(line, 3);
     EXPECT_THAT(Failure([&] { Opened(line, 3); }), HasSubstr("port 3 (" + terminal.Path() + ") is in use"));
+    int isExclusive = -1;
+    ASSERT_EQ(::ioctl(user.Get(), TIOCGEXCL, &isExclusive), 0);
+    EXPECT_EQ(isExclusive, 0) << "nobody but root would have the port when its user was killed";
     first->PortOpen(false);
     ASSERT_EQ(::tcgetattr(user.Get(), &after), 0);
     EXPECT_EQ(before.c_lflag, after.c_lflag);
