@@ -233,6 +233,7 @@ TEST_F(AlarmCommandTest, AHangingProgramDropsNoStateSilently) {
     std::filesystem::remove(file + ".go");
     m_Told.clear();
     raise(5, AlarmKind::Low, false);
+    await("5 start high\n6 start low\n5 start low\n5 end high\n5 end low\n");
     raise(5, AlarmKind::High, true);
     alarm.Close();
     EXPECT_EQ(m_Told, (std::vector<std::string>{"alarm command sh is not run for the last 1 alarm"}));
