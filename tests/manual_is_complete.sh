@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Checks that the man page has every command and option of the program and no others, and that docs/error-codes.md has
-# every error number.
+# every error number; and that program and packages have one version.
 # Usage: manual_is_complete.sh SOURCE_DIR NIMBO1
 set -euo pipefail
 cd "$1"
@@ -26,6 +26,7 @@ expect_same "$MAN_PAGE" \
 expect_same "$MAN_PAGE" \
     "$(sed -n '/^\.Sh COMMANDS/,/^\.Sh OPTIONS/s/^\.It Cm \([a-z]*\).*/\1/p' "$MAN_PAGE")" \
     "$(sed -n '/^Subcommands:/,$p' <<<"$help" | grep -E '^[a-z]+$')"
+expect_same debian/changelog "nimbo1 $(sed -n '1s/.*(\(.*\)).*/\1/p' debian/changelog)" "$("$PROGRAM" --version)"
 expect_same "$CODES_PAGE" \
     "$(sed -nE 's/^\| (0x[0-9A-F]{8}|[0-9]+) .*/\1/p' "$CODES_PAGE")" \
     "$(sed -nE 's/.*ErrorNumber [A-Za-z]+ = (Code\()?(0x[0-9A-F]+|[1-9][0-9]*)\)?;.*/\2/p' host/error.h)"
