@@ -51,11 +51,7 @@ void cOrvixAdapterNB1::iOrvixAdapter_Path(std::string rhs) {
 }
 
 void cOrvixAdapterNB1::iOrvixAdapter_Driver(std::shared_ptr<iOrvixDriver> rhs) {
-    try {
-        m_Driver = std::move(rhs);
-    } catch (...) {
-        PlexaERR.ErrorIn("cOrvixAdapterNB1.iOrvixAdapter_Driver(RHS)");
-    }
+    m_Driver = std::move(rhs);
 }
 
 void cOrvixAdapterNB1::iOrvixAdapter_MonitorNet(bool rhs) {

@@ -13,20 +13,6 @@ namespace orvix {
 
 namespace {
 
-/// Keeps a shared entry locked.
-class EntryLock {
-public:
-    explicit EntryLock(SharedEntry& entry) : m_Entry(entry) { m_Entry.Lock(); }
-    ~EntryLock() {
-        Attempt([&] { m_Entry.Unlock(); });
-    }
-    EntryLock(const EntryLock&) = delete;
-    EntryLock& operator=(const EntryLock&) = delete;
-
-private:
-    SharedEntry& m_Entry;
-};
-
 /// Models that a row allows; unused places repeat one.
 using Models = std::array<std::int32_t, 2>;
 
@@ -64,7 +50,7 @@ void cOrvixDriverNB1::IPlexaLinkTimer_FireTimer(const std::string& strTimerLink,
 Error cOrvixDriverNB1::ProcessEntry(const std::string& tag) {
     const auto entry = m_Services.Messaging.CreateSharedEntry();
     entry->Open(m_WorkKey);
-    const EntryLock lock(*entry);
+    entry->Lock();  // until the handle goes
     SharedData& data = entry->Data();
     try {
         Error result(errors::None, {});

@@ -75,6 +75,7 @@ struct SharedData {
 /// Handle of a named, lockable shared memory entry. The entry lives as long as a handle to it is open.
 class SharedEntry {
 public:
+    /// Gives back the lock that was taken by this handle.
     virtual ~SharedEntry() = default;
 
     /// Opens an existing entry. Raises General when there is none of that name.

@@ -10,6 +10,7 @@
 #include "adapter/cOrvixAdapterNB1.h"
 #include "host/text.h"
 #include "tasks/cOrvixTaskNB1.h"
+#include "tests/support/error_of.h"
 #include "tests/support/fake_driver.h"
 #include "tests/support/test_host.h"
 #include "tests/support/watched_apartment.h"

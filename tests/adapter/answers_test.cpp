@@ -90,18 +90,6 @@ TEST_F(AnswersTest, AnswersOfNothingNeitherEndATaskNorHoldUpTheThread) {
     ExpectItsOwn(Send(), kReply24);
 }
 
-TEST_F(AnswersTest, TheEntryTellsHowAnItemEndedWhateverMessageComes) {
-    const auto task = Send();
-    const auto entry = Open(Key());
-    entry->Data().e = errors::InvalidContents;
-    entry->Data().eDescr = "no state";
-    FromDriver(Done());
-    Host.Run(20);
-    EXPECT_TRUE(task->Executed());
-    EXPECT_EQ(task->e(), errors::Validation);
-    EXPECT_THAT(task->eDescr(), testing::StartsWith("no state"));
-}
-
 TEST_F(AnswersTest, ABusyAnswerIsThatOfTheNewestItemThatIsNotAnswered) {
     Send(50);
     Host.Run(100);

@@ -55,15 +55,18 @@ TEST_F(ConfigurationTest, InitStartsNothing) {
 // Each switch has a timer, which runs while the adapter is online.
 TEST_F(ConfigurationTest, PollingTimersRunOnlineOnly) {
     Init();
-    Adapter.PollingMSecs(500);
     for (const bool online : {false, true}) {
         Adapter.OnLine(online);
         for (const bool net : {false, true}) {
             for (const bool vars : {false, true}) {
                 Adapter.MonitorVars(vars);
                 Adapter.MonitorNet(net);
-                const std::string expected = std::string("10") + (online && net ? " 500" : "");
-                EXPECT_EQ(Apartment.Running(), expected + (online && vars ? " 7000" : ""));
+                for (const char* period : {"400", "500"}) {
+                    const std::string expected = std::string("10") + (online && net ? " " : "");
+                    Adapter.PollingMSecs(std::stoi(period));
+                    EXPECT_EQ(Apartment.Running(),
+                              expected + (online && net ? period : "") + (online && vars ? " 7000" : ""));
+                }
             }
         }
     }
@@ -118,20 +121,20 @@ TEST_F(ConfigurationTest, DevicesAreAddedAndRemoved) {
     EXPECT_EQ(Adapter.Devices()->Count() + Adapter.UnregisteredDevices()->Count(), 0);
 }
 
-TEST_F(ConfigurationTest, WhatCannotBeCreatedSaysWhere) {
+TEST_F(ConfigurationTest, WhatCannotBeCreatedOrInitialisedSaysWhere) {
     struct : MeddledMessaging {
         using MeddledMessaging::MeddledMessaging;
         std::unique_ptr<Channel> CreateChannel() override { throw Error(errors::General, "no channel"); }
     } messaging(Host.Messaging, Host.Apartment);
     const Services services{Host.Apartment, messaging,    Host.Line,   Host.Stores,
                             Host.Database,  Host.Reports, Host.Viewer, Host.State};
-    try {
-        cOrvixAdapterNB1 adapter(services);
-        FAIL();
-    } catch (const Error& error) {
-        EXPECT_THAT(error.Description, testing::AllOf(testing::StartsWith("no channel"),
-                                                      testing::HasSubstr("(cOrvixAdapterNB1.Class_Initialize)")));
-    }
+    EXPECT_THAT(
+        ErrorOf([&] { cOrvixAdapterNB1{services}; }).Description,
+        testing::AllOf(testing::StartsWith("no channel"), testing::HasSubstr("(cOrvixAdapterNB1.Class_Initialize)")));
+    Host.Database.OpenFails = true;
+    EXPECT_THAT(ErrorOf([&] { Adapter.Init(); }).Description,
+                testing::AllOf(testing::StartsWith("The database /lib/Orvix.mdb cannot be opened"),
+                               testing::HasSubstr("(cOrvixAdapterNB1.iOrvixAdapter_Init)")));
 }
 
 /// Before Init and after the destroy request every member is safe to call.

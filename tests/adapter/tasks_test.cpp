@@ -42,6 +42,7 @@ TEST_F(TasksTest, AnswersThatAreNoReading) {
     } cases[] = {
         {JoinFields({"TASKCOMPLETE", "-2147215986", "busy"}), {}, errors::Validation, "busy"},
         {JoinFields({"TASKCOMPLETE", "x", "no number"}), {}, errors::MissingItem, ""},
+        {JoinFields({"TASKCOMPLETE", "0", ""}), {}, errors::Validation, "the entry's own"},
         {JoinFields({"TASKCOMPLETE", "0", ""}), {{1, 2, 3}}, errors::Validation, ""},
         {JoinFields({"TASKCOMPLETE", "0", ""}), {Reading("5")->GetSuperState()}, errors::Validation, ""},
     };
@@ -52,8 +53,11 @@ TEST_F(TasksTest, AnswersThatAreNoReading) {
         request->Open(NextWork());
         request->Data().ResultList = c.Result;
         request->Data().Processed = c.e == errors::MissingItem;
+        if (c.eDescr == "the entry's own") request->Data().e = errors::InvalidContents;
+        request->Data().eDescr = c.eDescr;
         FromDriver(c.Answer);
-        Host.Run(10);
+        Host.Run(20);
+        EXPECT_TRUE(task->Executed());
         EXPECT_EQ(task->e(), c.e);
         EXPECT_THAT(task->eDescr(), testing::StartsWith(c.eDescr));
         EXPECT_FALSE(Adapter.Devices()->Item("5")->DefaultVar()->Valid());
@@ -229,27 +233,22 @@ TEST_F(TasksTest, TheTraceTellsWhatIsDone) {
               "Comm 9 OFFLINE\n");
 }
 
-TEST_F(TasksTest, AnAdapterThatIsReleasedEndsItsTasksAndDevices) {
-    auto object = std::make_unique<cOrvixAdapterNB1>(AdaptersServices);
-    iOrvixAdapter& adapter = *object;
-    adapter.Init();
-    const auto device = adapter.DeviceAdd("5", 106);
-    const auto entry = Entry(*Reading("5"));
-    adapter.NewWork(entry->Name(), 0);
-    object.reset();
-    EXPECT_TRUE(entry->WaitForCompletion(0));
-    EXPECT_EQ(entry->Data().e, errors::NotConnected);
-    EXPECT_EQ(device->Adapter(), nullptr);
-}
-
-TEST_F(TasksTest, ClosingAnswersWorkThatCameInWhileOffline) {
-    Init();
-    const auto entry = Entry(*Reading("5"));
-    Adapter.NewWork(entry->Name(), 0);
-    Subscriber.Endpoint().ClosePeer();
-    Host.Run(0);
-    EXPECT_EQ(entry->Data().ResultList.size(), 1U);
-    EXPECT_EQ(entry->Data().e, errors::NotConnected);
+TEST_F(TasksTest, WorkThatCameInWhileOfflineEndsWithTheAdapter) {
+    for (const bool released : {false, true}) {
+        auto object = std::make_unique<cOrvixAdapterNB1>(AdaptersServices);
+        iOrvixAdapter& adapter = *object;
+        adapter.Init();
+        const auto device = adapter.DeviceAdd("5", 106);
+        const auto entry = Entry(*Reading("5"));
+        adapter.NewWork(entry->Name(), 0);
+        Subscriber.Endpoint().PeerName(adapter.ServerIPCName());
+        if (!released) Subscriber.Endpoint().ClosePeer();
+        if (released) object.reset();
+        Host.Run(0);
+        EXPECT_EQ(entry->Data().ResultList.size(), 1U);
+        EXPECT_EQ(entry->Data().e, errors::NotConnected);
+        EXPECT_EQ(device->Adapter(), nullptr);
+    }
 }
 
 }  // namespace orvix::tests

@@ -122,14 +122,6 @@ TEST_F(RecordsTest, WhatAnAnswerTells) {
     EXPECT_THAT(m_Adapter.Tasks, IsEmpty());
 }
 
-TEST_F(RecordsTest, AnOldLogIsAskedForAgain) {
-    m_Sensor.Mission().SimulateTrend(true);
-    m_Sensor.ResponseInterpreter(*Answered(2, Bytes("83 40 00 00")));
-    ASSERT_FALSE(m_Adapter.Tasks.empty());
-    auto& task = dynamic_cast<iOrvixTaskNB1&>(*m_Adapter.Tasks.back());
-    EXPECT_EQ(task.Tag(), JoinFields({"5", "106", "1", "1", "4"}));
-}
-
 TEST_F(RecordsTest, StateCarriesEveryField) {
     m_Sensor.SerialNumber("S1");
     m_Sensor.Name("Oven");

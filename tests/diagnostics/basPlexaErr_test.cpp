@@ -3,10 +3,13 @@
 #include <gtest/gtest.h>
 
 #include "diagnostics/basEventTracer.h"
+#include "tests/support/error_of.h"
 #include "tests/support/test_host.h"
 
 namespace orvix {
 namespace {
+
+using tests::ErrorOf;
 
 class BrokenProvider : public MessageProvider {
     std::optional<std::string> GetMessage(const std::string&) override { throw Error(errors::General, "no table"); }
@@ -21,16 +24,6 @@ class OneMessage : public MessageProvider {
 
 class ErrorModuleTest : public testing::Test {
 protected:
-    template <class Action>
-    static Error Raised(Action action) {
-        try {
-            action();
-        } catch (const Error& error) {
-            return error;
-        }
-        return {errors::None, "nothing was raised"};
-    }
-
     tests::World m_World;
     tests::TestHost m_Host{m_World};
     cPlexaERR PlexaERR{m_Host.Services};
@@ -54,7 +47,7 @@ TEST_F(ErrorModuleTest, CheckFormsTheText) {
     };
     PlexaERR.SetMessageProvider(std::make_shared<OneMessage>());
     for (const Case& each : cases) {
-        const Error error = Raised([&] { PlexaERR.Check(false, 77, each.Message, each.Params, "a.hlp", 4); });
+        const Error error = ErrorOf([&] { PlexaERR.Check(false, 77, each.Message, each.Params, "a.hlp", 4); });
         EXPECT_EQ(error.Number, 77);
         EXPECT_EQ(error.Source, "PlexaERR.Check");
         EXPECT_EQ(error.Description, each.Expected);
@@ -62,7 +55,7 @@ TEST_F(ErrorModuleTest, CheckFormsTheText) {
         EXPECT_EQ(error.HelpContext, 4);
         EXPECT_NO_THROW(PlexaERR.Check(true, 77, each.Message, each.Params));
     }
-    EXPECT_EQ(Raised([&] { PlexaERR.Check(false, 77, errors::OutOfRange, "Rate", 9); }).Description,
+    EXPECT_EQ(ErrorOf([&] { PlexaERR.Check(false, 77, errors::OutOfRange, "Rate", 9); }).Description,
               "Rate must be\r\n9");
     EXPECT_NO_THROW(PlexaERR.Check(true, 77, errors::OutOfRange, "Rate", 9));
 }
@@ -71,7 +64,7 @@ TEST_F(ErrorModuleTest, CheckFormsTheText) {
 TEST_F(ErrorModuleTest, ATextWithoutParametersStaysAsItIs) {
     std::string text = "100%% %1 %";
     for (int i = 0; i < 3; ++i) {
-        text = Raised([&] { PlexaERR.Check(false, 77, text); }).Description;
+        text = ErrorOf([&] { PlexaERR.Check(false, 77, text); }).Description;
         EXPECT_EQ(text, "100%% %1 %");
     }
 }
@@ -99,7 +92,7 @@ TEST_F(ErrorModuleTest, NestedTrapsReportOnce) {
         };
     };
     const auto fail = [&] { PlexaERR.Check(false, errors::Validation, "50%nl% wrong", {}, "b.hlp", 9); };
-    const Error error = Raised(trap("outer", trap("middle", trap("cOrvixNB1TPMission.Set(A)", fail))));
+    const Error error = ErrorOf(trap("outer", trap("middle", trap("cOrvixNB1TPMission.Set(A)", fail))));
     EXPECT_EQ(error.Number, errors::Validation);
     EXPECT_EQ(error.Source, "PlexaERR.ErrorIn");
     EXPECT_EQ(error.HelpFile, "b.hlp");
@@ -112,7 +105,7 @@ TEST_F(ErrorModuleTest, NestedTrapsReportOnce) {
 
 TEST_F(ErrorModuleTest, SystemCodeIsReportedUnlessItMeansNothing) {
     const auto report = [&](int systemCode) {
-        return Raised([&] {
+        return ErrorOf([&] {
                    try {
                        throw SystemError("open", systemCode);
                    } catch (...) {
@@ -126,7 +119,7 @@ TEST_F(ErrorModuleTest, SystemCodeIsReportedUnlessItMeansNothing) {
 }
 
 TEST_F(ErrorModuleTest, LostErrorUnlessPreserved) {
-    const Error lost = Raised([&] { PlexaERR.ErrorIn("f"); });
+    const Error lost = ErrorOf([&] { PlexaERR.ErrorIn("f"); });
     EXPECT_EQ(lost.Number, errors::InformationLost);
     EXPECT_NE(lost.Description.find("FIRST 0 = PLEXA_ERR_GENERAL\r\n"), std::string::npos);
 
@@ -139,7 +132,7 @@ TEST_F(ErrorModuleTest, LostErrorUnlessPreserved) {
     }
     EXPECT_FALSE(object || other);
     EXPECT_EQ(PlexaERR.ErrPreservedNumber(), errors::Busy);
-    EXPECT_EQ(Raised([&] { PlexaERR.ErrorIn("f"); }).Number, errors::Busy);
+    EXPECT_EQ(ErrorOf([&] { PlexaERR.ErrorIn("f"); }).Number, errors::Busy);
     EXPECT_EQ(PlexaERR.ErrPreservedNumber(), errors::None);
 }
 

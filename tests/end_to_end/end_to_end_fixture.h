@@ -12,6 +12,7 @@
 #include "devices/protocol/frame.h"
 #include "host/text.h"
 #include "tests/end_to_end/host_side.h"
+#include "tests/support/error_of.h"
 
 namespace orvix::tests {
 
@@ -53,14 +54,6 @@ protected:
     std::ptrdiff_t Requests() const {
         return std::count_if(Line.Log.begin(), Line.Log.end(), [](const auto& e) { return e.starts_with("Output="); });
     }
-    std::optional<Error> ErrorOf(const std::function<void()>& step) {
-        try {
-            step();
-            return std::nullopt;
-        } catch (...) {
-            return CurrentError();
-        }
-    }
 
     tests::World World;
     TestHost Host{World, 1};
@@ -70,10 +63,8 @@ protected:
     std::optional<HostSide> Side;
 };
 
-inline const auto kPlacements = testing::Values(Placement::HostsApartment, Placement::ApartmentOfItsOwn);
-
 inline std::string NameOfPlacement(const testing::TestParamInfo<Placement>& it) {
-    return it.param == Placement::HostsApartment ? "InTheHostsApartment" : "InAnApartmentOfItsOwn";
+    return NameOf(it.param);
 }
 
 }  // namespace orvix::tests

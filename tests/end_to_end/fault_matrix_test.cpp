@@ -74,17 +74,9 @@ Chunks ByteMore(std::string reply) {
 Chunks Doubled(std::string reply) {
     return {{reply}, {reply}};
 }
-Chunks LastMoment(std::string reply) {
-    return {{std::move(reply), 49ms}};
-}
-Chunks TooLate(std::string reply) {
-    return {{std::move(reply), 50ms}};
-}
-Chunks IntoThePause(std::string reply) {
-    return {{std::move(reply), 60ms}};
-}
-Chunks IntoTheNext(std::string reply) {
-    return {{std::move(reply), 85ms}};
+template <int Milliseconds>
+Chunks After(std::string reply) {
+    return {{std::move(reply), std::chrono::milliseconds(Milliseconds)}};
 }
 Chunks HangUpFirst(std::string) {
     return {{"", 5ms, true}};
@@ -166,10 +158,10 @@ const Fault kFaults[] = {
     {"flip: end",                          Flipped<12, 0x01>,   {{BadFrame, Good}}},
     {"hang-up within the reply",           HangUpWithin,        {{Vanished, Good}}},
     // after the reply
-    {"in the last moment",                 LastMoment,          {{Good,     Good}}},
-    {"too late",                           TooLate,             {{TimeOut,  Good}}},
-    {"late, between two exchanges",        IntoThePause,        {{TimeOut,  Good}}},
-    {"late, into the next exchange",       IntoTheNext,         {{TimeOut,  Good}, {BadFrame, Good}}},
+    {"in the last moment",                 After<49>,           {{Good,     Good}}},
+    {"too late",                           After<50>,           {{TimeOut,  Good}}},
+    {"late, between two exchanges",        After<60>,           {{TimeOut,  Good}}},
+    {"late, into the next exchange",       After<85>,           {{TimeOut,  Good}, {BadFrame, Good}}},
     {"doubled",                            Doubled,             {{Good,     Good}}},
     {"hang-up behind the reply",           HangUpBehind,        {{Good,     Good}}},
     // the port stays away
@@ -292,16 +284,16 @@ TEST_P(FaultMatrix, EndsAsExpectedAndRecovers) {
     }
 }
 
-std::string NameOf(const testing::TestParamInfo<FaultMatrix::ParamType>& it) {
+std::string NameOfCell(const testing::TestParamInfo<FaultMatrix::ParamType>& it) {
     constexpr const char* kStages[] = {"Connecting", "Working", "Idle"};
     const auto [stage, placement] = it.param;
-    return kStages[static_cast<int>(stage)] + std::string(placement == Placement::HostsApartment ? "" : "DriverApart");
+    return kStages[static_cast<int>(stage)] + NameOf(placement);
 }
 
 INSTANTIATE_TEST_SUITE_P(Stages, FaultMatrix,
                          testing::Combine(testing::Values(Stage::Connecting, Stage::Working, Stage::Idle),
-                                          testing::Values(Placement::HostsApartment, Placement::ApartmentOfItsOwn)),
-                         NameOf);
+                                          testing::ValuesIn(kEveryPlacement)),
+                         NameOfCell);
 
 }  // namespace
 }  // namespace orvix::tests

@@ -83,5 +83,10 @@ private:
 };
 
 enum class Placement { HostsApartment, ApartmentOfItsOwn };
+constexpr Placement kEveryPlacement[] = {Placement::HostsApartment, Placement::ApartmentOfItsOwn};
+
+inline std::string NameOf(Placement placement) {
+    return placement == Placement::HostsApartment ? "InTheHostsApartment" : "InAnApartmentOfItsOwn";
+}
 
 }  // namespace orvix::tests

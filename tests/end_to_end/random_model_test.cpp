@@ -8,11 +8,8 @@ namespace {
 
 class RandomModelTest : public testing::TestWithParam<Placement> {};
 
-INSTANTIATE_TEST_SUITE_P(Driver, RandomModelTest,
-                         testing::Values(Placement::HostsApartment, Placement::ApartmentOfItsOwn), [](const auto& it) {
-                             return it.param == Placement::HostsApartment ? "InTheHostsApartment"
-                                                                          : "InAnApartmentOfItsOwn";
-                         });
+INSTANTIATE_TEST_SUITE_P(Driver, RandomModelTest, testing::ValuesIn(kEveryPlacement),
+                         [](const auto& it) { return NameOf(it.param); });
 
 TEST_P(RandomModelTest, EveryTaskEndsOnceWithItsOwnAnswer) {
     for (const std::uint32_t seed : {1, 2, 3}) {

@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
-#include "host/error.h"
 #include "host/property_bag.h"
 #include "host/record_set.h"
 #include "host/text.h"
 #include "host/variables.h"
+#include "tests/support/error_of.h"
 #include "tests/support/scripted_line.h"
 
 namespace orvix::tests {
@@ -13,12 +13,8 @@ namespace {
 /// What a step raises as "number: description", empty when it raises nothing.
 template <class Step>
 std::string Raised(Step step) {
-    try {
-        step();
-    } catch (const Error& error) {
-        return std::to_string(error.Number) + ": " + error.Description;
-    }
-    return {};
+    const Error error = ErrorOf(step);
+    return error.Number == errors::None ? "" : std::to_string(error.Number) + ": " + error.Description;
 }
 
 std::string HexOf(const ByteArray& bytes) {

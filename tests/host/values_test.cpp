@@ -4,23 +4,14 @@
 #include <limits>
 
 #include "host/date.h"
-#include "host/error.h"
 #include "host/text.h"
 #include "host/variant.h"
+#include "tests/support/error_of.h"
 
 namespace orvix {
 namespace {
 
-/// Number of the error that a step raises; None when it raises none.
-template <class Step>
-ErrorNumber Raised(Step step) {
-    try {
-        step();
-    } catch (const Error& error) {
-        return error.Number;
-    }
-    return errors::None;
-}
+using tests::ErrorOf;
 
 TEST(ErrorTest, AHandlerSeesEveryExceptionAsAnError) {
     EXPECT_EQ(CurrentError().Number, errors::None);
@@ -38,20 +29,20 @@ TEST(VariantTest, NumbersRoundHalvesToEvenAndAreBounded) {
     EXPECT_EQ(Variant(2.5).ToLong(), 2);
     EXPECT_EQ(Variant(" +3.5 ").ToLong(), 4);
     EXPECT_EQ(Variant(-32768.5).ToInteger(), -32768);
-    EXPECT_EQ(Raised([] { Variant(32767.5).ToInteger(); }), errors::Overflow);
-    EXPECT_EQ(Raised([] { Variant(2147483648.0).ToLong(); }), errors::Overflow);
-    EXPECT_EQ(Raised([] { Variant(std::nan("")).ToLong(); }), errors::Overflow);
-    EXPECT_EQ(Raised([] { Variant(1e39).ToSingle(); }), errors::Overflow);
+    EXPECT_EQ(ErrorOf([] { Variant(32767.5).ToInteger(); }).Number, errors::Overflow);
+    EXPECT_EQ(ErrorOf([] { Variant(2147483648.0).ToLong(); }).Number, errors::Overflow);
+    EXPECT_EQ(ErrorOf([] { Variant(std::nan("")).ToLong(); }).Number, errors::Overflow);
+    EXPECT_EQ(ErrorOf([] { Variant(1e39).ToSingle(); }).Number, errors::Overflow);
     EXPECT_EQ(Currency::FromDouble(0.00025).Scaled, 2);
     EXPECT_EQ(Currency::FromDouble(-922337203685477.5808).Scaled, std::numeric_limits<std::int64_t>::min());
     for (const double beyond : {1e15, 922337203685477.5808, -922337203685477.9, std::nan("")})
-        EXPECT_EQ(Raised([&] { Currency::FromDouble(beyond); }), errors::Overflow);
+        EXPECT_EQ(ErrorOf([&] { Currency::FromDouble(beyond); }).Number, errors::Overflow);
 }
 
 TEST(VariantTest, WhatIsNoNumberIsATypeMismatch) {
     for (const Variant& value : {Variant(""), Variant("3x"), Variant("+-3"), Variant("nan"), Variant("inf"),
                                  Variant("1,5"), Variant(Null{}), Variant(ByteArray{1})}) {
-        EXPECT_EQ(Raised([&] { value.ToDouble(); }), errors::TypeMismatch);
+        EXPECT_EQ(ErrorOf([&] { value.ToDouble(); }).Number, errors::TypeMismatch);
     }
     EXPECT_EQ(Variant().ToDouble(), 0);
     EXPECT_EQ(Variant(true).ToLong(), -1);
@@ -125,12 +116,12 @@ TEST(DateTest, EveryDayOfTheCalendarGoesThereAndBack) {
     EXPECT_EQ(Format({-657434}, "yyyy-mm-dd"), "0100-01-01");
     EXPECT_EQ(Format({2958465}, "yyyy-mm-dd"), "9999-12-31");
     for (const double outside : {-657435.0, 2958466.0, 2958465.9999999, std::nan(""), HUGE_VAL}) {
-        EXPECT_EQ(Raised([&] { ToCivilTime({outside}); }), errors::Overflow) << outside;
+        EXPECT_EQ(ErrorOf([&] { ToCivilTime({outside}); }).Number, errors::Overflow) << outside;
     }
 }
 
 TEST(DateTest, PartsOfADateAreWithinTheirRanges) {
-    const auto accepted = [](CivilTime time) { return Raised([&] { FromCivilTime(time); }) == errors::None; };
+    const auto accepted = [](CivilTime time) { return ErrorOf([&] { FromCivilTime(time); }).Number == errors::None; };
     const struct {
         int CivilTime::*Part;
         int Low, High;
@@ -165,10 +156,10 @@ TEST(DateTest, ChartTimesRoundTripToTheSecond) {
     EXPECT_EQ(Format(ChartTimeToDate("19990909091939"), "yyyy-mm-dd hh:nn:ss"), "1999-09-09 09:19:39");
     for (const char* text : {"20230229000000", "20241301000000", "20240101240000", "2024010100000", "2024010100000x",
                              "202401010000000", "2024-1-1000000", ""}) {
-        EXPECT_EQ(Raised([&] { ChartTimeToDate(text); }), errors::TypeMismatch) << text;
+        EXPECT_EQ(ErrorOf([&] { ChartTimeToDate(text); }).Number, errors::TypeMismatch) << text;
     }
-    EXPECT_EQ(Raised([] { DeviceTimeToDate("1e15"); }), errors::Overflow);
-    EXPECT_EQ(Raised([] { DeviceTimeToDate("soon"); }), errors::TypeMismatch);
+    EXPECT_EQ(ErrorOf([] { DeviceTimeToDate("1e15"); }).Number, errors::Overflow);
+    EXPECT_EQ(ErrorOf([] { DeviceTimeToDate("soon"); }).Number, errors::TypeMismatch);
 }
 
 }  // namespace

@@ -5,14 +5,12 @@
 #include <sys/ioctl.h>
 #include <termios.h>
 
-#include <functional>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/error.h"
 #include "platform/file_descriptor.h"
 #include "simulator/pseudo_terminal.h"
+#include "tests/support/error_of.h"
 #include "tests/support/test_folder.h"
 
 namespace orvix::platform {
@@ -24,14 +22,11 @@ using tests::TestFolder;
 using std::chrono::seconds;
 using ::testing::HasSubstr;
 
-std::string Failure(const std::function<void()>& step) {
-    try {
-        step();
-    } catch (const Error& error) {
-        EXPECT_EQ(error.Number, errors::General);
-        return error.Description;
-    }
-    return "no failure";
+template <class Step>
+std::string Failure(Step step) {
+    const Error error = tests::ErrorOf(step);
+    EXPECT_EQ(error.Number, errors::General);
+    return error.Description;
 }
 
 std::unique_ptr<SerialControl> Opened(SerialLine& line, std::int16_t port) {

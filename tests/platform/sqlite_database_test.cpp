@@ -6,8 +6,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/error.h"
 #include "platform/sqlite_connection.h"
+#include "tests/support/error_of.h"
 #include "tests/support/test_folder.h"
 
 namespace orvix::platform {
@@ -28,13 +28,9 @@ struct HostFolder : TestFolder {
         return connection;
     }
     std::string OpenFailure(const DatabaseAccount& account) const {
-        try {
-            Open(account);
-        } catch (const Error& error) {
-            EXPECT_EQ(error.Number, errors::General);
-            return error.Description;
-        }
-        return "no failure";
+        const Error error = tests::ErrorOf([&] { Open(account); });
+        EXPECT_EQ(error.Number, errors::General);
+        return error.Description;
     }
 };
 

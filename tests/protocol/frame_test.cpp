@@ -7,17 +7,12 @@
 #include <limits>
 
 #include "devices/protocol/basOrvixNB1.h"
+#include "tests/support/scripted_line.h"
 
 namespace orvix {
 namespace {
 
-/// "1D 04" -> the two bytes.
-std::string Bytes(const std::string& hex) {
-    std::string bytes;
-    for (std::size_t i = 0; i < hex.size(); i += 3)
-        bytes.push_back(static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16)));
-    return bytes;
-}
+using tests::Bytes;
 
 TEST(FrameTest, RequestBytes) {
     EXPECT_EQ(BuildFrame(5, Bytes("00 07"), ""), Bytes("1D 04 05 00 00 07 07 01 03"));

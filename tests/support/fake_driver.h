@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <functional>
 #include <string>
 #include <utility>
@@ -35,6 +37,7 @@ public:
         auto task = std::make_shared<cOrvixTaskNB1>(m_Host.Services);
         iOrvixTask& loaded = *task;
         loaded.SetSuperState(entry->Data().ArgumentList.at(0));
+        EXPECT_NE(loaded.ID(), "") << "the adapter names each task";
         return task;
     }
 
