@@ -98,8 +98,7 @@ void cOrvixDevicesNB1::Withdraw(const Member& member) {
 std::shared_ptr<iOrvixDevice> cOrvixDevicesNB1::iOrvixDevices_AddFromFile(const std::string& PathFile) {
     try {
         const ByteArray state = m_Services.Stores.Files().ReadAll(PathFile);
-        PropertyBag bag;
-        bag.Contents(state);
+        const PropertyBag bag(state);
         const std::string savedAddress = bag.ReadProperty("Address").ToText();
         const std::int32_t model = bag.ReadProperty("DeviceModel").ToLong();
         const std::string name = m_Services.Stores.Paths().DisplayName(PathFile);

@@ -87,10 +87,8 @@ ByteArray cOrvixNB1Device::SaveFields() const {
 }
 
 cOrvixNB1Device::State cOrvixNB1Device::ReadState(ByteView bytes) const {
-    PropertyBag bag;
-    bag.Contents(ByteArray(bytes.begin(), bytes.end()));
-    PropertyBag fields;
-    fields.Contents(bag.ReadProperty("State").ToBytes());
+    const PropertyBag bag(ByteArray(bytes.begin(), bytes.end()));
+    const PropertyBag fields(bag.ReadProperty("State").ToBytes());
     const Variant serialNumber = fields.ReadProperty("SerialNumber");
 
     State state;

@@ -77,8 +77,7 @@ void Bag(const ByteArray& bytes) {
         Accepts([&] { value.ToBytes(); });
         Accepts([&] { value.ToText(); });
         bag.WriteProperty(name, value);
-        PropertyBag copy;
-        copy.Contents(bag.Contents());
+        PropertyBag copy(bag.Contents());
         Require(copy.Contents() == bag.Contents() && copy.Exists(name), "a bag that was written is read");
     }
 }

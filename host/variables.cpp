@@ -50,8 +50,7 @@ ByteArray VariableRecord::GetSuperState() const {
 }
 
 void VariableRecord::SetSuperState(ByteView state) {
-    PropertyBag bag;
-    bag.Contents({state.begin(), state.end()});
+    const PropertyBag bag(ByteArray(state.begin(), state.end()));
     VariableRecord restored = *this;
     restored.m_Description = bag.ReadProperty("Description", m_Description).ToText();
     restored.m_Tag = bag.ReadProperty("Tag", m_Tag).ToText();

@@ -52,10 +52,8 @@ ByteArray cOrvixNB1Mission::iOrvixNB1Mission_GetSuperState() const {
 
 void cOrvixNB1Mission::iOrvixNB1Mission_SetSuperState(ByteView arState) {
     ResetLogs(false);
-    PropertyBag outer;
-    outer.Contents(ByteArray(arState.begin(), arState.end()));
-    PropertyBag inner;
-    inner.Contents(outer.ReadProperty("State").ToBytes());
+    const PropertyBag outer(ByteArray(arState.begin(), arState.end()));
+    const PropertyBag inner(outer.ReadProperty("State").ToBytes());
     LoadStateBag(inner);
 }
 

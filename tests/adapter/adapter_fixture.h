@@ -76,10 +76,7 @@ protected:
 
     /// A shared entry with a task of the host.
     std::unique_ptr<SharedEntry> Entry(const iOrvixTaskNB1& task) {
-        auto entry = Host.Messaging.CreateSharedEntry();
-        entry->Create("");
-        entry->Data().ArgumentList.push_back(task.GetSuperState());
-        return entry;
+        return EntryWith(Host.Messaging, task.GetSuperState());
     }
 
     World Shared;

@@ -79,9 +79,8 @@ protected:
 
     /// Makes the sensor one that was restored from a file.
     void TakeOffline() {
-        PropertyBag bag, fields;
-        bag.Contents(m_Sensor.GetSuperState());
-        fields.Contents(bag.ReadProperty("State").ToBytes());
+        PropertyBag bag(m_Sensor.GetSuperState());
+        PropertyBag fields(bag.ReadProperty("State").ToBytes());
         fields.WriteProperty("DeviceOrigin", kDeviceOriginFile);
         fields.WriteProperty("Monitor", true);
         bag.WriteProperty("State", fields.Contents());

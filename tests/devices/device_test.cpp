@@ -227,8 +227,7 @@ TEST_F(DeviceTest, SuperStateRestoresTheMission) {
     EXPECT_EQ(copy.Mission().MaxTemp(), 22.0F);
 
     EXPECT_THROW(m_Module.SetSuperState(saved), Error) << "a state of another model";
-    PropertyBag hostile;
-    hostile.Contents(saved);
+    PropertyBag hostile(saved);
     hostile.WriteProperty("VarsCount", std::numeric_limits<std::int32_t>::max());
     EXPECT_THROW(copy.SetSuperState(hostile.Contents()), Error);
     EXPECT_EQ(copy.GetSuperState(), saved) << "what cannot be read changes nothing";

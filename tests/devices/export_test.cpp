@@ -154,8 +154,7 @@ TEST_F(ExportTest, ADeviceFileGoesRound) {
     Devices.Remove("12-2");
     EXPECT_EQ(Devices.AddFromFile(kFile)->Address(), "12-2") << "also of a file of a file";
 
-    PropertyBag module;
-    module.Contents(Sensor->GetSuperState());
+    PropertyBag module(Sensor->GetSuperState());
     module.WriteProperty("DeviceModel", 104);
     Host.Stores.FileContents["/data/module"] = BytesToText(module.Contents());
     Host.Stores.FileContents["/data/junk"] = "junk";
@@ -168,10 +167,9 @@ TEST_F(ExportTest, ADeviceFileGoesRound) {
 // Also the plain state of a live device, and one in the layout without a checksum.
 TEST_F(ExportTest, WhateverIsLoadedFromAFileIsOfflineBeforeAnyoneHearsOfIt) {
     Sensor->Monitor(true);
-    PropertyBag plain, odd, fields;
-    plain.Contents(Sensor->GetSuperState());
-    odd.Contents(plain.Contents());
-    fields.Contents(odd.ReadProperty("State").ToBytes());
+    const PropertyBag plain(Sensor->GetSuperState());
+    PropertyBag odd = plain;
+    PropertyBag fields(odd.ReadProperty("State").ToBytes());
     fields.WriteProperty("DeviceOrigin", 7);
     odd.WriteProperty("State", fields.Contents());
     for (const ByteArray& state : {Sensor->GetSuperState(), plain.Contents(), odd.Contents()}) {

@@ -63,7 +63,9 @@ TEST_F(RecordsTest, MonitoringSwitches) {
     m_Sensor.ConnectedEx(true);
     EXPECT_TRUE(m_Sensor.ConnectedEx());
     EXPECT_THAT(Records(m_Sensor), ElementsAre("1 S1 v-m- 0/0", "2 NB1/2x3/104/5/2 --m- 1/250"));
+    m_Adapter.Take();
     m_Sensor.Monitor(false);
+    EXPECT_THAT(m_Adapter.Take(), ElementsAre("monitor changed:5"));
     EXPECT_THAT(Records(m_Sensor), ElementsAre("1 S1 v-ms 0/0", "2 NB1/2x3/104/5/2 --ms 1/250"));
     m_Sensor.ConnectedEx(false);
     m_Sensor.Monitor(true);
@@ -71,7 +73,7 @@ TEST_F(RecordsTest, MonitoringSwitches) {
     EXPECT_THAT(Records(m_Sensor), ElementsAre("1 S1 v-m- 0/0", "2 NB1/2x3/104/5/2 --m- 1/250"));
     m_Sensor.MonitorVar(2, 0, 99);
     EXPECT_EQ(Records(m_Sensor)[1], "2 NB1/2x3/104/5/2 --m- 0/250");
-    EXPECT_THAT(m_Adapter.Take(), testing::Each("monitor changed:5"));
+    EXPECT_THAT(m_Adapter.Take(), ElementsAre("monitor changed:5", "monitor changed:5"));
     m_Sensor.MonitorVar(2, 2, 7);
     EXPECT_THAT(Records(m_Sensor), ElementsAre("1 S1 v-m- 0/0")) << "given up";
     m_Sensor.Address("6");
@@ -140,8 +142,7 @@ TEST_F(RecordsTest, StateCarriesEveryField) {
         fields.WriteProperty("PwdRW", "rw");
         fields.WriteProperty("Connected", connected);
         fields.WriteProperty("Monitor", !connected);
-        PropertyBag state;
-        state.Contents(m_Sensor.GetSuperState());
+        PropertyBag state(m_Sensor.GetSuperState());
         EXPECT_EQ(state.ReadProperty("SerialNumber"), Variant("S1"));
         EXPECT_EQ(state.ReadProperty("Address"), Variant("5"));
         EXPECT_EQ(state.ReadProperty("DeviceModel"), Variant(106));

@@ -51,10 +51,7 @@ protected:
         task.NetTimeoutInterval(request.TimeFactor);
         task.Cmd(request.Command);
         task.ResponseBytes(7);
-        auto entry = Host.Messaging.CreateSharedEntry();
-        entry->Create("");
-        entry->Data().ArgumentList.push_back(task.GetSuperState());
-        return entry;
+        return EntryWith(Host.Messaging, task.GetSuperState());
     }
 
     /// Has the driver do the work; what it sent stands in Messages, the virtual time it took in Took.

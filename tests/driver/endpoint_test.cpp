@@ -64,6 +64,7 @@ TEST_F(DriverTest, RefusesWorkAndDestroyUntilTheFirstItemIsAnsweredWhateverThePo
 
 TEST_F(DriverTest, ClosesEverythingWhenDestroyedAndStaysSafeToCall) {
     Send("CONNECT");
+    Driver->Simulation(true);  // which leaves the port alone until the end
     Adapter.Endpoint().ClosePeer();
     Host.Run(0);
     EXPECT_THAT(Adapter.Take(), ElementsAre("CONNECTED", "DISCONNECTED"));

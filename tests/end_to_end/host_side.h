@@ -58,16 +58,8 @@ public:
         return task;
     }
 
-    /// An entry that holds the task, for the adapter to take.
-    std::unique_ptr<SharedEntry> EntryWith(const iOrvixTaskNB1& task) {
-        auto entry = m_Services.Messaging.CreateSharedEntry();
-        entry->Create("");
-        entry->Data().ArgumentList.push_back(task.GetSuperState());
-        return entry;
-    }
-
     std::unique_ptr<SharedEntry> Submit(const iOrvixTaskNB1& task, std::int32_t priority = 0) {
-        auto entry = EntryWith(task);
+        auto entry = EntryWith(m_Services.Messaging, task.GetSuperState());
         Adapter.NewWork(entry->Name(), priority);
         return entry;
     }

@@ -46,63 +46,6 @@ protected:
 
 INSTANTIATE_TEST_SUITE_P(Driver, Order, testing::ValuesIn(kEveryPlacement), NameOfPlacement);
 
-TEST_P(Order, AStateFromOutsideBringsNoBookkeepingAlong) {
-    using Task = iOrvixTaskNB1;
-    const std::vector<std::pair<const char*, std::function<void(Task&)>>> cases = {
-        {"expected bytes", [](Task& task) { task.ArrivalExpectedBytes(4); }},
-        {"response", [](Task& task) { task.ResponseBytes(4), task.Response("abcd"); }},
-        {"waiting", [](Task& task) { task.WaitingMultiPart(true); }},
-        {"waiting for more", [](Task& task) { task.WaitingMultiPart(true), task.ArrivalExpectedBytes(4); }},
-        {"arrival", [](Task& task) { task.ArrivalBytes(4), task.Arrival("abcd"), task.WaitingMultiPart(true); }},
-        {"return arguments", [](Task& task) { task.RtnArgs().emplace_back(RealToBytes(99)); }},
-        {"sent", [](Task& task) { task.CmdSended(true); }},
-        {"executed",
-         [](Task& task) { task.CmdExecuted(true), task.RtnArgs().emplace_back(RealToBytes(99)), task.e(0); }},
-        {"linked, published",
-         [this](Task& task) {
-             auto other = Side->Task("5");
-             other->RtnArgs().emplace_back(RealToBytes(99));
-             other->e(0);
-             task.ReadLinkedResult(*other);
-         }},
-        {"timed out",
-         [this](Task& task) {
-             task.TimeoutInterval(10);
-             task.CmdSended(true);
-             Host.Run(20);
-             task.TimeoutInterval(60000);
-         }},
-    };
-    Connect();
-    const std::string request = Hex(BuildFrame(5, kTemperatureCommand, {}));
-    for (const auto& [name, change] : cases) {
-        SCOPED_TRACE(name);
-        for (const bool fromHost : {true, false}) {
-            const auto failing = Side->Task("5");
-            change(*failing);
-            Line.Expect(request, {});
-            const auto entry = fromHost ? Side->Submit(*failing) : nullptr;
-            if (!fromHost) {
-                failing->e(0);
-                NewTask(failing);
-            }
-            ASSERT_TRUE(entry ? EndToEnd::Await(*entry) : Await(*failing));
-            EXPECT_EQ(entry ? entry->Data().e : failing->e(), errors::Validation);
-            EXPECT_TRUE(Line.AllMet());
-            EXPECT_FALSE(Side->Temperature("5")->Valid());
-
-            const auto good = Side->Task("5");
-            change(*good);
-            Expect(5, 21.5F);
-            const auto answer = Side->Submit(*good);
-            ASSERT_TRUE(EndToEnd::Await(*answer));
-            EXPECT_EQ(answer->Data().e, errors::None) << answer->Data().eDescr;
-            EXPECT_TRUE(Line.AllMet() && Side->Temperature("5")->Valid());
-            EXPECT_EQ(Side->Temperature("5")->Value().ToSingle(), 21.5F);
-        }
-    }
-}
-
 TEST_P(Order, ATaskThatIsStillQueuedIsRefusedASecondTimeAndAfterwardsTaken) {
     Connect();
     const auto task = Side->Task("5");
@@ -167,7 +110,7 @@ TEST_P(Order, WaitingInANotificationCostsNoOtherTaskItsAnswer) {
 
 TEST_P(Order, WorkInAnEntryThatTheCallersThreadHasLockedEndsAtOnceAndSaysWhy) {
     Connect();
-    const auto entry = Side->EntryWith(*Side->Task("5"));
+    const auto entry = EntryWith(Host.Messaging, Side->Task("5")->GetSuperState());
     entry->Lock();
     Side->Adapter.NewWork(entry->Name(), 0);
     ASSERT_TRUE(entry->WaitForCompletion(0));

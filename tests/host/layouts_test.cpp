@@ -49,8 +49,7 @@ TEST(Layouts, EveryTypeOfAPropertyBag) {
         PropertyBag bag;
         bag.WriteProperty("k", value);
         EXPECT_EQ(HexOf(bag.Contents()), "4E 42 31 01 01 6B " + bytes);
-        PropertyBag loaded;
-        loaded.Contents(bag.Contents());
+        PropertyBag loaded(bag.Contents());
         EXPECT_EQ(loaded.ReadProperty("k"), value);
     }
     PropertyBag bag;

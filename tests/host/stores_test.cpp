@@ -60,8 +60,7 @@ PropertyBag SampleBag() {
 }
 
 TEST(PropertyBagTest, EveryTypeComesBackInAnyOrder) {
-    PropertyBag bag;
-    bag.Contents(SampleBag().Contents());
+    PropertyBag bag(SampleBag().Contents());
     for (const auto& [name, value] : kEntries)
         EXPECT_EQ(bag.ReadProperty(name), value) << name;
     for (auto entry = std::rbegin(kEntries); entry != std::rend(kEntries); ++entry) {
@@ -143,8 +142,7 @@ TEST(PropertyBagTest, ASealShowsEverySingleErrorAndWhatIsMissing) {
     EXPECT_EQ(answer.SealedContents(), TextToBytes(std::string("NB1\2\1a\5T\x10\0\0\0\xC7\x2B\x48\xA9", 16)));
     const PropertyBag bag = SampleBag();
     const ByteArray sealed = bag.SealedContents();
-    PropertyBag loaded;
-    loaded.Contents(sealed);
+    PropertyBag loaded(sealed);
     EXPECT_EQ(loaded.Contents(), bag.Contents()) << "the first layout again";
     EXPECT_EQ(loaded.SealedContents(), sealed);
 

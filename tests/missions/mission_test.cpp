@@ -41,10 +41,8 @@ protected:
         return rows;
     }
     static std::string StateText(const iOrvixNB1Mission& mission, const char* key) {
-        PropertyBag outer, inner;
-        outer.Contents(mission.GetSuperState());
-        inner.Contents(outer.ReadProperty("State").ToBytes());
-        return inner.ReadProperty(key).ToText();
+        const PropertyBag outer(mission.GetSuperState());
+        return PropertyBag(outer.ReadProperty("State").ToBytes()).ReadProperty(key).ToText();
     }
 
     tests::World world;

@@ -15,6 +15,13 @@ TestHost::TestHost(World& world, std::int32_t threadID)
       Line(Apartment),
       Services{Apartment, Messaging, Line, Stores, Database, Reports, Viewer, State} {}
 
+std::unique_ptr<SharedEntry> EntryWith(Messaging& messaging, ByteArray state, const std::string& name) {
+    auto entry = messaging.CreateSharedEntry();
+    entry->Create(name);
+    entry->Data().ArgumentList.push_back(std::move(state));
+    return entry;
+}
+
 bool RecordingViewer::Send(const std::string& line, Duration limit) {
     if (Hangs) {
         m_Apartment.Block(limit);

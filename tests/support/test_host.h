@@ -120,6 +120,9 @@ public:
     void Run(int milliseconds) { Shared.Scheduler.RunFor(std::chrono::milliseconds(milliseconds)); }
 };
 
+/// A shared entry with the state of a task, of the given name or one of its own.
+std::unique_ptr<SharedEntry> EntryWith(Messaging& messaging, ByteArray state, const std::string& name = {});
+
 /// An endpoint that writes down what it receives, as a host or a driver's peer would: custom messages as they are,
 /// work as "work:" and the key, progress as "progress:text:value:minimum:maximum", with fields shown as " | ".
 class RecordingEndpoint {

@@ -6,6 +6,7 @@
 
 #include "host/property_bag.h"
 #include "host/text.h"
+#include "tests/support/fake_device.h"
 #include "tests/support/test_host.h"
 
 namespace orvix {
@@ -18,14 +19,6 @@ protected:
         bag.WriteProperty("Device", "");
         bag.WriteProperty("State", inner);
         return bag.Contents();
-    }
-
-    /// A shared entry that holds the state of a task.
-    std::unique_ptr<SharedEntry> EntryWith(const std::string& name, const ByteArray& state) {
-        auto entry = m_Host.Messaging.CreateSharedEntry();
-        entry->Create(name);
-        entry->Data().ArgumentList.push_back(state);
-        return entry;
     }
 
     void Fill(cOrvixTaskNB1& task) {
@@ -150,6 +143,20 @@ TEST_F(TaskTest, ForgettingAnExchangeKeepsWhatIsToBeDone) {
     EXPECT_FALSE(m_Task.IsLinked() || m_Task.Executed());
 }
 
+TEST_F(TaskTest, ADeviceGivesItsValuesAndIsReleased) {
+    const auto device = std::make_shared<tests::FakeDevice>();
+    for (const bool destroyed : {false, true}) {
+        Fill(m_Task);
+        m_Task.Device(device);
+        EXPECT_EQ(m_Task.DeviceAddress() + "/" + NumberText(m_Task.DeviceModel()), "5/106");
+        EXPECT_EQ(m_Task.Device(), device);
+        if (destroyed) m_Task.Destroy();
+        if (!destroyed) m_Task.Clear();
+        EXPECT_EQ(device.use_count(), 1);
+        EXPECT_TRUE(m_Task.Params().empty() && m_Task.RtnArgs().empty());
+    }
+}
+
 TEST_F(TaskTest, AStateMayStandInTheTasksOwnLists) {
     cOrvixTaskNB1 source(m_Host.Services);
     Fill(source);
@@ -264,7 +271,7 @@ TEST_F(TaskTest, ReadMemoryKeepsIdentityAndEntry) {
     cOrvixTaskNB1 source(m_Host.Services);
     Fill(source);
     source.MemoryMapKey("");
-    const auto entry = EntryWith("entry", source.GetSuperState());
+    const auto entry = tests::EntryWith(m_Host.Messaging, source.GetSuperState(), "entry");
     for (const char* given : {"", "given"}) {
         m_Task.Clear();
         m_Task.ID(given);
@@ -280,7 +287,7 @@ TEST_F(TaskTest, ReadMemoryKeepsIdentityAndEntry) {
 }
 
 TEST_F(TaskTest, CompletionPublishesAndStopsTheTimer) {
-    const auto entry = EntryWith("entry", {});
+    const auto entry = tests::EntryWith(m_Host.Messaging, {}, "entry");
     m_Task.MemoryMapKey("entry");
     m_Task.CmdSended(true);
     m_Task.e(errors::Refused);
@@ -292,7 +299,7 @@ TEST_F(TaskTest, CompletionPublishesAndStopsTheTimer) {
     EXPECT_TRUE(entry->WaitForCompletion(0));
     EXPECT_FALSE(entry->Succeeded());
 
-    const auto linkedEntry = EntryWith("linked", {});
+    const auto linkedEntry = tests::EntryWith(m_Host.Messaging, {}, "linked");
     cOrvixTaskNB1 linked(m_Host.Services);
     linked.MemoryMapKey("linked");
     m_Task.e(0);
