@@ -19,8 +19,8 @@ namespace {
 
 constexpr std::size_t kChunk = std::size_t{64} * 1024;
 
-HistoryReader OpenReader(const std::string& data) {
-    return {FindFolders(data).Data + kHistoryFile, UnixMilliseconds()};
+HistoryReader OpenReader(const std::string& data, const HistoryQuery& query) {
+    return {HistoryToRead(FindFolders(data).Data, query.Port), UnixMilliseconds()};
 }
 
 /// Does something that may take long beside the main loop, so that a signal can stop it. Raises what it raises.
@@ -129,7 +129,7 @@ ByteArray DocumentOf(HistoryReader& reader, const HistoryQuery& query, const std
 
 int Execute(const HistoryOptions& options, MainLoop& loop) {
     RunBeside(loop, [&](const std::atomic<bool>& stop) {
-        auto reader = OpenReader(options.Data);
+        auto reader = OpenReader(options.Data, options.Query);
         if (options.Summary) {
             std::cout << Summary(reader, options);
             return;
@@ -152,7 +152,7 @@ int Execute(const HistoryOptions& options, MainLoop& loop) {
 
 int Execute(const AlarmsOptions& options, MainLoop& loop) {
     RunBeside(loop, [&](const std::atomic<bool>& stop) {
-        auto reader = OpenReader(options.Data);
+        auto reader = OpenReader(options.Data, options.Query);
         bool isEmpty = true;
         reader.ReadAlarms(options.Query, [&](const AlarmRow& alarm) {
             isEmpty = false;
@@ -166,7 +166,7 @@ int Execute(const AlarmsOptions& options, MainLoop& loop) {
 int Execute(const HistoryExportOptions& options, MainLoop& loop) {
     bool isDone = false;
     RunBeside(loop, [&](const std::atomic<bool>& stop) {
-        auto reader = OpenReader(options.Data);
+        auto reader = OpenReader(options.Data, options.Query);
         platform::DocumentFile file(options.File);
         if (options.Pdf) {
             file.Write(DocumentOf(reader, options.Query, stop));

@@ -35,21 +35,21 @@ std::string TableLine(const HistoryRow& row) {
 }
 
 std::string EndText(const AlarmRow& alarm) {
-    switch (alarm.Ended) {
-        case AlarmRow::End::None:
-            return "still on";
-        case AlarmRow::End::Ended:
-            return "until " + DayAndClock(alarm.Until);
-        default:
-            return "until the station stopped";
-    }
+    if (alarm.StationStopped) return "until the station stopped";
+    return alarm.State.Ended ? "until " + DayAndClock(*alarm.State.Ended) : "still on";
+}
+
+std::string KnownText(const Acknowledgement& known) {
+    return "; acknowledged " + DayAndClock(known.UnixMilliseconds) + (known.By.empty() ? "" : " by " + known.By) +
+           (known.Comment.empty() ? "" : ": " + known.Comment);
 }
 
 std::string TableLine(const AlarmRow& alarm) {
-    const auto& record = alarm.Alarm;
-    return DayAndClock(record.From) + "  " + Padded(EndText(alarm), 25) + "  " + Padded(Printable(record.Port), 14) +
-           "  " + Padded(std::to_string(record.Address), 3) + "  " + Padded(Printable(alarm.Name), 26) + "  " +
-           Padded(record.Kind, 7) + "  " + record.Text + "\n";
+    const auto& state = alarm.State;
+    return DayAndClock(state.Started) + "  " + Padded(EndText(alarm), 25) + "  " + Padded(Printable(state.Port), 14) +
+           "  " + Padded(AddressText(state.Address), 3) + "  " + Padded(Printable(state.Name), 26) + "  " +
+           Padded(state.Kind, 8) + "  " + state.Text +
+           (state.Acknowledged ? Printable(KnownText(*state.Acknowledged)) : "") + "\n";
 }
 
 std::string JsonLine(const HistoryRow& row) {
@@ -65,33 +65,6 @@ std::string JsonLine(const HistoryRow& row) {
         if (row.Reason.Code != 0) object["code"] = CodeText(row.Reason.Code);
     }
     return Dump(object) + "\n";
-}
-
-const char* StateOf(const AlarmRow& alarm) {
-    switch (alarm.Ended) {
-        case AlarmRow::End::None:
-            return "on";
-        case AlarmRow::End::Ended:
-            return "ended";
-        default:
-            return "station stopped";
-    }
-}
-
-std::string JsonLine(const AlarmRow& alarm) {
-    const auto& record = alarm.Alarm;
-    const bool isOn = alarm.Ended == AlarmRow::End::None;
-    return Dump({{"time", IsoText(record.From)},
-                 {"event", "alarm"},
-                 {"state", StateOf(alarm)},
-                 {"until", isOn ? Json() : Json(IsoText(alarm.Until))},
-                 {"port", record.Port},
-                 {"address", record.Address},
-                 {"name", alarm.Name},
-                 {"alarm", record.Kind},
-                 {"value", record.Value},
-                 {"text", record.Text}}) +
-           "\n";
 }
 
 }  // namespace
@@ -130,7 +103,7 @@ void HistoryLines::AppendCsv(std::string& text, const HistoryRow& row) {
 }
 
 std::string LineOf(const AlarmRow& alarm, bool asJson) {
-    return asJson ? JsonLine(alarm) : TableLine(alarm);
+    return asJson ? Dump(ToJson(alarm)) + "\n" : TableLine(alarm);
 }
 
 }  // namespace orvix::station

@@ -31,7 +31,7 @@ ReplaySession::ReplaySession(const ReplayOptions& options, MainLoop& loop)
                                               [this](const std::string& text) { m_Lines.Lines().Note(text); })),
       m_Session(NewUuid()),
       m_Events(loop.Apartment(), m_Session),
-      m_Run(m_Source),
+      m_Run(m_Source, m_Session),
       m_Door(loop.Apartment(), View()) {
     OpenSocket(m_Door, FindFolders(options.Data).Data, ReplaySocket(), m_Lines.Lines());
     for (Listener* listener : std::initializer_list<Listener*>{&m_Listener, &m_Health, &m_Events, this})

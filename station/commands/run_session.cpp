@@ -7,6 +7,7 @@
 #include "station/model/clock.h"
 #include "station/setup/configuration.h"
 #include "station/sink/alarm_program/program_check.h"
+#include "station/store/alarm_query.h"
 #include "station/store/device_registry.h"
 #include "station/store/history_identities.h"
 #include "station/store/history_schema.h"
@@ -34,20 +35,24 @@ RunSession::RunSession(const RunOptions& options, MainLoop& loop)
       m_Lines(loop, options.Bus.Json, m_Setup.Buses.size() > 1),
       m_Screen(WantsScreen(options) ? std::make_optional<ScreenSession>(loop, m_Lines) : std::nullopt),
       m_Output(ChosenOutput(m_Lines, m_Screen)),
-      m_Sinks(options, m_Setup, m_Station->Folders, m_Output, loop.Apartment(),
-              [this] { return m_Sources.Run.Moves(); }),
+      m_Sinks(
+          options, m_Setup, m_Station->Folders, m_Output, loop.Apartment(), [this] { return m_Sources.Run.Moves(); },
+          [this](const std::string& port) { return m_Sources.Simulated.contains(port); }),
       m_Sources(*this),
       m_Door(loop.Apartment(), View()) {
     m_Sinks.AddTo(m_Sources.Run);
     // What both know is the same, unless one of them was taken from elsewhere.
-    m_Sources.Run.Know(IdentitiesInHistory(m_Station->Folders.Data + kHistoryFile));
+    for (const char* name : {kSimulatedHistoryFile, kHistoryFile}) {
+        m_Sources.Run.Know(IdentitiesInHistory(m_Station->Folders.Data + name));
+        m_Sources.Run.Know(AlarmsLeftOn(m_Station->Folders.Data + name));
+    }
     m_Sources.Run.Know(DeviceRegistry(m_Station->Folders.Database).Identities());
     OpenDoor();
 }
 
 RunSession::Sources::Sources(RunSession& session)
     : Ports(*session.m_Station, session.m_Loop.Apartment()),
-      Run(Ports,
+      Run(Ports, session.m_Sinks.Session,
           [&output = session.m_Output](const std::string& port, const Error& error) {
               output.Note("configuration read again: " + port + ": cannot be started: " + error.Description);
           }),

@@ -19,15 +19,19 @@ std::function<void(const std::string&)> NotesTo(Output& output) {
 }  // namespace
 
 RunSinks::RunSinks(const RunOptions& options, const StationSetup& setup, const StationFolders& folders, Output& output,
-                   platform::RealApartment& home, std::function<bool()> moves)
+                   platform::RealApartment& home, std::function<bool()> moves,
+                   std::function<bool(const std::string& port)> isSimulated)
     : Shown(output, home, {.Readings = !options.Quiet, .Messages = options.Bus.Verbose}),
       Service(home, std::move(moves)),
       AlarmProgram(setup.OnAlarm, kAlarmCommandLimit, home, NotesTo(output)),
-      Identities(folders.Database, DeviceRegistry(folders.Database).Identities(), home, NotesTo(output)),
       Session(NewUuid()),
+      Identities(folders.Database, DeviceRegistry(folders.Database).Identities(), home, NotesTo(output)),
       Events(home, Session) {
     if (setup.History.On) {
-        History = std::make_unique<HistoryRecorder>(folders.Data + kHistoryFile, setup.History, home, NotesTo(output));
+        const auto fileOf = [data = folders.Data, isSimulated = std::move(isSimulated)](const std::string& port) {
+            return data + (isSimulated(port) ? kSimulatedHistoryFile : kHistoryFile);
+        };
+        History = std::make_unique<Histories>(fileOf, setup.History, Session, home, NotesTo(output));
     }
     if (!options.Record.empty()) {
         Recording = std::make_unique<Recorder>(options.Record, home, setup.Buses.size() > 1, NotesTo(output));

@@ -12,7 +12,7 @@
 #include "station/run/station_run.h"
 #include "station/setup/command_line.h"
 #include "station/sink/alarm_program/alarm_command.h"
-#include "station/sink/history/history_recorder.h"
+#include "station/sink/history/histories.h"
 #include "station/sink/identities/identity_keeper.h"
 #include "station/sink/lines/output_listener.h"
 #include "station/sink/recording/recorder.h"
@@ -22,9 +22,11 @@ namespace orvix::station {
 
 /// Everybody who listens to a running station.
 struct RunSinks {
-    /// Live in `home`. `moves`: whether the station does. Raises what keeps one of them from working.
+    /// Live in `home`. `moves`: whether the station does; `isSimulated`: whether a port is. Raises what keeps one of
+    /// them from working.
     RunSinks(const RunOptions& options, const StationSetup& setup, const StationFolders& folders, Output& output,
-             platform::RealApartment& home, std::function<bool()> moves);
+             platform::RealApartment& home, std::function<bool()> moves,
+             std::function<bool(const std::string& port)> isSimulated);
 
     /// They are told in the order in which they stand here.
     void AddTo(StationRun& run);
@@ -33,11 +35,11 @@ struct RunSinks {
     ServiceNotifier Service;
     HealthBook Health;
     AlarmCommand AlarmProgram;
-    IdentityKeeper Identities;
     const std::string Session;  ///< a UUID, of this run
+    IdentityKeeper Identities;
     EventHub Events;
-    std::unique_ptr<HistoryRecorder> History;  ///< null: none is wanted
-    std::unique_ptr<Recorder> Recording;       ///< the same
+    std::unique_ptr<Histories> History;   ///< null: none is wanted
+    std::unique_ptr<Recorder> Recording;  ///< the same
 };
 
 }  // namespace orvix::station

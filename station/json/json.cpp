@@ -80,18 +80,32 @@ Json ToJson(const Reading& reading) {
     return object;
 }
 
+Json ToJson(const AlarmState& alarm) {
+    Json known;
+    if (const auto& acknowledged = alarm.Acknowledged) {
+        known = {{"time", IsoText(acknowledged->UnixMilliseconds)},
+                 {"by", acknowledged->By},
+                 {"comment", acknowledged->Comment}};
+    }
+    return {{"id", alarm.Alarm},
+            {"state", alarm.Ended ? "over" : "on"},
+            {"port", alarm.Port},
+            {"address", alarm.Address == 0 ? Json() : Json(alarm.Address)},
+            {"device", IdentifierJson(alarm.Identifier)},
+            {"name", alarm.Name},
+            {"alarm", alarm.Kind},
+            {"value", alarm.Value},
+            {"limit", alarm.Limit ? Json(*alarm.Limit) : Json()},
+            {"text", alarm.Text},
+            {"started", IsoText(alarm.Started)},
+            {"ended", alarm.Ended ? Json(IsoText(*alarm.Ended)) : Json()},
+            {"acknowledged", known}};
+}
+
 Json ToJson(const AlarmEvent& event) {
-    return {{"time", IsoText(event.UnixMilliseconds)},
-            {"event", "alarm"},
-            {"state", event.Starts ? "start" : "end"},
-            {"id", IdentifierJson(event.Identifier)},
-            {"port", event.Port},
-            {"address", event.Address},
-            {"name", event.Name},
-            {"alarm", event.KindText()},
-            {"value", event.Value},
-            {"limit", event.Limit},
-            {"text", event.Text()}};
+    Json object{{"time", IsoText(event.UnixMilliseconds)}, {"event", "alarm"}, {"change", NameOf(event.What)}};
+    object.update(ToJson(event.State()));
+    return object;
 }
 
 }  // namespace orvix::station

@@ -24,6 +24,8 @@ Json ToJson(const ReadingValue& value);
 Json ToJson(const Failure& failure);
 /// The event "reading".
 Json ToJson(const Reading& reading);
+/// Its id, state, place, device, times and acknowledgement.
+Json ToJson(const AlarmState& alarm);
 /// The event "alarm".
 Json ToJson(const AlarmEvent& event);
 

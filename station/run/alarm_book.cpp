@@ -139,7 +139,7 @@ AlarmEvent AlarmBook::EventOf(const Watched& watched, const Comparison& comparis
             .Name = watched.Name,
             .Kind = comparison.Kind,
             .Input = comparison.Input,
-            .Starts = comparison.IsOutside,
+            .What = comparison.IsOutside ? AlarmChange::Started : AlarmChange::Ended,
             .Value = comparison.Value,
             .Limit = comparison.Limit};
 }
@@ -149,8 +149,25 @@ void AlarmBook::Change(Watched& watched, const Comparison& comparison, std::int6
     auto& alarm = watched.Alarms[{comparison.Kind, comparison.Input}];
     alarm.OppositeReadings = 0;
     alarm.Active = comparison.IsOutside;
-    events.push_back(EventOf(watched, comparison, unixMilliseconds));
-    if (alarm.Active) alarm.Start = events.back();
+    alarm.IsLeft = false;
+    auto event = EventOf(watched, comparison, unixMilliseconds);
+    if (alarm.Active) {
+        event.Started = unixMilliseconds;
+        alarm.Start = event;
+    } else {
+        event.Alarm = alarm.Start.Alarm;
+        event.Identifier = alarm.Start.Identifier;
+        event.Started = alarm.Start.Started;
+        event.Acknowledged = alarm.Start.Acknowledged;
+    }
+    events.push_back(event);
+}
+
+void AlarmBook::GoOn(Alarm& alarm, std::int64_t unixMilliseconds, std::vector<AlarmEvent>& events) {
+    if (!std::exchange(alarm.IsLeft, false)) return;
+    events.push_back(alarm.Start);
+    events.back().What = AlarmChange::Continued;
+    events.back().UnixMilliseconds = unixMilliseconds;
 }
 
 void AlarmBook::JudgeValue(Watched& watched, const Reading& reading, Duration now, std::vector<AlarmEvent>& events) {
@@ -159,11 +176,12 @@ void AlarmBook::JudgeValue(Watched& watched, const Reading& reading, Duration no
         auto& alarm = watched.Alarms[{comparison.Kind, comparison.Input}];
         if (comparison.IsOutside == alarm.Active) {
             alarm.OppositeReadings = 0;
+            GoOn(alarm, reading.UnixMilliseconds, events);
             continue;
         }
         if (alarm.OppositeReadings++ == 0) alarm.Since = now;
         const bool isLongEnough = now - alarm.Since >= limits.HoldOffTime;
-        if (alarm.OppositeReadings < limits.HoldOff || !isLongEnough) continue;
+        if (!alarm.IsLeft && (alarm.OppositeReadings < limits.HoldOff || !isLongEnough)) continue;
         Change(watched, comparison, reading.UnixMilliseconds, events);
     }
 }
@@ -174,7 +192,10 @@ void AlarmBook::JudgeTimes(Watched& watched, std::int64_t unixMilliseconds, Dura
         watched, unixMilliseconds, [](const Watched& of, const Key& key) { return !IsWatched(of, key); }, events);
     for (auto comparison : CompareTimes(watched, now)) {
         auto& alarm = watched.Alarms[{comparison.Kind, 0}];
-        if (comparison.IsOutside == alarm.Active) continue;
+        if (comparison.IsOutside == alarm.Active) {
+            GoOn(alarm, unixMilliseconds, events);
+            continue;
+        }
         // It is told how long all of it has lasted.
         if (alarm.Active) comparison.Value = SecondsOf(now - alarm.Since);
         if (!alarm.Active) alarm.Since = now - DurationOf(comparison.Value);
@@ -190,7 +211,7 @@ void AlarmBook::Withdraw(Watched& watched, std::int64_t unixMilliseconds, bool (
         if (alarm.Active) {
             auto event = alarm.Start;
             event.UnixMilliseconds = unixMilliseconds;
-            event.Starts = false;
+            event.What = AlarmChange::Ended;
             event.Withdrawn = true;
             events.push_back(event);
         }
@@ -205,6 +226,80 @@ std::vector<AlarmEvent> AlarmBook::Forget(const DeviceId& device, std::int64_t u
         Withdraw(
             watched.mapped(), unixMilliseconds, [](const Watched&, const Key&) { return true; }, events);
     return events;
+}
+
+void AlarmBook::Identify(const DeviceId& place, const std::string& identifier, std::int64_t unixMilliseconds,
+                         Duration now) {
+    const auto found = m_Watched.find(place);
+    if (found == m_Watched.end()) return;
+    std::erase_if(m_Left, [&](AlarmState& left) {
+        const bool isPort = left.Identifier.empty() && place.Address == 0 && left.Port == place.Port;
+        const bool isDevice = !identifier.empty() && left.Identifier == identifier;
+        if (isPort || isDevice) Resume(found->second, left, unixMilliseconds, now);
+        return isPort || isDevice;
+    });
+}
+
+/// What has lasted for a time goes on doing so.
+void AlarmBook::Resume(Watched& watched, const AlarmState& left, std::int64_t unixMilliseconds, Duration now) {
+    const auto kind = AlarmKindOf(left.Kind);
+    if (!kind || watched.Alarms[*kind].Active) return;
+    auto& alarm = watched.Alarms[*kind];
+    alarm.Active = alarm.IsLeft = true;
+    alarm.Start = {.UnixMilliseconds = left.Started,
+                   .Port = watched.Port,
+                   .Address = watched.Address,
+                   .Name = watched.Name,
+                   .Identifier = left.Identifier,
+                   .Kind = kind->first,
+                   .Input = kind->second,
+                   .Value = left.Value,
+                   .Limit = LimitOf(watched, *kind),
+                   .Alarm = left.Alarm,
+                   .Started = left.Started,
+                   .Acknowledged = left.Acknowledged};
+    if (!alarm.Start.IsOfTime()) return;
+    alarm.Since = now - DurationOf(left.Value) - std::chrono::milliseconds(unixMilliseconds - left.Started);
+    if (kind->first == AlarmKind::Silent) watched.GoodAt = alarm.Since;
+    if (kind->first == AlarmKind::Doubtful) watched.DoubtSince = alarm.Since;
+    if (kind->first == AlarmKind::Port) watched.FailedSince = alarm.Since;
+}
+
+double AlarmBook::LimitOf(const Watched& watched, const Key& key) {
+    const auto& limits = watched.Limits;
+    switch (std::get<AlarmKind>(key)) {
+        case AlarmKind::Low:
+            return limits.Low.value_or(0);
+        case AlarmKind::High:
+            return limits.High.value_or(0);
+        case AlarmKind::Input:
+            return ((limits.InputsOn >> std::get<int>(key)) & 1U) != 0 ? 1 : 0;
+        case AlarmKind::Silent:
+            return SecondsOf(limits.Silent);
+        case AlarmKind::Doubtful:
+            return SecondsOf(limits.Doubtful);
+        default:
+            return SecondsOf(watched.PortGone);
+    }
+}
+
+void AlarmBook::Name(const AlarmEvent& started) {
+    const auto found = m_Watched.find(started.Id());
+    if (found != m_Watched.end()) found->second.Alarms[{started.Kind, started.Input}].Start = started;
+}
+
+std::optional<AlarmEvent> AlarmBook::Acknowledge(const std::string& id, const Acknowledgement& acknowledgement) {
+    for (auto& [device, watched] : m_Watched) {
+        for (auto& [key, alarm] : watched.Alarms) {
+            if (!alarm.Active || alarm.Start.Alarm != id) continue;
+            alarm.Start.Acknowledged = acknowledgement;
+            auto event = alarm.Start;
+            event.What = AlarmChange::Acknowledged;
+            event.UnixMilliseconds = acknowledgement.UnixMilliseconds;
+            return event;
+        }
+    }
+    return std::nullopt;
 }
 
 std::vector<AlarmEvent> AlarmBook::Active() const {

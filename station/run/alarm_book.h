@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "host/apartment.h"
@@ -26,6 +27,15 @@ public:
     void Watch(const std::string& port, const DeviceSetup& device, Duration now);
     /// Does the same with a port that may be gone for so long; 0: for ever.
     void WatchPort(const std::string& port, std::chrono::milliseconds gone);
+    /// Alarms that were on when an earlier session ended. They are on until the first readings say otherwise, once it
+    /// is known where their devices are.
+    void Know(const std::vector<AlarmState>& left) { m_Left.insert(m_Left.end(), left.begin(), left.end()); }
+    /// It is known which device is at a place; of a port, with the address 0, it has none.
+    void Identify(const DeviceId& place, const std::string& identifier, std::int64_t unixMilliseconds, Duration now);
+    /// An alarm that has started is called this from now on.
+    void Name(const AlarmEvent& started);
+    /// Somebody knows of an alarm. Returns what is to be told; nothing when there is no such alarm that is on.
+    std::optional<AlarmEvent> Acknowledge(const std::string& alarm, const Acknowledgement& acknowledgement);
     /// Takes a reading in. Returns the alarms that it starts or ends.
     std::vector<AlarmEvent> Take(const Reading& reading, Duration now);
     /// Whether a port works. Returns the alarm that this ends.
@@ -43,6 +53,7 @@ private:
         int OppositeReadings = 0;  ///< in a row, out of bounds before the alarm is active and within afterwards
         Duration Since{0};         ///< when the first of them came; of a time that is too long, when it began
         bool Active = false;
+        bool IsLeft = false;  ///< by an earlier session, and not judged yet
         AlarmEvent Start;
     };
     struct Watched {
@@ -75,11 +86,16 @@ private:
     static void JudgeValue(Watched& watched, const Reading& reading, Duration now, std::vector<AlarmEvent>& events);
     static void Change(Watched& watched, const Comparison& comparison, std::int64_t unixMilliseconds,
                        std::vector<AlarmEvent>& events);
+    /// An alarm that an earlier session has left still holds.
+    static void GoOn(Alarm& alarm, std::int64_t unixMilliseconds, std::vector<AlarmEvent>& events);
+    static double LimitOf(const Watched& watched, const Key& key);
+    static void Resume(Watched& watched, const AlarmState& left, std::int64_t unixMilliseconds, Duration now);
     /// Ends alarms; those that `isOver` names.
     static void Withdraw(Watched& watched, std::int64_t unixMilliseconds, bool (*isOver)(const Watched&, const Key&),
                          std::vector<AlarmEvent>& events);
 
     std::map<DeviceId, Watched> m_Watched;
+    std::vector<AlarmState> m_Left;
 };
 
 }  // namespace orvix::station

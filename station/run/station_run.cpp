@@ -25,8 +25,11 @@ void KeepNames(const std::vector<DeviceSetup>& before, std::vector<DeviceSetup>&
 
 }  // namespace
 
-StationRun::StationRun(Source& source, Failed failed)
-    : m_Source(source), m_Failed(std::move(failed)), m_Passing(source.Home().CreateTimer([this] { Pass(); })) {
+StationRun::StationRun(Source& source, std::string session, Failed failed)
+    : m_Source(source),
+      m_Session(std::move(session)),
+      m_Failed(std::move(failed)),
+      m_Passing(source.Home().CreateTimer([this] { Pass(); })) {
     m_Passing->Rearm(kPassingMs, true);
 }
 
@@ -183,6 +186,7 @@ void StationRun::TakeDevices(const BusSetup& setup) {
     m_Alarms.WatchPort(setup.PortLabel, setup.PortGone);
     Tell(&Listener::OnSetup, setup);
     Announce(setup);
+    m_Alarms.Identify(IdOf(setup.PortLabel, 0), {}, UnixNow(), m_Source.Elapsed());
 }
 
 void StationRun::Announce(const BusSetup& setup) {
@@ -190,7 +194,7 @@ void StationRun::Announce(const BusSetup& setup) {
         auto known = m_Identities.Expect(IdOf(setup.PortLabel, device.Address), device.Model);
         if (!known) continue;
         known->Name = device.Name;
-        Tell(&Listener::OnIdentity, *known);
+        Tell(*known);
     }
 }
 
@@ -206,13 +210,18 @@ const DeviceSetup* StationRun::WantedAt(const std::string& port, int address) {
     return IsRunning(port) ? DeviceAt(address, BusOn(port)->Setup.Devices) : nullptr;
 }
 
+void StationRun::Tell(const DeviceIdentity& identity) {
+    Tell(&Listener::OnIdentity, identity);
+    m_Alarms.Identify(identity.Id(), identity.Identifier, UnixNow(), m_Source.Elapsed());
+}
+
 void StationRun::OnIdentity(const DeviceIdentity& found) {
     const auto* device = WantedAt(found.Port, found.Address);
     if (device == nullptr) return;
     auto identity = found;
     identity.Name = device->Name;
     identity.Model = device->Model;
-    Tell(&Listener::OnIdentity, m_Identities.Take(std::move(identity)));
+    Tell(m_Identities.Take(std::move(identity)));
     const auto held = m_Held.extract(found.Id());
     for (const auto& reading : held ? held.mapped().Readings : std::vector<Reading>())
         Take(reading);
@@ -269,11 +278,22 @@ void StationRun::OnLine(const LineEvent& event) {
 
 void StationRun::TellAlarms(std::vector<AlarmEvent> events) {
     for (auto& event : events) {
-        if (event.Address != 0) Settle(event.Id());
-        event.Identifier = m_Identities.IdentifierOf(event.Id());
         event.Seq = ++m_Seq;
+        if (event.What == AlarmChange::Started) {
+            if (event.Address != 0) Settle(event.Id());
+            event.Identifier = m_Identities.IdentifierOf(event.Id());
+            event.Alarm = AlarmName(m_Session, event.Seq);
+            m_Alarms.Name(event);
+        }
         Tell(&Listener::OnAlarm, event);
     }
+}
+
+std::optional<AlarmEvent> StationRun::Acknowledge(const std::string& alarm, const std::string& by,
+                                                  const std::string& comment) {
+    const auto event = m_Alarms.Acknowledge(alarm, {UnixNow(), by, comment});
+    if (event) TellAlarms({*event});
+    return event;
 }
 
 std::vector<Reading> StationRun::Values() const {

@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "station/model/clock.h"
@@ -27,8 +28,8 @@ public:
     /// Called with a bus that could not be started when its port had become free, and why.
     using Failed = std::function<void(const std::string& port, const Error&)>;
 
-    /// `source` outlives this; nothing is delivered in its home any more when this goes.
-    explicit StationRun(Source& source, Failed failed = nullptr);
+    /// `source` outlives this; nothing is delivered in its home any more when this goes. `session` is the run's UUID.
+    explicit StationRun(Source& source, std::string session, Failed failed = nullptr);
     /// Takes all buses down, at the same time, and waits for them.
     ~StationRun() override;
     StationRun(const StationRun&) = delete;
@@ -36,6 +37,8 @@ public:
 
     /// Devices that earlier runs have known, those that were last at a place last; to be told before buses start.
     void Know(const std::vector<DeviceIdentity>& earlier) { m_Identities.Know(earlier); }
+    /// The same of alarms that were on when an earlier session ended.
+    void Know(const std::vector<AlarmState>& left) { m_Alarms.Know(left); }
     /// Listeners are told in the order in which they were added; they outlive this.
     void Add(Listener& listener) { m_Listeners.push_back(&listener); }
     /// Brings a bus online and has its devices read once a period. Raises what keeps it from starting.
@@ -66,6 +69,9 @@ public:
     /// What a device is called wherever it is.
     std::string IdentifierOf(const DeviceId& device) const { return m_Identities.IdentifierOf(device); }
     const AlarmBook& Alarms() const { return m_Alarms; }
+    /// Somebody knows of an alarm. Returns the alarm; nothing when there is none with this id that is on.
+    std::optional<AlarmEvent> Acknowledge(const std::string& alarm, const std::string& by, const std::string& comment);
+    const std::string& Session() const { return m_Session; }
 
 private:
     struct RunningBus {
@@ -98,6 +104,7 @@ private:
     void Forget(const DeviceId& device);
     void TellAlarms(std::vector<AlarmEvent> events);
     void Pass();
+    void Tell(const DeviceIdentity& identity);
     /// Tells which devices are at the places of a bus, as far as that is known.
     void Announce(const BusSetup& setup);
     /// It is not going to be known better which device is at a place.
@@ -129,6 +136,7 @@ private:
     std::int64_t UnixNow() const { return UnixMillisecondsOf(m_Source.Home().DateNow()); }
 
     Source& m_Source;
+    const std::string m_Session;
     const Failed m_Failed;
     std::vector<Listener*> m_Listeners;
     LatestValues m_Values;

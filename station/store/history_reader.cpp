@@ -1,6 +1,7 @@
 #include "station/store/history_reader.h"
 
 #include <algorithm>
+#include <set>
 
 #include "host/error.h"
 #include "host/text.h"
@@ -11,7 +12,7 @@ namespace {
 
 using platform::SqliteStatement;
 
-constexpr std::size_t kPageRows = 512;
+constexpr std::int64_t kPageRows = 512;
 
 bool IsOf(const StoredDevice& device, const HistoryQuery& query) {
     const auto& key = device.Key;
@@ -186,70 +187,20 @@ HistorySummary HistoryReader::Summarize(const StoredDevice& device, const Period
     return summary;
 }
 
-/// In the order of the question for alarms.
-namespace alarm_column {
-enum Column { kFrom, kId, kDevice, kPort, kKind, kText, kValue, kTo, kHolder };
-}  // namespace alarm_column
-
-// Of the alarm of a port.
-constexpr std::int64_t kNoDevice = 0;
-
-AlarmRow HistoryReader::AlarmOf(SqliteStatement& row) const {
-    using namespace alarm_column;
-    AlarmRow alarm;
-    alarm.Alarm = {.From = row.LongNumber(kFrom),
-                   .Port = row.Text(kPort),
-                   .Address = 0,
-                   .Identifier = {},
-                   .Kind = row.Text(kKind),
-                   .Text = row.Text(kText),
-                   .Value = row.Real(kValue),
-                   .To = {}};
-    const auto holder = m_Sessions.find(row.LongNumber(kHolder));
-    const auto end = holder == m_Sessions.end() ? 0 : holder->second.End;
-    if (!row.IsNull(kTo)) {
-        alarm.Ended = AlarmRow::End::Ended;
-        alarm.Alarm.To = alarm.Until = row.LongNumber(kTo);
-    } else if (end < m_Now) {
-        alarm.Ended = AlarmRow::End::StationStopped;
-        alarm.Until = end;
-    }
-    return alarm;
-}
-
 void HistoryReader::ReadAlarms(const HistoryQuery& query, const std::function<bool(const AlarmRow&)>& take) {
-    const auto devices = Find(query);
-    std::map<std::int64_t, const SeriesKey*> keys;
-    for (const auto& device : devices)
-        keys[device.Number] = &device.Key;
-    SqliteStatement select(m_Connection,
-                           "SELECT from_ms, alarms.id, device, port, kind, text, value, to_ms, holder FROM alarms "
-                           "LEFT JOIN sessions ON sessions.id = holder WHERE (from_ms, alarms.id) > (?1, ?2) "
-                           "AND from_ms < ?3 AND coalesce(to_ms, alive_ms, 0) >= ?4 ORDER BY from_ms, alarms.id "
-                           "LIMIT ?5");
-    select.Bind(1, std::int64_t{0}).Bind(2, std::int64_t{0}).Bind(3, query.Time.Until).Bind(4, query.Time.Since);
-    select.Bind(5, std::int64_t{kPageRows});
-    std::vector<std::pair<AlarmRow, std::int64_t>> page;
-    do {
-        page.clear();
-        std::int64_t id = 0;
-        while (select.Step()) {
-            page.emplace_back(AlarmOf(select), select.LongNumber(alarm_column::kDevice));
-            id = select.LongNumber(alarm_column::kId);
-        }
-        select.Reset();
-        if (!page.empty()) select.Bind(1, page.back().first.Alarm.From).Bind(2, id);
-        for (auto& [alarm, device] : page) {
-            const auto key = keys.find(device);
-            const bool isOfDevice = key != keys.end();
-            const bool isOfPort =
-                device == kNoDevice && query.Device.empty() && (query.Port.empty() || query.Port == alarm.Alarm.Port);
-            if (!isOfDevice && !isOfPort) continue;
-            alarm.Name = isOfDevice ? key->second->Name : alarm.Alarm.Port;
-            if (isOfDevice) alarm.Alarm.Address = key->second->Address;
+    std::set<std::string> devices;
+    for (const auto& device : Find(query))
+        devices.insert(device.Id);
+    AlarmQuestion question{.Port = query.Port, .Time = query.Time, .NewestFirst = false, .Limit = kPageRows};
+    for (AlarmPage page;; question.Offset += question.Limit) {
+        page = Alarms(question);
+        for (const auto& alarm : page.Alarms) {
+            const bool isOfPort = alarm.State.Identifier.empty() && query.Device.empty();
+            if (!isOfPort && !devices.contains(alarm.State.Identifier)) continue;
             if (!take(alarm)) return;
         }
-    } while (page.size() == kPageRows);
+        if (question.Offset + question.Limit >= page.Total) return;
+    }
 }
 
 }  // namespace orvix::station

@@ -9,25 +9,12 @@
 
 #include "platform/sqlite_connection.h"
 #include "station/model/history_query.h"
+#include "station/store/alarm_query.h"
 #include "station/store/figures_query.h"
 #include "station/store/row_merge.h"
 #include "station/store/stored_device.h"
 
 namespace orvix::station {
-
-/// An alarm, from its start.
-struct AlarmRow {
-    enum class End {
-        None,            ///< it is on
-        Ended,           ///< it went away
-        StationStopped,  ///< it was on when its station stopped
-    };
-
-    AlarmRecord Alarm;
-    std::string Name;  ///< of the device, the latest that it had
-    End Ended = End::None;
-    std::int64_t Until = 0;  ///< of one that is not on: its end, or that of its station
-};
 
 /// What there is of one device in a period.
 struct HistorySummary {
@@ -57,6 +44,7 @@ public:
     /// Calls `take` with each alarm of the devices that are asked for, and of their ports unless a device is named, in
     /// order of their starts, until it returns false: those that were on at any time of the period.
     void ReadAlarms(const HistoryQuery& query, const std::function<bool(const AlarmRow&)>& take);
+    AlarmPage Alarms(const AlarmQuestion& question) { return FindAlarms(m_Connection, question, m_Now); }
 
 private:
     struct Session {
@@ -70,7 +58,6 @@ private:
     std::vector<HistoryRow> TimesNotRead(const StoredDevice& device, const Period& period) const;
     bool AnySessionWithin(std::int64_t from, std::int64_t to) const;
     StoredSeries SeriesOf(platform::SqliteStatement& row);
-    AlarmRow AlarmOf(platform::SqliteStatement& row) const;
 
     platform::SqliteConnection m_Connection;
     std::int64_t m_Now;

@@ -20,7 +20,8 @@ std::string SeriesIn(const char* table) {
 }
 
 constexpr const char* kRemoveOthers[] = {
-    "DELETE FROM alarms WHERE from_ms < ?1 AND to_ms < ?1",
+    "DELETE FROM alarms WHERE from_ms < ?1 AND "
+    "coalesce(to_ms, (SELECT alive_ms FROM sessions WHERE id = holder), 0) < ?1",
     "DELETE FROM events WHERE time_ms < ?1",
     // A series that is not being read any more and has no rows.
     ("DELETE FROM series WHERE id IN (SELECT s.id FROM series AS s LEFT JOIN sessions AS t ON t.id = s.session "

@@ -10,6 +10,13 @@ std::size_t HistoryBatch::Rows() const {
     return rows;
 }
 
+/// What it is about stays as it was told first.
+void HistoryBatch::Add(const AlarmState& alarm) {
+    auto& kept = Alarms.try_emplace(alarm.Alarm, alarm).first->second;
+    kept.Ended = alarm.Ended;
+    kept.Acknowledged = alarm.Acknowledged;
+}
+
 void HistoryBatch::Append(HistoryBatch later) {
     const auto add = [](auto& to, const auto& from) { to.insert(to.end(), from.begin(), from.end()); };
     add(Series, later.Series);
@@ -25,8 +32,8 @@ void HistoryBatch::Append(HistoryBatch later) {
     Names.insert(later.Names.begin(), later.Names.end());
     for (auto& [identifier, serialNumber] : later.SerialNumbers)
         SerialNumbers.insert_or_assign(identifier, std::move(serialNumber));
-    for (auto& [seq, alarm] : later.Alarms)
-        Alarms.insert_or_assign(seq, std::move(alarm));
+    for (const auto& [id, alarm] : later.Alarms)
+        Add(alarm);
 }
 
 }  // namespace orvix::station

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "station/model/alarm.h"
 #include "station/model/reading.h"
 #include "station/store/roll_up.h"
 
@@ -68,17 +69,6 @@ struct CompleteMinutes {
     std::int64_t Until = 0;  ///< no minute before this time follows
 };
 
-struct AlarmRecord {
-    std::int64_t From = 0;
-    std::string Port;
-    int Address = 0;
-    std::string Identifier;  ///< of the device; empty: it is the port's
-    std::string Kind;
-    std::string Text;
-    double Value = 0;
-    std::optional<std::int64_t> To;  ///< nothing while it lasts
-};
-
 /// Something that happened to the history itself.
 struct HistoryEvent {
     std::int64_t Time = 0;
@@ -96,9 +86,10 @@ struct HistoryBatch {
     std::map<std::size_t, std::pair<std::int64_t, SeriesEnd>> Ends;
     std::map<std::size_t, std::string> Names;          ///< of devices that have told theirs
     std::map<std::string, std::string> SerialNumbers;  ///< that devices have told, by their identifiers
-    std::map<std::int64_t, AlarmRecord> Alarms;        ///< by the sequence number of their start
+    std::map<std::string, AlarmState> Alarms;          ///< by their ids
     std::vector<HistoryEvent> Events;
 
+    void Add(const AlarmState& alarm);
     std::size_t Rows() const;
     /// Adds what has come after this.
     void Append(HistoryBatch later);

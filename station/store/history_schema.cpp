@@ -51,7 +51,25 @@ SqliteConnection OpenChecked(const std::string& file, SqliteConnection::Access a
     return connection;
 }
 
+bool HasPort(const std::string& file, const std::string& port) {
+    bool has = false;
+    Attempt([&] {
+        auto history = OpenHistoryReadOnly(file);
+        has = platform::SqliteStatement(history, "SELECT 1 FROM series WHERE port = ?").Bind(1, port).Step();
+    });
+    return has;
+}
+
 }  // namespace
+
+std::string HistoryToRead(const std::string& dataFolder, const std::string& port) {
+    const auto real = dataFolder + kHistoryFile;
+    const auto simulated = dataFolder + kSimulatedHistoryFile;
+    std::error_code ignored;
+    if (!std::filesystem::exists(simulated, ignored)) return real;
+    if (!std::filesystem::exists(real, ignored)) return simulated;
+    return !port.empty() && !HasPort(real, port) && HasPort(simulated, port) ? simulated : real;
+}
 
 SqliteConnection OpenHistory(const std::string& file) {
     platform::OpenRegularFile(file, O_RDWR | O_CREAT, platform::kOwnerOnly);

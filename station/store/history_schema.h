@@ -6,8 +6,9 @@
 
 namespace orvix::station {
 
-/// Name of the file in the data folder.
+/// Names of the files in the data folder: of what was read, and of what was simulated.
 inline constexpr char kHistoryFile[] = "history.db";
+inline constexpr char kSimulatedHistoryFile[] = "history-simulated.db";
 
 /// Layout of the file (docs/history.md); its user_version.
 inline constexpr std::int32_t kHistoryVersion = 2;
@@ -22,6 +23,10 @@ inline constexpr std::int64_t kMissedBeats = 3;
 /// of layout 1 becomes one of layout 2. Several processes may do this at once. Raises Error naming the file, an
 /// UnusableDatabase when it is no history or damaged.
 platform::SqliteConnection OpenHistory(const std::string& file);
+
+/// The file of a data folder that has what people ask for: that in which the port is, when one is named; else what was
+/// read, unless everything was simulated. `dataFolder` ends with "/".
+std::string HistoryToRead(const std::string& dataFolder, const std::string& port);
 
 /// Opens a history for reading, also while a station writes it, and also in a folder that cannot be written. One of
 /// layout 1 looks like one of layout 2. Raises General with a sentence that names the file.

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <limits>
 
+#include "station/store/alarm_query.h"
 #include "station/store/history_schema.h"
 #include "station/store/series_cursor.h"
 
@@ -73,8 +74,8 @@ void HistoryStore::Write(const HistoryBatch& batch, std::int64_t now) {
     }
     for (const auto& [series, end] : batch.Ends)
         EndSeries(m_SeriesRows[series], batch.Series[series].Key.IsInputs(), end.first, end.second);
-    for (const auto& [seq, alarm] : batch.Alarms)
-        WriteAlarm(seq, alarm);
+    for (const auto& [id, alarm] : batch.Alarms)
+        WriteAlarm(alarm);
     for (const auto& event : batch.Events) {
         SqliteStatement(m_Connection, "INSERT INTO events(session, time_ms, kind, text) VALUES(?, ?, ?, ?)")
             .Bind(1, m_Session)
@@ -178,15 +179,28 @@ void HistoryStore::FinishRollUps(std::int64_t series, bool isInputs, std::int64_
     SqliteStatement(m_Connection, "UPDATE series SET rolled_ms = NULL WHERE id = ?").Bind(1, series).Run();
 }
 
-void HistoryStore::WriteAlarm(std::int64_t seq, const AlarmRecord& alarm) {
-    SqliteStatement put(m_Connection,
-                        "INSERT INTO alarms(session, seq, holder, device, port, kind, from_ms, to_ms, value, text) "
-                        "VALUES(?1, ?2, ?1, (SELECT number FROM devices WHERE id = ?4), ?3, ?5, ?6, ?7, ?8, ?9) "
-                        "ON CONFLICT DO UPDATE SET to_ms = excluded.to_ms");
-    put.Bind(1, m_Session).Bind(2, seq).Bind(3, alarm.Port).Bind(4, alarm.Identifier).Bind(5, alarm.Kind);
-    put.Bind(6, alarm.From).BindNull(7).Bind(8, alarm.Value).Bind(9, alarm.Text);
-    if (alarm.To) put.Bind(7, *alarm.To);
-    put.Run();
+/// The row of an alarm that an earlier session has seen is that session's; this one holds it from now on.
+void HistoryStore::WriteAlarm(const AlarmState& alarm) {
+    SqliteStatement change(m_Connection,
+                           "UPDATE alarms SET holder = ?1, to_ms = ?2, acknowledged_ms = ?3, acknowledged_by = ?4, "
+                           "comment = ?5 WHERE id = ?6");
+    SqliteStatement add(
+        m_Connection,
+        "INSERT OR IGNORE INTO alarms(holder, to_ms, acknowledged_ms, acknowledged_by, comment, session, seq, "
+        "device, port, kind, from_ms, value, text) VALUES(?1, ?2, ?3, ?4, ?5, ?1, ?6, "
+        "(SELECT number FROM devices WHERE id = ?7), ?8, ?9, ?10, ?11, ?12)");
+    const auto row = RowOfAlarm(m_Connection, alarm.Alarm);
+    auto& put = row ? change : add;
+    put.Bind(1, m_Session).BindNull(2).BindNull(3).BindNull(4).BindNull(5);
+    if (alarm.Ended) put.Bind(2, *alarm.Ended);
+    if (const auto& known = alarm.Acknowledged)
+        put.Bind(3, known->UnixMilliseconds).Bind(4, known->By).Bind(5, known->Comment);
+    if (row) {
+        put.Bind(6, *row).Run();
+        return;
+    }
+    put.Bind(6, SeqOfAlarm(alarm.Alarm)).Bind(7, alarm.Identifier).Bind(8, alarm.Port).Bind(9, alarm.Kind);
+    put.Bind(10, alarm.Started).Bind(11, alarm.Value).Bind(12, alarm.Text).Run();
 }
 
 void HistoryStore::End() {

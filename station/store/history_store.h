@@ -47,7 +47,7 @@ private:
     void EndSeries(std::int64_t series, bool isInputs, std::int64_t time, SeriesEnd end);
     /// Nothing more comes of a series that has ended.
     void FinishRollUps(std::int64_t series, bool isInputs, std::int64_t end);
-    void WriteAlarm(std::int64_t seq, const AlarmRecord& alarm);
+    void WriteAlarm(const AlarmState& alarm);
     RollUpTable& RollUps(bool isInputs) { return isInputs ? m_Inputs : m_Temperatures; }
     std::int64_t RolledUntil(std::int64_t series);
 

@@ -186,23 +186,7 @@ bool PendingRows::IsGapDue(Watched& watched) {
 
 void PendingRows::Add(const AlarmEvent& alarm) {
     const std::lock_guard lock(m_Mutex);
-    const std::pair key(alarm.Id(), alarm.KindText());
-    if (alarm.Starts) {
-        const AlarmRecord record{.From = alarm.UnixMilliseconds,
-                                 .Port = alarm.Port,
-                                 .Address = alarm.Address,
-                                 .Identifier = alarm.Identifier,
-                                 .Kind = alarm.KindText(),
-                                 .Text = alarm.Text(),
-                                 .Value = alarm.Value,
-                                 .To = {}};
-        m_Alarms.insert_or_assign(key, std::pair(alarm.Seq, record));
-        m_Rows.Alarms.emplace(alarm.Seq, record);
-    } else if (const auto lasting = m_Alarms.extract(key)) {
-        auto& [seq, record] = lasting.mapped();
-        record.To = alarm.UnixMilliseconds;
-        m_Rows.Alarms.insert_or_assign(seq, record);
-    }
+    m_Rows.Add(alarm.State());
 }
 
 void PendingRows::Add(const HistoryEvent& event) {

@@ -85,8 +85,6 @@ private:
     std::int64_t m_Now = 0;  ///< time of day when it was taken last
     bool m_ClockWasSet = false;
     std::int64_t m_Lost = 0;
-    /// Alarms that last, by device and kind, with the sequence numbers of their starts.
-    std::map<std::pair<DeviceId, std::string>, std::pair<std::int64_t, AlarmRecord>> m_Alarms;
 };
 
 }  // namespace orvix::station

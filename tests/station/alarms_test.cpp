@@ -27,6 +27,10 @@ station::Reading ReadingOf(int second, station::ReadingValue value) {
     return reading;
 }
 
+station::AlarmChange WhatOf(bool starts) {
+    return starts ? station::AlarmChange::Started : station::AlarmChange::Ended;
+}
+
 // A row of readings, one a second, and the alarms that start (+) and end (-) at which second.
 TEST(AlarmBook, StartsAndEndsOnceWithAHoldOff) {
     constexpr std::monostate failed;
@@ -69,7 +73,7 @@ TEST(AlarmBook, StartsAndEndsOnceWithAHoldOff) {
         for (int second = 0; second < static_cast<int>(row.Values.size()); ++second) {
             for (const auto& event : book.Take(ReadingOf(second, row.Values[static_cast<std::size_t>(second)]),
                                                std::chrono::seconds(second))) {
-                events.push_back(std::to_string(event.UnixMilliseconds / 1000) + (event.Starts ? "+" : "-") +
+                events.push_back(std::to_string(event.UnixMilliseconds / 1000) + (event.IsOn() ? "+" : "-") +
                                  event.KindText());
             }
         }
@@ -83,7 +87,7 @@ TEST(AlarmBook, TimesThatAreTooLongAreAlarms) {
     std::vector<std::string> told;
     const auto tell = [&](int second, const std::vector<AlarmEvent>& events) {
         for (const auto& event : events) {
-            told.push_back(std::to_string(second) + (event.Starts ? " + " : " - ") + event.Name + " " +
+            told.push_back(std::to_string(second) + (event.IsOn() ? " + " : " - ") + event.Name + " " +
                            event.KindText() + ": " + event.Text());
         }
     };
@@ -126,6 +130,52 @@ TEST(AlarmBook, TimesThatAreTooLongAreAlarms) {
     EXPECT_EQ(told, expected);
 }
 
+// What an earlier session has left is judged by the first reading, or by the time that it has lasted.
+TEST(AlarmBook, GoesOnWhereAnEarlierSessionEnded) {
+    AlarmLimits limits{.Low = {}, .High = 30.0, .InputsOn = 0, .InputsOff = 0, .HoldOff = 3};
+    limits.Silent = 10s;
+    const struct {
+        const char* Kind;
+        std::vector<station::ReadingValue> Values;  ///< one a second
+        std::vector<std::string> Events;
+    } cases[] = {
+        {"high", {31.0, 29.0, 29.0, 29.0}, {"0 continue", "3 end"}},
+        {"high", {29.0}, {"0 end"}},
+        {"silent", {std::monostate(), std::monostate(), 20.0}, {"0 continue", "2 end"}},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.Kind);
+        station::AlarmBook book;
+        book.Know({{.Alarm = "old-1",
+                    .Port = "q",
+                    .Address = 9,
+                    .Identifier = "n1",
+                    .Name = {},
+                    .Kind = row.Kind,
+                    .Value = 31,
+                    .Text = {},
+                    .Started = -60'000,
+                    .Acknowledged = station::Acknowledgement{-1, "Ann", "seen"}}});
+        book.Watch("p", {5, 106, "Oven", limits}, 0s);
+        book.Identify(station::IdOf("p", 5), "n1", 0, 0s);
+        ASSERT_EQ(book.Active().size(), 1U);
+        std::vector<std::string> told;
+        for (int second = 0; second < static_cast<int>(row.Values.size()); ++second) {
+            auto events = book.Take(ReadingOf(second, row.Values[static_cast<std::size_t>(second)]), 1s * second);
+            const auto passing = book.Passing(second * 1000, 1s * second);
+            events.insert(events.end(), passing.begin(), passing.end());
+            for (const auto& event : events) {
+                told.push_back(std::to_string(second) + " " + NameOf(event.What));
+                EXPECT_EQ(event.Alarm, "old-1");
+                EXPECT_EQ(event.Acknowledged.value_or(station::Acknowledgement{}).By, "Ann");
+            }
+        }
+        EXPECT_EQ(told, row.Events);
+        EXPECT_TRUE(book.Active().empty());
+        EXPECT_FALSE(book.Acknowledge("old-1", {0, "Ann", ""})) << "it is over";
+    }
+}
+
 TEST(AlarmBook, AnAlarmEndsWhenItsLimitOrDeviceIsTakenAway) {
     station::AlarmBook book;
     book.Watch("p", {5, 106, {}, {{}, 30.0, 0, 0, 1}}, 0s);
@@ -134,7 +184,7 @@ TEST(AlarmBook, AnAlarmEndsWhenItsLimitOrDeviceIsTakenAway) {
     book.Watch("p", {5, 106, {}, {}}, 0s);
     const auto events = book.Take(ReadingOf(1, 31.0), 1s);
     ASSERT_EQ(events.size(), 1U);
-    EXPECT_TRUE(!events[0].Starts && events[0].Withdrawn);
+    EXPECT_TRUE(!events[0].IsOn() && events[0].Withdrawn);
     EXPECT_TRUE(book.Active().empty());
 
     book.Watch("p", {5, 106, {}, {{}, 30.0, 0, 0, 1}}, 0s);
@@ -151,7 +201,7 @@ protected:
         station::AlarmCommand alarm(std::move(command), limit, m_Home,
                                     [this](const std::string& text) { m_Told.push_back(text); });
         for (int i = 0; i < events; ++i)
-            alarm.OnAlarm({0, "p", 5, "Oven; rm *", "n1", AlarmKind::High, 0, i % 2 == 0, 31.5, 30, false});
+            alarm.OnAlarm({0, "p", 5, "Oven; rm *", "n1", AlarmKind::High, 0, WhatOf(i % 2 == 0), 31.5, 30, false});
         // The end of a program that has nothing to say wakes nobody.
         for (int i = 0; i < 3000 && !done(); ++i)
             m_Home.PumpUntil(done, std::chrono::milliseconds(10));
@@ -201,7 +251,7 @@ TEST_F(AlarmCommandTest, AHangingProgramDropsNoStateSilently) {
     station::AlarmCommand alarm({"sh", "-c", script}, std::chrono::seconds(30), m_Home,
                                 [this](const std::string& text) { m_Told.push_back(text); });
     const auto raise = [&](int address, AlarmKind kind, bool starts) {
-        alarm.OnAlarm({0, "p", address, "Oven", "n1", kind, 0, starts, 31.5, 30, false});
+        alarm.OnAlarm({0, "p", address, "Oven", "n1", kind, 0, WhatOf(starts), 31.5, 30, false});
     };
     const auto await = [&](const std::string& contents) {
         for (int i = 0; i < 1000 && ContentsOf(file) != contents; ++i)

@@ -185,7 +185,7 @@ std::string MetricsAt(int port) {
 
 TEST(Run, GoesOnWhileNothingCanBeWrittenIntoTheHistoryAndTellsThatOnce) {
     const TestFolder folder;
-    const auto history = folder.Path + "/history.db";
+    const auto history = folder.Path + "/history-simulated.db";
     ASSERT_EQ(::mkfifo(history.c_str(), 0600), 0);
     const auto port = FreePort();
     Program program(

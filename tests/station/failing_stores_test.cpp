@@ -106,7 +106,7 @@ TEST_F(FailingStores, WhereNothingCanBeWrittenACopyInMemoryIsUsed) {
 /// It measures all the same; what it could not keep is an exit status of 1.
 TEST(FailingStation, WithoutFilesItRuns) {
     const TestFolder folder;
-    for (const char* file : {kWorkgroupFile, "history.db"})
+    for (const char* file : {kWorkgroupFile, "history-simulated.db"})
         fs::create_directory(folder.Path + "/" + file);
     const auto result = RunProgram({"run", "--data", folder.Path, "--for", "400ms", "--plain"});
     EXPECT_NE(result.Out.find("temperature  21.5 °C       good"), std::string::npos) << result.Out;

@@ -72,9 +72,9 @@ void ExpectLayout1(HistoryTest& test, std::int64_t now) {
     int alarms = 0;
     reader.ReadAlarms({.Port = {}, .Device = {}, .Time = all}, [&](const AlarmRow& alarm) {
         ++alarms;
-        EXPECT_EQ(alarm.Alarm.Text, "too hot");
-        EXPECT_EQ(alarm.Alarm.Address, 5);
-        EXPECT_EQ(alarm.Until, kStart + 30 * kSecond);
+        EXPECT_EQ(alarm.State.Text, "too hot");
+        EXPECT_EQ(alarm.State.Address, 5);
+        EXPECT_EQ(alarm.State.Ended, kStart + 30 * kSecond);
         return true;
     });
     EXPECT_EQ(alarms, 1);

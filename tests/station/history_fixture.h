@@ -40,7 +40,8 @@ inline ClockTimes ClocksAt(std::int64_t time) {
 struct HistoryTest : testing::Test {
     void Begin(HistorySetup setup = {}, std::size_t mostPending = 1000, std::int64_t time = 0) {
         m_Pending = std::make_unique<PendingRows>(mostPending, setup.Record);
-        const HistorySession session{"session at " + std::to_string(time), kStart + time, 1};
+        m_Session = std::to_string(time) + " ms, a session";
+        const HistorySession session{m_Session, kStart + time, 1};
         m_Writer = std::make_unique<HistoryWriter>(*m_Pending, m_File, setup, session,
                                                    [this](const std::string& text) { m_Said.push_back(text); });
     }
@@ -75,6 +76,7 @@ struct HistoryTest : testing::Test {
     const std::string m_File = m_Folder.Path + "/history.db";
     std::unique_ptr<PendingRows> m_Pending;
     std::unique_ptr<HistoryWriter> m_Writer;
+    std::string m_Session;
     std::vector<std::string> m_Said;
     mutable std::int64_t m_Seq = 0;
 };

@@ -53,7 +53,7 @@ TEST(HistoryRecorder, TellsForHowLongNothingCouldBeWritten) {
     ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0);
     platform::RealApartment home;
     std::vector<std::string> said;
-    HistoryRecorder history(file, {}, home, [&](const std::string& text) { said.push_back(text); });
+    HistoryRecorder history(file, {}, "a session", home, [&](const std::string& text) { said.push_back(text); });
     const auto turns = home.CreateTimer([] {});
     turns->Rearm(5, true);
     ASSERT_TRUE(home.PumpUntil([&] { return history.StandsStill() && !said.empty(); }, 30s));

@@ -102,44 +102,67 @@ TEST_F(HistoryTest, RemovesWhatIsTooOldOrTooMuchAndTheFileShrinks) {
     EXPECT_EQ(rows.front(), "5@56400000=20");
 }
 
+/// Of one device, as a station tells it.
+AlarmEvent AlarmAt(std::int64_t time, int address, const std::string& id, AlarmChange what) {
+    return {.UnixMilliseconds = kStart + time,
+            .Port = "line",
+            .Address = address,
+            .Name = "Oven",
+            .Identifier = "d" + std::to_string(address),
+            .Kind = AlarmKind::High,
+            .What = what,
+            .Value = what == AlarmChange::Ended ? 29.5 : 31.5,
+            .Limit = 30,
+            .Alarm = id,
+            .Started = kStart + time};
+}
+
+// Over the end of a session it is the same, with what was said of it.
 TEST_F(HistoryTest, AnAlarmIsOneRowFromStartToEnd) {
     Begin();
-    AlarmEvent alarm{.UnixMilliseconds = kStart,
-                     .Port = "line",
-                     .Address = 5,
-                     .Name = "Oven",
-                     .Kind = AlarmKind::High,
-                     .Value = 31.5,
-                     .Limit = 30};
+    Add(5, 0, 31.5);
+    auto alarm = AlarmAt(0, 5, AlarmName(m_Session, 7), AlarmChange::Started);
     const auto text = alarm.Text();
     m_Pending->Add(alarm);
     Turn(0);
-    alarm.Starts = false;
-    alarm.UnixMilliseconds += kSecond;
+    alarm.What = AlarmChange::Acknowledged;
+    alarm.Acknowledged = Acknowledgement{kStart + 500, "Ann", "=seen"};
     m_Pending->Add(alarm);
-    Turn(kSecond);
-    platform::SqliteConnection connection(m_File);
-    platform::SqliteStatement rows(connection, "SELECT text, value, to_ms FROM alarms");
-    ASSERT_TRUE(rows.Step());
-    EXPECT_EQ(rows.Text(0), text);
-    EXPECT_EQ(rows.Real(1), 31.5);
-    EXPECT_EQ(rows.LongNumber(2), kStart + kSecond);
-    EXPECT_FALSE(rows.Step());
+    End(kSecond);
+    const auto left = AlarmsLeftOn(m_File);
+    ASSERT_EQ(left.size(), 1U);
+    EXPECT_EQ(left[0].Alarm, alarm.Alarm);
+    EXPECT_EQ(left[0].Acknowledged.value().Comment, "=seen");
+
+    Begin({}, 1000, 10 * kSecond);
+    alarm.What = AlarmChange::Continued;
+    m_Pending->Add(alarm);
+    Turn(10 * kSecond);
+    AlarmQuestion question{.State = AlarmQuestion::Which::On, .Time = {kStart, kStart + 60 * kSecond}};
+    EXPECT_EQ(Reader(11 * kSecond).Alarms(question).Total, 1);
+    alarm.What = AlarmChange::Ended;
+    alarm.UnixMilliseconds = kStart + 12 * kSecond;
+    m_Pending->Add(alarm);
+    Turn(12 * kSecond);
+    EXPECT_EQ(Reader(12 * kSecond).Alarms(question).Total, 0);
+    question.State = AlarmQuestion::Which::Over;
+    const auto over = Reader(12 * kSecond).Alarms(question);
+    ASSERT_EQ(over.Alarms.size(), 1U);
+    const auto json = station::ToJson(over.Alarms[0]);
+    EXPECT_EQ(json["id"], alarm.Alarm);
+    EXPECT_EQ(json["text"], text);
+    EXPECT_EQ(json["value"], 31.5);
+    EXPECT_EQ(json["device"], "d5");
+    EXPECT_EQ(json["acknowledged"]["by"], "Ann");
+    EXPECT_TRUE(AlarmsLeftOn(m_File).empty());
 }
 
 TEST_F(HistoryTest, ListsAlarmsWithTheirEnds) {
-    const auto add = [this](int address, std::int64_t time, bool starts) {
+    int number = 0;
+    const auto add = [this, &number](int address, std::int64_t time, bool starts) {
         Add(address, time, 31.5);
-        m_Pending->Add(AlarmEvent{.UnixMilliseconds = kStart + time,
-                                  .Port = "line",
-                                  .Address = address,
-                                  .Name = "Oven",
-                                  .Identifier = "d" + std::to_string(address),
-                                  .Kind = AlarmKind::High,
-                                  .Starts = starts,
-                                  .Value = 31.5,
-                                  .Limit = 30,
-                                  .Seq = ++m_Seq});
+        const auto id = AlarmName(m_Session, starts ? ++number : number);
+        m_Pending->Add(AlarmAt(time, address, id, starts ? AlarmChange::Started : AlarmChange::Ended));
     };
     Begin();
     add(5, 0, true);
@@ -148,7 +171,7 @@ TEST_F(HistoryTest, ListsAlarmsWithTheirEnds) {
     End(3 * kSecond);
     Begin({}, 2000, 10 * kSecond);
     add(6, 11 * kSecond, true);
-    for (int number = 0; number < 600; ++number) {
+    for (int i = 0; i < 600; ++i) {
         add(5, 12 * kSecond, true);
         add(5, 13 * kSecond, false);
     }
@@ -167,15 +190,20 @@ TEST_F(HistoryTest, ListsAlarmsWithTheirEnds) {
     const auto now = 15 * kSecond;
     const Lines early = list(0, 5 * kSecond, now, "");
     ASSERT_EQ(early.size(), 2U);
-    EXPECT_EQ(early[0],
-              "2026-11-18 11:06:40  until 2026-11-18 11:06:41  line            5    Oven                        high   "
-              "  31.5 °C is above the limit of 30 °C\n");
+    EXPECT_EQ(
+        early[0],
+        "2026-11-18 11:06:40  until 2026-11-18 11:06:41  line            5    Oven                        high    "
+        "  31.5 °C is above the limit of 30 °C\n");
     EXPECT_NE(early[1].find("until the station stopped"), std::string::npos);
     EXPECT_EQ(list(4 * kSecond, now, now, "").size(), 601U);
     const Lines six = list(4 * kSecond, now, now, "6");
     ASSERT_EQ(six.size(), 1U);
     EXPECT_NE(six[0].find("still on"), std::string::npos);
     EXPECT_NE(list(0, now, now + 60 * kSecond, "6").at(0).find("station stopped"), std::string::npos) << "killed";
+    const auto page = Reader(now).Alarms({.Device = "d5", .Time = {kStart, kStart + now}, .Limit = 10, .Offset = 595});
+    EXPECT_EQ(page.Total, 602);
+    ASSERT_EQ(page.Alarms.size(), 7U);
+    EXPECT_EQ(page.Alarms[6].State.Started, kStart) << "the newest comes first";
 }
 
 TEST(HistoryTime, IsWhatPeopleWrite) {

@@ -115,7 +115,7 @@ struct ReloadTest : testing::Test {
     std::unique_ptr<Timer> Turns = Home.CreateTimer([] {});
     Heard Ear;
     LiveSource Live{Shared, Home};
-    StationRun Run{Live};
+    StationRun Run{Live, "a session"};
 };
 
 TEST_F(ReloadTest, BusesThatAreStoppedInTheirExchangesHoldUpNobodyAndAreHeardNoMore) {

@@ -29,7 +29,7 @@ public:
     Shown(Source& source, const std::string& file)
         : m_Source(source),
           m_Recorder(file, source.Home(), true, [](const std::string& text) { ADD_FAILURE() << text; }),
-          Run(source) {
+          Run(source, "a session") {
         for (Listener* listener : std::initializer_list<Listener*>{&m_TextLines, &m_JsonLines, &m_Health, &m_Recorder})
             Run.Add(*listener);
     }
@@ -104,7 +104,8 @@ BusSetup BusWithLimits(const std::string& port, std::int16_t number) {
 /// What is shown of one bus, apart from times: a machine that is held up notices what happens later than it did, and of
 /// which of two buses something is shown first says nothing.
 std::vector<std::string> LinesAbout(const std::string& bus, const std::string& text) {
-    static const std::regex times(R"(\d\d:\d\d:\d\d(\.\d+)?|\d+ (ms|s|min)\b( \d+ s)?|_ms":\d+|^\d+ (?=\d)| \d+$)");
+    static const std::regex times(
+        R"(\d\d:\d\d:\d\d(\.\d+)?|\d+ (ms|s|min)\b( \d+ s)?|_ms":\d+|"id":"a sessio-\d+|^\d+ (?=\d)| \d+$)");
     std::vector<std::string> lines;
     std::istringstream in(text);
     for (std::string line; std::getline(in, line);) {

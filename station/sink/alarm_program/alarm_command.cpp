@@ -23,15 +23,20 @@ std::vector<std::string> EnvironmentOf(const AlarmEvent& event) {
     for (char** variable = environ; *variable != nullptr; ++variable)
         variables.emplace_back(*variable);
     const std::pair<const char*, std::string> own[] = {
-        {"EVENT", event.Starts ? "start" : "end"},
+        {"EVENT", NameOf(event.What)},
+        {"ALARM_ID", event.Alarm},
         {"ALARM", event.KindText()},
         {"PORT", event.Port},
-        {"ADDRESS", NumberText(std::int32_t{event.Address})},
+        {"ADDRESS", AddressText(event.Address)},
+        {"DEVICE", event.Identifier},
         {"NAME", event.Name},
         {"VALUE", NumberText(event.Value)},
         {"LIMIT", NumberText(event.Limit)},
         {"TIME", IsoText(event.UnixMilliseconds)},
+        {"STARTED", IsoText(event.Started)},
         {"TEXT", event.Text()},
+        {"ACKNOWLEDGED_BY", event.Acknowledged ? event.Acknowledged->By : ""},
+        {"COMMENT", event.Acknowledged ? event.Acknowledged->Comment : ""},
     };
     for (const auto& [name, value] : own)
         variables.push_back(std::string("NIMBO1_") + name + "=" + value);
@@ -101,7 +106,8 @@ AlarmCommand::AlarmCommand(std::vector<std::string> command, Duration limit, pla
     : m_Limit(limit), m_Home(home), m_Tell(std::move(tell)), m_Command(std::move(command)) {}
 
 void AlarmCommand::OnAlarm(const AlarmEvent& event) {
-    if (m_Command.empty()) return;
+    // What goes on was told by an earlier session.
+    if (m_Command.empty() || event.What == AlarmChange::Continued) return;
     auto& queue = m_Queues[event.Id()];
     queue.Dropped += std::erase_if(queue.Waiting, [&](const AlarmEvent& waiting) {
         return waiting.Kind == event.Kind && waiting.Input == event.Input;

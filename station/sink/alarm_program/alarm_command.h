@@ -14,16 +14,18 @@
 
 namespace orvix::station {
 
-/// Runs a command of the user's at each alarm that starts or ends, of one device one at a time, in their order. No
-/// shell is between: the first word is the program, searched in PATH, the others are its arguments. Standard input is
-/// empty, standard output goes to standard error. The event is in the environment:
+/// Runs a command of the user's at each alarm that starts, is acknowledged or ends, of one device one at a time, in
+/// their order. No shell is between: the first word is the program, searched in PATH, the others are its arguments.
+/// Standard input is empty, standard output goes to standard error. The event is in the environment:
 ///
-///   NIMBO1_EVENT    "start" or "end"
+///   NIMBO1_EVENT    "start", "acknowledge" or "end"
+///   NIMBO1_ALARM_ID the same from start to end
 ///   NIMBO1_ALARM    "low", "high", "input N", "silent", "doubtful" or "port"
-///   NIMBO1_PORT, NIMBO1_ADDRESS, NIMBO1_NAME
+///   NIMBO1_PORT, NIMBO1_ADDRESS, NIMBO1_DEVICE (its id), NIMBO1_NAME; address and device are empty for a port
 ///   NIMBO1_VALUE, NIMBO1_LIMIT    decimal numbers
-///   NIMBO1_TIME     ISO 8601, UTC
+///   NIMBO1_TIME, NIMBO1_STARTED    of the event and of the alarm, ISO 8601, UTC
 ///   NIMBO1_TEXT     the event as a sentence
+///   NIMBO1_ACKNOWLEDGED_BY, NIMBO1_COMMENT    empty unless somebody knows of it
 ///
 /// A command that takes longer than the limit is killed, and what it has started ends with it in any case. While one
 /// runs, the newest state of each alarm waits; how many older ones were dropped for it is told in one line.

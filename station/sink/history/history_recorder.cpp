@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "devices/protocol/device_models.h"
-#include "station/store/uuid.h"
 
 namespace orvix::station {
 namespace {
@@ -13,17 +12,18 @@ namespace {
 constexpr std::size_t kMostPending = 100'000;
 
 /// Where only changes are recorded, the file is to be written as rarely as they are.
-HistorySession NewSession(const HistorySetup& setup) {
-    return {NewUuid(), ReadClocks().Unix, ::getpid(), setup.Record.OnlyChanges ? 60'000 : 1000};
+HistorySession NewSession(const HistorySetup& setup, const std::string& uuid) {
+    return {uuid, ReadClocks().Unix, ::getpid(), setup.Record.OnlyChanges ? 60'000 : 1000};
 }
 
 }  // namespace
 
-HistoryRecorder::HistoryRecorder(std::string file, const HistorySetup& setup, Apartment& home, HistoryWriter::Say say)
+HistoryRecorder::HistoryRecorder(std::string file, const HistorySetup& setup, const std::string& session,
+                                 Apartment& home, HistoryWriter::Say say)
     : m_Home(home),
       m_Say(std::move(say)),
       m_Pending(kMostPending, setup.Record),
-      m_Writer(m_Pending, std::move(file), setup, NewSession(setup),
+      m_Writer(m_Pending, std::move(file), setup, NewSession(setup, session),
                [this](const std::string& text) { m_Home.Post([tell = m_Say, text] { tell(text); }); }),
       m_Turns(
           home, [this] { Write(); },

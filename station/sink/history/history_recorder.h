@@ -14,8 +14,9 @@ namespace orvix::station {
 /// whatever becomes of it, nobody waits for it but Close.
 class HistoryRecorder : public Listener {
 public:
-    /// `say` is called in `home`, also when the file takes nothing for long.
-    HistoryRecorder(std::string file, const HistorySetup& setup, Apartment& home, HistoryWriter::Say say);
+    /// `session` is the UUID of the run. `say` is called in `home`, also when the file takes nothing for long.
+    HistoryRecorder(std::string file, const HistorySetup& setup, const std::string& session, Apartment& home,
+                    HistoryWriter::Say say);
     ~HistoryRecorder() override { Close(); }
 
     void OnIdentity(const DeviceIdentity& identity) override;

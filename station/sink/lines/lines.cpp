@@ -37,8 +37,8 @@ public:
         Say(event.FailsNow ? Severity::Warning : Severity::Notice, TextOf(event));
     }
     void Tell(const AlarmEvent& event) override {
-        m_Out << Begin(event.UnixMilliseconds, event.Port, event.Address, event.Name)
-              << Padded(event.Starts ? "ALARM" : "alarm over", 11) << "  " << event.Text() << std::endl;
+        m_Out << Begin(event.UnixMilliseconds, event.Port, event.Address, event.Name) << Printable(TextOf(event))
+              << std::endl;
     }
     void Trouble(const std::string& port, const Failure& failure) override {
         const auto cure = CureOf(failure);
@@ -64,7 +64,7 @@ private:
     std::string Begin(std::int64_t unixMilliseconds, const std::string& port, int address,
                       const std::string& name) const {
         return ClockText(unixMilliseconds) + "  " + (m_Style.NamesPorts ? Padded(Printable(port), 12) + "  " : "") +
-               Padded(NumberText(std::int32_t{address}), 3) + "  " + Padded(Printable(name), 26) + "  ";
+               Padded(AddressText(address), 3) + "  " + Padded(Printable(name), 26) + "  ";
     }
     static std::string Shown(const ReadingValue& value) {
         const auto* inputs = std::get_if<std::int32_t>(&value);

@@ -87,9 +87,8 @@ void LiveScreen::Tell(const EpisodeEvent& event) {
 }
 
 void LiveScreen::Tell(const AlarmEvent& event) {
-    const auto device = event.Port + ", " + std::to_string(event.Address) + " " + event.Name;
-    AddEvent(device + (event.Starts ? ": ALARM, " : ": alarm over, ") + event.Text(),
-             event.Starts ? Style::Bad : Style::Good);
+    const auto device = event.Address == 0 ? "" : ", " + std::to_string(event.Address) + " " + event.Name;
+    AddEvent(event.Port + device + ": " + TextOf(event), event.IsOn() ? Style::Bad : Style::Good);
 }
 
 bool LiveScreen::Progress(const std::string& text) {
