@@ -16,7 +16,7 @@ namespace orvix::station {
 namespace {
 
 // Clients that wait to be served.
-constexpr int kBacklog = 64;
+constexpr int kBacklog = SOMAXCONN;
 
 }  // namespace
 
