@@ -1,7 +1,7 @@
 // One alarm as a line of text with what can be done, on the pages Now, Alarms and of a device.
 
 import {acknowledge} from './acknowledge.js';
-import {element} from './dom.js';
+import {element, setText} from './dom.js';
 import {stationNow, store} from './store.js';
 import {placeText, rangeText, spanText, timeText, zoneText} from './words.js';
 
@@ -13,11 +13,9 @@ function whereOf(alarm) {
         alarm.name);
 }
 
-function timesOf({started, ended}) {
+function timesText({started, ended}) {
     const begin = Date.parse(started);
-    const text =
-        ended ? rangeText(begin, Date.parse(ended)) : `since ${timeText(begin)}, ${spanText(stationNow() - begin)}`;
-    return element('span', {class: 'when', title: `times are local, ${zoneText}`}, text);
+    return ended ? rangeText(begin, Date.parse(ended)) : `since ${timeText(begin)}, ${spanText(stationNow() - begin)}`;
 }
 
 function acknowledgementText({time, by, comment}) {
@@ -25,12 +23,12 @@ function acknowledgementText({time, by, comment}) {
     return `acknowledged by ${by || 'someone'} at ${timeText(Date.parse(time))}${words}`;
 }
 
-/// A row as a list item. It does not change: a changed alarm gets another.
-export function alarmRow(alarm) {
+function rowOf(alarm) {
     const {acknowledged} = alarm;
     const row = element(
         'li', {class: 'alarm', 'data-state': alarm.state, 'data-acknowledged': acknowledged ? 'yes' : 'no'},
-        element('span', {class: 'what'}, whereOf(alarm), ' ', element('span', {}, alarm.text)), timesOf(alarm));
+        element('span', {class: 'what'}, whereOf(alarm), ' ', element('span', {}, alarm.text)),
+        element('span', {class: 'when', title: `times are local, ${zoneText}`}));
     if (acknowledged) {
         row.append(element('span', {class: 'words'}, acknowledgementText(acknowledged)));
     } else {
@@ -47,13 +45,16 @@ export class AlarmRows {
         this.rows = new Map();
     }
 
+    /// List items, with how long each has lasted by now.
     of(alarms) {
-        const minute = Math.floor(stationNow() / 60000);
         const known = this.rows;
-        this.rows = new Map(alarms.map(alarm => {
-            const form = JSON.stringify([alarm, alarm.ended ? 0 : minute]);
-            return [form, known.get(form) ?? alarmRow(alarm)];
-        }));
-        return [...this.rows.values()];
+        this.rows = new Map();
+        return alarms.map(alarm => {
+            const form = JSON.stringify(alarm);
+            const row = known.get(form) ?? rowOf(alarm);
+            this.rows.set(form, row);
+            setText(row.querySelector('.when'), timesText(alarm));
+            return row;
+        });
     }
 }

@@ -70,6 +70,7 @@ function showStation() {
     const {station} = store;
     if (!station) return;
     setText(document.querySelector('.station'), station.station);
+    document.querySelector('nav a[href="#/lines"]').hidden = !station.lines_allowed;
     const footer = document.querySelector('footer');
     const parts = [
         `Times are local: ${zoneName} (${zoneText})`, `nimbo1 ${station.version}`,

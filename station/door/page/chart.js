@@ -42,12 +42,15 @@ export function rowsOf({columns, rows, slice_ms: slice, to}) {
     });
 }
 
-/// What dygraphs takes; the line is broken where there is a gap.
-function points(rows, gaps, pointOf, nothing) {
-    const all = rows.map(row => [new Date(row.time), pointOf(row)]);
-    for (const {from, to} of gaps)
-        all.push([new Date((Date.parse(from) + Date.parse(to)) / 2), nothing]);
-    return all.sort(([a], [b]) => a - b);
+/// No value, with its band.
+const NOTHING = [null, null, null];
+
+/// What dygraphs takes; the line is broken where there is a gap, and there are points without a value too, since it
+/// asks for some.
+function points(rows, gaps, limits, pointOf) {
+    const holes = [...limits, ...gaps.map(({from, to}) => (Date.parse(from) + Date.parse(to)) / 2)];
+    const all = [...rows.map(row => [row.time, pointOf(row)]), ...holes.map(time => [time, NOTHING])];
+    return all.sort(([a], [b]) => a - b).map(([time, point]) => [new Date(time), point]);
 }
 
 /// From the lowest to the highest with some air; a limit is shown unless it is far away.
@@ -123,6 +126,7 @@ export class Chart {
         if (this.isClosed) return;
         this.history = history;
         this.device = device;
+        this.limits = limits;
         this.rows = rowsOf(history);
         const options = {...this.dataOptions(), ...this.colours(), dateWindow: limits};
         if (this.graph)
@@ -135,16 +139,11 @@ export class Chart {
 
     dataOptions() {
         const {gaps, variable} = this.history;
-        if (variable === 'inputs') {
-            return {
-                file: points(this.rows, gaps, () => [0, 0, 0], [null, null, null]),
-                valueRange: [-0.5, INPUTS - 0.5]
-            };
-        }
-        const pointOf = ({minimum, mean, maximum}) => [minimum, mean, maximum];
+        const isLanes = variable === 'inputs';
+        const pointOf = isLanes ? () => [0, 0, 0] : ({minimum, mean, maximum}) => [minimum, mean, maximum];
         return {
-            file: points(this.rows, gaps, pointOf, [null, null, null]),
-            valueRange: valueRange(this.rows, this.device?.limits)
+            file: points(this.rows, gaps, this.limits, pointOf),
+            valueRange: isLanes ? [-0.5, INPUTS - 0.5] : valueRange(this.rows, this.device?.limits),
         };
     }
 

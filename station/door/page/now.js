@@ -5,7 +5,8 @@ import {arrange, element, oncePerFrame, setText} from './dom.js';
 import {illnessOf, listen, stationNow, store} from './store.js';
 import {Tile} from './tile.js';
 
-const TREND_MS = 10000;
+/// How often trends move on, and the time that an alarm has lasted.
+const REFRESH_MS = 10000;
 /// A device that has just recovered stays among those that are not well for a while, so that one that flaps does not
 /// hop about.
 const CALM_MS = 15000;
@@ -24,10 +25,16 @@ export class CalmOrder {
     }
 }
 
+/// "2 of 5 devices"; empty for none.
+function countText(count, all, what) {
+    const plural = what === 'bus' ? 'buses' : `${what}s`;
+    return count === 0 ? '' : `${count} of ${all} ${all === 1 ? what : plural}`;
+}
+
 class Section {
     constructor(className, title) {
         this.title = element('h2', {}, title);
-        this.sentence = element('p', {class: 'sentence', hidden: true});
+        this.sentence = element('p', {class: 'finding', hidden: true});
         this.list = element('ul', {class: 'tiles'});
         this.node = element('section', {class: className}, this.title, this.sentence, this.list);
     }
@@ -58,7 +65,7 @@ export class NowView {
             alarms: () => this.showAlarms(),
             station: () => this.showSentences(),
         });
-        this.timers = [setInterval(() => this.tick(), 1000), setInterval(() => this.drawTrends(), TREND_MS)];
+        this.timers = [setInterval(() => this.tick(), 1000), setInterval(() => this.refresh(), REFRESH_MS)];
         this.rebuild();
         this.showAlarms();
     }
@@ -141,14 +148,15 @@ export class NowView {
     }
 
     showSummary() {
-        const all = store.devices.size;
-        const ill = [...store.devices.keys()].filter(key => illnessOf(key) > 0).length;
-        const devices = `${all} device${all === 1 ? '' : 's'}`;
-        const text = all === 0 ? (store.isLoaded ? 'No devices yet' : '')
-            : ill === 0        ? `All is well, ${devices}`
-                               : `${ill} of ${devices} not well`;
+        const devices = [...store.devices.keys()];
+        const buses = store.station?.buses ?? [];
+        const ill = [
+            countText(devices.filter(key => illnessOf(key) > 0).length, devices.length, 'device'),
+            countText(buses.filter(({sentence}) => sentence).length, buses.length, 'bus'),
+        ].filter(text => text !== '');
+        let text = ill.length > 0 ? `${ill.join(' and ')} not well` : `All is well, ${devices.length} devices`;
+        if (devices.length === 0) text = store.isLoaded ? 'No devices yet' : '';
         setText(this.summary, text);
-        this.summary.classList.toggle('not-well', ill > 0);
     }
 
     showAlarms() {
@@ -166,8 +174,13 @@ export class NowView {
         this.place();
     }
 
-    drawTrends() {
+    refresh() {
         if (document.hidden) return;
+        this.showAlarms();
+        this.drawTrends();
+    }
+
+    drawTrends() {
         const now = stationNow();
         for (const tile of this.tiles.values())
             tile.drawTrend(now);

@@ -171,4 +171,10 @@ export function tryNow() {
     stream?.tryNow();
 }
 
+/// What is said of a bus changes without an event.
+function askForSentences() {
+    if (store.isHeard && !document.hidden) refreshStation();
+}
+
 setInterval(askWhatIsOverdue, ASK_AGAIN_MS);
+setInterval(askForSentences, 3 * ASK_AGAIN_MS);
