@@ -61,6 +61,7 @@ function(nb1_page PATH)
     add_custom_command(OUTPUT ${source} DEPENDS ${files} ${script} VERBATIM
                        COMMAND ${CMAKE_COMMAND} -D OUT=${source} -D "FILES=${files}" -P ${script})
     target_sources(${target} PRIVATE ${source})
+    set_property(SOURCE ${source} PROPERTY SKIP_UNITY_BUILD_INCLUSION ON)
 endfunction()
 
 # The loadable library: libOrvixNimbo1Lib.so, whose exports are those that library/exports.map lists.

@@ -16,9 +16,9 @@
 namespace orvix::station {
 namespace {
 
-constexpr std::size_t kMostHeaderBytes = 32 * 1024;
-constexpr std::size_t kMostBodyBytes = 16 * 1024;
-constexpr std::size_t kStreamBlock = 16 * 1024;
+constexpr std::size_t kMostHeaderBytes = std::size_t{32} * 1024;
+constexpr std::size_t kMostBodyBytes = std::size_t{16} * 1024;
+constexpr std::size_t kStreamBlock = std::size_t{16} * 1024;
 constexpr unsigned kStillSeconds = 10;
 // The crowd has the say; these are there when it has hung up on somebody who has not gone yet.
 constexpr unsigned kSpareConnections = 64;
@@ -118,6 +118,7 @@ private:
         std::shared_ptr<HttpStream> Stream;
     };
     struct Client {
+        Crowd::Key Key = 0;
         int Socket = -1;
         std::string Address;
     };
@@ -219,7 +220,7 @@ void HttpServer::Daemon::HangUp(const std::vector<Crowd::Key>& clients) {
 
 Crowd::Key HttpServer::Daemon::KeyOf(MHD_Connection* connection) const {
     const auto* info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_SOCKET_CONTEXT);
-    return info == nullptr ? 0 : reinterpret_cast<Crowd::Key>(info->socket_context);
+    return info == nullptr ? 0 : static_cast<const Client*>(info->socket_context)->Key;
 }
 
 void HttpServer::Daemon::OnConnection(void* self, MHD_Connection* connection, void** state,
@@ -227,11 +228,11 @@ void HttpServer::Daemon::OnConnection(void* self, MHD_Connection* connection, vo
     auto& daemon = *static_cast<Daemon*>(self);
     if (code == MHD_CONNECTION_NOTIFY_STARTED) {
         const auto key = ++daemon.m_LatestClient;
-        *state = reinterpret_cast<void*>(key);
-        const auto& client = daemon.m_Clients[key] = {SocketOf(connection), station::PeerOf(connection)};
+        auto& client = daemon.m_Clients[key] = {key, SocketOf(connection), station::PeerOf(connection)};
+        *state = &client;
         daemon.HangUp(daemon.m_Crowd.Enter(key, client.Address, daemon.m_Home.Now()));
     } else {
-        const auto key = reinterpret_cast<Crowd::Key>(*state);
+        const auto key = static_cast<const Client*>(*state)->Key;
         daemon.m_Crowd.Leave(key);
         daemon.m_Clients.erase(key);
     }
