@@ -1,7 +1,6 @@
 #include "station/commands/device_text.h"
 
 #include "host/characters.h"
-#include "host/text.h"
 #include "station/model/text.h"
 
 namespace orvix::station {
@@ -12,18 +11,6 @@ Json ToJson(const SeriesKey& key) {
             {"model", key.Model},
             {"name", key.Name},
             {"variable", key.Variable}};
-}
-
-std::string CsvText(const std::string& raw) {
-    auto text = Printable(raw);
-    // A spreadsheet would take it for a formula and do what it says.
-    if (text.find_first_of("=+-@\t") == 0) text.insert(0, 1, '\'');
-    if (text.find_first_of(",\"") == std::string::npos) return text;
-    return "\"" + ReplaceAll(text, "\"", "\"\"") + "\"";
-}
-
-std::string CsvKey(const SeriesKey& key) {
-    return CsvText(key.Port) + "," + std::to_string(key.Address) + "," + CsvText(key.Name) + "," + key.Variable + ",";
 }
 
 std::string TableKey(const SeriesKey& key) {

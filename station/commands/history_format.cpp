@@ -10,20 +10,8 @@
 namespace orvix::station {
 namespace {
 
-constexpr char kCsvHeading[] = "time,port,address,name,variable,value,quality,until,count,reason\n";
-
-const char* QualityOf(const HistoryRow& row) {
-    if (row.Why != Doubt::None) return "doubtful";
-    return NameOf(row.IsGap() ? Quality::Offline : Quality::Good);
-}
-
 std::string DayAndClock(std::int64_t time) {
     return Format(FromUnixMilliseconds(time), "yyyy-mm-dd") + " " + ClockText(time);
-}
-
-/// Without a code when it is not a device's failure.
-std::string ReasonOf(const HistoryRow& row) {
-    return row.Reason.Code == 0 ? row.Reason.Text : FailureText(row.Reason);
 }
 
 std::string TableLine(const HistoryRow& row) {
@@ -70,13 +58,13 @@ std::string JsonLine(const HistoryRow& row) {
 }  // namespace
 
 std::string HeadingOf(HistoryFormat format) {
-    return format == HistoryFormat::Csv ? kCsvHeading : "";
+    return format == HistoryFormat::Csv ? kHistoryCsvHeading : "";
 }
 
 void HistoryLines::Append(std::string& text, const HistoryRow& row) {
     switch (m_Format) {
         case HistoryFormat::Csv:
-            AppendCsv(text, row);
+            m_Csv.Append(text, row);
             break;
         case HistoryFormat::JsonLines:
             text += JsonLine(row);
@@ -84,22 +72,6 @@ void HistoryLines::Append(std::string& text, const HistoryRow& row) {
         default:
             text += TableLine(row);
     }
-}
-
-/// Millions of rows are of the same few devices.
-void HistoryLines::AppendCsv(std::string& text, const HistoryRow& row) {
-    if (row.Device != m_Device) {
-        m_Device = row.Device;
-        m_Key = "," + CsvKey(row.Device->Key);
-    }
-    AppendIsoText(text, row.Time);
-    text += m_Key;
-    if (!row.IsGap()) {
-        text.append(ValueText(row.Value)).append(",").append(QualityOf(row)).append(",,,\n");
-        return;
-    }
-    text.append(",").append(QualityOf(row)).append(",").append(IsoText(row.Until)).append(",");
-    text.append(std::to_string(row.Count)).append(",").append(CsvText(ReasonOf(row))).append("\n");
 }
 
 std::string LineOf(const AlarmRow& alarm, bool asJson) {

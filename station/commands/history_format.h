@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "station/store/history_csv.h"
 #include "station/store/history_reader.h"
 
 namespace orvix::station {
@@ -18,11 +19,8 @@ public:
     void Append(std::string& text, const HistoryRow& row);
 
 private:
-    void AppendCsv(std::string& text, const HistoryRow& row);
-
     const HistoryFormat m_Format;
-    const StoredDevice* m_Device = nullptr;  ///< of the latest row
-    std::string m_Key;                       ///< what it is called
+    HistoryCsv m_Csv;
 };
 
 /// One line, with its end; as JSON, one object.

@@ -32,6 +32,7 @@ ReplaySession::ReplaySession(const ReplayOptions& options, MainLoop& loop)
       m_Session(NewUuid()),
       m_Events(loop.Apartment(), m_Session),
       m_Run(m_Source, m_Session),
+      m_Slow(loop.Apartment()),
       m_Door(loop.Apartment(), View()) {
     OpenSocket(m_Door, FindFolders(options.Data).Data, ReplaySocket(), m_Lines.Lines());
     for (Listener* listener : std::initializer_list<Listener*>{&m_Listener, &m_Health, &m_Events, this})
@@ -47,7 +48,10 @@ StationView ReplaySession::View() {
             .Events = m_Events,
             .Health = [this] { return Health(); },
             .IsSimulated = [](const std::string&) { return true; },
-            .KeepsHistory = false};
+            .KeepsHistory = false,
+            .HistoryFiles = {},
+            .Slow = m_Slow,
+            .Actions = nullptr};
 }
 
 StationHealth ReplaySession::Health() {

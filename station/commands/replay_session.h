@@ -51,6 +51,7 @@ private:
     const std::string m_Session;
     EventHub m_Events;
     StationRun m_Run;
+    SlowAnswers m_Slow;
     Door m_Door;
 
     std::vector<BusSetup> m_Buses;  ///< those that run

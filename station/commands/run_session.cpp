@@ -39,6 +39,8 @@ RunSession::RunSession(const RunOptions& options, MainLoop& loop)
           options, m_Setup, m_Station->Folders, m_Output, loop.Apartment(), [this] { return m_Sources.Run.Moves(); },
           [this](const std::string& port) { return m_Sources.Simulated.contains(port); }),
       m_Sources(*this),
+      m_Slow(loop.Apartment()),
+      m_Actions(m_Sources.Run, m_Slow, m_Setup, m_Station->Folders.Database, m_Output),
       m_Door(loop.Apartment(), View()) {
     m_Sinks.AddTo(m_Sources.Run);
     // What both know is the same, unless one of them was taken from elsewhere.
@@ -66,12 +68,15 @@ StationView RunSession::View() {
             .Events = m_Sinks.Events,
             .Health = [this] { return Health(); },
             .IsSimulated = [this](const std::string& bus) { return m_Sources.Simulated.contains(bus); },
-            .KeepsHistory = m_Sinks.History != nullptr};
+            .KeepsHistory = m_Sinks.History != nullptr,
+            .HistoryFiles = {m_Station->Folders.Data + kHistoryFile, m_Station->Folders.Data + kSimulatedHistoryFile},
+            .Slow = m_Slow,
+            .Actions = &m_Actions};
 }
 
 void RunSession::OpenDoor() {
     OpenSocket(m_Door, m_Station->Folders.Data, kStationSocket, m_Output);
-    if (!m_Setup.Web.empty()) m_Door.OpenWeb(m_Setup.Web);
+    if (!m_Setup.Web.Listen.empty()) m_Door.OpenWeb(m_Setup.Web);
     if (!m_Setup.Metrics.empty()) m_Door.OpenMetrics(m_Setup.Metrics);
 }
 
@@ -123,6 +128,11 @@ void RunSession::Apply(const StationSetup& wanted) {
     if (wanted.Data != m_Setup.Data || wanted.Metrics != m_Setup.Metrics || wanted.Web != m_Setup.Web ||
         wanted.History != m_Setup.History) {
         done.emplace_back("data folder, history, addresses of page and metrics stay as they are until the next start");
+    }
+    try {
+        m_Door.TakeTokens(m_Setup.Web);
+    } catch (const Error& error) {
+        done.push_back("the tokens stay as they are: " + error.Description);
     }
     m_Sinks.AlarmProgram.Command(wanted.OnAlarm);
     m_Setup.OnAlarm = wanted.OnAlarm;

@@ -9,6 +9,7 @@
 #include "station/commands/bus_starter.h"
 #include "station/commands/live_output.h"
 #include "station/commands/main_loop.h"
+#include "station/commands/run_actions.h"
 #include "station/commands/run_sinks.h"
 #include "station/commands/screen_session.h"
 #include "station/door/door.h"
@@ -59,6 +60,8 @@ private:
 
     RunSinks m_Sinks;
     Sources m_Sources;
+    SlowAnswers m_Slow;
+    RunActions m_Actions;
     Door m_Door;
     bool m_ReloadWaits = false;
 };

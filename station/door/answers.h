@@ -13,7 +13,15 @@ HttpResponse AnswerValues(const StationView& station, const Question& question);
 HttpResponse AnswerEvents(const StationView& station, const Question& question);
 HttpResponse AnswerHealth(const StationView& station, const Question& question);
 HttpResponse AnswerMetrics(const StationView& station, const Question& question);
+void AnswerHistory(const StationView& station, const Question& question, const HttpReply& reply);
+void AnswerHistoryCsv(const StationView& station, const Question& question, const HttpReply& reply);
+void AnswerRead(const StationView& station, const Question& question, const HttpReply& reply);
+void AnswerRename(const StationView& station, const Question& question, const HttpReply& reply);
+void AnswerRemove(const StationView& station, const Question& question, const HttpReply& reply);
 /// A file of the page; "/" is its index.
 HttpResponse AnswerPage(const StationView& station, const Question& question);
+
+/// A device as it is answered. `id`: its public one.
+Json DeviceJson(const BusSetup& bus, const DeviceSetup& device, const std::string& id);
 
 }  // namespace orvix::station

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "host/error.h"
+#include "station/door/known_hosts.h"
 #include "station/door/problem.h"
 #include "station/model/listen_address.h"
 
@@ -54,13 +55,21 @@ void Door::OpenSocket(const std::string& folder, const std::string& name) {
     m_SocketName = name;
 }
 
-void Door::OpenWeb(const std::string& where) {
-    const auto addresses = ParseListenAddress(where);
-    if (!addresses || !IsLoopback(*addresses)) {
-        throw Error(errors::General,
-                    "web: " + where + " is not an address of this machine alone, such as 127.0.0.1:8080");
+void Door::OpenWeb(const WebSetup& setup) {
+    const auto addresses = ParseListenAddress(setup.Listen);
+    m_IsLocal = addresses && IsLoopback(*addresses);
+    TakeTokens(setup);
+    if (!m_IsLocal && setup.Tokens.empty()) {
+        throw Error(errors::General, "web: others reach " + setup.Listen +
+                                         " too: name a file of tokens (web.tokens), or listen at 127.0.0.1");
     }
-    Serve(ListenAt(where), Entrance::Web);
+    m_Hosts = setup.Hosts;
+    m_Hosts.push_back(m_Station.Name);
+    Serve(ListenAt(setup.Listen), Entrance::Web);
+}
+
+void Door::TakeTokens(const WebSetup& setup) {
+    m_Tokens = setup.Tokens.empty() ? TokenBook() : TokenBook(setup.Tokens);
 }
 
 void Door::OpenMetrics(const std::string& where) {
@@ -85,12 +94,33 @@ void Door::Answer(Entrance entrance, const HttpRequest& request, const HttpReply
     }
 }
 
-Right Door::RightOf(Entrance entrance, const HttpRequest& request) {
-    if (entrance != Entrance::Socket) return Right::Read;
-    if (request.User != 0U && request.User != ::geteuid()) {
-        throw ProblemError(403, "this station belongs to another user");
+Right Door::RightOf(Entrance entrance, const HttpRequest& request) const {
+    switch (entrance) {
+        case Entrance::Socket:
+            return RightOfUser(request);
+        case Entrance::Web:
+            return RightOnWeb(request);
+        default:
+            return Right::Read;
     }
-    return Right::Change;
+}
+
+Right Door::RightOfUser(const HttpRequest& request) {
+    if (request.User == 0U || request.User == ::geteuid()) return Right::Change;
+    throw ProblemError(403, "this station belongs to another user");
+}
+
+Right Door::RightOnWeb(const HttpRequest& request) const {
+    const auto host = request.Header("host");
+    if (!IsKnownHost(host, m_Hosts)) {
+        throw ProblemError(
+            421, "this station is not known as " + host + "; the key web.hosts of its configuration adds a name");
+    }
+    const auto authorization = request.Header("authorization");
+    if (authorization.empty()) return m_IsLocal ? Right::Read : Right::None;
+    const auto right = m_Tokens.RightOf(BearerToken(authorization));
+    if (right == Right::None) throw ProblemError(401, "this token is not known here");
+    return right;
 }
 
 }  // namespace orvix::station

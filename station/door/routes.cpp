@@ -24,6 +24,11 @@ constexpr Route kRoutes[] = {
     {"GET", "/api/v1/devices", Right::Read, kList, AtOnce<AnswerDevices>},
     {"GET", "/api/v1/values", Right::Read, kList, AtOnce<AnswerValues>},
     {"GET", "/api/v1/events", Right::Read, "station bus device last", AtOnce<AnswerEvents>},
+    {"GET", "/api/v1/history", Right::Read, "device from to points", AnswerHistory},
+    {"GET", "/api/v1/history.csv", Right::Read, "device from to", AnswerHistoryCsv},
+    {"POST", "/api/v1/devices/{}/read", Right::Change, "", AnswerRead},
+    {"PATCH", "/api/v1/devices/{}", Right::Change, "", AnswerRename},
+    {"DELETE", "/api/v1/devices/{}", Right::Change, "", AnswerRemove},
     {"GET", "/api/v1/health", Right::Read, "station bus device", AtOnce<AnswerHealth>},
     kMetricsRoute,
     {"GET", "/", Right::None, nullptr, AtOnce<AnswerPage>},
@@ -71,9 +76,9 @@ void CheckParameters(const Route& route, const HttpRequest& request) {
     }
 }
 
-void CheckRight(const Route& route, Right has) {
-    if (has >= route.Needs) return;
-    const std::string needs = route.Needs == Right::Change ? "may change things" : "may read";
+void CheckRight(Right needed, Right has) {
+    if (has >= needed) return;
+    const std::string needs = needed == Right::Change ? "may change things" : "may read";
     throw ProblemError(has == Right::None ? 401 : 403, "this needs a token that " + needs);
 }
 
@@ -90,12 +95,13 @@ std::span<const Route> MetricsRoutes() {
 void AnswerByRoute(std::span<const Route> routes, const StationView& station, const HttpRequest& request, Right has,
                    const HttpReply& reply) {
     const std::string method = request.Method == "HEAD" ? "GET" : request.Method;
+    if (method != "GET") CheckRight(Right::Change, has);
     std::string allowed;
     for (const auto& route : routes) {
         auto names = NamesIn(request.Path, route.Pattern);
         if (!names) continue;
         if (method == route.Method) {
-            CheckRight(route, has);
+            CheckRight(route.Needs, has);
             CheckParameters(route, request);
             return route.Answer(station, {request, std::move(*names), has}, reply);
         }

@@ -41,6 +41,8 @@ Json LimitsJson(const AlarmLimits& limits) {
     return {{"low", OrNull(limits.Low)}, {"high", OrNull(limits.High)}, {"hysteresis", limits.Hysteresis}};
 }
 
+}  // namespace
+
 Json DeviceJson(const BusSetup& bus, const DeviceSetup& device, const std::string& id) {
     const auto* model = FindDeviceModel(device.Model);
     return {{"id", id},
@@ -52,8 +54,6 @@ Json DeviceJson(const BusSetup& bus, const DeviceSetup& device, const std::strin
             {"period_ms", bus.Every.count()},
             {"limits", LimitsJson(device.Limits)}};
 }
-
-}  // namespace
 
 HttpResponse AnswerStation(const StationView& station, const Question& question) {
     const auto health = station.Health();

@@ -45,10 +45,12 @@ HttpAnswer AskHttp(const HttpQuestion& question) {
     for (const auto& header : question.Headers)
         list = ::curl_slist_append(list, header.c_str());
     const std::unique_ptr<curl_slist, EndCurl> headers(list);
-    const auto url = "http://localhost" + question.Path;
+    const auto url = "http://" + question.Host + question.Path;
     HttpAnswer answer;
     Received received{question, answer};
-    ::curl_easy_setopt(curl.get(), CURLOPT_UNIX_SOCKET_PATH, question.Socket.c_str());
+    if (!question.Socket.empty()) {
+        ::curl_easy_setopt(curl.get(), CURLOPT_UNIX_SOCKET_PATH, question.Socket.c_str());
+    }
     ::curl_easy_setopt(curl.get(), CURLOPT_URL, url.c_str());
     ::curl_easy_setopt(curl.get(), CURLOPT_CUSTOMREQUEST, question.Method.c_str());
     ::curl_easy_setopt(curl.get(), CURLOPT_HTTPHEADER, headers.get());

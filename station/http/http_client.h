@@ -10,9 +10,10 @@
 
 namespace orvix::station {
 
-/// A request to a server at a local socket.
+/// A request to a server.
 struct HttpQuestion {
-    std::string Socket{};  ///< its path
+    std::string Socket{};            ///< path of a local one; empty: at the address that Host is
+    std::string Host = "localhost";  ///< as the server knows itself, "127.0.0.1:8080"
     std::string Method = "GET";
     std::string Path{};                  ///< with the query, percent signs encoded
     std::vector<std::string> Headers{};  ///< "Accept: text/plain"

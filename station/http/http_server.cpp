@@ -73,8 +73,12 @@ MHD_Result TakeParameter(void* query, MHD_ValueKind, const char* name, const cha
 }
 
 ssize_t ReadStream(void* stream, std::uint64_t, char* into, std::size_t size) {
-    const auto read = (*static_cast<std::shared_ptr<HttpStream>*>(stream))->Read({into, size});
-    return read ? static_cast<ssize_t>(*read) : MHD_CONTENT_READER_END_OF_STREAM;
+    try {
+        const auto read = (*static_cast<std::shared_ptr<HttpStream>*>(stream))->Read({into, size});
+        return read ? static_cast<ssize_t>(*read) : MHD_CONTENT_READER_END_OF_STREAM;
+    } catch (const std::exception&) {
+        return MHD_CONTENT_READER_END_WITH_ERROR;
+    }
 }
 
 void DropStream(void* stream) {
@@ -117,6 +121,8 @@ private:
         std::optional<HttpResponse> Answer;
         std::shared_ptr<HttpStream> Stream;
     };
+    /// An answer that is due. Whoever drops it, on any thread, has the client told that there is none.
+    class Due;
     struct Client {
         Crowd::Key Key = 0;
         int Socket = -1;
@@ -168,6 +174,32 @@ public:
 private:
     Daemon& m_Daemon;
     Call& m_Call;
+};
+
+class HttpServer::Daemon::Due {
+public:
+    Due(Daemon& daemon, std::weak_ptr<Call> call)
+        : m_Home(daemon.m_Home), m_Server(daemon.weak_from_this()), m_Call(std::move(call)) {}
+    ~Due() {
+        if (m_IsGiven) return;
+        m_Home.Post([server = m_Server, call = m_Call] {
+            const auto daemon = server.lock();
+            if (daemon) daemon->Answer(call, daemon->m_Setup.Refuse(503, "the station could not do that now"));
+        });
+    }
+    Due(const Due&) = delete;
+    Due& operator=(const Due&) = delete;
+
+    void Give(HttpResponse response) {
+        m_IsGiven = true;
+        if (const auto daemon = m_Server.lock()) daemon->Answer(m_Call, std::move(response));
+    }
+
+private:
+    Apartment& m_Home;
+    const std::weak_ptr<Daemon> m_Server;
+    const std::weak_ptr<Call> m_Call;
+    bool m_IsGiven = false;
 };
 
 void HttpServer::Daemon::Start(platform::FileDescriptor listening) {
@@ -293,11 +325,9 @@ void HttpServer::Daemon::Ask(Call& call) {
         call.Answer = m_Setup.Refuse(413, "the body of the request is larger than 16 KB");
         return;
     }
-    const std::weak_ptr<Call> asked = m_Calls.at(&call);
+    const auto due = std::make_shared<Due>(*this, m_Calls.at(&call));
     try {
-        m_Setup.Handle(call.Request, [self = weak_from_this(), asked](HttpResponse response) {
-            if (const auto daemon = self.lock()) daemon->Answer(asked, std::move(response));
-        });
+        m_Setup.Handle(call.Request, [due](HttpResponse response) { due->Give(std::move(response)); });
     } catch (const std::exception& error) {
         call.Answer = m_Setup.Refuse(500, error.what());
     }

@@ -9,7 +9,7 @@
 namespace orvix::station {
 namespace {
 
-constexpr int kWaitingClients = 128;
+constexpr int kWaitingClients = 1024;
 
 }  // namespace
 

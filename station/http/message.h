@@ -36,7 +36,7 @@ class HttpStream {
 public:
     virtual ~HttpStream() = default;
     /// Writes what comes next and returns its bytes. 0: there is nothing for now, and Wake is called when there is.
-    /// Nothing: this is the end.
+    /// Nothing: this is the end. What it raises breaks off the answer, so that nobody takes it for whole.
     virtual std::optional<std::size_t> Read(std::span<char> into) = 0;
 
     /// To be called when there is something to read again.
@@ -58,8 +58,8 @@ struct HttpResponse {
     std::shared_ptr<HttpStream> Stream{};  ///< in place of both
 };
 
-/// Answers a request: at once or later, on the thread of the server, once. One that is never called keeps the client
-/// waiting until the server ends.
+/// Answers a request: at once or later, on the thread of the server, once. When all copies go without that, the client
+/// is told that there is no answer.
 using HttpReply = std::function<void(HttpResponse)>;
 using HttpHandler = std::function<void(const HttpRequest&, HttpReply)>;
 

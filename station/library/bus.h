@@ -45,7 +45,7 @@ public:
     void ReopenTrace();
     /// Goes online and reads every device's measured value once a period, from now on.
     void Poll();
-    /// Goes online and reads one variable of one device.
+    /// Goes online and reads one variable of one device, before what else waits. Messages go on meanwhile.
     Reading Read(int address, ORVIXCNB1_VARS variable);
     /// Goes online, reads the device, gives it what a file of a mission has, and writes the file. Returns why there is
     /// none.
@@ -96,6 +96,8 @@ private:
     std::optional<std::string> SerialNumberOf(int address) const;
     bool ExecuteTask(int address, std::int32_t model, ORVIXCNB1_VARS variable, Failure& failure);
     void SupplyRecord(iOrvixDevice& device, ORVIXCNB1_VARS variable, Variant value) const;
+    /// Of a device that is not there.
+    Reading Unread(int address, ORVIXCNB1_VARS variable) const;
     Reading MakeReading(iOrvixDevice& device, std::int32_t varID) const;
     Failure Explain(ErrorNumber number, const std::string& report) const;
     /// Why a reading of the task that is over has no value, when nothing better is known than what is said.

@@ -3,6 +3,7 @@
 #include "devices/protocol/device_models.h"
 #include "host/iOrvixTask.h"
 #include "host/text.h"
+#include "station/model/clock.h"
 #include "tasks/iOrvixTaskNB1.h"
 
 namespace orvix::station {
@@ -17,7 +18,8 @@ constexpr std::int32_t kAsksSerialNumbers = kTemperatureSensorModel;
 }  // namespace
 
 Reading Bus::Read(int address, ORVIXCNB1_VARS variable) {
-    const auto device = m_Adapter->Devices()->Item(NumberText(std::int32_t{address}));
+    const auto device = FindDevice(NumberText(std::int32_t{address}));
+    if (!device) return Unread(address, variable);
     m_Adapter->OnLine(true);
     Failure failure;
     const auto model = variable == ORVIXCNB1_VAR_SERIAL_NUMBER ? kAsksSerialNumbers : device->DeviceModel();
@@ -33,6 +35,16 @@ Reading Bus::Read(int address, ORVIXCNB1_VARS variable) {
     reading.LastGood = reading.Value;
     reading.LastGoodUnixMilliseconds = reading.UnixMilliseconds;
     reading.Age = std::chrono::milliseconds(0);
+    return reading;
+}
+
+Reading Bus::Unread(int address, ORVIXCNB1_VARS variable) const {
+    Reading reading;
+    reading.UnixMilliseconds = UnixMillisecondsOf(m_Host.Apartment().DateNow());
+    reading.Port = m_Setup.PortLabel;
+    reading.Address = address;
+    reading.Variable = NameOf(variable);
+    reading.Error = {errors::General, "the device is not read any more", {}};
     return reading;
 }
 
@@ -96,7 +108,8 @@ std::optional<std::string> Bus::SerialNumberOf(int address) const {
 bool Bus::ExecuteTask(int address, std::int32_t model, ORVIXCNB1_VARS variable, Failure& failure) {
     m_LinkTrouble.clear();
     const auto task = m_Library.Create<iOrvixTaskNB1>("cOrvixTaskNB1", m_Host.Get());
-    const auto entry = Queue(*task, address, model, variable, kLastInQueue);
+    // Somebody waits for it.
+    const auto entry = Queue(*task, address, model, variable, kFirstInQueue);
     const auto limit = m_Setup.LongestExchange() + kLinkLimit;
     const auto answered = [&] { return entry->WaitForCompletion(0) || !m_LinkTrouble.empty() || m_CloseTimer; };
     m_Host.Apartment().PumpUntil(answered, limit);

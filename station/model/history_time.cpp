@@ -31,14 +31,14 @@ std::optional<std::int64_t> When(std::string text) {
     using namespace std::chrono;
     if (text.ends_with('Z')) text.pop_back();
     if (text.size() > 10 && text[10] == ' ') text[10] = 'T';
-    for (const char* form : {"dddd-dd-dd", "dddd-dd-ddTdd:dd", "dddd-dd-ddTdd:dd:dd"}) {
+    for (const char* form : {"dddd-dd-dd", "dddd-dd-ddTdd:dd", "dddd-dd-ddTdd:dd:dd", "dddd-dd-ddTdd:dd:dd.ddd"}) {
         auto numbers = NumbersOf(text, form);
         if (!numbers) continue;
-        numbers->resize(6);
+        numbers->resize(7);
         const auto& n = *numbers;
         const year_month_day date{year{n[0]}, month{static_cast<unsigned>(n[1])}, day{static_cast<unsigned>(n[2])}};
         if (!date.ok() || n[3] > 23 || n[4] > 59 || n[5] > 59) return std::nullopt;
-        const auto time = sys_days(date) + hours(n[3]) + minutes(n[4]) + seconds(n[5]);
+        const auto time = sys_days(date) + hours(n[3]) + minutes(n[4]) + seconds(n[5]) + milliseconds(n[6]);
         return duration_cast<milliseconds>(time.time_since_epoch()).count();
     }
     return std::nullopt;

@@ -31,6 +31,16 @@ struct HistorySetup {
     bool operator==(const HistorySetup&) const = default;
 };
 
+/// Where browsers and other programs ask a station, besides its local socket.
+struct WebSetup {
+    std::string Listen;              ///< address and port, "127.0.0.1:8080"; empty: nowhere
+    std::string Tokens;              ///< file of the tokens; empty: there are none
+    std::vector<std::string> Hosts;  ///< names that the station is known by
+    bool Lines = false;              ///< whether the bytes on the lines are shown
+
+    bool operator==(const WebSetup&) const = default;
+};
+
 /// Everything that a running station is told: by its configuration file, its command line, or both.
 struct StationSetup {
     std::string Data;  ///< folder of the database and of what is recorded; empty: the user's data folder
@@ -40,8 +50,7 @@ struct StationSetup {
     std::vector<std::string> OnAlarm;
     /// Host and port at which metrics are offered, "127.0.0.1:9400"; empty: nowhere.
     std::string Metrics;
-    /// The same, at which the page and the interface for programs are; empty: only at the local socket.
-    std::string Web;
+    WebSetup Web;
 
     bool operator==(const StationSetup&) const = default;
 };

@@ -153,6 +153,15 @@ bool StationRun::IsRunning(const std::string& port) {
     return bus != m_Buses.end() && bus->Bus;
 }
 
+void StationRun::Read(const DeviceId& place, ORVIXCNB1_VARS variable, std::function<void(const Reading&)> done) {
+    if (!IsRunning(place.Port)) throw Error(errors::General, place.Port + " is not being read now");
+    const auto told = [this, place, done = std::move(done)](Reading reading) {
+        reading.Identifier = IdentifierOf(place);
+        done(reading);
+    };
+    BusOn(place.Port)->Bus->Read(place.Address, variable, told);
+}
+
 void StationRun::Stop(const std::string& port) {
     const auto bus = BusOn(port);
     if (!bus->Bus) {

@@ -61,6 +61,10 @@ public:
     /// The bus that runs on a port; nothing when there is none.
     std::optional<BusSetup> SetupOn(const std::string& port);
 
+    /// Has a device read before what else waits on its bus. `done` is called in the home of the source; it is dropped
+    /// when the bus goes first. Raises Error when the bus does not run, or cannot be asked.
+    void Read(const DeviceId& place, ORVIXCNB1_VARS variable, std::function<void(const Reading&)> done);
+
     /// The latest reading of each device, with the quality that it has now. The time is 0 of one that has not been
     /// heard of yet, and the identifier empty of one that is not announced yet.
     std::vector<Reading> Values() const;

@@ -28,7 +28,7 @@ private:
 ///                     hold_off (readings, or a time), silent, doubtful
 ///   [history]         on, keep, keep_rollups, record, dead_band, longest_silence, max_size
 ///   [metrics]         listen
-///   [web]             listen
+///   [web]             listen, tokens, hosts = [...], lines
 ///   [alarms]          on_alarm
 ///
 /// Only address and model must be there, and something at all. Spans of time are written as ParseTimeSpan reads them,

@@ -55,9 +55,9 @@ std::int64_t FileValue::Whole(std::int64_t least, std::int64_t most) const {
     return *value;
 }
 
-std::vector<std::string> FileValue::Command() const {
+std::vector<std::string> FileValue::Texts() const {
     const auto* list = Node.As<TomlNode::List>();
-    if (list == nullptr) throw BadValue("write a list of texts, such as [\"program\", \"argument\"]");
+    if (list == nullptr) throw BadValue("write a list of texts, such as [\"one\", \"another\"]");
     std::vector<std::string> texts;
     for (const auto& node : *list) {
         // An argument of a program may be a script of several lines.
@@ -67,6 +67,11 @@ std::vector<std::string> FileValue::Command() const {
         }
         texts.push_back(*text);
     }
+    return texts;
+}
+
+std::vector<std::string> FileValue::Command() const {
+    auto texts = Texts();
     if (!texts.empty() && texts[0].find('/') != std::string::npos) texts[0] = PathFrom(texts[0]);
     return texts;
 }

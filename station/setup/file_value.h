@@ -45,6 +45,7 @@ public:
     bool Boolean() const override;
     double Real() const override;
     std::int64_t Whole(std::int64_t least, std::int64_t most) const override;
+    std::vector<std::string> Texts() const override;
     std::vector<std::string> Command() const override;
 
     /// Raises BadValue when it is none.

@@ -28,6 +28,8 @@ public:
     /// Finite.
     virtual double Real() const = 0;
     virtual std::int64_t Whole(std::int64_t least, std::int64_t most) const = 0;
+    /// A list of texts, none of them empty.
+    virtual std::vector<std::string> Texts() const = 0;
     /// A program and its arguments. A program with a slash in its name is a path, as that of Path.
     virtual std::vector<std::string> Command() const = 0;
 
@@ -51,6 +53,7 @@ public:
     bool Boolean() const override;
     double Real() const override;
     std::int64_t Whole(std::int64_t least, std::int64_t most) const override;
+    std::vector<std::string> Texts() const override { return {Text()}; }
     std::vector<std::string> Command() const override;
 
 private:

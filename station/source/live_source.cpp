@@ -11,7 +11,7 @@ class LiveBus : public SourceBus {
 public:
     LiveBus(StationResources& station, Apartment& home, const BusSetup& setup, Listener& listener,
             std::function<void()> ended)
-        : m_Thread(station, home, setup, listener, std::move(ended)) {}
+        : m_Home(home), m_Thread(station, home, setup, listener, std::move(ended)) {}
 
     const BusSetup& Setup() const override { return m_Thread.Setup(); }
     void Poll() override {
@@ -20,6 +20,11 @@ public:
     void Devices(const DeviceChanges& changes) override {
         m_Thread.Post([changes](Bus& bus) { bus.Devices(changes); });
     }
+    void Read(int address, ORVIXCNB1_VARS variable, std::function<void(const Reading&)> done) override {
+        m_Thread.Post([&home = m_Home, address, variable, done = std::move(done)](Bus& bus) {
+            home.Post([done, reading = bus.Read(address, variable)] { done(reading); });
+        });
+    }
     void ReopenTrace() override {
         m_Thread.Post([](Bus& bus) { bus.ReopenTrace(); });
     }
@@ -27,10 +32,15 @@ public:
     void Close() override { m_Thread.Close(); }
 
 private:
+    Apartment& m_Home;
     BusThread m_Thread;
 };
 
 }  // namespace
+
+void SourceBus::Read(int /*address*/, ORVIXCNB1_VARS /*variable*/, std::function<void(const Reading&)> /*done*/) {
+    throw Error(errors::General, "a recorded bus answers only what it was asked");
+}
 
 Duration LiveSource::Elapsed() {
     timespec now{};

@@ -160,12 +160,17 @@ std::vector<HistoryRow> HistoryReader::TimesNotRead(const StoredDevice& device, 
 
 void HistoryReader::Read(const std::vector<StoredDevice>& devices, const Period& period,
                          const std::function<bool(const HistoryRow&)>& take, SeriesCursor::Rows rows) {
-    RowMerge merge(m_Connection, period, rows);
-    for (const auto& device : devices)
-        merge.Add(device, TimesNotRead(device, period));
+    auto merge = Rows(devices, period, rows);
     for (const auto* row = merge.Next(); row != nullptr; row = merge.Next()) {
         if (!take(*row)) return;
     }
+}
+
+RowMerge HistoryReader::Rows(std::span<const StoredDevice> devices, const Period& period, SeriesCursor::Rows rows) {
+    RowMerge merge(m_Connection, period, rows);
+    for (const auto& device : devices)
+        merge.Add(device, TimesNotRead(device, period));
+    return merge;
 }
 
 HistorySummary HistoryReader::Summarize(const StoredDevice& device, const Period& period) {

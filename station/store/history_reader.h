@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -38,6 +39,9 @@ public:
     /// earlier comes first.
     void Read(const std::vector<StoredDevice>& devices, const Period& period,
               const std::function<bool(const HistoryRow&)>& take, SeriesCursor::Rows rows = SeriesCursor::Rows::All);
+    /// The same rows to be taken one by one. Devices and this outlive them.
+    RowMerge Rows(std::span<const StoredDevice> devices, const Period& period,
+                  SeriesCursor::Rows rows = SeriesCursor::Rows::All);
     /// For questions about one device, which outlives it.
     FiguresQuery FiguresOf(const StoredDevice& device) { return {m_Connection, device}; }
     HistorySummary Summarize(const StoredDevice& device, const Period& period);

@@ -1,6 +1,4 @@
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -23,6 +21,7 @@
 #include "simulator/bus_server.h"
 #include "station/door/health_text.h"
 #include "station/door/metric_families.h"
+#include "station/http/http_client.h"
 #include "tests/station/faulty_bus.h"
 #include "tests/station/json_lines.h"
 #include "tests/station/program.h"
@@ -152,35 +151,8 @@ TEST(Run, AReloadDuringAScanFollowsIt) {
     EXPECT_EQ(program.Finish().Status, 0);
 }
 
-sockaddr_in LocalAddress(int port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
-}
-
-/// A port on which nobody listens now.
-int FreePort() {
-    const platform::FileDescriptor socket(::socket(AF_INET, SOCK_STREAM, 0));
-    auto address = LocalAddress(0);
-    socklen_t size = sizeof(address);
-    EXPECT_EQ(::bind(socket.Get(), reinterpret_cast<sockaddr*>(&address), size), 0);
-    EXPECT_EQ(::getsockname(socket.Get(), reinterpret_cast<sockaddr*>(&address), &size), 0);
-    return ntohs(address.sin_port);
-}
-
 std::string MetricsAt(int port) {
-    const platform::FileDescriptor socket(::socket(AF_INET, SOCK_STREAM, 0));
-    const auto address = LocalAddress(port);
-    EXPECT_EQ(::connect(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
-    const std::string request = "GET /metrics HTTP/1.0\r\n\r\n";
-    EXPECT_EQ(::send(socket.Get(), request.data(), request.size(), MSG_NOSIGNAL), std::ssize(request));
-    std::string answer;
-    char bytes[4096];
-    for (ssize_t size = 1; size > 0; answer.append(bytes, static_cast<std::size_t>(std::max<ssize_t>(size, 0))))
-        size = ::read(socket.Get(), bytes, sizeof(bytes));
-    return answer;
+    return station::AskHttp({.Host = "127.0.0.1:" + std::to_string(port), .Path = "/metrics"}).Body;
 }
 
 TEST(Run, GoesOnWhileNothingCanBeWrittenIntoTheHistoryAndTellsThatOnce) {

@@ -132,7 +132,7 @@ TEST(Configuration, EveryErrorHasItsPlaceAndKey) {
         {"[metrics]\nlisten = \":70000\"",
          {"f:2:10: metrics.listen: write a numeric address and a port, such as 127.0.0.1:9400"}},
         {"[alarms]\non_alarm = \"x\"",
-         {"f:2:12: alarms.on_alarm: write a list of texts, such as [\"program\", \"argument\"]"}},
+         {"f:2:12: alarms.on_alarm: write a list of texts, such as [\"one\", \"another\"]"}},
         {"[[bus]]\nname = \"a\"", {"f:1:1: bus[0]: the port is missing: write its device file, or \"simulated\""}},
         {"[history]\non = true", {"f:1:1: no bus is set: write [[bus]] and its port"}},
     };

@@ -6,12 +6,15 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
 #include <thread>
 
 #include "platform/unix_socket.h"
 #include "simulator/bus_server.h"
 #include "station/http/crowd.h"
 #include "station/http/http_client.h"
+#include "station/store/history_slices.h"
+#include "tests/station/history_fixture.h"
 #include "tests/station/json_lines.h"
 #include "tests/station/program.h"
 #include "tests/support/test_folder.h"
@@ -154,6 +157,104 @@ TEST_F(Door, AFolderHasOneStationAndAKilledOneLeavesNothing) {
     Program next({"run", "--data", m_Data, "--json"});
     ASSERT_TRUE(next.AwaitOutput("\"valid\":true"));
     EXPECT_EQ(Ask({.Path = "/api/v1/station"}).Status, 200);
+}
+
+TEST_F(Door, HistoryIsToldInSlicesAndAsCsv) {
+    const auto firstSlice = [&](const std::string& device) {
+        for (;;) {
+            const auto history = Get("/api/v1/history?from=1m&points=20&device=" + device);
+            // What is read is written once a second.
+            if (history.contains("rows") && !history["rows"].empty() && !history["rows"][0][1].is_null()) {
+                return history["rows"][0];
+            }
+            if (!m_Program.AwaitOutput("\"valid\":true")) return Json(history);
+        }
+    };
+    const auto degrees = firstSlice("simulated-0005");
+    EXPECT_EQ(Json({degrees[1], degrees[2], degrees[3]}), Json({21.5, 21.5, 21.5})) << degrees;
+    const auto inputs = firstSlice("simulated-0007");
+    EXPECT_EQ(Json({inputs[1], inputs[2], inputs[5], inputs[6]}), Json({5, 5, 1.0, 0.0})) << inputs;
+    const auto csv = Ask({.Path = "/api/v1/history.csv?device=simulated-0005"}).Body;
+    EXPECT_TRUE(csv.starts_with("time,port,address,name,variable,value,quality,until,count,reason\n")) << csv;
+    EXPECT_NE(csv.find(",simulated,5,Nimbo1 Temperature Sensor,temperature,21.5,good,,,\n"), std::string::npos) << csv;
+    for (const auto& [query, says] : {std::pair("", "device: name a device"),
+                                      {"?device=no", "has nothing of device no"},
+                                      {"?device=d1&from=soon", "from: 'soon' is no time"},
+                                      {"?device=d1&from=1m&to=2m", "from is not before to"}}) {
+        EXPECT_NE(Ask({.Path = std::string("/api/v1/history") + query}).Body.find(says), std::string::npos) << says;
+    }
+}
+
+TEST_F(HistoryTest, SlicesOfAnyWidthLoseNoPeak) {
+    Begin({}, 100'000);
+    for (int second = 0; second < 4 * 3600; ++second)
+        Add(5, second * kSecond, second == 5000 ? 80.0 : second == 9000 ? -7.0 : 20.0);
+    Turn(4 * 3600 * kSecond);
+    auto reader = Reader(4 * 3600 * kSecond);
+    const auto device = reader.Find({}).at(0);
+    for (const std::int64_t most : {1, 10, 100, 500, 5000}) {
+        const auto [width, slices] = SlicesOf(reader, device, {kStart, kStart + 4 * 3600 * kSecond}, most);
+        Figures sum;
+        for (const auto& slice : slices)
+            sum.Add(slice.Figures);
+        EXPECT_EQ(sum.Count, 4 * 3600) << most;
+        EXPECT_EQ(sum.Highest, 80) << most;
+        EXPECT_EQ(sum.Lowest, -7) << most;
+        EXPECT_LE(std::ssize(slices), most + 1);
+    }
+}
+
+TEST_F(Door, ADeviceIsReadAtOnce) {
+    const auto ask = [&](const std::string& path, const std::string& body) {
+        return Ask({.Method = "POST", .Path = "/api/v1/devices/" + path + "/read", .Body = body});
+    };
+    EXPECT_EQ(Json::parse(ask("simulated-0005", "").Body)["value"], 21.5);
+    EXPECT_EQ(Json::parse(ask("simulated-0007", R"({"variable":"serial"})").Body)["id"], "simulated-0007");
+    EXPECT_NE(ask("simulated-0007", R"({"variable":"temperature"})").Body.find("this device has inputs"),
+              std::string::npos);
+    EXPECT_EQ(ask("simulated-0007", "[1").Status, 400);
+    EXPECT_EQ(ask("nobody", "").Status, 404);
+    EXPECT_EQ(Ask({.Method = "DELETE", .Path = "/api/v1/devices/simulated-0005"}).Status, 409);
+}
+
+TEST(DoorAtAnAddress, ATokenSaysWhoMayDoWhat) {
+    const TestFolder folder;
+    const auto tokens = folder.Path + "/tokens";
+    const std::string reader = "read-0123456789abcdef";
+    const std::string changer = "change-0123456789abcdef";
+    std::ofstream(tokens) << "# who\nread " << reader << "\nchange " << changer << "\n";
+    const auto port = std::to_string(FreePort());
+    const std::vector<std::string> run{"run", "--data", folder.Path, "--json", "--web", "0.0.0.0:" + port};
+    ExpectOneLine(run, 1, "name a file of tokens");
+    auto withTokens = run;
+    withTokens.insert(withTokens.end(), {"--web-tokens", tokens});
+    ExpectOneLine(withTokens, 1, "must be open to its owner alone: chmod 600");
+    ASSERT_EQ(::chmod(tokens.c_str(), 0600), 0);
+    Program program(withTokens);
+    ASSERT_TRUE(program.AwaitOutput("\"valid\":true"));
+    const struct {
+        const char* Method;
+        const char* Path;
+        std::string Header;
+        int Status;
+    } cases[] = {
+        {"GET", "/", "X: y", 200},
+        {"GET", "/api/v1/station", "X: y", 200},
+        {"GET", "/api/v1/values", "X: y", 401},
+        {"GET", "/metrics", "X: y", 401},
+        {"GET", "/api/v1/values", "Authorization: Bearer " + reader, 200},
+        {"GET", "/api/v1/values", "Authorization: Bearer " + reader + "0", 401},
+        {"GET", "/api/v1/values", "Authorization: Basic " + reader, 401},
+        {"GET", "/api/v1/values", "Host: evil.example", 421},
+        {"POST", "/api/v1/devices/simulated-0005/read", "Authorization: Bearer " + reader, 403},
+        {"POST", "/api/v1/devices/simulated-0005/read", "X: y", 401},
+        {"POST", "/api/v1/devices/simulated-0005/read", "Authorization: Bearer " + changer, 200},
+    };
+    for (const auto& [method, path, header, status] : cases) {
+        const auto answer = AskHttp({.Host = "127.0.0.1:" + port, .Method = method, .Path = path, .Headers = {header}});
+        EXPECT_EQ(answer.Status, status) << method << " " << path << " " << header << ": " << answer.Body;
+        EXPECT_EQ(answer.Body.find("0123456789abcdef"), std::string::npos) << "no secret is shown";
+    }
 }
 
 TEST(Health, OfARunningStationIsToldWithWhatIsWrong) {

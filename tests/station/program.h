@@ -55,4 +55,7 @@ void ExpectOneLine(const std::vector<std::string>& arguments, int status, const 
 
 std::string ContentsOf(const std::string& file);
 
+/// A TCP port of this machine on which nobody listens now.
+int FreePort();
+
 }  // namespace orvix::tests
