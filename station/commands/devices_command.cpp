@@ -13,10 +13,25 @@ namespace {
 
 using Action = DevicesOptions::Action;
 
-void ListAsJson(const std::vector<KnownDevice>& devices) {
+/// What the one that was last at the place is called; null when none of its model has been read there.
+Json IdentifierAt(const KnownDevice& device, const std::vector<DeviceIdentity>& identities) {
+    Json identifier;
+    for (const auto& known : identities) {
+        const bool isHere = known.Port == device.Port && known.Address == device.Address;
+        if (isHere) identifier = IdentifierJson(known.Model == device.Model ? known.Identifier : "");
+    }
+    return identifier;
+}
+
+void ListAsJson(const std::vector<KnownDevice>& devices, const std::vector<DeviceIdentity>& identities) {
     for (const auto& device : devices) {
-        const Json object{{"event", "device"},     {"port", device.Port}, {"address", device.Address},
-                          {"model", device.Model}, {"name", device.Name}, {"serial", SerialText(device.SerialNumber)}};
+        const Json object{{"event", "device"},
+                          {"id", IdentifierAt(device, identities)},
+                          {"port", device.Port},
+                          {"address", device.Address},
+                          {"model", device.Model},
+                          {"name", device.Name},
+                          {"serial", SerialJson(device.SerialNumber)}};
         std::cout << Dump(object) << std::endl;
     }
 }
@@ -65,7 +80,7 @@ int Execute(const DevicesOptions& options, MainLoop&) {
     }
     const auto devices = registry.Devices(options.Port);
     if (options.Json) {
-        ListAsJson(devices);
+        ListAsJson(devices, registry.Identities());
     } else {
         List(devices);
     }

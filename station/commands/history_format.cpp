@@ -45,12 +45,13 @@ std::string JsonLine(const HistoryRow& row) {
     object["id"] = row.Device->Id;
     object.update(ToJson(row.Device->Key));
     object["value"] = ToJson(row.Value);
+    object["valid"] = !row.IsGap();
     object["quality"] = QualityOf(row);
+    if (row.Why != Doubt::None) object["doubt"] = NameOf(row.Why);
     if (row.IsGap()) {
         object["until"] = IsoText(row.Until);
         object["count"] = row.Count;
-        object["reason"] = row.Reason.Text;
-        if (row.Reason.Code != 0) object["code"] = CodeText(row.Reason.Code);
+        object["error"] = ToJson(row.Reason);
     }
     return Dump(object) + "\n";
 }

@@ -3,6 +3,7 @@
 #include "station/commands/commands.h"
 #include "station/commands/port_scan.h"
 #include "station/json/json.h"
+#include "station/model/clock.h"
 
 namespace orvix::station {
 namespace {
@@ -12,11 +13,12 @@ void Write(const Json& object) {
 }
 
 Json JsonOf(const std::string& port, const FoundDevice& device) {
-    Json object{{"event", "device"},
+    Json object{{"time", IsoText(UnixMilliseconds())},
+                {"event", "device"},
                 {"port", port},
                 {"address", device.Address},
                 {"model", device.Model == 0 ? Json(nullptr) : Json(device.Model)},
-                {"serial", SerialText(device.SerialNumber)},
+                {"serial", SerialJson(device.SerialNumber)},
                 {"variable", device.Variable},
                 {"value", ToJson(device.Value)},
                 {"suspect", device.Suspect},
@@ -27,7 +29,8 @@ Json JsonOf(const std::string& port, const FoundDevice& device) {
 
 void WriteSummary(const ScanOptions& options, const PortScan& scan, bool isWhole) {
     const auto& progress = scan.Progress();
-    Write({{"event", "scan"},
+    Write({{"time", IsoText(UnixMilliseconds())},
+           {"event", "scan"},
            {"port", *options.Bus.Ports[0].Path},
            {"from", options.Range.From},
            {"to", options.Range.To},

@@ -50,6 +50,10 @@ Json IdentifierJson(const std::string& identifier) {
     return identifier.empty() ? Json() : Json(identifier);
 }
 
+Json SerialJson(const std::string& raw) {
+    return raw.empty() ? Json() : Json(SerialText(raw));
+}
+
 Json ToJson(const ReadingValue& value) {
     if (const auto* degrees = std::get_if<double>(&value)) return *degrees;
     if (const auto* inputs = std::get_if<std::int32_t>(&value)) return *inputs;
@@ -58,7 +62,9 @@ Json ToJson(const ReadingValue& value) {
 }
 
 Json ToJson(const Failure& failure) {
-    return {{"code", CodeText(failure.Code)}, {"text", failure.Text}, {"detail", failure.Detail}};
+    return {{"code", failure.Code == 0 ? Json() : Json(CodeText(failure.Code))},
+            {"text", failure.Text},
+            {"detail", failure.Detail}};
 }
 
 Json ToJson(const Reading& reading) {

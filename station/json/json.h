@@ -18,9 +18,11 @@ std::string Dump(const Json& json);
 
 /// Of a device; null when it is empty: there is no device, or it is not known which.
 Json IdentifierJson(const std::string& identifier);
+/// Of a device, as it sends it; null when none is known.
+Json SerialJson(const std::string& raw);
 /// A number, or the text of a serial number; null for none.
 Json ToJson(const ReadingValue& value);
-/// "code", "text", "detail".
+/// "code" (null when it is nobody's error), "text", "detail".
 Json ToJson(const Failure& failure);
 /// The event "reading".
 Json ToJson(const Reading& reading);
