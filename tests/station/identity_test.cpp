@@ -222,5 +222,56 @@ TEST(Identities, AreNeverEmptyAndStay) {
     }
 }
 
+/// One device answers, one does not: whoever tells of them uses the same words.
+TEST(JsonOfAllCommands, HasTheSameNamesAndAnObjectForAFailure) {
+    FaultyBus bus([](const std::string& request) {
+        const auto address = static_cast<unsigned char>(request[2]);
+        const auto code = request.substr(4, 2);
+        if (address != 5) return std::string();
+        return BuildFrame(5, code, code == std::string("\x0B\x00", 2) ? RealToBytes(21.5F) : std::string("N1"));
+    });
+    const TestFolder folder;
+    const auto& port = bus.Terminal.Path();
+    const std::vector<std::string> readings{"id",       "port",  "address", "model",  "name",
+                                            "variable", "value", "valid",   "quality"};
+    const struct {
+        std::vector<std::string> Words;  ///< without folder and port
+        std::vector<std::string> Keys;   ///< of each object of such an event
+        std::string Event;
+    } rows[] = {
+        {{"run", "--device", "5:sensor:Oven", "--device", "9:sensor", "--retries", "0", "--for", "800ms"},
+         readings,
+         "reading"},
+        {{"read", "temperature", "--device", "5:sensor", "--device", "9:sensor", "--retries", "0"},
+         readings,
+         "reading"},
+        {{"history"}, readings, "reading"},
+        {{"history"}, {"id", "port", "address", "valid", "quality", "error", "until", "count"}, "gap"},
+        {{"scan", "--from", "5", "--to", "5", "--remember"},
+         {"port", "address", "model", "serial", "variable", "value"},
+         "device"},
+        {{"devices"}, {"id", "port", "address", "model", "name", "serial"}, "device"},
+    };
+    for (const auto& [words, keys, event] : rows) {
+        SCOPED_TRACE(words[0] + ", " + event);
+        auto all = words;
+        for (const std::string word : {"--json", "--data", folder.Path.c_str(), "--port", port.c_str()})
+            all.push_back(word);
+        int seen = 0;
+        for (const auto& object : Objects(RunProgram(all).Out)) {
+            if (object["event"] != event) continue;
+            ++seen;
+            for (const auto& key : keys)
+                EXPECT_TRUE(object.contains(key)) << key << " in " << object;
+            EXPECT_TRUE(object["address"] != 5 || object.value("value", Json(21.5)) == 21.5) << object;
+            EXPECT_TRUE(words[0] == "read" || !object.contains("id") || object["id"].is_string()) << object;
+            if (!object.contains("error")) continue;
+            for (const char* key : {"code", "text", "detail"})
+                EXPECT_TRUE(object["error"].contains(key)) << object;
+        }
+        EXPECT_GT(seen, 0);
+    }
+}
+
 }  // namespace
 }  // namespace orvix::tests
