@@ -8,6 +8,7 @@
 #include "station/run/alarm_book.h"
 #include "station/sink/alarm_program/alarm_command.h"
 #include "tests/station/program.h"
+#include "tests/station/readings.h"
 #include "tests/support/test_folder.h"
 
 namespace orvix::tests {
@@ -19,12 +20,7 @@ using station::AlarmKind;
 using station::AlarmLimits;
 
 station::Reading ReadingOf(int second, station::ReadingValue value) {
-    station::Reading reading;
-    reading.UnixMilliseconds = second * 1000;
-    reading.Port = "p";
-    reading.Address = 5;
-    reading.Value = std::move(value);
-    return reading;
+    return ReadingAt(second * 1000, "p", 5, std::move(value));
 }
 
 station::AlarmChange WhatOf(bool starts) {
@@ -93,7 +89,6 @@ TEST(AlarmBook, TimesThatAreTooLongAreAlarms) {
     };
     const auto read = [&](int second, station::Doubt why) {
         auto reading = ReadingOf(second, 50.0);
-        reading.Name = "Oven";
         reading.Why = why;
         tell(second, book.Take(reading, std::chrono::seconds(second)));
     };

@@ -16,6 +16,7 @@
 #include "station/line/exchange_tracker.h"
 #include "station/run/alarm_book.h"
 #include "station/run/latest_values.h"
+#include "tests/station/readings.h"
 
 namespace orvix::tests {
 namespace {
@@ -27,11 +28,7 @@ using namespace station;
 constexpr int kAddress = 5;
 
 Reading Temperature(double degrees, Doubt why = Doubt::None) {
-    Reading reading;
-    reading.Port = "A";
-    reading.Address = kAddress;
-    reading.Model = kTemperatureSensorModel;
-    reading.Value = degrees;
+    auto reading = ReadingAt(0, "A", kAddress, degrees);
     reading.Why = why;
     return reading;
 }

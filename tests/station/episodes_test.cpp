@@ -1,4 +1,5 @@
 #include "station/run/episodes.h"
+#include "tests/station/readings.h"
 
 #include <gtest/gtest.h>
 
@@ -17,10 +18,7 @@ struct EpisodesTest : testing::Test {
             Said.push_back(TextOf(event));
     }
     void Read(int address, bool good) {
-        Reading reading;
-        reading.Port = kPort;
-        reading.Address = address;
-        reading.Name = "Oven";
+        auto reading = ReadingAt(0, kPort, address);
         if (good) reading.Value = 21.5;
         reading.Error = {errors::TimeOut, "No reply.", {}};
         Say(All.OnReading(reading, Now));

@@ -10,6 +10,7 @@
 #include "station/store/history_reader.h"
 #include "station/store/history_writer.h"
 #include "tests/station/program.h"
+#include "tests/station/readings.h"
 #include "tests/support/test_folder.h"
 
 namespace orvix::tests {
@@ -20,16 +21,9 @@ constexpr std::int64_t kStart = 1'795'000'000'000;
 constexpr std::int64_t kSecond = 1000;
 
 inline Reading ReadingOf(int address, std::int64_t time, ReadingValue value, ErrorNumber code = 0) {
-    return {.UnixMilliseconds = kStart + time,
-            .Port = "line",
-            .Address = address,
-            .Model = 106,
-            .Name = "Oven",
-            .Identifier = "d" + std::to_string(address),
-            .Variable = "temperature",
-            .Value = std::move(value),
-            .Error = {code, code == 0 ? "" : "No reply", {}},
-            .LastGood = {}};
+    auto reading = ReadingAt(kStart + time, "line", address, std::move(value));
+    reading.Error = {code, code == 0 ? "" : "No reply", {}};
+    return reading;
 }
 
 inline ClockTimes ClocksAt(std::int64_t time) {

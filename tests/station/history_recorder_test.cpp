@@ -13,6 +13,7 @@
 #include "platform/real_apartment.h"
 #include "platform/virtual_apartment.h"
 #include "station/model/clock.h"
+#include "tests/station/readings.h"
 #include "tests/support/test_folder.h"
 
 using namespace std::chrono_literals;
@@ -57,11 +58,7 @@ TEST(HistoryRecorder, TellsForHowLongNothingCouldBeWritten) {
     const auto turns = home.CreateTimer([] {});
     turns->Rearm(5, true);
     ASSERT_TRUE(home.PumpUntil([&] { return history.StandsStill() && !said.empty(); }, 30s));
-    Reading reading;
-    reading.UnixMilliseconds = UnixMilliseconds();
-    reading.Value = 21.5;
-    reading.Variable = "temperature";
-    history.OnReading(reading);
+    history.OnReading(tests::ReadingAt(UnixMilliseconds(), "line", 5, 21.5));
     std::filesystem::remove(file);
     ASSERT_TRUE(home.PumpUntil([&] { return !history.StandsStill() && said.size() > 1; }, 30s));
     EXPECT_EQ(said.back(), "history: written again; 0 readings lost");

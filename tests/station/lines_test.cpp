@@ -7,6 +7,7 @@
 #include "platform/virtual_apartment.h"
 #include "station/sink/lines/lines.h"
 #include "station/sink/lines/output_listener.h"
+#include "tests/station/readings.h"
 
 namespace orvix::tests {
 namespace {
@@ -18,9 +19,7 @@ TEST(Lines, ADeviceThatTakesAnothersPlaceIsHeardOfAlthoughItIsAsOffline) {
     platform::VirtualScheduler scheduler(FromUnixMilliseconds(0));
     platform::VirtualApartment apartment(scheduler);
     station::OutputListener listener(*lines, apartment, {});
-    station::Reading failed;
-    failed.Port = "p";
-    failed.Address = 5;
+    const auto failed = ReadingAt(0, "p", 5);
     const auto shown = [&] {
         const auto text = out.str();
         return std::count(text.begin(), text.end(), '\n');

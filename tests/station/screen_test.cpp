@@ -14,6 +14,7 @@
 #include "station/sink/screen/layout.h"
 #include "station/words/quantity_text.h"
 #include "tests/station/program.h"
+#include "tests/station/readings.h"
 #include "tests/support/test_folder.h"
 
 namespace orvix::tests {
@@ -36,11 +37,8 @@ std::vector<std::string> TextsOf(const std::vector<StyledLine>& lines) {
 }
 
 Reading ReadingOf(int address, const char* name, const ReadingValue& value, std::int64_t age, Quality quality) {
-    Reading reading;
-    reading.Port = "/dev/ttyUSB0";
-    reading.Address = address;
+    auto reading = ReadingAt(kNow, "/dev/ttyUSB0", address);
     reading.Name = name;
-    reading.UnixMilliseconds = kNow;
     reading.LastGood = value;
     reading.LastGoodUnixMilliseconds = kNow - age;
     if (reading.LastGood.index() != 0) reading.Age = std::chrono::milliseconds(age);
