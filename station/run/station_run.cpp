@@ -300,7 +300,7 @@ void StationRun::TellAlarms(std::vector<AlarmEvent> events) {
 
 std::optional<AlarmEvent> StationRun::Acknowledge(const std::string& alarm, const std::string& by,
                                                   const std::string& comment) {
-    const auto event = m_Alarms.Acknowledge(alarm, {UnixNow(), by, comment});
+    auto event = m_Alarms.Acknowledge(alarm, {UnixNow(), by, comment});
     if (event) TellAlarms({*event});
     return event;
 }

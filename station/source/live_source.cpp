@@ -38,10 +38,6 @@ private:
 
 }  // namespace
 
-void SourceBus::Read(int /*address*/, ORVIXCNB1_VARS /*variable*/, std::function<void(const Reading&)> /*done*/) {
-    throw Error(errors::General, "a recorded bus answers only what it was asked");
-}
-
 Duration LiveSource::Elapsed() {
     timespec now{};
     ::clock_gettime(CLOCK_BOOTTIME, &now);

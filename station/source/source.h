@@ -21,7 +21,7 @@ public:
     virtual void Devices(const DeviceChanges& changes) = 0;
     /// Reads a device before what else waits, and calls `done` in the home of its source. Raises Error when the bus
     /// cannot be asked anything.
-    virtual void Read(int address, ORVIXCNB1_VARS variable, std::function<void(const Reading&)> done);
+    virtual void Read(int address, ORVIXCNB1_VARS variable, std::function<void(const Reading&)> done) = 0;
     /// Writes the trace, when there is one, into a file that is there.
     virtual void ReopenTrace() {}
     /// Whether it gets on with its work; `now` is the steady time of the source. Ask it now and then.

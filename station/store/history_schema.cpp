@@ -63,8 +63,8 @@ bool HasPort(const std::string& file, const std::string& port) {
 }  // namespace
 
 std::string HistoryToRead(const std::string& dataFolder, const std::string& port) {
-    const auto real = dataFolder + kHistoryFile;
-    const auto simulated = dataFolder + kSimulatedHistoryFile;
+    auto real = dataFolder + kHistoryFile;
+    auto simulated = dataFolder + kSimulatedHistoryFile;
     std::error_code ignored;
     if (!std::filesystem::exists(simulated, ignored)) return real;
     if (!std::filesystem::exists(real, ignored)) return simulated;

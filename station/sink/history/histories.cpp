@@ -5,12 +5,9 @@
 
 namespace orvix::station {
 
-Histories::Histories(FileOf fileOf, HistorySetup setup, std::string session, Apartment& home, HistoryWriter::Say say)
-    : m_FileOf(std::move(fileOf)),
-      m_Setup(std::move(setup)),
-      m_Session(std::move(session)),
-      m_Home(home),
-      m_Say(std::move(say)) {}
+Histories::Histories(FileOf fileOf, const HistorySetup& setup, std::string session, Apartment& home,
+                     HistoryWriter::Say say)
+    : m_FileOf(std::move(fileOf)), m_Setup(setup), m_Session(std::move(session)), m_Home(home), m_Say(std::move(say)) {}
 
 HistoryRecorder& Histories::Of(const std::string& port) {
     const auto file = m_FileOf(port);

@@ -19,7 +19,7 @@ public:
     using FileOf = std::function<std::string(const std::string& port)>;
 
     /// The others as for HistoryRecorder.
-    Histories(FileOf fileOf, HistorySetup setup, std::string session, Apartment& home, HistoryWriter::Say say);
+    Histories(FileOf fileOf, const HistorySetup& setup, std::string session, Apartment& home, HistoryWriter::Say say);
 
     void OnIdentity(const DeviceIdentity& identity) override { Of(identity.Port).OnIdentity(identity); }
     void OnReading(const Reading& reading) override { Of(reading.Port).OnReading(reading); }
