@@ -12,7 +12,7 @@ Duration DurationOf(double seconds) {
 }
 
 double SecondsOf(Duration time) {
-    return std::chrono::duration<double>(time).count();
+    return std::chrono::duration<double>(std::chrono::floor<std::chrono::milliseconds>(time)).count();
 }
 
 }  // namespace

@@ -194,14 +194,14 @@ HistorySummary HistoryReader::Summarize(const StoredDevice& device, const Period
 
 void HistoryReader::ReadAlarms(const HistoryQuery& query, const std::function<bool(const AlarmRow&)>& take) {
     std::set<std::string> devices;
-    for (const auto& device : Find(query))
+    const bool isAny = query.Device.empty();
+    for (const auto& device : isAny ? std::vector<StoredDevice>() : Find(query))
         devices.insert(device.Id);
     AlarmQuestion question{.Port = query.Port, .Time = query.Time, .NewestFirst = false, .Limit = kPageRows};
     for (AlarmPage page;; question.Offset += question.Limit) {
         page = Alarms(question);
         for (const auto& alarm : page.Alarms) {
-            const bool isOfPort = alarm.State.Identifier.empty() && query.Device.empty();
-            if (!isOfPort && !devices.contains(alarm.State.Identifier)) continue;
+            if (!isAny && !devices.contains(alarm.State.Identifier)) continue;
             if (!take(alarm)) return;
         }
         if (question.Offset + question.Limit >= page.Total) return;

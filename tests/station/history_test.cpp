@@ -157,6 +157,23 @@ TEST_F(HistoryTest, AnAlarmIsOneRowFromStartToEnd) {
     EXPECT_TRUE(AlarmsLeftOn(m_File).empty());
 }
 
+TEST_F(HistoryTest, ThePortThatHasNeverBeenOpenHasItsAlarm) {
+    Begin();
+    auto alarm = AlarmAt(0, 0, AlarmName(m_Session, 1), AlarmChange::Started);
+    alarm.Identifier.clear();
+    alarm.Kind = AlarmKind::Port;
+    m_Pending->Add(alarm);
+    End(kSecond);
+    Lines lines;
+    Reader(2 * kSecond)
+        .ReadAlarms({.Port = {}, .Device = {}, .Time = {kStart, kStart + kSecond}}, [&](const AlarmRow& row) {
+            lines.push_back(LineOf(row, false));
+            return true;
+        });
+    ASSERT_EQ(lines.size(), 1U);
+    EXPECT_NE(lines[0].find("line                 line "), std::string::npos) << lines[0];
+}
+
 TEST_F(HistoryTest, ListsAlarmsWithTheirEnds) {
     int number = 0;
     const auto add = [this, &number](int address, std::int64_t time, bool starts) {
