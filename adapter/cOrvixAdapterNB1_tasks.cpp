@@ -84,7 +84,6 @@ void cOrvixAdapterNB1::RequireReadable(const std::string& memoryMapKey) {
     const auto entry = m_Services.Messaging.CreateSharedEntry();
     entry->Open(memoryMapKey);
     entry->Lock();
-    entry->Unlock();
 }
 
 void cOrvixAdapterNB1::RefuseWork(iOrvixTaskNB1& task, const Error& error) {

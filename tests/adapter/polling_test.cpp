@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "tests/adapter/adapter_fixture.h"
 
 namespace orvix::tests {
@@ -27,10 +29,13 @@ TEST_F(PollingTest, MonitoredVariablesAreReadAtTheSmallestInterval) {
     device->Monitor(true);
     Host.Run(50);
     device->VarsEx().Item("1")->Monitored(true);
+    Subscriber.Take();
     Adapter.MonitorVars(true);
     EXPECT_EQ(AnswerFor(240), (std::vector<std::string>{"20:(Polling) Reading Serial number Device 5",
                                                         "130:(Polling) Reading Serial number Device 5",
                                                         "230:(Polling) Reading Serial number Device 5"}));
+    const auto told = Subscriber.Take();
+    EXPECT_EQ(std::count(told.begin(), told.end(), "ORVIX_CNN_ACTIVITY | 0"), 2) << "idle between them";
     device->MonitorVar(1, 1, 0);  // back to the polling period
     AnswerFor(100);
     EXPECT_EQ(AnswerFor(600).size(), 2U);

@@ -69,7 +69,7 @@ TEST(VariantTest, TextsOfValues) {
     };
     for (const auto& [value, text] : cases)
         EXPECT_EQ(value.ToText(), text);
-    EXPECT_EQ(HexText(errors::TimeOut), "80041589");
+    EXPECT_EQ(HexText(errors::NotExecuted), "8004158A");
 }
 
 TEST(TextTest, LeadingNumbers) {

@@ -143,7 +143,7 @@ TEST_F(TaskTest, ForgettingAnExchangeKeepsWhatIsToBeDone) {
     EXPECT_FALSE(m_Task.IsLinked() || m_Task.Executed());
 }
 
-TEST_F(TaskTest, ADeviceGivesItsValuesAndIsReleased) {
+TEST_F(TaskTest, WhatATaskHoldsIsReleased) {
     const auto device = std::make_shared<tests::FakeDevice>();
     for (const bool destroyed : {false, true}) {
         Fill(m_Task);
@@ -154,6 +154,10 @@ TEST_F(TaskTest, ADeviceGivesItsValuesAndIsReleased) {
         if (!destroyed) m_Task.Clear();
         EXPECT_EQ(device.use_count(), 1);
         EXPECT_TRUE(m_Task.Params().empty() && m_Task.RtnArgs().empty());
+        m_Task.CmdExecuted(false);
+        m_Task.CmdSended(true);
+        m_Host.Run(500);
+        EXPECT_EQ(m_Task.Timeout(), !destroyed) << "a destroyed task has no timer";
     }
 }
 
