@@ -48,7 +48,7 @@ function(nb1_targets RESULT)
     set(${RESULT} ${targets} PARENT_SCOPE)
 endfunction()
 
-# The files of PATH/page and the chart library, built into the folder's target.
+# The files of PATH/page, the chart library and PATH/openapi.json, built into the folder's target.
 function(nb1_page PATH)
     nb1_targets(target ${PATH})
     file(GLOB files CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${PATH}/page/*)
@@ -56,6 +56,7 @@ function(nb1_page PATH)
         find_file(NB1_${file} ${file} PATHS /usr/share/javascript/dygraphs REQUIRED NO_DEFAULT_PATH)
         list(APPEND files ${NB1_${file}})
     endforeach()
+    list(APPEND files ${PROJECT_SOURCE_DIR}/${PATH}/openapi.json)
     set(source ${PROJECT_BINARY_DIR}/page_files.cpp)
     set(script ${PROJECT_SOURCE_DIR}/cmake/embed.cmake)
     add_custom_command(OUTPUT ${source} DEPENDS ${files} ${script} VERBATIM

@@ -3,6 +3,7 @@
 #include "host/characters.h"
 #include "simulator/device_arguments.h"
 #include "station/commands/commands.h"
+#include "station/door/station_client.h"
 #include "station/json/json.h"
 #include "station/library/folders.h"
 #include "station/store/device_registry.h"
@@ -64,10 +65,23 @@ bool Change(const DevicesOptions& options, DeviceRegistry& registry) {
     return true;
 }
 
+/// Has the station that has the port rename or remove the device. False when there is none.
+bool ChangeByStation(const DevicesOptions& options, const std::string& folder) {
+    const AskedStation station(folder);
+    const auto bus = station.BusOn(*options.Port);
+    if (!bus) return false;
+    const auto path = "/api/v1/devices/" + station.IdOf(*bus, options.Device.Address);
+    if (options.What == Action::Remove) return station.Ask({.Method = "DELETE", .Path = path}).has_value();
+    const auto body = Dump({{"name", options.Device.Name}});
+    return station.Ask({.Method = "PATCH", .Path = path, .Body = body}).has_value();
+}
+
 }  // namespace
 
 int Execute(const DevicesOptions& options, MainLoop&) {
     const auto folders = FindFolders(options.Data);
+    const bool isChange = options.What == Action::Rename || options.What == Action::Remove;
+    if (isChange && ChangeByStation(options, folders.Data)) return kDone;
     const HostData host(folders.Data);
     if (!host.WhyPassing().empty() && options.What != Action::List) throw Error(errors::General, host.WhyPassing());
     for (const auto& notice : host.Notices())

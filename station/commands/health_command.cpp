@@ -1,12 +1,17 @@
+#include <unistd.h>
+
 #include <iostream>
 
 #include "station/commands/commands.h"
+#include "station/commands/watching.h"
 #include "station/door/station_client.h"
 #include "station/json/json.h"
 #include "station/library/folders.h"
 
 namespace orvix::station {
 namespace {
+
+constexpr std::chrono::seconds kHealthPeriod{2};
 
 /// An object a line: each bus, its devices behind it, and the history while nothing can be written into it.
 void WriteHealthLines(const std::string& text) {
@@ -21,9 +26,8 @@ void WriteHealthLines(const std::string& text) {
     if (!health["history"]["standing_still_ms"].is_null()) std::cout << Dump(health["history"]) << "\n";
 }
 
-}  // namespace
-
-int Execute(const HealthOptions& options, MainLoop&) {
+/// Returns the exit status.
+int ShowHealth(const HealthOptions& options) {
     HttpQuestion question{.Path = "/api/v1/health"};
     if (!options.Json) question.Headers.emplace_back("Accept: text/plain");
     const auto answers = AskStations(FindFolders(options.Data).Data, question);
@@ -41,7 +45,20 @@ int Execute(const HealthOptions& options, MainLoop&) {
         if (answers.size() > 1) std::cout << "station of process " << answer.Process << "\n";
         std::cout << answer.Text;
     }
+    std::cout << std::flush;
     return status;
+}
+
+}  // namespace
+
+int Execute(const HealthOptions& options, MainLoop& loop) {
+    if (!options.Watch) return ShowHealth(options);
+    const bool clears = !options.Json && ::isatty(STDOUT_FILENO) == 1;
+    Watch(loop, kHealthPeriod, [&] {
+        if (clears) std::cout << "\x1b[H\x1b[2J";
+        ShowHealth(options);
+    });
+    return kDone;
 }
 
 }  // namespace orvix::station

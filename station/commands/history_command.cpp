@@ -1,7 +1,9 @@
 #include <atomic>
+#include <cstdlib>
 #include <future>
 #include <iostream>
 
+#include "host/error.h"
 #include "host/text.h"
 #include "platform/document_file.h"
 #include "station/commands/commands.h"
@@ -9,6 +11,8 @@
 #include "station/commands/history_format.h"
 #include "station/commands/history_report.h"
 #include "station/commands/plot_samples.h"
+#include "station/door/station_client.h"
+#include "station/json/json.h"
 #include "station/library/folders.h"
 #include "station/model/clock.h"
 #include "station/model/local_time.h"
@@ -125,6 +129,16 @@ ByteArray DocumentOf(HistoryReader& reader, const HistoryQuery& query, const std
     return DrawHistory(reported, query.Time, FromUnixMilliseconds(UnixMilliseconds()));
 }
 
+/// Has the running station note it.
+int Acknowledge(const AlarmsOptions& options) {
+    const char* user = std::getenv("USER");
+    const auto body = Dump({{"by", user == nullptr ? "" : user}, {"comment", options.Comment}});
+    const AskedStation station(FindFolders(options.Data).Data);
+    const auto path = "/api/v1/alarms/" + options.Acknowledged + "/acknowledge";
+    if (station.Ask({.Method = "POST", .Path = path, .Body = body})) return kDone;
+    throw Error(errors::General, "no station is running with this data folder");
+}
+
 }  // namespace
 
 int Execute(const HistoryOptions& options, MainLoop& loop) {
@@ -151,6 +165,7 @@ int Execute(const HistoryOptions& options, MainLoop& loop) {
 }
 
 int Execute(const AlarmsOptions& options, MainLoop& loop) {
+    if (!options.Acknowledged.empty()) return Acknowledge(options);
     RunBeside(loop, [&](const std::atomic<bool>& stop) {
         auto reader = OpenReader(options.Data, options.Query);
         bool isEmpty = true;

@@ -2,6 +2,9 @@
 
 #include "simulator/bus_server.h"
 #include "station/commands/commands.h"
+#include "station/door/station_client.h"
+#include "station/json/json.h"
+#include "station/library/folders.h"
 #include "station/model/text.h"
 
 namespace orvix::station {
@@ -16,9 +19,32 @@ void Show(const Reading& reading, const BusSetup& setup, bool isJson, Output& ou
     std::cout << ValueText(reading.Value) << std::endl;
 }
 
+/// Has the station that has the port read, which takes no longer than the exchanges. Nothing when there is none.
+std::optional<int> ReadByStation(const ReadOptions& options, Output& output) {
+    const auto& port = OnlyPort(options.Bus);
+    const AskedStation station(FindFolders(options.Bus.Data).Data);
+    const auto bus = port.Path ? station.BusOn(*port.Path) : std::nullopt;
+    if (!bus) return std::nullopt;
+    BusSetup setup;
+    setup.PortLabel = *port.Path;
+    setup.Devices = port.Devices;
+    const auto body = Dump({{"variable", NameOf(options.Variable)}});
+    int status = kDone;
+    for (const auto& device : port.Devices) {
+        const auto path = "/api/v1/devices/" + station.IdOf(*bus, device.Address) + "/read";
+        const auto answer = station.Ask({.Method = "POST", .Path = path, .Body = body});
+        if (!answer) throw Error(errors::General, "the station has ended meanwhile");
+        const auto reading = ReadingOf(*answer);
+        Show(reading, setup, options.Bus.Json, output);
+        if (!reading.Valid()) status = kFailed;
+    }
+    return status;
+}
+
 }  // namespace
 
 int Execute(const ReadOptions& options, MainLoop& loop) {
+    if (const auto status = ReadByStation(options, *OutputOf(options.Bus.Json))) return *status;
     auto station = OpenStation(options.Bus.Data);
     auto setup = SetupOf(options.Bus, OnlyPort(options.Bus), *station);
     const auto output = OutputOf(options.Bus.Json);

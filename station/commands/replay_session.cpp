@@ -31,11 +31,12 @@ ReplaySession::ReplaySession(const ReplayOptions& options, MainLoop& loop)
                                               [this](const std::string& text) { m_Lines.Lines().Note(text); })),
       m_Session(NewUuid()),
       m_Events(loop.Apartment(), m_Session),
+      m_LineBytes(loop.Apartment(), m_Session),
       m_Run(m_Source, m_Session),
       m_Slow(loop.Apartment()),
       m_Door(loop.Apartment(), View()) {
     OpenSocket(m_Door, FindFolders(options.Data).Data, ReplaySocket(), m_Lines.Lines());
-    for (Listener* listener : std::initializer_list<Listener*>{&m_Listener, &m_Health, &m_Events, this})
+    for (Listener* listener : std::initializer_list<Listener*>{&m_Listener, &m_Health, &m_Events, &m_LineBytes, this})
         m_Run.Add(*listener);
     if (m_Recorder) m_Run.Add(*m_Recorder);
 }
@@ -46,8 +47,10 @@ StationView ReplaySession::View() {
             .Started = UnixMilliseconds(),
             .Run = m_Run,
             .Events = m_Events,
+            .Lines = m_LineBytes,
             .Health = [this] { return Health(); },
             .IsSimulated = [](const std::string&) { return true; },
+            .ShowsLines = false,
             .KeepsHistory = false,
             .HistoryFiles = {},
             .Slow = m_Slow,

@@ -50,6 +50,7 @@ private:
 
     const std::string m_Session;
     EventHub m_Events;
+    LineHub m_LineBytes;
     StationRun m_Run;
     SlowAnswers m_Slow;
     Door m_Door;

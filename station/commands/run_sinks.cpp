@@ -26,7 +26,8 @@ RunSinks::RunSinks(const RunOptions& options, const StationSetup& setup, const S
       AlarmProgram(setup.OnAlarm, kAlarmCommandLimit, home, NotesTo(output)),
       Session(NewUuid()),
       Identities(folders.Database, DeviceRegistry(folders.Database).Identities(), home, NotesTo(output)),
-      Events(home, Session) {
+      Events(home, Session),
+      Lines(home, Session) {
     if (setup.History.On) {
         const auto fileOf = [data = folders.Data, isSimulated = std::move(isSimulated)](const std::string& port) {
             return data + (isSimulated(port) ? kSimulatedHistoryFile : kHistoryFile);
@@ -40,7 +41,7 @@ RunSinks::RunSinks(const RunOptions& options, const StationSetup& setup, const S
 
 void RunSinks::AddTo(StationRun& run) {
     for (Listener* sink : std::initializer_list<Listener*>{&Shown, &Service, &Health, &AlarmProgram, &Identities,
-                                                           &Events, History.get(), Recording.get()}) {
+                                                           &Events, &Lines, History.get(), Recording.get()}) {
         if (sink != nullptr) run.Add(*sink);
     }
 }

@@ -6,6 +6,7 @@
 
 #include "platform/real_apartment.h"
 #include "station/door/event_hub.h"
+#include "station/door/line_hub.h"
 #include "station/library/bus_services.h"
 #include "station/run/health_book.h"
 #include "station/run/output.h"
@@ -38,6 +39,7 @@ struct RunSinks {
     const std::string Session;  ///< a UUID, of this run
     IdentityKeeper Identities;
     EventHub Events;
+    LineHub Lines;
     std::unique_ptr<Histories> History;   ///< null: none is wanted
     std::unique_ptr<Recorder> Recording;  ///< the same
 };

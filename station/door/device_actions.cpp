@@ -33,21 +33,6 @@ StationActions& ActionsOf(const StationView& station) {
     return *station.Actions;
 }
 
-/// The object in a request's body; empty without a body.
-Json BodyOf(const Question& question) {
-    if (question.Request.Body.empty()) return Json::object();
-    auto body = Json::parse(question.Request.Body, nullptr, false);
-    if (!body.is_object()) throw ProblemError(400, "the body is no JSON object");
-    return body;
-}
-
-/// A member that is a text; empty when it is not there.
-std::string TextIn(const Json& body, const char* name) {
-    if (!body.contains(name)) return {};
-    if (!body[name].is_string()) throw ProblemError(400, std::string(name) + ": write a text");
-    return body[name].get<std::string>();
-}
-
 ORVIXCNB1_VARS VariableOf(const DeviceModelTable& model, const std::string& name) {
     const auto measured = model.Measurement.VarID;
     if (name.empty() || name == NameOf(measured)) return measured;
@@ -65,6 +50,19 @@ std::string NameIn(const Json& body) {
 }
 
 }  // namespace
+
+Json BodyOf(const Question& question) {
+    if (question.Request.Body.empty()) return Json::object();
+    auto body = Json::parse(question.Request.Body, nullptr, false);
+    if (!body.is_object()) throw ProblemError(400, "the body is no JSON object");
+    return body;
+}
+
+std::string TextIn(const Json& body, const char* name) {
+    if (!body.contains(name)) return {};
+    if (!body[name].is_string()) throw ProblemError(400, std::string(name) + ": write a text");
+    return body[name].get<std::string>();
+}
 
 void AnswerRead(const StationView& station, const Question& question, const HttpReply& reply) {
     const auto found = FoundDevice(station, question.Names[0]);

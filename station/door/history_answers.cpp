@@ -17,15 +17,6 @@ constexpr std::size_t kMostPoints = 5000;
 constexpr std::size_t kUsualPoints = 500;
 constexpr char kUsualSpan[] = "1h";
 
-std::int64_t TimeIn(const Question& question, const char* name, const char* missing, std::int64_t now) {
-    const auto text = question.Parameter(name);
-    try {
-        return ParseHistoryTime(text.empty() ? missing : text, now);
-    } catch (const Error& error) {
-        throw ProblemError(400, std::string(name) + ": " + error.Description);
-    }
-}
-
 Period PeriodIn(const Question& question, std::int64_t now) {
     const Period period{TimeIn(question, "from", kUsualSpan, now), TimeIn(question, "to", "0s", now)};
     if (period.Since >= period.Until) throw ProblemError(400, "from is not before to");
@@ -78,6 +69,9 @@ Json HistoryJson(HistoryReader& reader, const StoredDevice& device, const Period
     auto gaps = Json::array();
     for (const auto& gap : GapsOf(reader, device, period, width))
         gaps.push_back(GapJson(gap, period));
+    auto alarms = Json::array();
+    for (const auto& alarm : reader.Alarms({.Device = device.Id, .Time = period}).Alarms)
+        alarms.push_back(AlarmJson(alarm.State));
     return {{"device", device.Id},
             {"variable", device.Key.Variable},
             {"from", IsoText(period.Since)},
@@ -85,7 +79,8 @@ Json HistoryJson(HistoryReader& reader, const StoredDevice& device, const Period
             {"slice_ms", width},
             {"columns", ColumnsOf(device.IsInputs())},
             {"rows", std::move(rows)},
-            {"gaps", std::move(gaps)}};
+            {"gaps", std::move(gaps)},
+            {"alarms", std::move(alarms)}};
 }
 
 /// What the parameters ask for. Raises ProblemError.
@@ -115,6 +110,15 @@ std::vector<StoredDevice> AllDevices(HistoryReader& reader) {
 }
 
 }  // namespace
+
+std::int64_t TimeIn(const Question& question, const char* name, const char* missing, std::int64_t now) {
+    const auto text = question.Parameter(name);
+    try {
+        return ParseHistoryTime(text.empty() ? missing : text, now);
+    } catch (const Error& error) {
+        throw ProblemError(400, std::string(name) + ": " + error.Description);
+    }
+}
 
 DeviceHistory FindInHistories(const std::vector<std::string>& files, const std::string& id, std::int64_t now) {
     for (const auto& file : files) {

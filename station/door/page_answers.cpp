@@ -27,11 +27,7 @@ std::string Unpacked(const PageFile& file) {
     return text;
 }
 
-}  // namespace
-
-HttpResponse AnswerPage(const StationView& /*station*/, const Question& question) {
-    const auto& request = question.Request;
-    const std::string path = request.Path == "/" ? "/index.html" : request.Path;
+HttpResponse FileResponse(const HttpRequest& request, const std::string& path) {
     const auto files = PageFiles();
     const auto file = std::find_if(files.begin(), files.end(), [&](const PageFile& one) { return one.Path == path; });
     if (file == files.end()) throw ProblemError(404, "there is nothing at " + request.Path);
@@ -49,6 +45,17 @@ HttpResponse AnswerPage(const StationView& /*station*/, const Question& question
         response.Body = Unpacked(*file);
     }
     return response;
+}
+
+}  // namespace
+
+HttpResponse AnswerOpenApi(const StationView& /*station*/, const Question& question) {
+    return FileResponse(question.Request, "/openapi.json");
+}
+
+HttpResponse AnswerPage(const StationView& /*station*/, const Question& question) {
+    const auto& request = question.Request;
+    return FileResponse(request, request.Path == "/" ? "/index.html" : request.Path);
 }
 
 }  // namespace orvix::station

@@ -77,14 +77,22 @@ HttpResponse JsonResponse(const Json& json) {
     return response;
 }
 
-HttpResponse PageOf(const Question& question, const char* key, const std::vector<Json>& all) {
-    const auto begin = std::min(question.Number("offset", 0, kLargestOffset, 0), all.size());
-    const auto end = std::min(begin + question.Number("limit", 1, kMostRows, kMostRows), all.size());
-    auto rows = Json::array();
-    for (auto row = begin; row < end; ++row)
-        rows.push_back(all[row]);
+Paging::Paging(const Question& question)
+    : Offset(question.Number("offset", 0, kLargestOffset, 0)),
+      Limit(question.Number("limit", 1, kMostRows, kMostRows)) {}
+
+HttpResponse PageOf(const Question& question, const char* key, std::vector<Json> rows, std::size_t total) {
+    const auto end = Paging(question).Offset + rows.size();
     return JsonResponse(
-        {{key, rows}, {"total", all.size()}, {"next", end < all.size() ? Json(NextPage(question, end)) : Json()}});
+        {{key, std::move(rows)}, {"total", total}, {"next", end < total ? Json(NextPage(question, end)) : Json()}});
+}
+
+HttpResponse PageOf(const Question& question, const char* key, const std::vector<Json>& all) {
+    const Paging paging(question);
+    const auto begin = std::min(paging.Offset, all.size());
+    const auto end = std::min(begin + paging.Limit, all.size());
+    const auto at = [&](std::size_t row) { return all.begin() + static_cast<std::ptrdiff_t>(row); };
+    return PageOf(question, key, {at(begin), at(end)}, all.size());
 }
 
 }  // namespace orvix::station

@@ -33,6 +33,16 @@ struct Question {
 /// of the next page from the folder of the interface.
 HttpResponse PageOf(const Question& question, const char* key, const std::vector<Json>& all);
 
+/// The same of a page that has been cut out already; `total` rows there are.
+HttpResponse PageOf(const Question& question, const char* key, std::vector<Json> rows, std::size_t total);
+
+/// What the parameters `limit` and `offset` ask for.
+struct Paging {
+    explicit Paging(const Question& question);
+    std::size_t Offset;
+    std::size_t Limit;
+};
+
 /// An answer in JSON.
 HttpResponse JsonResponse(const Json& json);
 

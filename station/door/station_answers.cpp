@@ -3,6 +3,7 @@
 #include "devices/protocol/device_models.h"
 #include "station/door/answers.h"
 #include "station/door/health_text.h"
+#include "station/door/problem.h"
 #include "station/model/clock.h"
 #include "station/model/version.h"
 #include "station/run/diagnosis.h"
@@ -41,6 +42,17 @@ Json LimitsJson(const AlarmLimits& limits) {
     return {{"low", OrNull(limits.Low)}, {"high", OrNull(limits.High)}, {"hysteresis", limits.Hysteresis}};
 }
 
+bool MayFollowLines(const StationView& station, const Question& question) {
+    const bool isLocal = question.Request.User.has_value();
+    return question.Has >= Right::Read && (isLocal || station.ShowsLines);
+}
+
+HttpResponse EventResponse(std::shared_ptr<HttpStream> stream) {
+    HttpResponse response{.Stream = std::move(stream)};
+    response.Headers = {{"Content-Type", "text/event-stream"}, {"X-Accel-Buffering", "no"}};
+    return response;
+}
+
 }  // namespace
 
 Json DeviceJson(const BusSetup& bus, const DeviceSetup& device, const std::string& id) {
@@ -71,7 +83,7 @@ HttpResponse AnswerStation(const StationView& station, const Question& question)
                          {"started", IsoText(station.Started)},
                          {"time", IsoText(health.UnixMilliseconds)},
                          {"rights", NameOf(question.Has)},
-                         {"lines_allowed", false},
+                         {"lines_allowed", MayFollowLines(station, question)},
                          {"history", {{"kept", station.KeepsHistory}, {"standing_still_ms", stillMs}}},
                          {"buses", buses}});
 }
@@ -106,9 +118,19 @@ HttpResponse AnswerEvents(const StationView& station, const Question& question) 
         const HttpRequest asked{.Query = query};
         return Question{asked, {}, Right::Read}.AsksFor(name, bus, device);
     };
-    HttpResponse response{.Stream = station.Events.Follow(header.empty() ? last : header, filter)};
-    response.Headers = {{"Content-Type", "text/event-stream"}, {"X-Accel-Buffering", "no"}};
-    return response;
+    return EventResponse(station.Events.Ring().Follow(header.empty() ? last : header, filter));
+}
+
+HttpResponse AnswerLines(const StationView& station, const Question& question) {
+    if (!MayFollowLines(station, question)) {
+        throw ProblemError(403, "the bytes on the lines are shown at the local socket, or with lines = true in [web]");
+    }
+    const auto& wanted = question.Names[0];
+    const auto setups = station.Run.Setups();
+    const auto isWanted = [&](const BusSetup& bus) { return bus.PortLabel == wanted; };
+    if (std::none_of(setups.begin(), setups.end(), isWanted)) throw ProblemError(404, "there is no bus " + wanted);
+    return EventResponse(station.Lines.Ring().Follow(
+        {}, [wanted](const std::string& bus, const std::string&) { return bus == wanted; }));
 }
 
 }  // namespace orvix::station

@@ -9,7 +9,7 @@
 namespace orvix::station {
 namespace {
 
-constexpr int kOk = 200;
+constexpr int kFirstFailure = 300;
 
 /// The sentence of a problem; what was answered as it is when it is none.
 std::string DetailOf(const std::string& body) {
@@ -21,7 +21,7 @@ StationAnswer AnswerOf(const HttpAnswer& answer) {
     const auto station =
         answer.Process == 0 ? std::string("a station") : "the station of process " + std::to_string(answer.Process);
     if (answer.Status == 0) return {answer.Process, {}, station + " does not answer: " + answer.Failure};
-    if (answer.Status != kOk) return {answer.Process, {}, station + ": " + DetailOf(answer.Body)};
+    if (answer.Status >= kFirstFailure) return {answer.Process, {}, station + ": " + DetailOf(answer.Body)};
     return {answer.Process, answer.Body, {}};
 }
 
@@ -39,6 +39,52 @@ std::vector<StationAnswer> AskStations(const std::string& folder, HttpQuestion q
     }
     if (answers.empty()) throw Error(errors::General, "no station is running with the data folder " + folder);
     return answers;
+}
+
+std::optional<Json> AskedStation::Ask(HttpQuestion question) const {
+    if (!std::filesystem::is_directory(m_Folder)) return std::nullopt;
+    const SocketFolder place(m_Folder);
+    question.Socket = place.PathOf(kStationSocket);
+    const auto answer = AskHttp(question);
+    if (answer.IsRefused) return std::nullopt;
+    const auto told = AnswerOf(answer);
+    if (!told.Failure.empty()) throw Error(errors::General, told.Failure);
+    return Json::parse(told.Text.empty() ? "null" : told.Text, nullptr, false);
+}
+
+std::optional<std::vector<Json>> AskedStation::List(const std::string& path, const char* key) const {
+    std::vector<Json> all;
+    for (auto next = path + "?limit=1000"; !next.empty();) {
+        auto page = Ask({.Path = "/api/v1/" + next});
+        if (!page) return std::nullopt;
+        for (auto& row : (*page)[key])
+            all.push_back(std::move(row));
+        next = (*page)["next"].is_string() ? (*page)["next"].get<std::string>() : "";
+    }
+    return all;
+}
+
+std::optional<std::string> AskedStation::BusOn(const std::string& portPath) const {
+    const auto station = Ask({.Path = "/api/v1/station"});
+    if (!station) return std::nullopt;
+    for (const auto& bus : (*station)["buses"]) {
+        std::error_code error;
+        const std::string path = bus["port_path"];
+        // A port has several names.
+        if (path == portPath || std::filesystem::equivalent(path, portPath, error)) return bus["bus"];
+    }
+    return std::nullopt;
+}
+
+std::string AskedStation::IdOf(const std::string& bus, int address) const {
+    const auto devices = List("devices", "devices");
+    if (devices) {
+        for (const auto& device : *devices) {
+            if (device["bus"] == bus && device["address"] == address) return device["id"];
+        }
+    }
+    throw Error(errors::General, "the station that runs on " + bus + " does not read address " +
+                                     std::to_string(address) + ": end it, or add the device to it");
 }
 
 }  // namespace orvix::station

@@ -1,9 +1,12 @@
 #pragma once
 
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "station/http/http_client.h"
+#include "station/json/json.h"
 
 namespace orvix::station {
 
@@ -17,5 +20,23 @@ struct StationAnswer {
 /// Asks all stations of a data folder, those that are played too. `question` names no socket. Raises Error when none is
 /// running.
 std::vector<StationAnswer> AskStations(const std::string& folder, HttpQuestion question);
+
+/// The station that has a data folder, to be asked things.
+class AskedStation {
+public:
+    explicit AskedStation(std::string folder) : m_Folder(std::move(folder)) {}
+
+    /// What it answers; nothing when no station runs there. Raises Error with the sentence of a problem.
+    std::optional<Json> Ask(HttpQuestion question) const;
+    /// All of a list; `path` has no query.
+    std::optional<std::vector<Json>> List(const std::string& path, const char* key) const;
+    /// What the station calls the bus on a port; nothing when none runs or it has another port.
+    std::optional<std::string> BusOn(const std::string& portPath) const;
+    /// The public id of a device on a bus. Raises Error when the station does not read it.
+    std::string IdOf(const std::string& bus, int address) const;
+
+private:
+    const std::string m_Folder;
+};
 
 }  // namespace orvix::station

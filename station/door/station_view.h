@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "station/door/event_hub.h"
+#include "station/door/line_hub.h"
 #include "station/door/slow_answers.h"
 #include "station/run/health.h"
 #include "station/run/station_run.h"
@@ -31,8 +32,10 @@ struct StationView {
     std::int64_t Started = 0;  ///< milliseconds since 1970
     StationRun& Run;
     EventHub& Events;
+    LineHub& Lines;
     std::function<StationHealth()> Health;
     std::function<bool(const std::string& bus)> IsSimulated;
+    bool ShowsLines = false;  ///< at addresses, too
     bool KeepsHistory = false;
     std::vector<std::string> HistoryFiles{};  ///< those that there may be
     SlowAnswers& Slow;

@@ -1,8 +1,11 @@
 #include "station/json/json.h"
 
+#include <cstdlib>
+
 #include "host/characters.h"
 #include "host/text.h"
 #include "station/model/clock.h"
+#include "station/model/history_time.h"
 #include "station/model/text.h"
 
 namespace orvix::station {
@@ -20,6 +23,20 @@ Json AgeOf(const Reading& reading) {
 Json LastGoodOf(const Reading& reading) {
     if (!reading.Age) return nullptr;
     return {{"value", ToJson(reading.LastGood)}, {"time", IsoText(reading.LastGoodUnixMilliseconds)}};
+}
+
+ReadingValue ValueOf(const Json& value) {
+    if (value.is_null()) return {};
+    if (value.is_string()) return value.get<std::string>();
+    if (value.is_number_integer()) return value.get<std::int32_t>();
+    return value.get<double>();
+}
+
+Quality QualityOf(const std::string& name) {
+    for (const auto quality : {Quality::Good, Quality::Doubtful, Quality::Stale}) {
+        if (name == NameOf(quality)) return quality;
+    }
+    return Quality::Offline;
 }
 
 /// The control characters that are escaped as well, though JSON does not ask for it: those above ASCII's first 32.
@@ -106,6 +123,39 @@ Json ToJson(const AlarmState& alarm) {
             {"started", IsoText(alarm.Started)},
             {"ended", alarm.Ended ? Json(IsoText(*alarm.Ended)) : Json()},
             {"acknowledged", known}};
+}
+
+Failure FailureOf(const Json& object) {
+    Failure failure{.Code = 0, .Text = object.value("text", ""), .Detail = object.value("detail", "")};
+    const auto code = object.value("code", "0");
+    failure.Code = static_cast<ErrorNumber>(std::strtoul(code.c_str(), nullptr, 16));
+    return failure;
+}
+
+Reading ReadingOf(const Json& object) {
+    try {
+        Reading reading;
+        reading.UnixMilliseconds = ParseHistoryTime(object.at("time"), 0);
+        reading.Identifier = object.value("id", "");
+        reading.Port = object.at("port");
+        reading.Address = object.at("address");
+        reading.Model = object.at("model");
+        reading.Name = object.at("name");
+        reading.Variable = object.at("variable");
+        reading.Value = ValueOf(object.at("value"));
+        reading.Quality = QualityOf(object.at("quality"));
+        reading.LastGood = reading.Value;
+        if (object.contains("error")) reading.Error = FailureOf(object["error"]);
+        if (object.contains("last_good")) {
+            const auto& last = object["last_good"];
+            reading.LastGood = last.is_null() ? ReadingValue() : ValueOf(last.at("value"));
+            if (!last.is_null()) reading.LastGoodUnixMilliseconds = ParseHistoryTime(last.at("time"), 0);
+        }
+        if (!object.at("age_ms").is_null()) reading.Age = std::chrono::milliseconds(object["age_ms"]);
+        return reading;
+    } catch (const Json::exception&) {
+        throw Error(errors::General, "what the station has answered is no reading");
+    }
 }
 
 Json ToJson(const AlarmEvent& event) {

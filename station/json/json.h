@@ -28,6 +28,10 @@ Json ToJson(const Failure& failure);
 Json ToJson(const Reading& reading);
 /// Its id, state, place, device, times and acknowledgement.
 Json ToJson(const AlarmState& alarm);
+/// A reading from what ToJson makes of one, as far as that holds it. Raises Error for another object.
+Reading ReadingOf(const Json& object);
+/// A failure, likewise.
+Failure FailureOf(const Json& object);
 /// The event "alarm".
 Json ToJson(const AlarmEvent& event);
 

@@ -45,6 +45,7 @@ Command TraceCommand();
 Command ScanCommand();
 Command DevicesCommand();
 Command ConfigCommand();
+Command ValuesCommand();
 Command HealthCommand();
 
 // What commands have in common. Each fills its target, which must stay where it is.

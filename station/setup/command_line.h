@@ -70,6 +70,8 @@ struct HistoryOptions {
 
 struct AlarmsOptions {
     HistoryQuery Query;
+    std::string Acknowledged;  ///< id of the alarm that is; empty: they are listed
+    std::string Comment;
     bool Json = false;
     std::string Data;  ///< empty: the user's data folder
 };
@@ -125,6 +127,15 @@ struct ConfigCheckOptions {
 struct HealthOptions {
     std::string Data;  ///< empty: the user's data folder
     bool Json = false;
+    bool Watch = false;  ///< again and again, until the end
+};
+
+struct ValuesOptions {
+    std::string Data;    ///< empty: the user's data folder
+    std::string Port;    ///< what the bus is called; empty: any
+    std::string Device;  ///< address, name or id; empty: any
+    bool Json = false;
+    bool Watch = false;  ///< go on with what comes
 };
 
 /// A text to show instead of running a command: help or version.
@@ -133,9 +144,9 @@ struct TextOptions {
 };
 
 /// What the command line asks for: one command.
-using CommandLine = std::variant<TextOptions, RunOptions, ScanOptions, DevicesOptions, ReadOptions, HealthOptions,
-                                 HistoryOptions, AlarmsOptions, ExportOptions, HistoryExportOptions, ReplayOptions,
-                                 ConfigCheckOptions, SimulateOptions, TraceOptions>;
+using CommandLine = std::variant<TextOptions, RunOptions, ScanOptions, DevicesOptions, ReadOptions, ValuesOptions,
+                                 HealthOptions, HistoryOptions, AlarmsOptions, ExportOptions, HistoryExportOptions,
+                                 ReplayOptions, ConfigCheckOptions, SimulateOptions, TraceOptions>;
 
 /// Without a command the command is run. Raises UsageError.
 CommandLine ParseCommandLine(std::vector<std::string> arguments);

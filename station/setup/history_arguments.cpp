@@ -62,16 +62,32 @@ Command HistoryCommand() {
             }};
 }
 
+Command AcknowledgeCommand() {
+    const auto options = std::make_shared<AlarmsOptions>();
+    auto alarm = TextOf("alarm", "ID", "its id, as alarms --json has it", options->Acknowledged);
+    alarm.IsRequired = true;
+    return {"acknowledge",
+            "say that you know of an alarm that is on",
+            {std::move(alarm), TextOf("comment", "TEXT", "what is to be said of it", options->Comment),
+             DataOption(options->Data)},
+            [options] { return *options; }};
+}
+
 Command AlarmsCommand() {
     const auto options = std::make_shared<AlarmsOptions>();
     const auto query = std::make_shared<QueryTexts>();
     auto arguments = QueryArguments(*query, kLastWeek);
     arguments.push_back(JsonFlag(options->Json));
     arguments.push_back(DataOption(options->Data));
-    return {"alarms", "list the alarms that stations have recorded", std::move(arguments), [options, query] {
-                options->Query = QueryOf(*query, kLastWeek);
-                return *options;
-            }};
+    return {.Name = "alarms",
+            .Help = "list the alarms that stations have recorded, or acknowledge one",
+            .Arguments = std::move(arguments),
+            .Finish =
+                [options, query] {
+                    options->Query = QueryOf(*query, kLastWeek);
+                    return *options;
+                },
+            .Inside = {AcknowledgeCommand()}};
 }
 
 }  // namespace orvix::station

@@ -8,7 +8,21 @@ Command HealthCommand() {
     const auto options = std::make_shared<HealthOptions>();
     return {"health",
             "how the running station's buses and devices are, and what to mend",
-            {DataOption(options->Data), JsonFlag(options->Json)},
+            {DataOption(options->Data), JsonFlag(options->Json),
+             Flag("--watch", "again every two seconds, until Ctrl-C", options->Watch)},
+            [options] { return *options; }};
+}
+
+Command ValuesCommand() {
+    const auto options = std::make_shared<ValuesOptions>();
+    auto port = TextOf(kPort, "PATH", "only of this port", options->Port);
+    port.Take = [options](const Value& value) { options->Port = PortLabelOf(value.Text()); };
+    return {"values",
+            "the latest values of the running station",
+            {std::move(port),
+             TextOf(kDevice, "A|NAME", "only of the device with this address, name or id", options->Device),
+             DataOption(options->Data), JsonFlag(options->Json),
+             Flag("--watch", "go on with those that come, until Ctrl-C", options->Watch)},
             [options] { return *options; }};
 }
 

@@ -5,6 +5,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <thread>
@@ -106,6 +107,125 @@ TEST_F(Door, EachQuestionIsAnsweredOrRefusedWithAReason) {
     }
     for (const auto& value : Get("/api/v1/values")["values"])
         EXPECT_EQ(value["quality"], "good") << value;
+}
+
+/// What an answer has that its schema does not allow, or has not; empty when it fits.
+std::string Misfit(const Json& value, const Json& schema, const Json& schemas) {
+    if (schema.contains("$ref")) {
+        const std::string name = schema["$ref"];
+        return Misfit(value, schemas.at(name.substr(name.rfind('/') + 1)), schemas);
+    }
+    const std::string type = value.is_number_integer() ? "integer" : value.is_boolean() ? "boolean" : value.type_name();
+    const auto isType = [&](const Json& name) { return name == type || (name == "number" && type == "integer"); };
+    const auto types = schema["type"].is_array() ? schema["type"] : Json::array({schema["type"]});
+    if (std::none_of(types.begin(), types.end(), isType)) return type + ": " + value.dump();
+    const auto names = schema.value("enum", Json::array({value}));
+    if (std::find(names.begin(), names.end(), value) == names.end()) return "no such name: " + value.dump();
+    std::string misfit;
+    for (std::size_t row = 0; value.is_array() && row < value.size() && misfit.empty(); ++row)
+        misfit = Misfit(value[row], schema.at("items"), schemas);
+    if (!value.is_object() || !schema.contains("properties")) return misfit;
+    for (const auto& key : schema.value("required", Json::array())) {
+        if (!value.contains(key)) misfit += " missing: " + key.get<std::string>();
+    }
+    for (const auto& [key, member] : value.items()) {
+        const auto& known = schema["properties"];
+        misfit += known.contains(key) ? Misfit(member, known[key], schemas) : " not described: " + key;
+    }
+    return misfit;
+}
+
+TEST_F(Door, EveryAnswerIsAsItsDescriptionSays) {
+    const auto document = Get("/api/v1/openapi.json");
+    const auto& schemas = document["components"]["schemas"];
+    int checked = 0;
+    for (const auto& [path, methods] : document["paths"].items()) {
+        for (const auto& [method, operation] : methods.items()) {
+            const auto& answers = operation["responses"];
+            if (!answers.contains("200") || !answers["200"]["content"].contains("application/json")) continue;
+            auto asked = "/api/v1" + path + (path == "/history" ? "?device=simulated-0005" : "");
+            if (const auto id = asked.find("{id}"); id != std::string::npos) asked.replace(id, 4, "simulated-0005");
+            const auto answer = Ask({.Method = method == "get" ? "GET" : "POST", .Path = asked});
+            const bool isGood = answer.Status == 200;
+            const auto schema = isGood ? answers["200"]["content"]["application/json"]["schema"]
+                                       : Json::object({{"$ref", "#/components/schemas/Problem"}});
+            EXPECT_EQ(Misfit(Json::parse(answer.Body), schema, schemas), "") << asked << ": " << answer.Body;
+            checked += isGood ? 1 : 0;
+        }
+    }
+    EXPECT_GE(checked, 6);
+}
+
+TEST_F(Door, TheBytesOnALineAreShownWithWhatTheyAre) {
+    const auto read = Follow("/api/v1/lines/simulated", "inputs 00000101");
+    for (const char* says : {"event: line\n", "\"what\":\"sent\"", "\"bytes\":\"1d ",
+                             "\"meaning\":\"request to 5: temperature\"", "\"meaning\":\"answer of 5: 21.5 °C\""}) {
+        EXPECT_NE(read.find(says), std::string::npos) << says << " in " << read;
+    }
+    EXPECT_EQ(Ask({.Path = "/api/v1/lines/other"}).Status, 404);
+}
+
+TEST_F(Door, CommandsAskTheStation) {
+    const auto values = RunProgram({"values", "--data", m_Data, "--device", "7"});
+    EXPECT_EQ(values.Status, 0) << values.Err;
+    EXPECT_NE(values.Out.find("inputs       5   00000101  good"), std::string::npos) << values.Out;
+    const auto port = Get("/api/v1/station")["buses"][0]["port_path"].get<std::string>();
+    const auto read = RunProgram({"read", "--data", m_Data, "--port", port, "--device", "5:sensor", "temperature"});
+    EXPECT_EQ(read.Out, "21.5\n") << read.Err;
+    ExpectOneLine({"read", "--data", m_Data, "--port", port, "--device", "9:sensor", "temperature"}, 1,
+                  "does not read address 9");
+    ExpectOneLine({"devices", "rename", "5", "Oven", "--data", m_Data, "--port", port}, 1, "are simulated");
+    ExpectOneLine({"values", "--data", m_Folder.Path}, 1, "no station is running");
+}
+
+TEST(AlarmsAtTheDoor, OneThatIsOnIsListedAndAcknowledged) {
+    const TestFolder folder;
+    const auto file = folder.Path + "/n.toml";
+    std::ofstream(file) << "[[bus]]\nport = \"simulated\"\nevery = \"100ms\"\n[[bus.device]]\naddress = 5\nmodel = "
+                           "\"sensor\"\nhigh = 20\n";
+    Program program({"run", "--data", folder.Path, "--config", file, "--json"});
+    ASSERT_TRUE(program.AwaitOutput("\"alarm\":\"high\""));
+    const auto alarms = [&](const std::string& query) {
+        return Json::parse(AskHttp({.Socket = folder.Path + "/station.sock", .Path = "/api/v1/alarms" + query}).Body);
+    };
+    const auto on = alarms("?state=on");
+    ASSERT_EQ(on["total"], 1) << on;
+    const std::string id = on["alarms"][0]["id"];
+    EXPECT_EQ(on["alarms"][0]["acknowledged"], nullptr);
+    EXPECT_EQ(RunProgram({"alarms", "acknowledge", id, "door was open", "--data", folder.Path}).Status, 0);
+    // The history is there a moment after the first reading.
+    auto all = alarms("");
+    while (!all.contains("total") && program.AwaitOutput("\"valid\":true"))
+        all = alarms("");
+    EXPECT_EQ(all["total"], 1) << all;
+    EXPECT_EQ(all["alarms"][0]["acknowledged"]["comment"], "door was open") << all;
+    EXPECT_EQ(alarms("?state=over")["total"], 0);
+    EXPECT_EQ(alarms("?state=off")["status"], 400);
+    ExpectOneLine({"alarms", "acknowledge", "nothing-1", "--data", folder.Path}, 1, "no alarm nothing-1 is on");
+}
+
+TEST(KnownPort, ARenamedDeviceHasItsNameAtOnceAndARemovedOneIsGone) {
+    const TestFolder folder;
+    simulator::BusServer bus(simulator::SimulatedBus({simulator::ParseSimulatedDevice("5:sensor"),
+                                                      simulator::ParseSimulatedDevice("6:sensor")}),
+                             0);
+    const auto port = bus.Terminal().Path();
+    const auto change = [&](std::vector<std::string> what) {
+        what.insert(what.begin(), "devices");
+        what.insert(what.end(), {"--data", folder.Path, "--port", port});
+        const auto result = RunProgram(what);
+        EXPECT_EQ(result.Status, 0) << result.Err;
+    };
+    change({"add", "5:sensor"});
+    change({"add", "6:sensor"});
+    Program program({"run", "--data", folder.Path, "--port", port, "--every", "100ms", "--json"});
+    ASSERT_TRUE(program.AwaitOutput("\"address\":6"));
+    change({"rename", "5", "<b>Oven</b>"});
+    EXPECT_TRUE(program.AwaitOutput("\"address\":5,\"model\":106,\"name\":\"<b>Oven</b>\""));
+    change({"remove", "6"});
+    const auto devices = AskHttp({.Socket = folder.Path + "/station.sock", .Path = "/api/v1/devices"}).Body;
+    EXPECT_EQ(Json::parse(devices)["total"], 1) << devices;
+    EXPECT_EQ(RunProgram({"devices", "--data", folder.Path}).Out.find("6\t"), std::string::npos);
 }
 
 TEST_F(Door, AStreamGoesOnWhereItWasOrTellsThatItCannot) {
