@@ -181,7 +181,7 @@ export class DeviceView {
         const path = `history?device=${encodeURIComponent(this.key)}&${queryOf(this.span)}&points=${count}`;
         this.plot.setAttribute('aria-busy', 'true');
         try {
-            const history = {alarms: [], ...await ask(path, {signal: asking.signal})};
+            const history = await ask(path, {signal: asking.signal});
             if (this.isClosed) return;
             this.history = history;
             this.loadedAt = Date.now();
