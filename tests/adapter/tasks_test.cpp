@@ -192,9 +192,13 @@ TEST_F(TasksTest, EveryWayInLeadsThrough) {
     Host.Run(0);
     Adapter.NewWork(byKey->Name(), 0);
     Adapter.NewWork(first->Name(), 1);
+    const auto byObject = Entry(*Reading("5", ORVIXCNB1_VAR_TEMP_LOG));
+    const std::shared_ptr<iOrvixTaskNB1> object = std::make_shared<cOrvixTaskNB1>(Host.Services);
+    object->MemoryMapKey(byObject->Name());  // is read when it is the task's turn
+    Queue(object);
     EXPECT_FALSE(Object.Busy());
     std::vector<std::string> sent;
-    for (const SharedEntry* entry : {first.get(), byMessage.get(), byKey.get()}) {
+    for (const SharedEntry* entry : {first.get(), byMessage.get(), byKey.get(), byObject.get()}) {
         const std::string key = NextWork();
         sent.push_back(Driver->Load(key)->Name() + " " + Hex(Driver->Load(key)->Cmd().ToText()));
         EXPECT_TRUE(Object.Busy());
@@ -204,7 +208,7 @@ TEST_F(TasksTest, EveryWayInLeadsThrough) {
         EXPECT_TRUE(entry->Succeeded());
     }
     EXPECT_THAT(sent, ElementsAre("Reading Temp log Device 5 ", "Reading Temp Device 5 0B 00",
-                                  "Reading Serial number Device 5 00 07"));
+                                  "Reading Serial number Device 5 00 07", "Reading Temp log Device 5 "));
     EXPECT_FALSE(Object.Busy());
 }
 
