@@ -1,6 +1,8 @@
 #include "station/run/health_book.h"
 
 #include <algorithm>
+#include <optional>
+#include <utility>
 
 #include "devices/protocol/bus_line.h"
 #include "devices/protocol/device_models.h"
@@ -68,9 +70,11 @@ public:
         const auto found = m_Addresses.find(reading.Address);
         if (found == m_Addresses.end()) return;
         auto& record = found->second;
+        // Without a port a reading fails without an exchange of its own.
+        const auto outcome = std::exchange(record.LatestOutcome, std::nullopt);
         record.Count(m_Now, ReadingEnd{.IsGood = reading.IsGood(),
                                        .IsDoubtful = reading.Valid() && !reading.IsGood(),
-                                       .HasNoValue = !reading.Valid() && record.LatestOutcome == Outcome::Good});
+                                       .HasNoValue = !reading.Valid() && outcome == Outcome::Good});
         if (reading.IsGood()) record.LastGood = m_Now;
     }
 
@@ -128,7 +132,7 @@ private:
         std::optional<Duration> LastGood;
         std::optional<Duration> LatestPoll;
         std::uint64_t SilentInARow = 0;
-        Outcome LatestOutcome = Outcome::Silent;
+        std::optional<Outcome> LatestOutcome;  ///< of the exchanges since the latest reading
 
         template <class Event>
         void Count(Duration now, const Event& event) {

@@ -323,8 +323,7 @@ TEST(Diagnosis, APortThatFailsAgainAndAgainIsUnsteady) {
     FaultyLine line;
     for (int i = 0; i < 6; ++i) {
         line.Poll(20, FaultyLine::Well);
-        line.Tell(LineKind::Failed, {}, "no such device");
-        line.Pass(3s);
+        line.Unplug(6);
         line.Tell(LineKind::Opened);
     }
     line.Poll(20, FaultyLine::Well);

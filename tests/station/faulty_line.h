@@ -66,6 +66,20 @@ public:
     std::vector<station::Finding> Findings() { return Diagnose(Health()); }
     station::BusHealth Health() { return m_Book.At(m_Now, 0, {}).Buses[0]; }
     void Pass(Duration time) { m_Now += time; }
+    /// The port has gone, so that readings fail without an exchange.
+    void Unplug(int rounds) {
+        Tell(station::LineEvent::Kind::Failed, {}, "no such device");
+        for (int round = 0; round < rounds; ++round) {
+            for (const auto& device : m_Setup.Devices) {
+                station::Reading reading;
+                reading.Port = "A";
+                reading.Address = device.Address;
+                reading.Error.Code = errors::General;
+                m_Book.OnReading(reading);
+            }
+            Pass(m_Setup.Every);
+        }
+    }
     /// Bytes that come so long after now, whoever has sent them.
     void Comes(Duration after, const std::string& bytes) { m_Coming.emplace(m_Now + after, bytes); }
     /// Another device at the address, told as when a configuration is read again.
