@@ -75,8 +75,9 @@ void CheckParameters(const Route& route, const HttpRequest& request) {
     if (route.Parameters == nullptr) return;
     for (const auto& [name, value] : request.Query) {
         if (IsOneOf(name, route.Parameters)) continue;
-        const std::string known = *route.Parameters == '\0' ? "takes none" : std::string("takes ") + route.Parameters;
-        throw ProblemError(400, "there is no parameter " + name + " here: " + request.Path + " " + known);
+        std::string detail = "there is no parameter " + name + " here: " + request.Path + " takes ";
+        detail += *route.Parameters == '\0' ? "none" : route.Parameters;
+        throw ProblemError(400, detail);
     }
 }
 
