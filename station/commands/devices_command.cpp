@@ -1,4 +1,7 @@
+#include <algorithm>
 #include <iostream>
+#include <map>
+#include <tuple>
 
 #include "host/characters.h"
 #include "simulator/device_arguments.h"
@@ -24,10 +27,44 @@ Json IdentifierAt(const KnownDevice& device, const std::vector<DeviceIdentity>& 
     return identifier;
 }
 
-void ListAsJson(const std::vector<KnownDevice>& devices, const std::vector<DeviceIdentity>& identities) {
-    for (const auto& device : devices) {
+struct ListedDevice {
+    KnownDevice Device;
+    Json Identifier;
+};
+
+std::vector<ListedDevice> Remembered(DeviceRegistry& registry, const std::optional<std::string>& port) {
+    const auto identities = registry.Identities();
+    std::vector<ListedDevice> devices;
+    for (const auto& device : registry.Devices(port))
+        devices.push_back({device, IdentifierAt(device, identities)});
+    return devices;
+}
+
+/// Adds what a running station reads and nobody has remembered, such as what its configuration names.
+void AddWhatIsRead(const AskedStation& station, const std::optional<std::string>& port,
+                   std::vector<ListedDevice>& devices) {
+    const auto about = station.Ask({.Path = "/api/v1/station"});
+    const auto read = station.List("devices", "devices");
+    if (!about || !read) return;
+    std::map<std::string, std::string> ports;
+    for (const auto& bus : (*about)["buses"])
+        ports[bus["bus"]] = bus[bus["simulated"].get<bool>() ? "bus" : "port_path"];
+    const auto place = [](const ListedDevice& listed) { return std::tie(listed.Device.Port, listed.Device.Address); };
+    for (const auto& device : *read) {
+        const ListedDevice listed{{ports[device["bus"]], device["address"], device["model"], device["name"], {}},
+                                  device["id"]};
+        const bool isThere = std::any_of(devices.begin(), devices.end(),
+                                         [&](const ListedDevice& other) { return place(other) == place(listed); });
+        if (!isThere && (!port || listed.Device.Port == *port)) devices.push_back(listed);
+    }
+    std::sort(devices.begin(), devices.end(),
+              [&](const ListedDevice& one, const ListedDevice& other) { return place(one) < place(other); });
+}
+
+void ListAsJson(const std::vector<ListedDevice>& devices) {
+    for (const auto& [device, identifier] : devices) {
         const Json object{{"event", "device"},
-                          {"id", IdentifierAt(device, identities)},
+                          {"id", identifier},
                           {"port", device.Port},
                           {"address", device.Address},
                           {"model", device.Model},
@@ -37,9 +74,9 @@ void ListAsJson(const std::vector<KnownDevice>& devices, const std::vector<Devic
     }
 }
 
-void List(const std::vector<KnownDevice>& devices) {
+void List(const std::vector<ListedDevice>& devices) {
     std::string port;
-    for (const auto& device : devices) {
+    for (const auto& [device, identifier] : devices) {
         if (device.Port != port) std::cout << Printable(port = device.Port) << "\n";
         std::cout << "  " << device.Address << "\t" << simulator::ModelName(device.Model) << "\t"
                   << (device.SerialNumber.empty() ? "-" : SerialText(device.SerialNumber)) << "\t"
@@ -92,9 +129,10 @@ int Execute(const DevicesOptions& options, MainLoop&) {
         throw Error(errors::General,
                     "no device is known at address " + std::to_string(options.Device.Address) + " of " + *options.Port);
     }
-    const auto devices = registry.Devices(options.Port);
+    auto devices = Remembered(registry, options.Port);
+    AddWhatIsRead(AskedStation(folders.Data), options.Port, devices);
     if (options.Json) {
-        ListAsJson(devices, registry.Identities());
+        ListAsJson(devices);
     } else {
         List(devices);
     }

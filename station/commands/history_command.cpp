@@ -1,11 +1,16 @@
+#include <pwd.h>
+#include <unistd.h>
+
 #include <atomic>
-#include <cstdlib>
 #include <future>
 #include <iostream>
 
+#include <pwd.h>
+#include <unistd.h>
 #include "host/error.h"
 #include "host/text.h"
 #include "platform/document_file.h"
+
 #include "station/commands/commands.h"
 #include "station/commands/figures_format.h"
 #include "station/commands/history_format.h"
@@ -129,10 +134,15 @@ ByteArray DocumentOf(HistoryReader& reader, const HistoryQuery& query, const std
     return DrawHistory(reported, query.Time, FromUnixMilliseconds(UnixMilliseconds()));
 }
 
+/// What the user who runs this is called, else its number.
+std::string UserName() {
+    const auto* user = ::getpwuid(::getuid());
+    return user == nullptr ? "user " + std::to_string(::getuid()) : user->pw_name;
+}
+
 /// Has the running station note it.
 int Acknowledge(const AlarmsOptions& options) {
-    const char* user = std::getenv("USER");
-    const auto body = Dump({{"by", user == nullptr ? "" : user}, {"comment", options.Comment}});
+    const auto body = Dump({{"by", UserName()}, {"comment", options.Comment}});
     const AskedStation station(FindFolders(options.Data).Data);
     const auto path = "/api/v1/alarms/" + options.Acknowledged + "/acknowledge";
     if (station.Ask({.Method = "POST", .Path = path, .Body = body})) return kDone;

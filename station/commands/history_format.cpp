@@ -27,7 +27,13 @@ std::string EndText(const AlarmRow& alarm) {
     return alarm.State.Ended ? "until " + DayAndClock(*alarm.State.Ended) : "still on";
 }
 
-std::string KnownText(const Acknowledgement& known) {
+/// Who knows of it; of one that is on and nobody has acknowledged, its id, which that takes.
+std::string KnownText(const AlarmRow& alarm) {
+    if (!alarm.State.Acknowledged) {
+        const bool isOn = !alarm.State.Ended && !alarm.StationStopped;
+        return isOn ? "; id " + alarm.State.Alarm : "";
+    }
+    const auto& known = *alarm.State.Acknowledged;
     return "; acknowledged " + DayAndClock(known.UnixMilliseconds) + (known.By.empty() ? "" : " by " + known.By) +
            (known.Comment.empty() ? "" : ": " + known.Comment);
 }
@@ -36,8 +42,7 @@ std::string TableLine(const AlarmRow& alarm) {
     const auto& state = alarm.State;
     return DayAndClock(state.Started) + "  " + Padded(EndText(alarm), 25) + "  " + Padded(Printable(state.Port), 14) +
            "  " + Padded(AddressText(state.Address), 3) + "  " + Padded(Printable(state.Name), 26) + "  " +
-           Padded(state.Kind, 8) + "  " + state.Text +
-           (state.Acknowledged ? Printable(KnownText(*state.Acknowledged)) : "") + "\n";
+           Padded(state.Kind, 8) + "  " + state.Text + Printable(KnownText(alarm)) + "\n";
 }
 
 std::string JsonLine(const HistoryRow& row) {

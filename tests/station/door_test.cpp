@@ -175,6 +175,7 @@ TEST_F(Door, CommandsAskTheStation) {
     ExpectOneLine({"read", "--data", m_Data, "--port", port, "--device", "9:sensor", "temperature"}, 1,
                   "does not read address 9");
     ExpectOneLine({"devices", "rename", "5", "Oven", "--data", m_Data, "--port", port}, 1, "are simulated");
+    EXPECT_NE(RunProgram({"devices", "--data", m_Data}).Out.find("  7\tdigital\t"), std::string::npos);
     ExpectOneLine({"values", "--data", m_Folder.Path}, 1, "no station is running");
 }
 

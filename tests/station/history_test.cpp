@@ -216,6 +216,7 @@ TEST_F(HistoryTest, ListsAlarmsWithTheirEnds) {
     const Lines six = list(4 * kSecond, now, now, "6");
     ASSERT_EQ(six.size(), 1U);
     EXPECT_NE(six[0].find("still on"), std::string::npos);
+    EXPECT_NE(six[0].find("; id "), std::string::npos) << "to acknowledge it by";
     EXPECT_NE(list(0, now, now + 60 * kSecond, "6").at(0).find("station stopped"), std::string::npos) << "killed";
     const auto page = Reader(now).Alarms({.Device = "d5", .Time = {kStart, kStart + now}, .Limit = 10, .Offset = 595});
     EXPECT_EQ(page.Total, 602);
