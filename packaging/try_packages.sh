@@ -5,7 +5,8 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../build/package"
 
 readonly ROOT=$PWD/root
-readonly GROUP=/sys/fs/cgroup/unified/nimbo1-try-$$
+GROUP=$(findmnt --noheadings --output TARGET --types cgroup2 | head -1)/nimbo1-try-$$
+readonly GROUP
 BOOTED=
 PACKAGES=()
 
@@ -21,14 +22,14 @@ fail() {
 
 inside() { nsenter --target "$BOOTED" --mount --pid --uts --ipc --cgroup "$@"; }
 
-# eventually COMMAND...: waits, ten seconds at most, until it succeeds.
-eventually() {
-    local attempt
-    for ((attempt = 0; attempt < 100; ++attempt)); do
-        "$@" >/dev/null 2>&1 && return
+# within SECONDS COMMAND...: waits until it succeeds, but no longer.
+within() {
+    local limit=$1 end=$((SECONDS + $1))
+    shift
+    while ! "$@" >/dev/null 2>&1; do
+        ((SECONDS < end)) || fail "not within $limit seconds: $*"
         sleep 0.1
     done
-    fail "not within ten seconds: $*"
 }
 
 # Runs in the new namespaces. The machine's own kernel settings are out of reach.
@@ -79,15 +80,15 @@ start_root() {
     ) &
     local outer=$!
     trap 'kill -KILL "$BOOTED" 2>/dev/null; wait; rmdir "$GROUP" 2>/dev/null || true; rm -rf root' EXIT
-    eventually pgrep -P "$outer"
+    within 10 pgrep -P "$outer"
     BOOTED=$(pgrep -P "$outer")
-    eventually inside systemctl is-system-running
+    within 10 inside systemctl is-system-running
 }
 
 property() { inside systemctl show --value --property="$1" nimbo1; }
 is() { [[ $(property "$1") == "$2" ]]; }
 is_other_process() { is ActiveState active && [[ $(property MainPID) != "$1" ]]; }
-has_said() { inside journalctl --unit nimbo1 --output cat | grep -q -- "$1"; }
+health_names() { inside nimbo1 health --data /var/lib/nimbo1 | grep -q -- "$1"; }
 
 # inside_apt ARGUMENTS...
 inside_apt() {
@@ -106,35 +107,27 @@ try_install() {
 try_service() {
     say "the service: ready, reloaded, hung, killed, stopped in order"
     inside systemd-run --quiet --unit bus nimbo1 simulate --device 5:sensor --link /run/bus
-    eventually inside test -e /run/bus
+    within 10 inside test -e /run/bus
     printf '[[bus]]\nport = "%s"\n[[bus.device]]\naddress = 5\nmodel = "sensor"\nname = "Oven"\n' \
         "$(inside readlink /run/bus)" | inside tee /etc/nimbo1/nimbo1.toml >/dev/null
     inside chmod o+rw "$(inside readlink /run/bus)"
     inside systemctl start nimbo1 || fail "it does not start"
     is StatusText "" && fail "it does not tell its status"
-    eventually inside nimbo1 health --data /var/lib/nimbo1
+    within 10 inside nimbo1 health --data /var/lib/nimbo1
     is ActiveState active || fail "it does not stay active"
 
     local process
     process=$(property MainPID)
     inside sed -i 's/Oven/Attic/' /etc/nimbo1/nimbo1.toml
     inside systemctl reload nimbo1 || fail "it is not reloaded"
-    eventually bash -c "$(declare -f inside); BOOTED=$BOOTED; inside nimbo1 health --data /var/lib/nimbo1 | grep -q Attic"
+    within 10 health_names Attic
     is MainPID "$process" || fail "reloading started it anew"
 
     inside systemctl kill --signal=STOP nimbo1
-    for ((attempt = 0; attempt < 60; ++attempt)); do
-        is_other_process "$process" && break
-        sleep 1
-    done
-    is_other_process "$process" || fail "the watchdog did not notice that it hangs"
+    within 60 is_other_process "$process"
     process=$(property MainPID)
     inside systemctl kill --signal=KILL nimbo1
-    for ((attempt = 0; attempt < 20; ++attempt)); do
-        is_other_process "$process" && break
-        sleep 1
-    done
-    is_other_process "$process" || fail "killed, it does not come back"
+    within 20 is_other_process "$process"
 
     inside systemctl stop nimbo1
     is ActiveState inactive || fail "stopped in order it counts as failed"

@@ -1,29 +1,15 @@
 // Now: alarms on top, then what is not well, then every bus with its devices.
 
 import {AlarmRows} from './alarm_row.js';
-import {arrange, element, oncePerFrame, setText} from './dom.js';
+import {arrange, element, setText} from './dom.js';
 import {illnessOf, listen, stationNow, store} from './store.js';
 import {Tile} from './tile.js';
+import {TileView} from './tile_view.js';
 
 /// How often trends move on, and the time that an alarm has lasted.
 const REFRESH_MS = 10000;
-/// A device that has just recovered stays among those that are not well for a while, so that one that flaps does not
-/// hop about.
-const CALM_MS = 15000;
 /// How many devices' histories are asked for at a time.
 const SEEDS_AT_ONCE = 2;
-
-/// Tells who is ill for the order on the page: at once when it begins, CALM_MS later when it is over.
-export class CalmOrder {
-    constructor() {
-        this.illUntil = new Map();
-    }
-
-    isIll(key, now) {
-        if (illnessOf(key) > 0) this.illUntil.set(key, now + CALM_MS);
-        return (this.illUntil.get(key) ?? 0) > now;
-    }
-}
 
 /// "2 of 5 devices"; empty for none.
 function countText(count, all, what) {
@@ -45,22 +31,19 @@ class Section {
     }
 }
 
-export class NowView {
+export class NowView extends TileView {
     constructor(main) {
+        super();
         this.main = main;
-        this.tiles = new Map();
         this.buses = new Map();
-        this.dirty = new Set();
-        this.order = new CalmOrder();
         this.summary = element('h1', {class: 'summary'});
         this.alarms = element('ul', {class: 'alarms', 'aria-label': 'Alarms'});
         this.alarmRows = new AlarmRows();
         this.ill = new Section('ill', 'Not well');
         this.body = element('div');
         main.append(this.summary, this.alarms, this.body);
-        this.paint = oncePerFrame(() => this.update());
         this.end = listen({
-            reading: key => this.dirty.add(key) && this.paint(),
+            reading: key => this.take(key),
             devices: () => this.rebuild(),
             alarms: () => this.showAlarms(),
             station: () => this.showSentences(),
@@ -104,13 +87,6 @@ export class NowView {
         await Promise.all([...Array(SEEDS_AT_ONCE)].map(work));
     }
 
-    update() {
-        for (const key of this.dirty)
-            this.tiles.get(key)?.update();
-        this.dirty.clear();
-        this.place();
-    }
-
     /// Puts tiles into their lists; does nothing when all are where they belong.
     place() {
         const now = Date.now();
@@ -118,7 +94,7 @@ export class NowView {
         const well = new Map([...this.buses.keys()].map(bus => [bus, []]));
         for (const [key, tile] of this.tiles) {
             if (!store.devices.has(key)) continue;
-            if (this.order.isIll(key, now))
+            if (this.isIll(key, now))
                 ill.push(tile);
             else
                 well.get(tile.device.bus)?.push(tile);
@@ -162,16 +138,7 @@ export class NowView {
     showAlarms() {
         arrange(this.alarms, this.alarmRows.of(store.alarms));
         this.alarms.hidden = store.alarms.length === 0;
-        for (const tile of this.tiles.values())
-            tile.update();
-        this.place();
-    }
-
-    tick() {
-        if (document.hidden) return;
-        for (const tile of this.tiles.values())
-            tile.grow();
-        this.place();
+        this.updateAll();
     }
 
     refresh() {

@@ -1,9 +1,9 @@
 // ?wall: names, values and ages, as large as the screen allows; what is not well comes first and is filled with colour.
 
-import {arrange, element, oncePerFrame} from './dom.js';
-import {CalmOrder} from './now.js';
+import {arrange, element} from './dom.js';
 import {illnessOf, listen, store} from './store.js';
 import {Tile} from './tile.js';
+import {TileView} from './tile_view.js';
 
 /// Width of a value and height of a tile, in sizes of its text.
 const TILE_WIDTH = 3.7;
@@ -20,17 +20,14 @@ export function bestGrid(count, width, height) {
     return best;
 }
 
-export class WallView {
+export class WallView extends TileView {
     constructor(main) {
+        super();
         document.body.classList.add('wall');
-        this.tiles = new Map();
-        this.dirty = new Set();
-        this.order = new CalmOrder();
         this.list = element('ul', {class: 'tiles'});
         main.append(this.list);
-        this.paint = oncePerFrame(() => this.update());
         this.end = listen({
-            reading: key => this.dirty.add(key) && this.paint(),
+            reading: key => this.take(key),
             devices: () => this.rebuild(),
             alarms: () => this.updateAll(),
         });
@@ -56,29 +53,9 @@ export class WallView {
 
     place() {
         const now = Date.now();
-        const rank = tile => this.order.isIll(tile.key, now) ? 1 + illnessOf(tile.key) : 0;
+        const rank = tile => this.isIll(tile.key, now) ? 1 + illnessOf(tile.key) : 0;
         const tiles = [...this.tiles.values()].map(tile => [rank(tile), tile]).sort(([a], [b]) => b - a);
         arrange(this.list, tiles.map(([, tile]) => tile.node));
-    }
-
-    update() {
-        for (const key of this.dirty)
-            this.tiles.get(key)?.update();
-        this.dirty.clear();
-        this.place();
-    }
-
-    updateAll() {
-        for (const tile of this.tiles.values())
-            tile.update();
-        this.place();
-    }
-
-    tick() {
-        if (document.hidden) return;
-        for (const tile of this.tiles.values())
-            tile.grow();
-        this.place();
     }
 
     fitToScreen() {
