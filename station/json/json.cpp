@@ -39,6 +39,20 @@ Quality QualityOf(const std::string& name) {
     return Quality::Offline;
 }
 
+Doubt DoubtOf(const std::string& name) {
+    for (const auto doubt :
+         {Doubt::OutOfRange, Doubt::PowerOnValue, Doubt::Jump, Doubt::ReplyCode, Doubt::OuterChecksum}) {
+        if (name == NameOf(doubt)) return doubt;
+    }
+    return Doubt::None;
+}
+
+/// Empty when there is none, or it is null.
+std::string TextIn(const Json& object, const char* name) {
+    const auto text = object.find(name);
+    return text != object.end() && text->is_string() ? text->get<std::string>() : std::string();
+}
+
 /// The control characters that are escaped as well, though JSON does not ask for it: those above ASCII's first 32.
 std::string Escaped(std::string json) {
     std::string_view rest = json;
@@ -126,17 +140,15 @@ Json ToJson(const AlarmState& alarm) {
 }
 
 Failure FailureOf(const Json& object) {
-    Failure failure{.Code = 0, .Text = object.value("text", ""), .Detail = object.value("detail", "")};
-    const auto code = object.value("code", "0");
-    failure.Code = static_cast<ErrorNumber>(std::strtoul(code.c_str(), nullptr, 16));
-    return failure;
+    const auto code = std::strtoul(TextIn(object, "code").c_str(), nullptr, 16);
+    return {.Code = static_cast<ErrorNumber>(code), .Text = TextIn(object, "text"), .Detail = TextIn(object, "detail")};
 }
 
 Reading ReadingOf(const Json& object) {
     try {
         Reading reading;
         reading.UnixMilliseconds = ParseHistoryTime(object.at("time"), 0);
-        reading.Identifier = object.value("id", "");
+        reading.Identifier = TextIn(object, "id");
         reading.Port = object.at("port");
         reading.Address = object.at("address");
         reading.Model = object.at("model");
@@ -144,6 +156,7 @@ Reading ReadingOf(const Json& object) {
         reading.Variable = object.at("variable");
         reading.Value = ValueOf(object.at("value"));
         reading.Quality = QualityOf(object.at("quality"));
+        reading.Why = DoubtOf(TextIn(object, "doubt"));
         reading.LastGood = reading.Value;
         if (object.contains("error")) reading.Error = FailureOf(object["error"]);
         if (object.contains("last_good")) {

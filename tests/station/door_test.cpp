@@ -18,6 +18,7 @@
 #include "tests/station/history_fixture.h"
 #include "tests/station/json_lines.h"
 #include "tests/station/program.h"
+#include "tests/station/readings.h"
 #include "tests/support/test_folder.h"
 
 namespace orvix::tests {
@@ -178,6 +179,26 @@ TEST_F(Door, CommandsAskTheStation) {
     ExpectOneLine({"devices", "rename", "5", "Oven", "--data", m_Data, "--port", port}, 1, "are simulated");
     EXPECT_NE(RunProgram({"devices", "--data", m_Data}).Out.find("  7\tdigital\t"), std::string::npos);
     ExpectOneLine({"values", "--data", m_Folder.Path}, 1, "no station is running");
+}
+
+TEST(ReadingJson, TellsTheOtherSideAllThatItTells) {
+    auto good = ReadingAt(1'000, "a", 5, 20.0);
+    good.Quality = station::Quality::Good;
+    good.Age = std::chrono::milliseconds(7);
+    auto doubtful = ReadingAt(2'000, "a", 5, 85.0);
+    doubtful.Quality = station::Quality::Doubtful;
+    doubtful.Why = station::Doubt::PowerOnValue;
+    doubtful.LastGood = 21.5;
+    doubtful.LastGoodUnixMilliseconds = 1'500;
+    doubtful.Age = std::chrono::milliseconds(500);
+    auto failed = ReadingAt(3'000, "a", 7);
+    failed.Error = {errors::TimeOut, "No reply", "all of it"};
+    auto neverHeardOf = ReadingAt(0, "a", 9);
+    neverHeardOf.Identifier.clear();
+    for (const auto& reading : {good, doubtful, failed, neverHeardOf, ReadingAt(4'000, "a", 8, 5)}) {
+        const auto told = station::ToJson(reading);
+        EXPECT_EQ(station::ToJson(station::ReadingOf(told)), told);
+    }
 }
 
 TEST(AlarmsAtTheDoor, OneThatIsOnIsListedAndAcknowledged) {
