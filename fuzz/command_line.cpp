@@ -24,7 +24,7 @@ struct Check {
         CheckBus(options.Bus);
     }
     void operator()(const station::ExportOptions& options) const {
-        Require(options.Target.Format != 0 && !options.Target.File.empty(), "an export has a form and a file");
+        Require(options.Format != 0 && !options.File.empty(), "an export has a form and a file");
         CheckBus(options.Bus);
     }
     void operator()(const station::SimulateOptions& options) const {

@@ -102,11 +102,17 @@ bool Change(const DevicesOptions& options, DeviceRegistry& registry) {
     return true;
 }
 
-/// Has the station that has the port rename or remove the device. False when there is none.
+/// Has the station that has the port add, rename or remove the device. False when there is none.
 bool ChangeByStation(const DevicesOptions& options, const std::string& folder) {
     const AskedStation station(folder);
-    const auto bus = station.BusOn(*options.Port);
+    const auto bus = station.BusOn(options.Port);
     if (!bus) return false;
+    const auto& device = options.Device;
+    if (options.What == Action::Add) {
+        const auto added =
+            Dump({{"bus", *bus}, {"address", device.Address}, {"model", device.Model}, {"name", device.Name}});
+        return station.Ask({.Method = "POST", .Path = "/api/v1/devices", .Body = added}).has_value();
+    }
     const auto path = "/api/v1/devices/" + station.IdOf(*bus, options.Device.Address);
     if (options.What == Action::Remove) return station.Ask({.Method = "DELETE", .Path = path}).has_value();
     const auto body = Dump({{"name", options.Device.Name}});
@@ -117,8 +123,7 @@ bool ChangeByStation(const DevicesOptions& options, const std::string& folder) {
 
 int Execute(const DevicesOptions& options, MainLoop&) {
     const auto folders = FindFolders(options.Data);
-    const bool isChange = options.What == Action::Rename || options.What == Action::Remove;
-    if (isChange && ChangeByStation(options, folders.Data)) return kDone;
+    if (options.What != Action::List && ChangeByStation(options, folders.Data)) return kDone;
     const HostData host(folders.Data);
     if (!host.WhyPassing().empty() && options.What != Action::List) throw Error(errors::General, host.WhyPassing());
     for (const auto& notice : host.Notices())

@@ -1,10 +1,14 @@
+#include <algorithm>
+#include <iterator>
 #include <optional>
+#include <utility>
 
 #include "host/iOrvixDevices.h"
 #include "platform/document_file.h"
 #include "platform/serial_line.h"
 #include "simulator/bus_server.h"
 #include "station/commands/commands.h"
+#include "station/door/station_client.h"
 #include "station/library/device_export.h"
 #include "station/library/failure_text.h"
 
@@ -12,7 +16,7 @@ namespace orvix::station {
 namespace {
 
 /// A saved device needs no bus.
-std::optional<Failure> ExportSaved(const ExportOptions& options, StationResources& station) {
+DeviceFile ExportSaved(const ExportOptions& options, StationResources& station) {
     platform::RealApartment apartment;
     platform::SerialLine line({});
     BusServices services(station.ServicesFor({}), apartment, line);
@@ -23,47 +27,66 @@ std::optional<Failure> ExportSaved(const ExportOptions& options, StationResource
     services.OnReport = [&](const std::string& report) { failure = FailureOf(*messages, errors::General, report); };
     const auto devices = station.Library.Create<iOrvixDevices>("cOrvixDevicesNB1", services.Get());
     const auto device = devices->AddFromFile(options.From);
-    if (device && SaveDevice(*device, options.Target)) return std::nullopt;
-    return failure;
+    auto bytes = device ? FileOf(*device, options.Format) : std::nullopt;
+    if (bytes) return {.Bytes = std::move(*bytes)};
+    return {.Error = failure};
 }
 
-std::optional<Failure> ExportLive(const ExportOptions& options, StationResources& station, MainLoop& loop,
-                                  Output& output) {
+/// Has the station that has the port make the file. Nothing when there is none.
+std::optional<DeviceFile> ExportByStation(const ExportOptions& options) {
+    const auto& port = OnlyPort(options.Bus);
+    const AskedStation station(FindFolders(options.Bus.Data).Data);
+    const auto bus = station.BusOn(port.Path);
+    if (!bus) return std::nullopt;
+    const auto* format = std::find_if(std::begin(kDeviceFileFormats), std::end(kDeviceFileFormats),
+                                      [&](const DeviceFileFormat& one) { return one.Format == options.Format; });
+    const auto path = "/api/v1/devices/" + station.IdOf(*bus, port.Devices[0].Address) + "/export";
+    const auto text = station.Text({.Method = "POST", .Path = path, .Body = Dump({{"format", format->Name}})});
+    if (!text) throw Error(errors::General, "the station has ended meanwhile");
+    return DeviceFile{.Bytes = {text->begin(), text->end()}};
+}
+
+DeviceFile ExportLive(const ExportOptions& options, StationResources& station, MainLoop& loop, Output& output) {
     auto setup = SetupOf(options.Bus, OnlyPort(options.Bus), station);
     const auto simulated = SimulatedUnlessPort(options.Bus, setup, output);
-    std::optional<Failure> failure = Failure{errors::NotExecuted, "stopped", {}};
+    DeviceFile file{.Error = Failure{errors::NotExecuted, "stopped", {}}};
     MessagesOnly messages(options.Bus, output);
     BusThread bus(station, loop.Apartment(), setup, messages);
     bus.Post([&](Bus& b) {
-        std::optional<Failure> outcome;
-        try {
-            outcome = b.Export(setup.Devices[0].Address, options.Target);
-        } catch (const Error& error) {
-            outcome = Failure{error.Number, error.Description, error.Description};
-        }
-        loop.Apartment().Post([&, outcome] {
-            failure = outcome;
+        loop.Apartment().Post([&, made = b.Export(setup.Devices[0].Address, options.Format)] {
+            file = made;
             loop.Stop();
         });
     });
     loop.Run();
-    return failure;
+    return file;
+}
+
+DeviceFile Export(const ExportOptions& options, MainLoop& loop, Output& output) {
+    const bool isSaved = !options.From.empty();
+    if (!isSaved) {
+        if (auto file = ExportByStation(options)) return std::move(*file);
+    }
+    const auto station = OpenStation(options.Bus.Data);
+    TellNotices(*station, output);
+    return isSaved ? ExportSaved(options, *station) : ExportLive(options, *station, loop, output);
 }
 
 }  // namespace
 
 int Execute(const ExportOptions& options, MainLoop& loop) {
-    auto station = OpenStation(options.Bus.Data);
     const auto output = OutputOf(options.Bus.Json);
-    TellNotices(*station, *output);
-    const bool isSaved = !options.From.empty();
-    const auto failure = isSaved ? ExportSaved(options, *station) : ExportLive(options, *station, loop, *output);
-    if (failure) {
+    const auto file = Export(options, loop, *output);
+    if (file.Error) {
+        const bool isSaved = !options.From.empty();
         output->Trouble(isSaved ? options.From : "device " + std::to_string(OnlyPort(options.Bus).Devices[0].Address),
-                        *failure);
+                        *file.Error);
         return kFailed;
     }
-    if (options.Target.File != platform::kStandardOutput) output->Note("wrote " + options.Target.File);
+    platform::DocumentFile document(options.File);
+    document.Write(file.Bytes);
+    document.Finish();
+    if (options.File != platform::kStandardOutput) output->Note("wrote " + options.File);
     return kDone;
 }
 

@@ -23,10 +23,10 @@ void Show(const Reading& reading, const BusSetup& setup, bool isJson, Output& ou
 std::optional<int> ReadByStation(const ReadOptions& options, Output& output) {
     const auto& port = OnlyPort(options.Bus);
     const AskedStation station(FindFolders(options.Bus.Data).Data);
-    const auto bus = port.Path ? station.BusOn(*port.Path) : std::nullopt;
+    const auto bus = station.BusOn(port.Path);
     if (!bus) return std::nullopt;
     BusSetup setup;
-    setup.PortLabel = *port.Path;
+    setup.PortLabel = *bus;
     setup.Devices = port.Devices;
     const auto body = Dump({{"variable", NameOf(options.Variable)}});
     int status = kDone;

@@ -1,11 +1,11 @@
 #include <algorithm>
-#include <filesystem>
 
 #include "host/characters.h"
 #include "station/door/answers.h"
 #include "station/door/problem.h"
 #include "station/model/clock.h"
 #include "station/store/history_reader.h"
+#include "station/store/history_schema.h"
 
 namespace orvix::station {
 namespace {
@@ -84,8 +84,7 @@ void AnswerAlarms(const StationView& station, const Question& question, const Ht
             auto alarms = on;
             auto total = on.size();
             for (const auto& file : files) {
-                std::error_code error;
-                if (!std::filesystem::exists(file, error)) continue;
+                if (!HasHistory(file)) continue;
                 auto page = HistoryReader(file, now).Alarms(asked);
                 total += static_cast<std::size_t>(page.Total);
                 for (auto& row : page.Alarms)

@@ -19,6 +19,8 @@ void AnswerHistoryCsv(const StationView& station, const Question& question, cons
 void AnswerAlarms(const StationView& station, const Question& question, const HttpReply& reply);
 void AnswerAcknowledge(const StationView& station, const Question& question, const HttpReply& reply);
 void AnswerRead(const StationView& station, const Question& question, const HttpReply& reply);
+void AnswerExport(const StationView& station, const Question& question, const HttpReply& reply);
+void AnswerAdd(const StationView& station, const Question& question, const HttpReply& reply);
 void AnswerRename(const StationView& station, const Question& question, const HttpReply& reply);
 void AnswerRemove(const StationView& station, const Question& question, const HttpReply& reply);
 /// The description of the interface.
@@ -28,6 +30,8 @@ HttpResponse AnswerPage(const StationView& station, const Question& question);
 
 /// The time that a parameter names, `missing` without it. Raises ProblemError.
 std::int64_t TimeIn(const Question& question, const char* name, const char* missing, std::int64_t now);
+/// What a device measures that the station reads, "temperature"; empty when it reads none of this id.
+std::string VariableReadOf(const StationView& station, const std::string& id);
 /// The object in a request's body; an empty one without a body. Raises ProblemError.
 Json BodyOf(const Question& question);
 /// A member that is a text; empty when it is not there. Raises ProblemError.

@@ -35,9 +35,8 @@ struct CsvDownload::Source {
 CsvDownload::CsvDownload(SlowAnswers& slow, std::shared_ptr<Source> source)
     : m_Slow(slow), m_Source(std::move(source)) {}
 
-std::shared_ptr<CsvDownload> CsvDownload::Open(SlowAnswers& slow, const std::vector<std::string>& files,
-                                               const std::string& device, std::int64_t now, const Period& period) {
-    auto source = std::make_shared<Source>(FindInHistories(files, device, now), period);
+std::shared_ptr<CsvDownload> CsvDownload::Open(SlowAnswers& slow, DeviceHistory history, const Period& period) {
+    auto source = std::make_shared<Source>(std::move(history), period);
     return std::shared_ptr<CsvDownload>(new CsvDownload(slow, std::move(source)));
 }
 

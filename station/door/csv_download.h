@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,16 +18,15 @@ struct DeviceHistory {
     StoredDevice Device;
 };
 
-/// Looks for the device with a public id in several histories, as far as they are there. Raises ProblemError when it is
-/// in none.
-DeviceHistory FindInHistories(const std::vector<std::string>& files, const std::string& id, std::int64_t now);
+/// Looks for the device with a public id in several histories, as far as they are there.
+std::optional<DeviceHistory> FindInHistories(const std::vector<std::string>& files, const std::string& id,
+                                             std::int64_t now);
 
 /// The history of a device as comma-separated values, read piece by piece as fast as the client takes it.
 class CsvDownload : public HttpStream, public std::enable_shared_from_this<CsvDownload> {
 public:
-    /// To be called where slow answers are made. Raises ProblemError when there is no such device.
-    static std::shared_ptr<CsvDownload> Open(SlowAnswers& slow, const std::vector<std::string>& files,
-                                             const std::string& device, std::int64_t now, const Period& period);
+    /// To be called where slow answers are made.
+    static std::shared_ptr<CsvDownload> Open(SlowAnswers& slow, DeviceHistory history, const Period& period);
 
     std::optional<std::size_t> Read(std::span<char> into) override;
 

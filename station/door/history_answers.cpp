@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <filesystem>
 #include <utility>
 
 #include "host/error.h"
@@ -8,6 +7,7 @@
 #include "station/door/problem.h"
 #include "station/model/clock.h"
 #include "station/model/history_time.h"
+#include "station/store/history_schema.h"
 #include "station/store/history_slices.h"
 
 namespace orvix::station {
@@ -61,44 +61,85 @@ Json GapJson(const HistoryRow& gap, const Period& period) {
             {"reason", gap.Reason.Text}};
 }
 
-Json HistoryJson(HistoryReader& reader, const StoredDevice& device, const Period& period, std::int64_t points) {
-    const auto [width, slices] = SlicesOf(reader, device, period, points);
-    auto rows = Json::array();
-    for (const auto& slice : slices)
-        rows.push_back(device.IsInputs() ? InputsRow(slice) : TemperatureRow(slice));
-    auto gaps = Json::array();
-    for (const auto& gap : GapsOf(reader, device, period, width))
-        gaps.push_back(GapJson(gap, period));
-    auto alarms = Json::array();
-    for (const auto& alarm : reader.Alarms({.Device = device.Id, .Time = period}).Alarms)
-        alarms.push_back(AlarmJson(alarm.State));
-    return {{"device", device.Id},
-            {"variable", device.Key.Variable},
-            {"from", IsoText(period.Since)},
-            {"to", IsoText(period.Until)},
-            {"slice_ms", width},
-            {"columns", ColumnsOf(device.IsInputs())},
-            {"rows", std::move(rows)},
-            {"gaps", std::move(gaps)},
-            {"alarms", std::move(alarms)}};
-}
-
 /// What the parameters ask for. Raises ProblemError.
 struct HistoryQuestion {
     HistoryQuestion(const StationView& station, const Question& question)
         : Files(station.HistoryFiles),
           Device(question.Parameter("device")),
           Now(UnixMilliseconds()),
-          Time(PeriodIn(question, Now)) {
+          Time(PeriodIn(question, Now)),
+          Measures(VariableReadOf(station, Device)) {
         if (!station.KeepsHistory) throw ProblemError(404, "this station keeps no history");
         if (Device.empty()) throw ProblemError(400, "device: name a device by its id, as at api/v1/devices");
+    }
+
+    /// Nothing when nothing of the device has been written yet. Raises ProblemError when it is not read, either.
+    std::optional<DeviceHistory> Find() const {
+        auto found = FindInHistories(Files, Device, Now);
+        if (!found && Measures.empty()) throw ProblemError(404, "the history has nothing of device " + Device);
+        return found;
     }
 
     std::vector<std::string> Files;
     std::string Device;
     std::int64_t Now;
     Period Time;
+    std::string Measures;  ///< empty: the station does not read it
 };
+
+/// What there is of a device, as it is answered. `rows`, `gaps`, `alarms`: arrays.
+struct HistoryParts {
+    SeriesKey Key;
+    std::int64_t Width = 0;
+    Json Rows = Json::array();
+    Json Gaps = Json::array();
+    Json Alarms = Json::array();
+};
+
+HistoryParts PartsOf(const DeviceHistory& history, const Period& period, std::int64_t points) {
+    const auto& [reader, device] = history;
+    const auto [width, slices] = SlicesOf(*reader, device, period, points);
+    HistoryParts parts;
+    parts.Key = device.Key;
+    parts.Width = width;
+    for (const auto& slice : slices)
+        parts.Rows.push_back(device.IsInputs() ? InputsRow(slice) : TemperatureRow(slice));
+    for (const auto& gap : GapsOf(*reader, device, period, width))
+        parts.Gaps.push_back(GapJson(gap, period));
+    for (const auto& alarm : reader->Alarms({.Device = device.Id, .Time = period}).Alarms)
+        parts.Alarms.push_back(AlarmJson(alarm.State));
+    return parts;
+}
+
+Json HistoryJson(const HistoryQuestion& asked, std::int64_t points) {
+    const auto found = asked.Find();
+    HistoryParts parts;
+    parts.Key.Variable = asked.Measures;
+    parts.Width = (asked.Time.Until - asked.Time.Since) / points + 1;
+    if (found) parts = PartsOf(*found, asked.Time, points);
+    return {{"device", asked.Device},
+            {"variable", parts.Key.Variable},
+            {"from", IsoText(asked.Time.Since)},
+            {"to", IsoText(asked.Time.Until)},
+            {"slice_ms", parts.Width},
+            {"columns", ColumnsOf(parts.Key.IsInputs())},
+            {"rows", std::move(parts.Rows)},
+            {"gaps", std::move(parts.Gaps)},
+            {"alarms", std::move(parts.Alarms)}};
+}
+
+HttpResponse CsvResponse(const HistoryQuestion& asked, SlowAnswers& slow) {
+    auto found = asked.Find();
+    HttpResponse response;
+    if (found) {
+        response.Stream = CsvDownload::Open(slow, std::move(*found), asked.Time);
+    } else {
+        response.Body = kHistoryCsvHeading;
+    }
+    response.Headers = {{"Content-Type", "text/csv; charset=utf-8"},
+                        {"Content-Disposition", "attachment; filename=\"" + asked.Device + ".csv\""}};
+    return response;
+}
 
 std::vector<StoredDevice> AllDevices(HistoryReader& reader) {
     try {
@@ -120,40 +161,28 @@ std::int64_t TimeIn(const Question& question, const char* name, const char* miss
     }
 }
 
-DeviceHistory FindInHistories(const std::vector<std::string>& files, const std::string& id, std::int64_t now) {
+std::optional<DeviceHistory> FindInHistories(const std::vector<std::string>& files, const std::string& id,
+                                             std::int64_t now) {
     for (const auto& file : files) {
-        std::error_code error;
-        if (!std::filesystem::exists(file, error)) continue;
+        if (!HasHistory(file)) continue;
         auto reader = std::make_unique<HistoryReader>(file, now);
         const auto all = AllDevices(*reader);
         // A device may have been another model once: what it measures now comes last.
         const auto device = std::find_if(all.rbegin(), all.rend(), [&](const auto& one) { return one.Id == id; });
-        if (device != all.rend()) return {std::move(reader), *device};
+        if (device != all.rend()) return DeviceHistory{std::move(reader), *device};
     }
-    throw ProblemError(404, "the history has nothing of device " + id);
+    return std::nullopt;
 }
 
 void AnswerHistory(const StationView& station, const Question& question, const HttpReply& reply) {
     const HistoryQuestion asked(station, question);
     const auto points = static_cast<std::int64_t>(question.Number("points", 1, kMostPoints, kUsualPoints));
-    station.Slow.Ask(
-        [asked, points] {
-            const auto [reader, device] = FindInHistories(asked.Files, asked.Device, asked.Now);
-            return JsonResponse(HistoryJson(*reader, device, asked.Time, points));
-        },
-        reply);
+    station.Slow.Ask([asked, points] { return JsonResponse(HistoryJson(asked, points)); }, reply);
 }
 
 void AnswerHistoryCsv(const StationView& station, const Question& question, const HttpReply& reply) {
     const HistoryQuestion asked(station, question);
-    station.Slow.Ask(
-        [asked, &slow = station.Slow] {
-            HttpResponse response{.Stream = CsvDownload::Open(slow, asked.Files, asked.Device, asked.Now, asked.Time)};
-            response.Headers = {{"Content-Type", "text/csv; charset=utf-8"},
-                                {"Content-Disposition", "attachment; filename=\"" + asked.Device + ".csv\""}};
-            return response;
-        },
-        reply);
+    station.Slow.Ask([asked, &slow = station.Slow] { return CsvResponse(asked, slow); }, reply);
 }
 
 }  // namespace orvix::station

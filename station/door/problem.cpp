@@ -8,11 +8,20 @@
 namespace orvix::station {
 namespace {
 
-constexpr std::pair<int, const char*> kTitles[] = {
-    {400, "Bad Request"},        {401, "Unauthorized"},        {403, "Forbidden"},
-    {404, "Not Found"},          {405, "Method Not Allowed"},  {409, "Conflict"},
-    {413, "Content Too Large"},  {421, "Misdirected Request"}, {500, "Internal Server Error"},
-    {503, "Service Unavailable"}};
+constexpr std::pair<int, const char*> kTitles[] = {{400, "Bad Request"},
+                                                   {401, "Unauthorized"},
+                                                   {403, "Forbidden"},
+                                                   {404, "Not Found"},
+                                                   {405, "Method Not Allowed"},
+                                                   {409, "Conflict"},
+                                                   {413, "Content Too Large"},
+                                                   {421, "Misdirected Request"},
+                                                   {431, "Request Header Fields Too Large"},
+                                                   {500, "Internal Server Error"},
+                                                   {502, "Bad Gateway"},
+                                                   {503, "Service Unavailable"}};
+
+constexpr char kRetrySeconds[] = "2";
 
 }  // namespace
 
@@ -25,6 +34,7 @@ HttpResponse ProblemResponse(int status, const std::string& detail) {
                        {"detail", detail}};
     HttpResponse response{.Status = status, .Body = Dump(problem) + "\n"};
     response.Headers.emplace_back("Content-Type", "application/problem+json");
+    if (status == 503) response.Headers.emplace_back("Retry-After", kRetrySeconds);
     return response;
 }
 

@@ -24,13 +24,15 @@ constexpr Route kRoutes[] = {
     {"GET", "/api/v1/devices", Right::Read, kList, AtOnce<AnswerDevices>},
     {"GET", "/api/v1/values", Right::Read, kList, AtOnce<AnswerValues>},
     {"GET", "/api/v1/events", Right::Read, "station bus device last", AtOnce<AnswerEvents>},
-    {"GET", "/api/v1/lines/{}", Right::Read, "", AtOnce<AnswerLines>},
+    {"GET", "/api/v1/lines/{*}", Right::Read, "", AtOnce<AnswerLines>},
     {"GET", "/api/v1/openapi.json", Right::None, "", AtOnce<AnswerOpenApi>},
     {"GET", "/api/v1/history", Right::Read, "device from to points", AnswerHistory},
     {"GET", "/api/v1/history.csv", Right::Read, "device from to", AnswerHistoryCsv},
     {"GET", "/api/v1/alarms", Right::Read, "state from to station bus device limit offset", AnswerAlarms},
     {"POST", "/api/v1/alarms/{}/acknowledge", Right::Change, "", AnswerAcknowledge},
+    {"POST", "/api/v1/devices", Right::Change, "", AnswerAdd},
     {"POST", "/api/v1/devices/{}/read", Right::Change, "", AnswerRead},
+    {"POST", "/api/v1/devices/{}/export", Right::Change, "", AnswerExport},
     {"PATCH", "/api/v1/devices/{}", Right::Change, "", AnswerRename},
     {"DELETE", "/api/v1/devices/{}", Right::Change, "", AnswerRemove},
     {"GET", "/api/v1/health", Right::Read, "station bus device", AtOnce<AnswerHealth>},
@@ -51,6 +53,10 @@ std::optional<std::vector<std::string>> NamesIn(std::string_view path, std::stri
     std::vector<std::string> names;
     while (!pattern.empty() && !path.empty()) {
         const auto wanted = TakePart(pattern);
+        if (wanted == "{*}") {
+            names.emplace_back(path);
+            return names;
+        }
         const auto part = TakePart(path);
         if (wanted == "{}" && !part.empty()) {
             names.emplace_back(part);

@@ -14,7 +14,7 @@ using RouteAnswer = void (*)(const StationView& station, const Question& questio
 /// What can be asked.
 struct Route {
     const char* Method;      ///< GET holds for HEAD too
-    const char* Pattern;     ///< "/api/v1/devices/{}": "{}" stands for any text without a "/"
+    const char* Pattern;     ///< "/api/v1/devices/{}": "{}" stands for any text without a "/", "{*}" for the rest
     Right Needs;             ///< what the client must be allowed
     const char* Parameters;  ///< names that may stand in the query, blanks between them
     RouteAnswer Answer;

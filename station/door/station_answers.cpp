@@ -125,12 +125,14 @@ HttpResponse AnswerLines(const StationView& station, const Question& question) {
     if (!MayFollowLines(station, question)) {
         throw ProblemError(403, "the bytes on the lines are shown at the local socket, or with lines = true in [web]");
     }
-    const auto& wanted = question.Names[0];
+    const auto& name = question.Names[0];
     const auto setups = station.Run.Setups();
-    const auto isWanted = [&](const BusSetup& bus) { return bus.PortLabel == wanted; };
-    if (std::none_of(setups.begin(), setups.end(), isWanted)) throw ProblemError(404, "there is no bus " + wanted);
+    // Proxies make one "/" of two, with which the path of a port begins.
+    const auto isWanted = [&](const BusSetup& bus) { return bus.PortLabel == name || bus.PortLabel == "/" + name; };
+    const auto found = std::find_if(setups.begin(), setups.end(), isWanted);
+    if (found == setups.end()) throw ProblemError(404, "there is no bus " + name);
     return EventResponse(station.Lines.Ring().Follow(
-        {}, [wanted](const std::string& bus, const std::string&) { return bus == wanted; }));
+        {}, [wanted = found->PortLabel](const std::string& bus, const std::string&) { return bus == wanted; }));
 }
 
 }  // namespace orvix::station

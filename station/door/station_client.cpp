@@ -41,7 +41,7 @@ std::vector<StationAnswer> AskStations(const std::string& folder, HttpQuestion q
     return answers;
 }
 
-std::optional<Json> AskedStation::Ask(HttpQuestion question) const {
+std::optional<std::string> AskedStation::Text(HttpQuestion question) const {
     if (!std::filesystem::is_directory(m_Folder)) return std::nullopt;
     const SocketFolder place(m_Folder);
     question.Socket = place.PathOf(kStationSocket);
@@ -49,7 +49,13 @@ std::optional<Json> AskedStation::Ask(HttpQuestion question) const {
     if (answer.IsRefused) return std::nullopt;
     const auto told = AnswerOf(answer);
     if (!told.Failure.empty()) throw Error(errors::General, told.Failure);
-    return Json::parse(told.Text.empty() ? "null" : told.Text, nullptr, false);
+    return told.Text;
+}
+
+std::optional<Json> AskedStation::Ask(HttpQuestion question) const {
+    const auto text = Text(std::move(question));
+    if (!text) return std::nullopt;
+    return Json::parse(text->empty() ? "null" : *text, nullptr, false);
 }
 
 std::optional<std::vector<Json>> AskedStation::List(const std::string& path, const char* key) const {
@@ -64,14 +70,19 @@ std::optional<std::vector<Json>> AskedStation::List(const std::string& path, con
     return all;
 }
 
-std::optional<std::string> AskedStation::BusOn(const std::string& portPath) const {
+std::optional<std::string> AskedStation::BusOn(const std::optional<std::string>& portPath) const {
     const auto station = Ask({.Path = "/api/v1/station"});
     if (!station) return std::nullopt;
-    for (const auto& bus : (*station)["buses"]) {
+    const auto& buses = (*station)["buses"];
+    if (!portPath && buses.size() != 1) {
+        throw Error(errors::General, std::string("the station that runs has ") +
+                                         (buses.empty() ? "no bus yet" : "several buses: name one with --port PATH"));
+    }
+    for (const auto& bus : buses) {
         std::error_code error;
         const std::string path = bus["port_path"];
         // A port has several names.
-        if (path == portPath || std::filesystem::equivalent(path, portPath, error)) return bus["bus"];
+        if (!portPath || path == *portPath || std::filesystem::equivalent(path, *portPath, error)) return bus["bus"];
     }
     return std::nullopt;
 }

@@ -27,11 +27,14 @@ public:
     explicit AskedStation(std::string folder) : m_Folder(std::move(folder)) {}
 
     /// What it answers; nothing when no station runs there. Raises Error with the sentence of a problem.
+    std::optional<std::string> Text(HttpQuestion question) const;
+    /// The same as JSON; null for an empty answer.
     std::optional<Json> Ask(HttpQuestion question) const;
     /// All of a list; `path` has no query.
     std::optional<std::vector<Json>> List(const std::string& path, const char* key) const;
-    /// What the station calls the bus on a port; nothing when none runs or it has another port.
-    std::optional<std::string> BusOn(const std::string& portPath) const;
+    /// What the station calls the bus on a port, or without one the only bus that it has; nothing when none runs, or it
+    /// has another port. Raises Error without a port when it has several, or none yet.
+    std::optional<std::string> BusOn(const std::optional<std::string>& portPath) const;
     /// The public id of a device on a bus. Raises Error when the station does not read it.
     std::string IdOf(const std::string& bus, int address) const;
 

@@ -20,9 +20,16 @@ public:
     virtual ~StationActions() = default;
     /// Reads a device before what else waits on its bus.
     virtual void Read(const DeviceId& place, ORVIXCNB1_VARS variable, std::function<void(const Reading&)> done) = 0;
-    /// Gives a device a name, or with none takes it off the list of its bus; `done` is called when that is kept and
-    /// holds.
-    virtual void Change(const DeviceId& place, const std::optional<std::string>& name, std::function<void()> done) = 0;
+    /// The same, and makes a file of it. `format`: kFileFormatText, kFileFormatReport or kFileFormatDevice.
+    virtual void Export(const DeviceId& place, std::int32_t format, std::function<void(const DeviceFile&)> done) = 0;
+
+    /// Called when a change is kept and holds, or with why it is not.
+    using Done = std::function<void(const std::optional<std::string>& failure)>;
+    /// Adds a device to those of a bus, in place of one at its address. Without a name it keeps the one that it had.
+    virtual void Add(const std::string& bus, const DeviceSetup& device, Done done) = 0;
+    virtual void Rename(const DeviceId& place, const std::string& name, Done done) = 0;
+    /// Takes a device off the list of its bus.
+    virtual void Remove(const DeviceId& place, Done done) = 0;
 };
 
 /// A station, running or played, as those outside see it.

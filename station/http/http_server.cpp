@@ -17,6 +17,8 @@ namespace orvix::station {
 namespace {
 
 constexpr std::size_t kMostHeaderBytes = std::size_t{32} * 1024;
+// More than that of a connection the package refuses itself, and not in the form of the others.
+constexpr std::size_t kConnectionBytes = std::size_t{64} * 1024;
 constexpr std::size_t kMostBodyBytes = std::size_t{16} * 1024;
 constexpr std::size_t kStreamBlock = std::size_t{16} * 1024;
 constexpr unsigned kStillSeconds = 10;
@@ -60,15 +62,27 @@ std::optional<uid_t> LocalUser(int socket) {
     return credentials.uid;
 }
 
-MHD_Result TakeHeader(void* headers, MHD_ValueKind, const char* name, const char* value) {
+/// What stands before the body of a request, and how many bytes it has.
+struct Head {
+    HttpRequest& Request;
+    std::size_t Bytes = 0;
+};
+
+MHD_Result TakeHeader(void* taken, MHD_ValueKind, const char* name, const char* value) {
+    auto& head = *static_cast<Head*>(taken);
     std::string lower(name);
     std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char c) { return std::tolower(c); });
-    static_cast<std::map<std::string, std::string>*>(headers)->emplace(lower, value == nullptr ? "" : value);
+    const std::string text = value == nullptr ? "" : value;
+    head.Bytes += lower.size() + text.size();
+    head.Request.Headers.emplace(lower, text);
     return MHD_YES;
 }
 
-MHD_Result TakeParameter(void* query, MHD_ValueKind, const char* name, const char* value) {
-    static_cast<std::map<std::string, std::string>*>(query)->emplace(name, value == nullptr ? "" : value);
+MHD_Result TakeParameter(void* taken, MHD_ValueKind, const char* name, const char* value) {
+    auto& head = *static_cast<Head*>(taken);
+    const std::string text = value == nullptr ? "" : value;
+    head.Bytes += std::strlen(name) + text.size();
+    head.Request.Query.emplace(name, text);
     return MHD_YES;
 }
 
@@ -115,7 +129,8 @@ private:
         MHD_Connection* Connection = nullptr;
         Crowd::Key Client = 0;
         HttpRequest Request;
-        bool IsTooLarge = false;
+        bool IsHeadTooLarge = false;
+        bool IsBodyTooLarge = false;
         bool IsAsked = false;
         bool IsSuspended = false;
         std::optional<HttpResponse> Answer;
@@ -206,7 +221,7 @@ void HttpServer::Daemon::Start(platform::FileDescriptor listening) {
     const auto most = static_cast<unsigned>(m_Setup.Clients.All) + kSpareConnections;
     m_Daemon = MHD_start_daemon(MHD_USE_EPOLL | MHD_ALLOW_SUSPEND_RESUME, 0, nullptr, nullptr, &OnRequest, this,  //
                                 MHD_OPTION_LISTEN_SOCKET, listening.Get(), MHD_OPTION_CONNECTION_LIMIT, most,     //
-                                MHD_OPTION_CONNECTION_MEMORY_LIMIT, kMostHeaderBytes, MHD_OPTION_CONNECTION_TIMEOUT,
+                                MHD_OPTION_CONNECTION_MEMORY_LIMIT, kConnectionBytes, MHD_OPTION_CONNECTION_TIMEOUT,
                                 kStillSeconds, MHD_OPTION_STRICT_FOR_CLIENT, 1, MHD_OPTION_NOTIFY_COMPLETED,
                                 &OnCompleted, this, MHD_OPTION_NOTIFY_CONNECTION, &OnConnection, this, MHD_OPTION_END);
     if (m_Daemon == nullptr) throw Error(errors::General, "the HTTP server cannot be started");
@@ -291,8 +306,10 @@ HttpServer::Daemon::Call& HttpServer::Daemon::Begin(MHD_Connection* connection, 
     auto& request = call->Request;
     request.Method = method;
     request.Path = path;
-    MHD_get_connection_values(connection, MHD_HEADER_KIND, &TakeHeader, &request.Headers);
-    MHD_get_connection_values(connection, MHD_GET_ARGUMENT_KIND, &TakeParameter, &request.Query);
+    Head head{request, request.Path.size()};
+    MHD_get_connection_values(connection, MHD_HEADER_KIND, &TakeHeader, &head);
+    MHD_get_connection_values(connection, MHD_GET_ARGUMENT_KIND, &TakeParameter, &head);
+    call->IsHeadTooLarge = head.Bytes > kMostHeaderBytes;
     const auto& client = m_Clients[call->Client];
     request.Peer = client.Address;
     request.User = LocalUser(client.Socket);
@@ -302,8 +319,8 @@ HttpServer::Daemon::Call& HttpServer::Daemon::Begin(MHD_Connection* connection, 
 
 void HttpServer::Daemon::TakeBody(Call& call, const char* body, std::size_t size) {
     auto& text = call.Request.Body;
-    call.IsTooLarge = call.IsTooLarge || text.size() + size > kMostBodyBytes;
-    if (call.IsTooLarge) {
+    call.IsBodyTooLarge = call.IsBodyTooLarge || text.size() + size > kMostBodyBytes;
+    if (call.IsBodyTooLarge) {
         text.clear();
     } else {
         text.append(body, size);
@@ -321,8 +338,9 @@ MHD_Result HttpServer::Daemon::Proceed(Call& call) {
 void HttpServer::Daemon::Ask(Call& call) {
     call.IsAsked = true;
     m_Crowd.Does(call.Client, Crowd::Doing::Reading, m_Home.Now());
-    if (call.IsTooLarge) {
-        call.Answer = m_Setup.Refuse(413, "the body of the request is larger than 16 KB");
+    if (call.IsHeadTooLarge || call.IsBodyTooLarge) {
+        call.Answer = call.IsHeadTooLarge ? m_Setup.Refuse(431, "the headers of the request have more than 32 KB")
+                                          : m_Setup.Refuse(413, "the body of the request is larger than 16 KB");
         return;
     }
     const auto due = std::make_shared<Due>(*this, m_Calls.at(&call));

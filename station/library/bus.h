@@ -13,7 +13,6 @@
 #include "host/iOrvixDevices.h"
 #include "host/iOrvixDriver.h"
 #include "station/library/bus_services.h"
-#include "station/library/device_export.h"
 #include "station/library/driver_thread.h"
 #include "station/library/host_message.h"
 #include "station/library/identified_readings.h"
@@ -22,6 +21,7 @@
 #include "station/library/silent_devices.h"
 #include "station/line/exchange_tracker.h"
 #include "station/model/bus_setup.h"
+#include "station/model/device_file.h"
 #include "station/model/device_setup.h"
 #include "station/model/listener.h"
 #include "station/model/reading.h"
@@ -47,9 +47,9 @@ public:
     void Poll();
     /// Goes online and reads one variable of one device, before what else waits. Messages go on meanwhile.
     Reading Read(int address, ORVIXCNB1_VARS variable);
-    /// Goes online, reads the device, gives it what a file of a mission has, and writes the file. Returns why there is
-    /// none.
-    std::optional<Failure> Export(int address, const ExportTarget& target);
+    /// Goes online, reads the device, gives it what a file of a mission has, and makes the file of it. `format`:
+    /// kFileFormatText, kFileFormatReport or kFileFormatDevice.
+    DeviceFile Export(int address, std::int32_t format);
     /// Calls `given` when no thread of the bus is in an exchange, on any of them.
     void GiveSign(std::function<void()> given);
     /// Takes the library down in order, then calls `closed`.

@@ -3,6 +3,7 @@
 #include "devices/protocol/device_models.h"
 #include "host/iOrvixTask.h"
 #include "host/text.h"
+#include "station/library/device_export.h"
 #include "station/model/clock.h"
 #include "tasks/iOrvixTaskNB1.h"
 
@@ -48,21 +49,22 @@ Reading Bus::Unread(int address, ORVIXCNB1_VARS variable) const {
     return reading;
 }
 
-std::optional<Failure> Bus::Export(int address, const ExportTarget& target) {
-    const auto device = m_Adapter->Devices()->Item(NumberText(std::int32_t{address}));
+DeviceFile Bus::Export(int address, std::int32_t format) {
+    const auto device = FindDevice(NumberText(std::int32_t{address}));
+    if (!device) return {.Error = Unread(address, ORVIXCNB1_VAR_NONE).Error};
     const auto& model = DeviceModelOf(device->DeviceModel());
     std::vector<ORVIXCNB1_VARS> variables{model.Measurement.VarID};
     if (model.HasSerialNumber) variables.push_back(ORVIXCNB1_VAR_SERIAL_NUMBER);
     for (const auto variable : variables) {
         auto reading = Read(address, variable);
-        if (!reading.Valid()) return std::move(reading.Error);
+        if (!reading.Valid()) return {.Error = std::move(reading.Error)};
     }
     SupplyRecord(*device, ORVIXCNB1_VAR_STATUS, device->DefaultVar()->Value().ToText());
     // The bus carries no log: that of a live device is empty.
     SupplyRecord(*device, ORVIXCNB1_VAR_TEMP_LOG, ByteArray{});
     m_LinkTrouble.clear();
-    if (SaveDevice(*device, target)) return std::nullopt;
-    return Failure{errors::General, m_LinkTrouble, m_LastTrouble};
+    if (auto bytes = FileOf(*device, format)) return {.Bytes = std::move(*bytes)};
+    return {.Error = Failure{errors::General, m_LinkTrouble, m_LastTrouble}};
 }
 
 /// The device makes the record, with its name and tag, when it is asked for the command that reads it.

@@ -3,7 +3,6 @@
 #include <filesystem>
 
 #include "host/iOrvixDevice.h"
-#include "platform/document_file.h"
 #include "platform/random_text.h"
 #include "platform/regular_file.h"
 
@@ -29,15 +28,12 @@ public:
 
 }  // namespace
 
-bool SaveDevice(iOrvixDevice& device, const ExportTarget& target) {
-    platform::DocumentFile document(target.File);
+std::optional<ByteArray> FileOf(iOrvixDevice& device, std::int32_t format) {
     const PassingFile saved;
-    device.SaveAs(saved.Path.string(), target.Format);
+    device.SaveAs(saved.Path.string(), format);
     std::error_code ignored;
-    if (!std::filesystem::exists(saved.Path, ignored)) return false;
-    document.Write(platform::ReadRegularFile(saved.Path.string(), kLargestExport));
-    document.Finish();
-    return true;
+    if (!std::filesystem::exists(saved.Path, ignored)) return std::nullopt;
+    return platform::ReadRegularFile(saved.Path.string(), kLargestExport);
 }
 
 }  // namespace orvix::station

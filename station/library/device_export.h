@@ -1,8 +1,9 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
-#include "station/model/export_target.h"
+#include <optional>
+
+#include "host/variant.h"
 
 namespace orvix {
 class iOrvixDevice;
@@ -10,8 +11,8 @@ class iOrvixDevice;
 
 namespace orvix::station {
 
-/// Saves a device; a failure never costs the file that was there (see DocumentFile). False when the device has reported
-/// why it wrote nothing. Raises SystemError when the target cannot be written.
-bool SaveDevice(iOrvixDevice& device, const ExportTarget& target);
+/// What a file of a device has. `format`: kFileFormatText, kFileFormatReport or kFileFormatDevice. Nothing when the
+/// device has reported why there is none.
+std::optional<ByteArray> FileOf(iOrvixDevice& device, std::int32_t format);
 
 }  // namespace orvix::station

@@ -153,13 +153,21 @@ bool StationRun::IsRunning(const std::string& port) {
     return bus != m_Buses.end() && bus->Bus;
 }
 
+SourceBus& StationRun::Asked(const std::string& port) {
+    if (!IsRunning(port)) throw Error(errors::General, port + " is not being read now");
+    return *BusOn(port)->Bus;
+}
+
+void StationRun::Export(const DeviceId& place, std::int32_t format, std::function<void(const DeviceFile&)> done) {
+    Asked(place.Port).Export(place.Address, format, std::move(done));
+}
+
 void StationRun::Read(const DeviceId& place, ORVIXCNB1_VARS variable, std::function<void(const Reading&)> done) {
-    if (!IsRunning(place.Port)) throw Error(errors::General, place.Port + " is not being read now");
     const auto told = [this, place, done = std::move(done)](Reading reading) {
         reading.Identifier = IdentifierOf(place);
         done(reading);
     };
-    BusOn(place.Port)->Bus->Read(place.Address, variable, told);
+    Asked(place.Port).Read(place.Address, variable, told);
 }
 
 void StationRun::Stop(const std::string& port) {

@@ -64,6 +64,8 @@ public:
     /// Has a device read before what else waits on its bus. `done` is called in the home of the source; it is dropped
     /// when the bus goes first. Raises Error when the bus does not run, or cannot be asked.
     void Read(const DeviceId& place, ORVIXCNB1_VARS variable, std::function<void(const Reading&)> done);
+    /// The same, and makes a file of it. `format`: kFileFormatText, kFileFormatReport or kFileFormatDevice.
+    void Export(const DeviceId& place, std::int32_t format, std::function<void(const DeviceFile&)> done);
 
     /// The latest reading of each device, with the quality that it has now. The time is 0 of one that has not been
     /// heard of yet, and the identifier empty of one that is not announced yet.
@@ -95,6 +97,8 @@ private:
     };
 
     std::list<RunningBus>::iterator BusOn(const std::string& port);
+    /// Raises Error unless a bus can be asked.
+    SourceBus& Asked(const std::string& port);
     bool IsRunning(const std::string& port);
     bool IsFree(const std::string& portPath) const;
     void Open(RunningBus& bus);

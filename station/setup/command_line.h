@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "simulator/simulated_bus.h"
-#include "station/model/export_target.h"
 #include "station/model/history_query.h"
 #include "station/model/local_time.h"
 #include "station/model/scan_range.h"
@@ -56,8 +55,9 @@ struct ReadOptions {
 
 struct ExportOptions {
     BusOptions Bus;
-    std::string From;  ///< absolute path of a saved device file; empty: a device on the bus
-    ExportTarget Target;
+    std::string From;         ///< absolute path of a saved device file; empty: a device on the bus
+    std::int32_t Format = 0;  ///< kFileFormatText, kFileFormatReport or kFileFormatDevice
+    std::string File;         ///< absolute path, or "-" for standard output
 };
 
 struct HistoryOptions {

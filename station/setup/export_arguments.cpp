@@ -49,8 +49,7 @@ HistoryExportOptions HistoryExport(const ExportTexts& texts) {
 }
 
 ExportOptions DeviceExport(const ExportTexts& texts) {
-    ExportOptions options{
-        .Bus = texts.Bus, .From = texts.From, .Target = {.File = texts.Out, .Format = texts.Format.Format}};
+    ExportOptions options{.Bus = texts.Bus, .From = texts.From, .Format = texts.Format.Format, .File = texts.Out};
     for (const auto& [add, text] : texts.OfBus)
         add(options.Bus, text);
     if (options.From.empty() && !NamesOneDevice(options.Bus)) {

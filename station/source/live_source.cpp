@@ -25,6 +25,11 @@ public:
             home.Post([done, reading = bus.Read(address, variable)] { done(reading); });
         });
     }
+    void Export(int address, std::int32_t format, std::function<void(const DeviceFile&)> done) override {
+        m_Thread.Post([&home = m_Home, address, format, done = std::move(done)](Bus& bus) {
+            home.Post([done, file = bus.Export(address, format)] { done(file); });
+        });
+    }
     void ReopenTrace() override {
         m_Thread.Post([](Bus& bus) { bus.ReopenTrace(); });
     }

@@ -3,7 +3,6 @@
 #include <functional>
 #include <string>
 
-#include "host/error.h"
 #include "platform/virtual_apartment.h"
 #include "station/library/bus.h"
 #include "station/source/bus_thread.h"
@@ -31,9 +30,6 @@ public:
     const BusSetup& Setup() const override { return m_Bus.Setup(); }
     void Poll() override;
     void Devices(const DeviceChanges& changes) override;
-    void Read(int /*address*/, ORVIXCNB1_VARS /*variable*/, std::function<void(const Reading&)> /*done*/) override {
-        throw Error(errors::General, "a recorded bus answers only what it was asked");
-    }
     /// In order, at once.
     void Close() override;
 

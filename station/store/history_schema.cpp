@@ -87,6 +87,18 @@ SqliteConnection OpenHistory(const std::string& file) {
     return connection;
 }
 
+bool HasHistory(const std::string& file) {
+    std::error_code error;
+    if (!std::filesystem::exists(file, error)) return false;
+    bool hasBegun = true;
+    // What else is wrong with it, who reads it says.
+    Attempt([&] {
+        SqliteConnection connection(file, SqliteConnection::Access::ReadOnly);
+        hasBegun = connection.Version() != 0 || !IsEmpty(connection);
+    });
+    return hasBegun;
+}
+
 SqliteConnection OpenHistoryReadOnly(const std::string& file) {
     std::error_code error;
     if (!std::filesystem::exists(file, error)) {

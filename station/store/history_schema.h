@@ -28,6 +28,9 @@ platform::SqliteConnection OpenHistory(const std::string& file);
 /// read, unless everything was simulated. `dataFolder` ends with "/".
 std::string HistoryToRead(const std::string& dataFolder, const std::string& port);
 
+/// Whether there is a file, in which a station has begun a history: at its first moments the tables are still missing.
+bool HasHistory(const std::string& file);
+
 /// Opens a history for reading, also while a station writes it, and also in a folder that cannot be written. One of
 /// layout 1 looks like one of layout 2. Raises General with a sentence that names the file.
 platform::SqliteConnection OpenHistoryReadOnly(const std::string& file);

@@ -73,10 +73,6 @@ private:
         void Devices(const station::DeviceChanges& changes) override {
             Apartment.Post([this, changes] { Bus->Devices(changes); });
         }
-        void Read(int /*address*/, ORVIXCNB1_VARS /*variable*/,
-                  std::function<void(const station::Reading&)> /*done*/) override {
-            ADD_FAILURE() << "nobody asks it";
-        }
 
         Response Answer(const std::string& request) {
             constexpr std::chrono::milliseconds kByteTime{1};
