@@ -33,8 +33,8 @@ public:
     /// Opens the port exclusively, or closes it.
     virtual void PortOpen(bool rhs) = 0;
 
-    /// Writing 0 discards what has been received and not read.
-    virtual void InBufferCount(std::int32_t rhs) = 0;
+    /// Writing 0 discards what has been received and not read. Returns what it was, for those who watch the line.
+    virtual std::string InBufferCount(std::int32_t rhs) = 0;
     /// Returns when the bytes have left the machine.
     virtual void Output(const std::string& bytes) = 0;
     /// Takes what has been received; does not wait.

@@ -7,6 +7,7 @@
 #include <sys/sysmacros.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdint>
 #include <thread>
@@ -118,7 +119,15 @@ bool SerialDevice::IsReplaced(const std::string& path) const {
     return m_Identity.st_dev != named.st_dev || m_Identity.st_ino != named.st_ino;
 }
 
-bool SerialDevice::DiscardInput() {
+bool SerialDevice::DiscardInput(std::string& discarded) {
+    // Reading tells what was there in the one call that dropping it unseen would take.
+    std::array<char, 1024> buffer;
+    while (discarded.size() < 16 * buffer.size()) {
+        const ssize_t count = ::read(m_File.Get(), buffer.data(), buffer.size());
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) return count < 0 && errno == EAGAIN;
+        discarded.append(buffer.data(), static_cast<std::size_t>(count));
+    }
     return ::tcflush(m_File.Get(), TCIFLUSH) == 0;
 }
 

@@ -41,8 +41,9 @@ public:
 
     /// Whether the path names another device by now.
     bool IsReplaced(const std::string& path) const;
-    /// Drops what has been received and not read. False when the device is hung up or gone.
-    bool DiscardInput();
+    /// Takes what has been received and not read; of a flood only the beginning, the rest is dropped. False when the
+    /// device is hung up or gone.
+    bool DiscardInput(std::string& discarded);
     /// Returns when the last bit has left the machine. A device that takes nothing for two seconds is an error.
     void Write(const std::string& bytes);
     /// What has been received, at most `limit` bytes.

@@ -46,7 +46,7 @@ public:
     bool PortOpen() const override { return m_PortOpen; }
     void PortOpen(bool rhs) override;
 
-    void InBufferCount(std::int32_t rhs) override;
+    std::string InBufferCount(std::int32_t rhs) override;
     void Output(const std::string& bytes) override;
     std::string Input() override;
     void WaitForInput(Duration limit) override;
@@ -137,12 +137,14 @@ void DeviceControl::EnsureDevice() {
     if (!m_Device) OpenDevice();
 }
 
-void DeviceControl::InBufferCount(std::int32_t rhs) {
+std::string DeviceControl::InBufferCount(std::int32_t rhs) {
     Require(rhs == 0, "received bytes can only be discarded all at once");
     // A device that went and came back, or was replaced by another under the same name, is noticed here, before an
     // exchange is lost on it.
-    if (m_Device && (IsReplaced() || !m_Device->DiscardInput())) m_Device.reset();
+    std::string discarded;
+    if (m_Device && (IsReplaced() || !m_Device->DiscardInput(discarded))) m_Device.reset();
     EnsureDevice();
+    return discarded;
 }
 
 bool DeviceControl::IsReplaced() {

@@ -52,9 +52,11 @@ public:
         m_Echo.Reset();
         Happened(rhs ? Kind::Opened : Kind::Closed);
     }
-    void InBufferCount(std::int32_t rhs) override {
-        TellDiscarded();
-        Watched([&] { m_Control->InBufferCount(rhs); });
+    std::string InBufferCount(std::int32_t rhs) override {
+        auto discarded = m_Echo.TakeKept();
+        discarded += Watched([&] { return m_Control->InBufferCount(rhs); });
+        if (!discarded.empty()) Happened(Kind::Discarded, discarded);
+        return discarded;
     }
     void Output(const std::string& bytes) override {
         const auto began = m_Apartment.Now();
@@ -84,14 +86,6 @@ public:
 private:
     void Happened(Kind what, const std::string& bytes = {}) {
         m_Tell({.Time = m_Apartment.Now(), .What = what, .Bytes = bytes});
-    }
-    void TellDiscarded() {
-        try {
-            const auto bytes = m_Echo.TakeKept() + m_Control->Input();
-            if (!bytes.empty()) Happened(Kind::Discarded, bytes);
-        } catch (const std::exception&) {
-            // A lost device is opened again by the discarding itself, which also tells when that fails.
-        }
     }
 
     std::unique_ptr<SerialControl> m_Control;

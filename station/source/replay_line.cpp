@@ -44,7 +44,11 @@ public:
         rhs ? m_Line.Open() : m_Line.Close();
         m_PortOpen = rhs;
     }
-    void InBufferCount(std::int32_t) override { m_Line.BeginExchange(); }
+    /// What was discarded is told as it was recorded.
+    std::string InBufferCount(std::int32_t) override {
+        m_Line.BeginExchange();
+        return {};
+    }
     void Output(const std::string& bytes) override { m_Line.Send(bytes); }
     std::string Input() override { return m_Line.Receive(); }
     void WaitForInput(Duration limit) override { m_Line.Wait(limit); }

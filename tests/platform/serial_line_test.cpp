@@ -69,7 +69,7 @@ TEST(SerialLine, EveryByteValuePassesBothWays) {
     terminal.Write("abc");
     control->WaitForInput(seconds(1));
     EXPECT_EQ(control->Input(), "ab");
-    control->InBufferCount(0);
+    EXPECT_EQ(control->InBufferCount(0), "c");
     EXPECT_EQ(control->Input(), "");
 }
 

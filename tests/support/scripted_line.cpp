@@ -60,10 +60,11 @@ public:
         m_Line.Open = true;
     }
 
-    void InBufferCount(std::int32_t rhs) override {
+    std::string InBufferCount(std::int32_t rhs) override {
         Log("InBufferCount", rhs);
-        TakeArrived();
+        auto discarded = TakeArrived();
         Reopen();
+        return discarded;
     }
     void Output(const std::string& bytes) override;
     std::string Input() override {
