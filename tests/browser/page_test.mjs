@@ -64,6 +64,14 @@ async function freePort() {
     return port;
 }
 
+// Its device is not named here, so that it can be renamed.
+const ATTIC = pictures ? '' : `
+[[bus]]
+port = "${inFolder('attic')}"
+name = "attic"
+every = "200ms"
+`;
+
 const CONFIGURATION = port => `
 [web]
 listen = "127.0.0.1:${port}"
@@ -88,7 +96,7 @@ device = [
     {address = 1, model = "sensor", name = "Cold room"${HOUSE.limit}},
     {address = 2, model = "digital", name = "Door"},
 ]
-`;
+${ATTIC}`;
 
 /// A proxy as people have one: the station is below SUB_PATH, all else is not found.
 async function proxyTo(port) {
@@ -132,6 +140,8 @@ const tileOf = name => {
         address: tile.querySelector('a').getAttribute('href')
     };
 };
+/// What the keyboard is at.
+const focusText = () => document.activeElement?.getAttribute('aria-label') ?? document.activeElement?.textContent ?? '';
 const textOf = selector => document.querySelector(selector)?.textContent ?? '';
 const isShown = selector => document.querySelector(selector)?.checkVisibility() ?? false;
 const count = selector => document.querySelectorAll(selector).length;
@@ -231,6 +241,86 @@ const CASES = {
         assert.equal(await browser.run(() => localStorage.length), 0);
     },
 
+    async 'a device is read at once and renamed, and says what keeps it from that'({browser, token}) {
+        await browser.run(() => sessionStorage.clear());
+        await openDevice({browser}, 'Attic', '1h');
+        await browser.click('.actions .read');
+        await browser.type('dialog [name=token]', token);
+        await browser.click('dialog .main');
+        await browser.until(
+            'it is read', () => /^Read at .*: 12.50 °C$/.test(document.querySelector('.told').textContent));
+        await browser.until('the token is kept', found => !document.querySelector(found), 'dialog');
+        await until('it needs no token any more', async () => {
+            await browser.click('.actions .rename');
+            if (!await browser.run(isShown, 'dialog [name=token]')) return true;
+            await browser.click('dialog [type=button]');
+            return false;
+        });
+        await browser.type('dialog [name=name]', EVIL);
+        await browser.click('dialog .main');
+        await browser.until('it has its name', name => document.querySelector('h1').textContent === name, EVIL);
+        await openDevice({browser}, 'Oven', '1h');
+        await browser.click('.actions .rename');
+        await browser.type('dialog [name=name]', 'Stove');
+        await browser.click('dialog .main');
+        await browser.until(
+            'it is refused', found => /named in the configuration file/.test(document.querySelector(found).textContent),
+            'dialog .problem');
+    },
+
+    async 'the readings of the time shown are saved as a file'({browser}) {
+        for (const step of ['with a token', 'without']) {
+            await openDevice({browser}, 'Oven', '1h');
+            const [, , id] = (await browser.run(() => location.hash)).split('/');
+            const file = inFolder(`profile/${id}.csv`);
+            await browser.click('.csv');
+            await until(
+                `it is there, ${step}`, () => fs.existsSync(file) && fs.readFileSync(file, 'utf8').length > 200);
+            assert.match(
+                fs.readFileSync(file, 'utf8'), /^time,port,address,name,variable,value,quality,.*\n.*,hall,5,Oven,/);
+            fs.rmSync(file);
+            await browser.run(() => sessionStorage.clear());
+        }
+    },
+
+    async 'the keyboard leads everywhere'({browser}) {
+        const [TAB, ENTER] = ['\uE004', '\uE007'];
+        const reach = async (what, text) => {
+            for (let tries = 0; tries < 60; ++tries) {
+                await browser.press(TAB);
+                if (text.test(await browser.run(focusText))) return;
+            }
+            assert.fail(`${what} is not reached`);
+        };
+        await browser.open('#/now');
+        await browser.until('the oven is there', tileOf, 'Oven');
+        await reach('the way past the navigation', /^To the content$/);
+        await reach('the oven', /^Oven/);
+        await browser.press(ENTER);
+        await browser.until('the chart is there', isShown, '.plot canvas');
+        const before = await browser.run(() => location.hash);
+        await reach('zooming', /^Zoom in$/i);
+        await browser.press(ENTER);
+        await browser.until('it is zoomed', hash => location.hash !== hash, before);
+        await reach('the alarms', /^Alarms/);
+        await browser.press(ENTER);
+        await browser.until('the alarms are there', isShown, '.alarm');
+    },
+
+    async 'the wall has names, values and ages, and nothing else'({browser}) {
+        await browser.open('?wall');
+        await browser.until('the oven is there', tileOf, 'Oven');
+        assert.equal(await browser.run(isShown, 'nav a'), false);
+        const tile = await browser.run(tileOf, 'Oven');
+        assert.match(tile.value, /^\d+\.\d/);
+        assert.equal(tile.note, 'now');
+        const used = () => {
+            const {right, bottom} = document.querySelector('main ul').getBoundingClientRect();
+            return [right / innerWidth, bottom / innerHeight];
+        };
+        assert((await browser.run(used)).every(share => share > 0.9 && share <= 1.001), 'it fills the screen');
+    },
+
     async 'a station that is killed is said to be lost, and comes back by itself'(world) {
         const {browser} = world;
         await browser.open('#/now');
@@ -281,6 +371,11 @@ async function start() {
     fs.writeFileSync(inFolder('station.toml'), CONFIGURATION(world.port));
     world.hall = await simulate('hall', `5:sensor=${HOUSE.oven}`, '6:sensor=26.5', '7:digital=5');
     world.cellar = await simulate('cellar', ...CELLAR);
+    if (ATTIC) {
+        await simulate('attic', '3:sensor=12.5');
+        const data = ['--data', inFolder('data'), '--port', inFolder('attic')];
+        await once(begin('devices', 'add', '3:sensor:Attic', ...data), 'exit');
+    }
     world.station = beginStation();
     world.proxy = await proxyTo(world.port);
     const base = `http://127.0.0.1:${world.proxy.address().port}${SUB_PATH}`;
@@ -298,8 +393,8 @@ async function stop(world) {
     fs.rmSync(folder, {recursive: true, force: true, maxRetries: 5});
 }
 
-/// A browser complains of what it could not load: that the station was killed is meant.
-const isExpected = complaint => /status of 502|ERR_INCOMPLETE_CHUNKED|status of 401/.test(complaint);
+/// A browser complains of what it could not load: that the station was killed, or refuses, is meant.
+const isExpected = complaint => /status of (401|409|502)|ERR_INCOMPLETE_CHUNKED/.test(complaint);
 
 async function runCases(world) {
     let failed = 0;

@@ -30,13 +30,17 @@ async function portOf(driver) {
 }
 
 export class Browser {
-    /// With an empty profile in `folder`; pages are opened below `base`.
+    /// With an empty profile in `folder`, where downloads go, too; pages are opened below `base`.
     static async start(base, folder) {
         const browser = new Browser();
         browser.base = base;
         browser.driver = spawn('chromedriver', ['--port=0'], {stdio: ['ignore', 'pipe', 'ignore']});
         browser.address = `http://127.0.0.1:${await portOf(browser.driver)}/session`;
-        const options = {binary: '/usr/bin/chromium', args: [...FLAGS, `--user-data-dir=${folder}`]};
+        const options = {
+            binary: '/usr/bin/chromium',
+            args: [...FLAGS, `--user-data-dir=${folder}`],
+            prefs: {'download.default_directory': folder}
+        };
         const capabilities = {alwaysMatch: {'goog:chromeOptions': options, 'goog:loggingPrefs': {browser: 'ALL'}}};
         const {sessionId} = await browser.command('', {capabilities});
         browser.address += `/${sessionId}`;
@@ -85,6 +89,12 @@ export class Browser {
         const element = await this.element(selector);
         await this.command(`/element/${element}/clear`, {});
         await this.command(`/element/${element}/value`, {text});
+    }
+
+    /// Presses a key: '\uE004' is Tab, '\uE007' Enter.
+    async press(key) {
+        const actions = [{type: 'keyDown', value: key}, {type: 'keyUp', value: key}];
+        await this.command('/actions', {actions: [{type: 'key', id: 'keyboard', actions}]});
     }
 
     /// Drags across an element, from and to a share of its width.

@@ -3,6 +3,7 @@
 import {AlarmRows} from './alarm_row.js';
 import {ask, download} from './api.js';
 import {Chart} from './chart.js';
+import {DeviceActions} from './device_actions.js';
 import {arrange, element, setText} from './dom.js';
 import {Figures, sentencesOf, showFindings} from './health.js';
 import {addressOf, limitsOf, MOVES, queryOf, sensibleSpan, spanOf, SPANS} from './span.js';
@@ -59,13 +60,15 @@ export class DeviceView {
         this.plot = element('div', {class: 'plot', role: 'img'});
         this.readout = element('p', {class: 'readout'});
         this.problem = element('p', {class: 'problem', role: 'status'});
+        this.actions = new DeviceActions(() => this.device);
         this.alarms = element('ul', {class: 'alarms'});
         this.alarmRows = new AlarmRows();
         this.gaps = element('div');
         this.figures = new Figures();
         this.main.append(
-            this.name, this.facts, this.head, this.note, this.findings, this.bar(), this.plot, this.readout,
-            this.problem, this.alarms, this.gaps, element('h2', {}, 'Health, of the last minutes'), this.figures.node);
+            this.name, this.facts, this.head, this.note, this.actions.node, this.findings, this.bar(), this.plot,
+            this.readout, this.problem, this.alarms, this.gaps, element('h2', {}, 'Health, of the last minutes'),
+            this.figures.node);
         this.chart = new Chart(this.plot, this.readout, {
             zoomed: (from, to) => this.visit(sensibleSpan(from, to, stationNow())),
             widened: () => this.visit({word: this.home}),

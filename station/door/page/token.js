@@ -1,7 +1,7 @@
 // Asked for when the station answers nobody without a token.
 
-import {field, refusalText} from './acknowledge.js';
 import {ask, keepToken} from './api.js';
+import {field, refusalText} from './change.js';
 import {element} from './dom.js';
 
 /// `whenGood` is called once the station has taken what was typed.
