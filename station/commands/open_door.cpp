@@ -15,19 +15,19 @@ constexpr char kLockFile[] = "station.lock";
 
 std::unique_ptr<platform::ProcessLock> LockDataFolder(const std::string& folder) {
     std::unique_ptr<platform::ProcessLock> lock;
-    try {
-        platform::CreateFolders(folder);
-        lock = std::make_unique<platform::ProcessLock>(folder + kLockFile);
-    } catch (const Error&) {
+    for (const auto& place : PlacesToListen(folder)) {
         // What it cannot write there, it says where it wants to.
-        return nullptr;
+        const bool isLockable = Attempt([&] {
+            platform::CreateFolders(place.Folder);
+            lock = std::make_unique<platform::ProcessLock>(place.Folder + place.Prefix + kLockFile);
+        });
+        if (isLockable) break;
     }
-    if (const auto holder = lock->Holder()) {
-        const auto process = *holder == 0 ? std::string() : " (process " + std::to_string(*holder) + ")";
-        throw Error(errors::General, "another station" + process + " has the data folder " + folder +
-                                         ": end it first, or name another folder with --data");
-    }
-    return lock;
+    const auto holder = lock ? lock->Holder() : std::nullopt;
+    if (!holder) return lock;
+    const auto process = *holder == 0 ? std::string() : " (process " + std::to_string(*holder) + ")";
+    throw Error(errors::General, "another station" + process + " has the data folder " + folder +
+                                     ": end it first, or name another folder with --data");
 }
 
 std::string StationName() {
@@ -37,12 +37,16 @@ std::string StationName() {
 }
 
 void OpenSocket(Door& door, const std::string& dataFolder, const std::string& name, Output& output) {
-    try {
-        platform::CreateFolders(dataFolder);
-        door.OpenSocket(dataFolder, name);
-    } catch (const Error& error) {
-        output.Note("this station cannot be asked by nimbo1 health and other commands: " + error.Description);
+    std::string failures;
+    for (const auto& place : PlacesToListen(dataFolder)) {
+        try {
+            platform::CreateFolders(place.Folder);
+            return door.OpenSocket(place, name);
+        } catch (const Error& error) {
+            failures.append(failures.empty() ? "" : "; ").append(error.Description);
+        }
     }
+    output.Note("this station cannot be asked by nimbo1 health and other commands: " + failures);
 }
 
 }  // namespace orvix::station

@@ -24,27 +24,38 @@ class NewValues {
 public:
     explicit NewValues(const ValuesOptions& options)
         : m_Options(options),
-          m_Station(FindFolders(options.Data).Data),
+          m_Folder(FindFolders(options.Data).Data),
           m_Output(OutputOf(options.Json, options.Port.empty())) {}
 
     void Show() {
-        const auto values = m_Station.List("values", "values");
-        if (!values) throw Error(errors::General, "no station is running with this data folder");
-        for (const auto& value : *values) {
-            const auto reading = ReadingOf(value);
-            auto& shown = m_Shown[reading.Id()];
-            const bool isNew = shown.first != reading.UnixMilliseconds || shown.second != reading.Quality;
-            if (!isNew || !IsWanted(reading, m_Options)) continue;
-            shown = {reading.UnixMilliseconds, reading.Quality};
-            m_Output->Show(reading);
+        bool isAny = false;
+        for (const auto& socket : SocketsOf(m_Folder)) {
+            const auto values = AskedStation(m_Folder, socket).List("values", "values");
+            if (!values) continue;
+            isAny = true;
+            for (const auto& value : *values)
+                ShowIfNew(ReadingOf(value), m_Shown[socket]);
         }
+        if (!isAny) throw Error(errors::General, "no station is running with the data folder " + m_Folder);
     }
 
 private:
+    /// Time and quality of what has been shown of each device.
+    using State = std::pair<std::int64_t, std::optional<Quality>>;
+    using Shown = std::map<DeviceId, State>;
+
+    void ShowIfNew(const Reading& reading, Shown& shown) {
+        auto& last = shown[reading.Id()];
+        const State is{reading.UnixMilliseconds, reading.Quality};
+        if (last == is || !IsWanted(reading, m_Options)) return;
+        last = is;
+        m_Output->Show(reading);
+    }
+
     const ValuesOptions m_Options;
-    const AskedStation m_Station;
+    const std::string m_Folder;
     const std::unique_ptr<Output> m_Output;
-    std::map<DeviceId, std::pair<std::int64_t, std::optional<Quality>>> m_Shown;
+    std::map<std::string, Shown> m_Shown;  ///< by the station's socket
 };
 
 }  // namespace

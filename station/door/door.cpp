@@ -48,10 +48,10 @@ Door::~Door() {
     if (m_Folder) m_Folder->Remove(m_SocketName);
 }
 
-void Door::OpenSocket(const std::string& folder, const std::string& name) {
-    auto place = std::make_unique<SocketFolder>(folder);
-    Serve(place->Listen(name), Entrance::Socket);
-    m_Folder = std::move(place);
+void Door::OpenSocket(const StationPlace& place, const std::string& name) {
+    auto folder = std::make_unique<SocketFolder>(place);
+    Serve(folder->Listen(name), Entrance::Socket);
+    m_Folder = std::move(folder);
     m_SocketName = name;
 }
 

@@ -22,7 +22,7 @@ public:
     Door& operator=(const Door&) = delete;
 
     /// Each raises Error when nobody can be answered there.
-    void OpenSocket(const std::string& folder, const std::string& name);
+    void OpenSocket(const StationPlace& place, const std::string& name);
     /// At the address that the setup names. There a token says who may do what; without one everything may be read at
     /// an address of this machine alone, and only the files of the page at any other. Raises Error for another one
     /// without tokens, too.

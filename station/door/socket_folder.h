@@ -7,14 +7,27 @@
 
 namespace orvix::station {
 
-/// A folder as the place where stations can be asked: the one that has it as its data folder at "station.sock", those
-/// that are played at "replay-<process>.sock".
+/// Where stations with one data folder listen, under names that begin alike: in that folder, or beside those with
+/// others.
+struct StationPlace {
+    std::string Folder;  ///< ends with "/"
+    std::string Prefix;  ///< of names; empty in the data folder itself
+};
+
+/// Where a station with a data folder may listen, the best first: there, else, when it cannot have a socket there, in
+/// the folder that the service manager has made for it (RUNTIME_DIRECTORY).
+std::vector<StationPlace> PlacesToListen(const std::string& dataFolder);
+/// Where it is looked for: the same, and such folders of the service nimbo1, the system's and the user's.
+std::vector<StationPlace> PlacesToAsk(const std::string& dataFolder);
+
+/// A place where stations can be asked: the one that has the data folder at "station.sock", those that are played at
+/// "replay-<process>.sock".
 class SocketFolder {
 public:
     /// Raises SystemError for a folder that cannot be opened.
-    explicit SocketFolder(const std::string& folder);
+    explicit SocketFolder(StationPlace place);
 
-    /// The names of all sockets there, whether somebody listens or not.
+    /// The names of all sockets there, without the prefix, whether somebody listens or not.
     std::vector<std::string> Names() const;
     /// A socket that listens, open to its owner alone, under that name, in place of one on which nobody listens any
     /// more. Raises SystemError.
@@ -25,7 +38,7 @@ public:
     std::string PathOf(const std::string& name) const;
 
 private:
-    std::string m_Folder;
+    const StationPlace m_Place;
     platform::FileDescriptor m_Opened;
 };
 

@@ -1,9 +1,11 @@
 #include "station/door/station_client.h"
 
+#include <unistd.h>
+
 #include <filesystem>
+#include <list>
 
 #include "host/error.h"
-#include "station/door/socket_folder.h"
 #include "station/json/json.h"
 
 namespace orvix::station {
@@ -25,12 +27,35 @@ StationAnswer AnswerOf(const HttpAnswer& answer) {
     return {answer.Process, answer.Body, {}};
 }
 
+/// Those that are there. One that only might have the socket, and cannot be opened, is left out.
+std::list<SocketFolder> FoldersToAsk(const std::string& dataFolder) {
+    std::list<SocketFolder> folders;
+    for (const auto& place : PlacesToAsk(dataFolder)) {
+        std::error_code error;
+        if (!std::filesystem::is_directory(place.Folder, error)) continue;
+        if (place.Prefix.empty()) {
+            folders.emplace_back(place);
+        } else if (::access(place.Folder.c_str(), R_OK | X_OK) == 0) {
+            Attempt([&] { folders.emplace_back(place); });
+        }
+    }
+    return folders;
+}
+
 }  // namespace
+
+std::set<std::string> SocketsOf(const std::string& folder) {
+    std::set<std::string> sockets;
+    for (const auto& place : FoldersToAsk(folder)) {
+        const auto names = place.Names();
+        sockets.insert(names.begin(), names.end());
+    }
+    return sockets;
+}
 
 std::vector<StationAnswer> AskStations(const std::string& folder, HttpQuestion question) {
     std::vector<StationAnswer> answers;
-    if (std::filesystem::is_directory(folder)) {
-        const SocketFolder place(folder);
+    for (const auto& place : FoldersToAsk(folder)) {
         for (const auto& name : place.Names()) {
             question.Socket = place.PathOf(name);
             const auto answer = AskHttp(question);
@@ -42,14 +67,15 @@ std::vector<StationAnswer> AskStations(const std::string& folder, HttpQuestion q
 }
 
 std::optional<std::string> AskedStation::Text(HttpQuestion question) const {
-    if (!std::filesystem::is_directory(m_Folder)) return std::nullopt;
-    const SocketFolder place(m_Folder);
-    question.Socket = place.PathOf(kStationSocket);
-    const auto answer = AskHttp(question);
-    if (answer.IsRefused) return std::nullopt;
-    const auto told = AnswerOf(answer);
-    if (!told.Failure.empty()) throw Error(errors::General, told.Failure);
-    return told.Text;
+    for (const auto& place : FoldersToAsk(m_Folder)) {
+        question.Socket = place.PathOf(m_Socket);
+        const auto answer = AskHttp(question);
+        if (answer.IsRefused) continue;
+        const auto told = AnswerOf(answer);
+        if (!told.Failure.empty()) throw Error(errors::General, told.Failure);
+        return told.Text;
+    }
+    return std::nullopt;
 }
 
 std::optional<Json> AskedStation::Ask(HttpQuestion question) const {

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "station/door/socket_folder.h"
 #include "station/http/http_client.h"
 #include "station/json/json.h"
 
@@ -21,10 +23,12 @@ struct StationAnswer {
 /// running.
 std::vector<StationAnswer> AskStations(const std::string& folder, HttpQuestion question);
 
-/// The station that has a data folder, to be asked things.
+/// The station that has a data folder, or one of that folder that is played, to be asked things.
 class AskedStation {
 public:
-    explicit AskedStation(std::string folder) : m_Folder(std::move(folder)) {}
+    /// `socket`: the name of its socket.
+    explicit AskedStation(std::string folder, std::string socket = kStationSocket)
+        : m_Folder(std::move(folder)), m_Socket(std::move(socket)) {}
 
     /// What it answers; nothing when no station runs there. Raises Error with the sentence of a problem.
     std::optional<std::string> Text(HttpQuestion question) const;
@@ -40,6 +44,10 @@ public:
 
 private:
     const std::string m_Folder;
+    const std::string m_Socket;
 };
+
+/// The names of the sockets of all stations of a data folder, whether they still run or not.
+std::set<std::string> SocketsOf(const std::string& folder);
 
 }  // namespace orvix::station

@@ -344,6 +344,25 @@ TEST_F(Door, AFolderHasOneStationAndAKilledOneLeavesNothing) {
     EXPECT_EQ(Ask({.Path = "/api/v1/station"}).Status, 200);
 }
 
+TEST(DoorInTheRuntimeFolder, IsFoundWhenTheDataFolderCannotHaveTheSocket) {
+    const TestFolder folder;
+    const TestFolder runtime;
+    const auto data = folder.Path + "/data";
+    std::filesystem::create_directories(data + "/station.sock");
+    ::setenv("XDG_RUNTIME_DIR", runtime.Path.c_str(), 1);
+    ::setenv("RUNTIME_DIRECTORY", (runtime.Path + "/nimbo1").c_str(), 1);
+    Program program({"run", "--data", data, "--json", "--every", "100ms"});
+    ::unsetenv("RUNTIME_DIRECTORY");
+    EXPECT_TRUE(program.AwaitOutput("\"inputs\",\"value\":5"));
+    EXPECT_NE(RunProgram({"values", "--data", data}).Out.find("00000101  good"), std::string::npos);
+    EXPECT_EQ(RunProgram({"read", "--data", data + "/.", "--device", "5:sensor", "temperature"}).Out, "21.5\n");
+    ExpectOneLine({"values", "--data", folder.Path}, 1, "no station is running");
+    program.Signal(SIGINT);
+    EXPECT_EQ(program.Finish().Err.find("cannot be asked"), std::string::npos);
+    EXPECT_TRUE(std::filesystem::is_empty(runtime.Path + "/nimbo1"));
+    ::unsetenv("XDG_RUNTIME_DIR");
+}
+
 TEST_F(Door, HistoryIsToldInSlicesAndAsCsv) {
     const auto firstSlice = [&](const std::string& device) {
         for (;;) {
