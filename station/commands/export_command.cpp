@@ -11,6 +11,7 @@
 #include "station/door/station_client.h"
 #include "station/library/device_export.h"
 #include "station/library/failure_text.h"
+#include "station/library/folders.h"
 
 namespace orvix::station {
 namespace {
