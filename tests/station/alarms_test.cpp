@@ -239,11 +239,12 @@ TEST_F(AlarmCommandTest, TellsWhatWentWrong) {
 /// While a program hangs, the newest state of each alarm of its device waits, and other devices do not.
 TEST_F(AlarmCommandTest, AHangingProgramDropsNoStateSilently) {
     const auto file = m_Folder.Path + "/out";
-    // Of address 5 it hangs until the file is there, at the last for ever, and has a child that must not live on.
+    // Of address 5 it hangs until the file is there, at the last for ever, and has a child that must not live on though
+    // it has a session of its own.
     const auto script = "echo \"$NIMBO1_ADDRESS $NIMBO1_EVENT $NIMBO1_ALARM\" >>" + file +
                         "; [ $NIMBO1_ADDRESS = 6 ] && exit; [ $NIMBO1_EVENT$NIMBO1_ALARM = endlow ] && exec sleep "
-                        "1000; sleep 1000 & echo $! >" +
-                        file + ".child; while [ ! -e " + file + ".go ]; do sleep 0.01; done";
+                        "1000; (setsid sleep 1000 & echo $! >" +
+                        file + ".child); while [ ! -e " + file + ".go ]; do sleep 0.01; done";
     station::AlarmCommand alarm({"sh", "-c", script}, std::chrono::seconds(30), m_Home,
                                 [this](const std::string& text) { m_Told.push_back(text); });
     const auto raise = [&](int address, AlarmKind kind, bool starts) {

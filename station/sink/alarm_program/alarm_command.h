@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/file_descriptor.h"
 #include "platform/real_apartment.h"
 #include "station/model/listener.h"
+#include "station/sink/alarm_program/guarded_program.h"
 
 namespace orvix::station {
 
@@ -48,10 +48,11 @@ public:
 
 private:
     struct Running {
+        Running(const std::vector<std::string>& command, const AlarmEvent& event);
+
         std::string Program;
-        int Process = 0;
+        GuardedProgram Process;
         bool IsKilled = false;  ///< it took too long
-        platform::FileDescriptor Handle;
         std::unique_ptr<platform::DescriptorWatch> End;
         std::unique_ptr<Timer> Limit;
     };
@@ -68,7 +69,6 @@ private:
     std::size_t Runs() const;
     void RunFor(Queue& queue);
     void Start(Queue& queue, const AlarmEvent& event);
-    void Kill(Queue& queue);
     void TakeEnd(Queue& queue);
     void TellOf(const std::string& program, const std::string& problem) const;
 

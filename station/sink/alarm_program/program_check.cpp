@@ -16,17 +16,6 @@ namespace {
 // Where the system searches without a PATH.
 constexpr char kUsualPath[] = "/bin:/usr/bin";
 
-std::string FileOf(const std::string& program) {
-    if (program.find('/') != std::string::npos) return program;
-    const char* path = std::getenv("PATH");
-    std::istringstream folders(path == nullptr ? kUsualPath : path);
-    for (std::string folder; std::getline(folders, folder, ':');) {
-        auto file = (folder.empty() ? "." : folder) + "/" + program;
-        if (::access(file.c_str(), X_OK) == 0) return file;
-    }
-    return {};
-}
-
 std::string FirstLine(const std::string& file) {
     constexpr std::size_t kMost = 256;
     std::string line(kMost, '\0');
@@ -44,7 +33,7 @@ std::string InterpreterIn(const std::string& line) {
 }
 
 std::optional<std::string> WhyNotRunnable(const std::string& program) {
-    const auto file = FileOf(program);
+    const auto file = FileOfProgram(program);
     if (file.empty()) return "it is in no folder of PATH";
     if (::access(file.c_str(), X_OK) != 0) return std::strerror(errno);
     std::error_code error;
@@ -62,6 +51,17 @@ std::optional<std::string> WhyNotRunnable(const std::string& program) {
 }
 
 }  // namespace
+
+std::string FileOfProgram(const std::string& program) {
+    if (program.find('/') != std::string::npos) return program;
+    const char* path = std::getenv("PATH");
+    std::istringstream folders(path == nullptr ? kUsualPath : path);
+    for (std::string folder; std::getline(folders, folder, ':');) {
+        auto file = (folder.empty() ? "." : folder) + "/" + program;
+        if (::access(file.c_str(), X_OK) == 0) return file;
+    }
+    return {};
+}
 
 std::optional<std::string> ProblemOfCommand(const std::vector<std::string>& command) {
     const auto reason = command.empty() ? std::nullopt : WhyNotRunnable(command[0]);
