@@ -45,6 +45,8 @@ SqliteConnection::SqliteConnection(const std::string& file, Access access) : m_F
     m_Handle.reset(handle);
     if (result != SQLITE_OK) Fail();
     sqlite3_busy_timeout(handle, kBusyMilliseconds);
+    // The first one has SQLite open files that are shorter than they say, the other one look closer at what it reads.
+    if (access == Access::Damaged) Execute("PRAGMA writable_schema = ON; PRAGMA cell_size_check = ON");
 }
 
 void SqliteConnection::Fail(const std::string& reason) const {

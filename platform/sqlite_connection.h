@@ -31,6 +31,7 @@ public:
         ReadWrite,
         ReadOnly,
         Immutable,  ///< read a file that nobody writes, and that has no companion files
+        Damaged,    ///< read what can be read of a file that is damaged, or has lost its end
     };
 
     /// The layout of the host database that this program reads and writes; the file's user_version.

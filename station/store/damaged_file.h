@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 
 #include "platform/sqlite_connection.h"
@@ -13,27 +12,12 @@ namespace orvix::station {
 struct CopiedTable {
     const char* Name;
     const char* Columns;
-    const char* Key;  ///< in the order of which it is read
+    const char* Key;  ///< whole numbers from 0 on; in the order of which it is kept
 };
 
-/// Copies what one database has of a table into another one.
-class TableCopy {
-public:
-    TableCopy(platform::SqliteConnection& from, platform::SqliteConnection& to, const CopiedTable& table);
-
-    /// Rows of one series, or all. From where a row cannot be read, what lies behind it is read from the other end.
-    /// Returns how many.
-    std::int64_t Copy(std::optional<std::int64_t> series = std::nullopt);
-
-private:
-    /// Returns false at a row that cannot be read. What cannot be written is raised.
-    bool CopyRun(const std::string& sql, std::int64_t& copied);
-
-    platform::SqliteConnection& m_From;
-    platform::SqliteConnection& m_To;
-    const CopiedTable& m_Table;
-    platform::SqliteStatement m_Insert;
-};
+/// Copies what one database has of a table into another one: all rows that can be found, whatever cannot be read
+/// between them. `from` is best opened as a damaged one. Returns how many were not there yet.
+std::int64_t CopyTable(platform::SqliteConnection& from, platform::SqliteConnection& to, const CopiedTable& table);
 
 /// What a damaged file is called from now on; `now` is milliseconds since 1970.
 std::string AsideName(const std::string& file, std::int64_t now);

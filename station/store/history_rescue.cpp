@@ -2,10 +2,6 @@
 
 #include <fcntl.h>
 
-#include <optional>
-#include <string_view>
-#include <vector>
-
 #include "host/error.h"
 #include "platform/regular_file.h"
 #include "station/store/damaged_file.h"
@@ -15,7 +11,6 @@ namespace orvix::station {
 namespace {
 
 using platform::SqliteConnection;
-using platform::SqliteStatement;
 
 constexpr CopiedTable kTables[] = {
     {"devices", "number, id, serial, model", "number"},
@@ -36,17 +31,13 @@ constexpr CopiedTable kTables[] = {
     {"readings", "series, time_ms, value, seq, doubt", "series, time_ms"},
 };
 
-std::vector<std::int64_t> SeriesIn(SqliteConnection& connection) {
-    std::vector<std::int64_t> series;
-    SqliteStatement select(connection, "SELECT id FROM series ORDER BY id");
-    while (select.Step())
-        series.push_back(select.LongNumber(0));
-    return series;
-}
-
-// What rows refer to that could not be read.
+// What rows refer to that could not be read. Readings of a series that is lost become those of a device of their own.
 constexpr char kFillIn[] =
-    "INSERT INTO devices(number, id, model) SELECT DISTINCT device, 'lost-' || device, 0 FROM series"
+    "INSERT INTO series(id, device, variable, name, bus, port, address, from_ms, to_ms)"
+    " SELECT series, -series, iif(EXISTS(SELECT 1 FROM input_rollups AS i WHERE i.series = r.series), 'inputs',"
+    " 'temperature'), 'lost ' || series, '', '', 0, min(time_ms), max(time_ms) FROM readings AS r"
+    " WHERE series NOT IN (SELECT id FROM series) GROUP BY series;"
+    "INSERT INTO devices(number, id, model) SELECT DISTINCT device, 'lost' || device, 0 FROM series"
     " WHERE device NOT IN (SELECT number FROM devices);"
     "INSERT INTO sessions(id, uuid, start_ms, pid, alive_ms, ended) SELECT session, 'lost ' || session, min(from_ms), "
     "0,"
@@ -56,13 +47,8 @@ constexpr char kFillIn[] =
 /// Returns how many readings have come over.
 std::int64_t CopyTables(SqliteConnection& from, SqliteConnection& to) {
     std::int64_t copied = 0;
-    for (const auto& table : kTables) {
-        TableCopy copy(from, to, table);
-        const bool isOfSeries = std::string_view(table.Key).starts_with("series");
-        copied = isOfSeries ? 0 : copy.Copy(std::nullopt);
-        for (const auto series : isOfSeries ? SeriesIn(to) : std::vector<std::int64_t>())
-            copied += copy.Copy(series);
-    }
+    for (const auto& table : kTables)
+        copied = CopyTable(from, to, table);
     to.Execute(kFillIn);
     return copied;
 }
@@ -75,7 +61,7 @@ std::int64_t MakeNew(const std::string& file, const std::string& old) {
     to.Execute("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF; BEGIN");
     std::int64_t readings = 0;
     try {
-        auto from = OpenHistoryReadOnly(old);
+        auto from = OpenDamagedHistory(old);
         readings = CopyTables(from, to);
     } catch (const platform::UnusableDatabase&) {
         // Nothing can be read.

@@ -122,4 +122,8 @@ SqliteConnection OpenHistoryReadOnly(const std::string& file) {
     return OpenChecked(file, SqliteConnection::Access::Immutable);
 }
 
+SqliteConnection OpenDamagedHistory(const std::string& file) {
+    return OpenChecked(file, SqliteConnection::Access::Damaged);
+}
+
 }  // namespace orvix::station

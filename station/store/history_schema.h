@@ -35,4 +35,7 @@ bool HasHistory(const std::string& file);
 /// layout 1 looks like one of layout 2. Raises General with a sentence that names the file.
 platform::SqliteConnection OpenHistoryReadOnly(const std::string& file);
 
+/// Opens one that is damaged, of which as much as possible is to be read. Raises UnusableDatabase when that is nothing.
+platform::SqliteConnection OpenDamagedHistory(const std::string& file);
+
 }  // namespace orvix::station

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <limits>
 
+#include "host/error.h"
 #include "station/store/alarm_query.h"
 #include "station/store/history_schema.h"
 #include "station/store/series_cursor.h"
@@ -25,7 +26,8 @@ std::int64_t HourOf(std::int64_t time) {
 }  // namespace
 
 HistoryStore::HistoryStore(const std::string& file, const HistorySession& session, std::int64_t now)
-    : m_Connection(OpenHistory(file)),
+    : m_File(file),
+      m_Connection(OpenHistory(file)),
       // Nothing is changed when the same millisecond has another value.
       m_AddReading(m_Connection,
                    "INSERT INTO readings(series, time_ms, value, seq, doubt) VALUES(?, ?, ?, ?, ?) "
@@ -37,6 +39,7 @@ HistoryStore::HistoryStore(const std::string& file, const HistorySession& sessio
       m_Temperatures(m_Connection, false),
       m_Inputs(m_Connection, true),
       m_Removal(m_Connection) {
+    KeepLogSmall();
     SqliteStatement(m_Connection,
                     "INSERT INTO sessions(uuid, start_ms, pid, alive_ms, beat_ms) VALUES(?, ?, ?, ?, ?) "
                     "ON CONFLICT DO NOTHING")
@@ -89,6 +92,17 @@ void HistoryStore::Write(const HistoryBatch& batch, std::int64_t now) {
         .Bind(2, m_Session)
         .Run();
     m_Connection.Execute("COMMIT");
+    KeepLogSmall();
+}
+
+/// The log of the latest changes takes megabytes before it is brought into the file by itself. A disk that is nearly
+/// full has no room for both, and none to end this once it is full.
+void HistoryStore::KeepLogSmall() {
+    constexpr std::uintmax_t kPlenty = 16UL * 1024 * 1024;
+    std::error_code unknown;
+    if (std::filesystem::space(m_File, unknown).available >= kPlenty) return;
+    // What is in the log is written, whatever becomes of this.
+    Attempt([this] { m_Connection.Execute("PRAGMA wal_checkpoint(TRUNCATE)"); });
 }
 
 void HistoryStore::WriteSeries(const HistoryBatch& batch) {

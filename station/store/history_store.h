@@ -37,6 +37,7 @@ public:
     HistoryRemoval& Removal() { return m_Removal; }
 
 private:
+    void KeepLogSmall();
     /// The rows of the series that the batch has gained; the session reads them from then on.
     void WriteSeries(const HistoryBatch& batch);
     std::int64_t SeriesOf(const SeriesRow& series);
@@ -51,6 +52,7 @@ private:
     RollUpTable& RollUps(bool isInputs) { return isInputs ? m_Inputs : m_Temperatures; }
     std::int64_t RolledUntil(std::int64_t series);
 
+    const std::string m_File;
     platform::SqliteConnection m_Connection;
     platform::SqliteStatement m_AddReading;
     platform::SqliteStatement m_PutGap;

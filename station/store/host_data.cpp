@@ -23,9 +23,9 @@ using platform::SqliteConnection;
 // What one file is mended of may show what is wrong with another one.
 constexpr int kMostRepairs = 3;
 
-constexpr CopiedTable kHostTables[] = {{"devices", "address, model, serial", "address"},
-                                       {"plant_names", "serial, name", "serial"},
-                                       {"known_devices", "port, address, model, serial, name", "port, address"},
+constexpr CopiedTable kHostTables[] = {{"devices", "address, model, serial", "rowid"},
+                                       {"plant_names", "serial, name", "rowid"},
+                                       {"known_devices", "port, address, model, serial, name", "rowid"},
                                        {"device_ids", "id, serial, model, port, address", "rowid"}};
 
 bool HasTable(SqliteConnection& connection, const char* name) {
@@ -37,10 +37,10 @@ bool HasTable(SqliteConnection& connection, const char* name) {
 std::int64_t CopyRows(const std::string& from, const std::string& to) {
     std::int64_t rows = 0;
     try {
-        SqliteConnection old(from, SqliteConnection::Access::ReadOnly);
+        SqliteConnection old(from, SqliteConnection::Access::Damaged);
         SqliteConnection made(to);
         for (const auto& table : kHostTables) {
-            if (HasTable(old, table.Name)) rows += TableCopy(old, made, table).Copy();
+            if (HasTable(old, table.Name)) rows += CopyTable(old, made, table);
         }
     } catch (const platform::UnusableDatabase&) {
         // Nothing more can be read.

@@ -1,12 +1,10 @@
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <filesystem>
 #include <fstream>
 #include <random>
 
 #include "host/error.h"
-#include "station/store/history_rescue.h"
 #include "tests/station/history_fixture.h"
 
 namespace orvix::tests {
@@ -240,97 +238,6 @@ TEST_F(HistoryFileTest, AStartWithAWrongClockRemovesNothingForADay) {
     EXPECT_TRUE(Rows(0, kSecond).empty());
     ASSERT_EQ(m_Said.size(), 1U);
     EXPECT_NE(m_Said[0].find("older than [history] keep"), std::string::npos) << m_Said[0];
-}
-
-/// The name that a file that cannot be used was given.
-std::string AsideIn(const std::string& folder) {
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-        const auto path = entry.path().string();
-        if (path.find(".damaged-2026") != std::string::npos && !path.ends_with("-wal")) return path;
-    }
-    return {};
-}
-
-TEST_F(HistoryFileTest, WhatIsNoHistoryIsSetAside) {
-    std::ofstream(m_File) << "no database, but long enough to be taken for one";
-    const auto before = ContentsOf(m_File);
-    Begin();
-    Add(5, 0, 20.0);
-    Turn(0);
-    Turn(kSecond);
-    ASSERT_EQ(m_Said.size(), 1U);
-    EXPECT_NE(m_Said[0].find("not a database"), std::string::npos) << m_Said[0];
-    EXPECT_EQ(ContentsOf(AsideIn(m_Folder.Path)), before);
-    EXPECT_EQ(Rows(0, kSecond), (Lines{"5@0=20"}));
-    struct stat status {};
-    ASSERT_EQ(::stat(m_File.c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0777, 0600U);
-}
-
-/// Spoils one page of a table's.
-void Damage(const std::string& file, const std::string& pages) {
-    std::int64_t page = 0;
-    {
-        platform::SqliteConnection connection(file);
-        connection.Execute("PRAGMA wal_checkpoint(TRUNCATE)");
-        platform::SqliteStatement find(connection, "SELECT pageno FROM dbstat WHERE " + pages);
-        ASSERT_TRUE(find.Step());
-        page = find.LongNumber(0);
-    }
-    std::fstream bytes(file, std::ios::in | std::ios::out | std::ios::binary);
-    bytes.seekp((page - 1) * 4096);
-    bytes << std::string(4096, '\x55');
-}
-
-TEST_F(HistoryFileTest, ReadableRowsOfADamagedFileAreTakenOver) {
-    constexpr int kRows = 6000;
-    const struct {
-        const char* Pages;
-        std::size_t Least;  // rows that can be read
-        std::size_t Most;
-    } cases[] = {
-        {"name = 'sessions'", 2 * kRows, 2 * kRows},
-        {"name = 'readings' AND pagetype = 'leaf' ORDER BY path LIMIT 1 OFFSET 3", 2 * kRows - 400, 2 * kRows - 50},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.Pages);
-        std::filesystem::remove(m_File);
-        Begin({}, 4 * kRows);
-        for (int second = 0; second < kRows; ++second) {
-            Add(5, second * kSecond, 20.0);
-            Add(6, second * kSecond, 21.0);
-        }
-        End(kRows * kSecond);
-        m_Writer.reset();
-        Damage(m_File, c.Pages);
-        EXPECT_THROW(Rows(0, kRows * kSecond), Error);
-        const auto said = ReplaceUnusableHistory(m_File, kStart);
-        EXPECT_NE(said.find(" readings that could be read"), std::string::npos) << said;
-        const auto rows = Rows(0, (kRows - 1) * kSecond).size();
-        EXPECT_GE(rows, c.Least - 2);
-        EXPECT_LE(rows, c.Most);
-        EXPECT_FALSE(AsideIn(m_Folder.Path).empty());
-        std::filesystem::remove(AsideIn(m_Folder.Path));
-    }
-    // A station that finds the damage goes on by itself, with the devices it had.
-    Damage(m_File, "name = 'sessions'");
-    Begin({}, 1000, 2 * kRows * kSecond);
-    Add(6, 2 * kRows * kSecond, 22.0);
-    Turn(2 * kRows * kSecond);
-    ASSERT_EQ(m_Said.size(), 1U);
-    EXPECT_NE(m_Said[0].find("it is kept as"), std::string::npos) << m_Said[0];
-    EXPECT_EQ(Reader(0).Find({.Port = {}, .Device = "d6", .Time = {}}).at(0).Series.size(), 2U);
-}
-
-TEST_F(HistoryFileTest, APipeInItsPlaceIsRefused) {
-    ASSERT_EQ(::mkfifo(m_File.c_str(), 0600), 0);
-    Begin();
-    Add(5, 0, 20.0);
-    Turn(0);
-    ASSERT_EQ(m_Said.size(), 1U);
-    EXPECT_NE(m_Said[0].find("is not a regular file"), std::string::npos) << m_Said[0];
-    EXPECT_THROW(Reader(0), Error);
-    EXPECT_EQ(End(kSecond), 1) << "a reading is lost, and that is told";
 }
 
 }  // namespace
