@@ -26,16 +26,24 @@ void WriteHealthLines(const std::string& text) {
     if (!health["history"]["standing_still_ms"].is_null()) std::cout << Dump(health["history"]) << "\n";
 }
 
+bool IsHistoryWritten(const std::string& text) {
+    return Json::parse(text)["history"]["standing_still_ms"].is_null();
+}
+
 /// Returns the exit status.
 int ShowHealth(const HealthOptions& options) {
     HttpQuestion question{.Path = "/api/v1/health"};
-    if (!options.Json) question.Headers.emplace_back("Accept: text/plain");
+    if (!options.Json && !options.Quiet) question.Headers.emplace_back("Accept: text/plain");
     const auto answers = AskStations(FindFolders(options.Data).Data, question);
     int status = kDone;
     for (const auto& answer : answers) {
         if (!answer.Failure.empty()) {
             std::cerr << "nimbo1: " << answer.Failure << std::endl;
             status = kFailed;
+            continue;
+        }
+        if (options.Quiet) {
+            if (!IsHistoryWritten(answer.Text)) status = kFailed;
             continue;
         }
         if (options.Json) {

@@ -127,6 +127,7 @@ struct ConfigCheckOptions {
 struct HealthOptions {
     std::string Data;  ///< empty: the user's data folder
     bool Json = false;
+    bool Quiet = false;  ///< the exit status alone tells whether a station is at work
     bool Watch = false;  ///< again and again, until the end
 };
 
