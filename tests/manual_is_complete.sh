@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
 # Checks that the man page has every command and option of the program and no others, and that docs/error-codes.md has
-# every error number; and that program and packages have one version.
+# every error number; that program and packages have one version, and docs/upgrades.md those of the formats.
 # Usage: manual_is_complete.sh SOURCE_DIR NIMBO1
 set -euo pipefail
 cd "$1"
 readonly PROGRAM=$2
 readonly MAN_PAGE=packaging/nimbo1.1
 readonly CODES_PAGE=docs/error-codes.md
+readonly UPGRADES_PAGE=docs/upgrades.md
 
 broken=0
 # expect_same WHERE FOUND WANTED: two lists, one a line, in any order.
@@ -26,7 +27,11 @@ expect_same "$MAN_PAGE" \
 expect_same "$MAN_PAGE" \
     "$(sed -n '/^\.Sh COMMANDS/,/^\.Sh OPTIONS/s/^\.It Cm \([a-z]*\).*/\1/p' "$MAN_PAGE")" \
     "$(sed -n '/^Subcommands:/,$p' <<<"$help" | grep -E '^[a-z]+$')"
-expect_same debian/changelog "nimbo1 $(sed -n '1s/.*(\(.*\)).*/\1/p' debian/changelog)" "$("$PROGRAM" --version)"
+version=$("$PROGRAM" --version)
+expect_same debian/changelog "nimbo1 $(sed -n '1s/.*(\(.*\)).*/\1/p' debian/changelog)" "$(head -1 <<<"$version")"
+expect_same "$UPGRADES_PAGE" \
+    "$(sed -nE 's/^\| ([A-Za-z ]+) \| ([0-9]+) \|.*/\1 \2/p' "$UPGRADES_PAGE")" \
+    "$(sed -n 's/^formats: //p' <<<"$version" | sed 's/, /\n/g')"
 expect_same "$CODES_PAGE" \
     "$(sed -nE 's/^\| (0x[0-9A-F]{8}|[0-9]+) .*/\1/p' "$CODES_PAGE")" \
     "$(sed -nE 's/.*ErrorNumber [A-Za-z]+ = (Code\()?(0x[0-9A-F]+|[1-9][0-9]*)\)?;.*/\2/p' host/error.h)"

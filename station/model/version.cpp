@@ -1,7 +1,26 @@
 #include "station/model/version.h"
 
+#include <initializer_list>
+#include <utility>
+
 namespace orvix::station {
 
 const char* const kVersion = NB1_VERSION;
+
+std::string VersionText() {
+    constexpr std::initializer_list<std::pair<const char*, int>> kFormats = {{"history", kHistoryVersion},
+                                                                             {"recording", kRecordingVersion},
+                                                                             {"device file", kDeviceFileVersion},
+                                                                             {"API", kApiVersion}};
+    const std::string commit = NB1_COMMIT;
+    std::string text = std::string("nimbo1 ") + kVersion + "\n";
+    if (!commit.empty()) text += "commit " + commit + "\n";
+    text += "formats:";
+    const char* separator = " ";
+    for (const auto& [format, version] : kFormats) {
+        text.append(std::exchange(separator, ", ")).append(format).append(" ").append(std::to_string(version));
+    }
+    return text + "\nfeatures: page, metrics, PDF, service manager\n";
+}
 
 }  // namespace orvix::station

@@ -97,7 +97,7 @@ CommandLine ParseCommandLine(std::vector<std::string> arguments) {
     }
 
     CLI::App app("Station for Nimbo1 temperature sensors and digital-input modules on a serial bus.", "nimbo1");
-    app.set_version_flag("--version", std::string("nimbo1 ") + kVersion);
+    app.set_version_flag("--version", VersionText());
     app.require_subcommand(1);
     CommandLine result;
     for (const auto& command : commands)
@@ -112,7 +112,7 @@ CommandLine ParseCommandLine(std::vector<std::string> arguments) {
     } catch (const CLI::CallForAllHelp&) {
         return TextOptions{app.help("", CLI::AppFormatMode::All)};
     } catch (const CLI::CallForVersion&) {
-        return TextOptions{std::string("nimbo1 ") + kVersion + "\n"};
+        return TextOptions{VersionText()};
     } catch (const CLI::ParseError& error) {
         throw UsageError(error.what());
     } catch (const simulator::ArgumentError& error) {

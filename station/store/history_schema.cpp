@@ -7,6 +7,7 @@
 
 #include "host/error.h"
 #include "platform/regular_file.h"
+#include "station/model/version.h"
 #include "station/store/history_tables.h"
 
 namespace orvix::station {

@@ -10,9 +10,6 @@ namespace orvix::station {
 inline constexpr char kHistoryFile[] = "history.db";
 inline constexpr char kSimulatedHistoryFile[] = "history-simulated.db";
 
-/// Layout of the file (docs/history.md); its user_version.
-inline constexpr std::int32_t kHistoryVersion = 2;
-
 /// In place of the serial number of a device that does not tell one.
 inline constexpr char kTellsNone[] = "?";
 

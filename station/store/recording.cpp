@@ -5,6 +5,7 @@
 #include <charconv>
 #include <optional>
 
+#include "station/model/version.h"
 #include "station/store/recording_json.h"
 
 namespace orvix::station {
@@ -14,7 +15,7 @@ using std::chrono::microseconds;
 using Kind = LineEvent::Kind;
 
 constexpr std::string_view kMagic = "nimbo1-recording ";
-constexpr std::string_view kVersion = "2 ";
+const std::string kThisVersion = std::to_string(kRecordingVersion) + " ";
 constexpr std::string_view kFirstVersion = "1 ";
 constexpr std::string_view kBus = "bus";
 constexpr std::string_view kGone = "gone";
@@ -136,7 +137,7 @@ std::string LineBeginning(Duration time, std::size_t number, std::string_view ki
 }  // namespace
 
 std::string HeaderLine(const RecordingHeader& header) {
-    return std::string(kMagic).append(kVersion).append(HeaderJson(header)).append("\n");
+    return std::string(kMagic).append(kThisVersion).append(HeaderJson(header)).append("\n");
 }
 
 std::string SetupLine(std::size_t bus, const RecordedSetup& recorded) {
@@ -164,11 +165,11 @@ RecordingHeader ParseHeader(std::string_view line) {
     if (!line.starts_with(kMagic)) throw RecordingError(1, "this is no recording of nimbo1");
     line.remove_prefix(kMagic.size());
     const bool isFirst = line.starts_with(kFirstVersion);
-    if (!isFirst && !line.starts_with(kVersion)) {
+    if (!isFirst && !line.starts_with(kThisVersion)) {
         throw RecordingError(1, "this program reads the versions 1 and 2, not version " +
                                     std::string(line.substr(0, std::min<std::size_t>(line.find(' '), 10))));
     }
-    return ParseHeaderJson(line.substr(kVersion.size()), isFirst);
+    return ParseHeaderJson(line.substr(kThisVersion.size()), isFirst);
 }
 
 RecordedLine ParseLine(std::string_view line, std::size_t number) {
