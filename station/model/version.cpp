@@ -1,6 +1,6 @@
 #include "station/model/version.h"
 
-#include <initializer_list>
+#include <array>
 #include <utility>
 
 namespace orvix::station {
@@ -8,10 +8,10 @@ namespace orvix::station {
 const char* const kVersion = NB1_VERSION;
 
 std::string VersionText() {
-    constexpr std::initializer_list<std::pair<const char*, int>> kFormats = {{"history", kHistoryVersion},
-                                                                             {"recording", kRecordingVersion},
-                                                                             {"device file", kDeviceFileVersion},
-                                                                             {"API", kApiVersion}};
+    constexpr std::array<std::pair<const char*, int>, 4> kFormats = {{{"history", kHistoryVersion},
+                                                                      {"recording", kRecordingVersion},
+                                                                      {"device file", kDeviceFileVersion},
+                                                                      {"API", kApiVersion}}};
     const std::string commit = NB1_COMMIT;
     std::string text = std::string("nimbo1 ") + kVersion + "\n";
     if (!commit.empty()) text += "commit " + commit + "\n";
