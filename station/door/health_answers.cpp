@@ -31,16 +31,22 @@ StationHealth FilteredHealth(const StationView& station, const Question& questio
 }  // namespace
 
 HttpResponse AnswerHealth(const StationView& station, const Question& question) {
-    const auto health = FilteredHealth(station, question);
-    if (question.Request.Header("accept") == "text/plain") {
+    const auto accepted = question.Request.Header("accept");
+    auto asked = "health\n" + accepted;
+    for (const char* filter : {"station", "bus", "device"})
+        asked.append("\n").append(question.Parameter(filter));
+    return station.Shared->Get(asked, station.Slow.Home().Now(), [&] {
+        const auto health = FilteredHealth(station, question);
+        if (accepted != "text/plain") return JsonResponse(HealthJson(health));
         return TextResponse(PlainHealth(health), "text/plain; charset=utf-8");
-    }
-    return JsonResponse(HealthJson(health));
+    });
 }
 
 HttpResponse AnswerMetrics(const StationView& station, const Question& /*question*/) {
-    const auto text = prometheus::TextSerializer().Serialize(MetricFamilies(station.Health()));
-    return TextResponse(text, "text/plain; version=0.0.4; charset=utf-8");
+    return station.Shared->Get("metrics", station.Slow.Home().Now(), [&] {
+        const auto text = prometheus::TextSerializer().Serialize(MetricFamilies(station.Health()));
+        return TextResponse(text, "text/plain; version=0.0.4; charset=utf-8");
+    });
 }
 
 }  // namespace orvix::station

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -32,6 +34,21 @@ public:
     virtual void Remove(const DeviceId& place, Done done) = 0;
 };
 
+/// The latest answers to questions that take their time and that many may ask at once: those who ask within a tenth of
+/// a second get the same one.
+class SharedAnswers {
+public:
+    /// `question`: tells it from others. `make` makes the answer when there is none, or it is too old.
+    HttpResponse Get(const std::string& question, Duration now, const std::function<HttpResponse()>& make);
+
+private:
+    struct Kept {
+        Duration Until{0};
+        HttpResponse Response;
+    };
+    std::map<std::string, Kept> m_Kept;
+};
+
 /// A station, running or played, as those outside see it.
 struct StationView {
     std::string Name;
@@ -46,6 +63,7 @@ struct StationView {
     bool KeepsHistory = false;
     std::vector<std::string> HistoryFiles{};  ///< those that there may be
     SlowAnswers& Slow;
+    std::shared_ptr<SharedAnswers> Shared = std::make_shared<SharedAnswers>();
     StationActions* Actions = nullptr;  ///< null: the station is played, and does what it did
 };
 

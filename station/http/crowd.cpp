@@ -17,7 +17,7 @@ std::vector<Crowd::Key> Crowd::Enter(Key client, const std::string& address, Dur
     makeRoom(&address, m_Limits.Address);
     makeRoom(nullptr, m_Limits.All);
     if (std::find(leaving.begin(), leaving.end(), client) == leaving.end()) {
-        m_Members[client] = {address, Doing::Asking, now + m_Limits.Request};
+        m_Members[client] = {address, Doing::Asking, now, now + m_Limits.Request};
     }
     return leaving;
 }
@@ -26,6 +26,7 @@ void Crowd::Does(Key client, Doing what, Duration now) {
     const auto member = m_Members.find(client);
     if (member == m_Members.end()) return;
     member->second.What = what;
+    member->second.Since = now;
     member->second.End.reset();
     if (what == Doing::Asking) member->second.End = now + m_Limits.Request;
     if (what == Doing::Reading) member->second.End = now + m_Limits.Answer;
@@ -66,7 +67,8 @@ std::optional<Crowd::Key> Crowd::Slowest(const std::string* address) const {
     std::optional<Key> key;
     for (const auto& [client, member] : m_Members) {
         if (!member.End || (address != nullptr && member.Address != *address)) continue;
-        if (slowest != nullptr && std::tie(slowest->What, slowest->End) <= std::tie(member.What, member.End)) continue;
+        if (slowest != nullptr && std::tie(slowest->Since, slowest->What) <= std::tie(member.Since, member.What))
+            continue;
         slowest = &member;
         key = client;
     }

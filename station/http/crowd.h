@@ -47,10 +47,11 @@ private:
     struct Member {
         std::string Address;
         Doing What = Doing::Asking;
+        Duration Since{0};
         std::optional<Duration> End;
     };
 
-    /// The one that asks, or else reads, for longest; of one address or of all. Nothing when all listen.
+    /// The one that asks or reads for longest; of one address or of all. Nothing when all listen.
     std::optional<Key> Slowest(const std::string* address) const;
     std::size_t Count(const std::string* address) const;
 

@@ -54,6 +54,10 @@ TEST(Crowd, WhoDawdlesGivesWayAndWhoListensStays) {
     for (const Crowd::Key client : {6, 7})
         crowd.Enter(client, "b", 63s), crowd.Does(client, Crowd::Doing::Listening, 63s);
     EXPECT_EQ(crowd.Enter(8, "b", 64s), Keys({8})) << "all listen";
+    Crowd other({.All = 2, .Address = 2, .Request = 15s, .Answer = 60s});
+    other.Enter(1, "a", 0s), other.Does(1, Crowd::Doing::Reading, 0s);
+    other.Enter(2, "b", 5s);
+    EXPECT_EQ(other.Enter(3, "c", 6s), Keys({1})) << "it reads for longer than the other asks";
 }
 
 /// A station that runs, and what it answers at its socket.
@@ -312,6 +316,16 @@ TEST_F(Door, SlowClientsHoldUpNobody) {
         if (!platform::ConnectSocket(slow.back(), m_Data + "/station.sock")) continue;
         ::send(slow.back().Get(), "GET /api/v1/events HTTP/1.1\r\nHost:", 35, MSG_NOSIGNAL);
     }
+    // Those ask again and again, and take nothing.
+    std::string many;
+    for (int request = 0; request < 100; ++request)
+        many += "GET /metrics HTTP/1.1\r\nHost: a\r\n\r\n";
+    for (int client = 0; client < 100; ++client) {
+        slow.push_back(platform::NewUnixSocket(SOCK_STREAM));
+        if (!platform::ConnectSocket(slow.back(), m_Data + "/station.sock")) continue;
+        ::send(slow.back().Get(), many.data(), many.size(), MSG_NOSIGNAL);
+    }
+    EXPECT_TRUE(m_Program.AwaitOutput("\"event\":\"reading\""));
     EXPECT_EQ(Ask({.Path = "/metrics"}).Status, 200);
     EXPECT_EQ(Get("/api/v1/station")["buses"][0]["port_works"], true);
 }
