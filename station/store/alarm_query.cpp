@@ -116,6 +116,12 @@ std::vector<AlarmState> AlarmsLeftOn(const std::string& file) {
     return left;
 }
 
+std::optional<AlarmState> StoredAlarm(SqliteConnection& history, const std::string& session, std::int64_t seq) {
+    SqliteStatement row(history, std::string("SELECT ") + kAlarmColumns + "1, 0" + kAlarmTables +
+                                     "WHERE a.session = (SELECT id FROM sessions WHERE uuid = ?) AND a.seq = ?");
+    return row.Bind(1, session).Bind(2, seq).Step() ? std::make_optional(AlarmIn(row).State) : std::nullopt;
+}
+
 std::int64_t SeqOfAlarm(const std::string& id) {
     return LeadingNumber(id.substr(std::min(id.size(), id.find('-') + 1)));
 }

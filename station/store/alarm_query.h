@@ -43,6 +43,11 @@ AlarmPage FindAlarms(platform::SqliteConnection& history, const AlarmQuestion& q
 /// it cannot be read.
 std::vector<AlarmState> AlarmsLeftOn(const std::string& file);
 
+/// The alarm of a session's number, as its row tells it: without an end when its station stopped before; nothing when
+/// it has none.
+std::optional<AlarmState> StoredAlarm(platform::SqliteConnection& history, const std::string& session,
+                                      std::int64_t seq);
+
 /// The row of an alarm; nothing when it has none.
 std::optional<std::int64_t> RowOfAlarm(platform::SqliteConnection& history, const std::string& id);
 /// The number in the id of an alarm.

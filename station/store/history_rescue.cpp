@@ -28,6 +28,8 @@ constexpr CopiedTable kTables[] = {
      "series, span, minute, count, doubtful, observed_ms, on1_ms, on2_ms, on3_ms, on4_ms, on5_ms, on6_ms, on7_ms, "
      "on8_ms",
      "series, span, minute"},
+    {"brokers", "name, n", "name"},
+    {"outbox", "n, session, seq, series, time", "n"},
     {"readings", "series, time_ms, value, seq, doubt", "series, time_ms"},
 };
 
@@ -42,7 +44,9 @@ constexpr char kFillIn[] =
     "INSERT INTO sessions(id, uuid, start_ms, pid, alive_ms, ended) SELECT session, 'lost ' || session, min(from_ms), "
     "0,"
     " max(coalesce(to_ms, (SELECT max(time_ms) FROM readings WHERE series = series.id), from_ms)), 1"
-    " FROM series WHERE session NOT IN (SELECT id FROM sessions) GROUP BY session;";
+    " FROM series WHERE session NOT IN (SELECT id FROM sessions) GROUP BY session;"
+    // The numbers of an outbox that could not be read are given anew.
+    "UPDATE brokers SET n = min(n, (SELECT coalesce(max(n), 0) FROM outbox));";
 
 /// Returns how many readings have come over.
 std::int64_t CopyTables(SqliteConnection& from, SqliteConnection& to) {

@@ -34,6 +34,9 @@ void HistoryBatch::Append(HistoryBatch later) {
         SerialNumbers.insert_or_assign(identifier, std::move(serialNumber));
     for (const auto& [id, alarm] : later.Alarms)
         Add(alarm);
+    Brokers = std::move(later.Brokers);
+    for (const auto& [who, n] : later.Acknowledgements)
+        Acknowledgements.insert_or_assign(who, n);
 }
 
 }  // namespace orvix::station

@@ -76,6 +76,14 @@ struct HistoryEvent {
     std::string Text;
 };
 
+/// A broker, and one of the files that it gets rows of.
+struct BrokerOfHistory {
+    std::string Broker;
+    std::string History;  ///< UUID of the file
+
+    auto operator<=>(const BrokerOfHistory&) const = default;
+};
+
 /// What is to be written.
 struct HistoryBatch {
     /// All series of this run of the station. Only grows.
@@ -88,6 +96,9 @@ struct HistoryBatch {
     std::map<std::string, std::string> SerialNumbers;  ///< that devices have told, by their identifiers
     std::map<std::string, AlarmState> Alarms;          ///< by their ids
     std::vector<HistoryEvent> Events;
+    /// That the rows are carried to, from now on.
+    std::vector<std::string> Brokers;
+    std::map<BrokerOfHistory, std::int64_t> Acknowledgements;  ///< written with other rows
 
     void Add(const AlarmState& alarm);
     std::size_t Rows() const;
@@ -102,6 +113,7 @@ struct HistoryBatch {
         SerialNumbers.clear();
         Alarms.clear();
         Events.clear();
+        Acknowledgements.clear();
     }
 };
 

@@ -38,7 +38,8 @@ HistoryStore::HistoryStore(const std::string& file, const HistorySession& sessio
                "count = max(count, excluded.count), last_seq = max(last_seq, excluded.last_seq)"),
       m_Temperatures(m_Connection, false),
       m_Inputs(m_Connection, true),
-      m_Removal(m_Connection) {
+      m_Removal(m_Connection),
+      m_Outbox(m_Connection) {
     KeepLogSmall();
     SqliteStatement(m_Connection,
                     "INSERT INTO sessions(uuid, start_ms, pid, alive_ms, beat_ms) VALUES(?, ?, ?, ?, ?) "
@@ -56,6 +57,9 @@ HistoryStore::HistoryStore(const std::string& file, const HistorySession& sessio
 
 void HistoryStore::Write(const HistoryBatch& batch, std::int64_t now) {
     m_Connection.Execute("BEGIN IMMEDIATE");
+    m_Outbox.SetBrokers(batch.Brokers);
+    for (const auto& [who, n] : batch.Acknowledgements)
+        m_Outbox.Acknowledge(who, n);
     WriteSeries(batch);
     for (const auto& reading : batch.Readings)
         WriteReading(m_SeriesRows[reading.Series], reading);
@@ -78,7 +82,7 @@ void HistoryStore::Write(const HistoryBatch& batch, std::int64_t now) {
     for (const auto& [series, end] : batch.Ends)
         EndSeries(m_SeriesRows[series], batch.Series[series].Key.IsInputs(), end.first, end.second);
     for (const auto& [id, alarm] : batch.Alarms)
-        WriteAlarm(alarm);
+        WriteAlarm(alarm, now);
     for (const auto& event : batch.Events) {
         SqliteStatement(m_Connection, "INSERT INTO events(session, time_ms, kind, text) VALUES(?, ?, ?, ?)")
             .Bind(1, m_Session)
@@ -87,6 +91,7 @@ void HistoryStore::Write(const HistoryBatch& batch, std::int64_t now) {
             .Bind(4, event.Text)
             .Run();
     }
+    m_Outbox.WriteEntries();
     SqliteStatement(m_Connection, "UPDATE sessions SET alive_ms = ? WHERE id = ?")
         .Bind(1, now)
         .Bind(2, m_Session)
@@ -154,11 +159,13 @@ void HistoryStore::WriteReading(std::int64_t series, const ReadingRow& reading) 
     auto time = reading.Time;
     while (!isAddedAt(time))
         ++time;
+    m_Outbox.Add({m_Session, reading.Seq, series, time});
 }
 
 void HistoryStore::WriteGap(std::int64_t series, std::int64_t from, const Gap& gap) {
     m_PutGap.Bind(1, series).Bind(2, from).Bind(3, gap.To).Bind(4, gap.Count).Bind(5, gap.Code).Bind(6, gap.Text);
     m_PutGap.Bind(7, gap.Seq).Bind(8, gap.LastSeq).Run();
+    m_Outbox.Add({m_Session, gap.LastSeq, series, gap.To});
 }
 
 std::int64_t HistoryStore::RolledUntil(std::int64_t series) {
@@ -194,7 +201,7 @@ void HistoryStore::FinishRollUps(std::int64_t series, bool isInputs, std::int64_
 }
 
 /// The row of an alarm that an earlier session has seen is that session's; this one holds it from now on.
-void HistoryStore::WriteAlarm(const AlarmState& alarm) {
+void HistoryStore::WriteAlarm(const AlarmState& alarm, std::int64_t now) {
     SqliteStatement change(m_Connection,
                            "UPDATE alarms SET holder = ?1, to_ms = ?2, acknowledged_ms = ?3, acknowledged_by = ?4, "
                            "comment = ?5 WHERE id = ?6");
@@ -211,10 +218,17 @@ void HistoryStore::WriteAlarm(const AlarmState& alarm) {
         put.Bind(3, known->UnixMilliseconds).Bind(4, known->By).Bind(5, known->Comment);
     if (row) {
         put.Bind(6, *row).Run();
-        return;
+    } else {
+        put.Bind(6, SeqOfAlarm(alarm.Alarm)).Bind(7, alarm.Identifier).Bind(8, alarm.Port).Bind(9, alarm.Kind);
+        put.Bind(10, alarm.Started).Bind(11, alarm.Value).Bind(12, alarm.Text).Run();
     }
-    put.Bind(6, SeqOfAlarm(alarm.Alarm)).Bind(7, alarm.Identifier).Bind(8, alarm.Port).Bind(9, alarm.Kind);
-    put.Bind(10, alarm.Started).Bind(11, alarm.Value).Bind(12, alarm.Text).Run();
+    AddToOutbox(alarm.Alarm, now);
+}
+
+void HistoryStore::AddToOutbox(const std::string& alarm, std::int64_t now) {
+    SqliteStatement row(m_Connection, "SELECT session, seq FROM alarms WHERE id = ? AND seq NOT NULL");
+    const auto id = RowOfAlarm(m_Connection, alarm);
+    if (id && row.Bind(1, *id).Step()) m_Outbox.Add({row.LongNumber(0), row.LongNumber(1), std::nullopt, now});
 }
 
 void HistoryStore::End() {

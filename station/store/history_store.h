@@ -7,6 +7,7 @@
 #include "platform/sqlite_connection.h"
 #include "station/store/history_removal.h"
 #include "station/store/history_rows.h"
+#include "station/store/outbox_table.h"
 #include "station/store/roll_up_table.h"
 
 namespace orvix::station {
@@ -35,6 +36,7 @@ public:
     /// Time of the newest reading of earlier sessions; nothing when there is none.
     std::optional<std::int64_t> Newest();
     HistoryRemoval& Removal() { return m_Removal; }
+    OutboxTable& Outbox() { return m_Outbox; }
 
 private:
     void KeepLogSmall();
@@ -48,7 +50,8 @@ private:
     void EndSeries(std::int64_t series, bool isInputs, std::int64_t time, SeriesEnd end);
     /// Nothing more comes of a series that has ended.
     void FinishRollUps(std::int64_t series, bool isInputs, std::int64_t end);
-    void WriteAlarm(const AlarmState& alarm);
+    void WriteAlarm(const AlarmState& alarm, std::int64_t now);
+    void AddToOutbox(const std::string& alarm, std::int64_t now);
     RollUpTable& RollUps(bool isInputs) { return isInputs ? m_Inputs : m_Temperatures; }
     std::int64_t RolledUntil(std::int64_t series);
 
@@ -59,6 +62,7 @@ private:
     RollUpTable m_Temperatures;
     RollUpTable m_Inputs;
     HistoryRemoval m_Removal;
+    OutboxTable m_Outbox;
     std::int64_t m_Session = 0;
     std::vector<std::int64_t> m_SeriesRows;  ///< by the index in the batch
 };

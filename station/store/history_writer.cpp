@@ -90,8 +90,8 @@ void HistoryWriter::Write(const ClockTimes& now) {
 /// What is not rolled up yet stays.
 void HistoryWriter::Retain(const ClockTimes& now) {
     if (--m_TurnsToRetention > 0) return;
-    const bool isMore =
-        m_Store->RollUpLeftOver(now.Unix) || RemoveOld(now) || RemoveTooMuch(now) || m_Store->Removal().Shrink();
+    const bool isMore = m_Store->RollUpLeftOver(now.Unix) || RemoveOld(now) || RemoveCarried(now) ||
+                        RemoveTooMuch(now) || m_Store->Removal().Shrink();
     m_TurnsToRetention = isMore ? 0 : kTurnsBetweenRetention;
 }
 
@@ -124,6 +124,20 @@ bool HistoryWriter::RemoveTooMuch(const ClockTimes& now) {
     if (!before) return false;
     TellRemoved(now, "readings", *before, reason);
     return removal.RemoveReadings(*before) > 0;
+}
+
+/// What waits for brokers goes with the readings that it refers to.
+bool HistoryWriter::RemoveCarried(const ClockTimes& now) {
+    const bool rests = m_AgeRule.Rests(now.Boot);
+    const auto before = [&](std::chrono::hours keep) {
+        return rests ? 0 : now.Unix - std::chrono::milliseconds(keep).count();
+    };
+    auto& removal = m_Store->Removal();
+    auto kept = before(m_Setup.Keep);
+    if (removal.UsedBytes() > m_Setup.MostBytes) kept = std::max(kept, removal.OldestReading().value_or(now.Unix));
+    const auto removed = m_Store->Outbox().RemoveOld(before(m_Setup.Resend), kept, now.Unix, HistoryRemoval::kStep);
+    if (removed.Unsent > 0) TellRemoved(now, "rows that wait for a broker", kept, "their readings are kept no longer");
+    return std::max(removed.Sent, removed.Unsent) == HistoryRemoval::kStep;
 }
 
 /// Once a day for each reason: rows grow old all the time.

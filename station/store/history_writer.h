@@ -38,6 +38,7 @@ private:
     /// Returns whether there is more to remove.
     bool RemoveOld(const ClockTimes& now);
     bool RemoveTooMuch(const ClockTimes& now);
+    bool RemoveCarried(const ClockTimes& now);
     void TellRemoved(const ClockTimes& now, const char* what, std::int64_t before, const std::string& reason);
     void Replace(const Error& damage, const ClockTimes& now);
     void Fails(const Error& error);

@@ -194,6 +194,16 @@ void PendingRows::Add(const HistoryEvent& event) {
     m_Rows.Events.push_back(event);
 }
 
+void PendingRows::SendTo(const std::vector<std::string>& brokers) {
+    const std::lock_guard lock(m_Mutex);
+    m_Rows.Brokers = brokers;
+}
+
+void PendingRows::Acknowledge(const BrokerOfHistory& who, std::int64_t n) {
+    const std::lock_guard lock(m_Mutex);
+    m_Rows.Acknowledgements[who] = n;
+}
+
 void PendingRows::End() {
     const std::lock_guard lock(m_Mutex);
     for (auto& [place, watched] : m_Watched) {
@@ -208,6 +218,7 @@ void PendingRows::TakeInto(HistoryBatch& batch, const ClockTimes& now) {
     TakeTime(now);
     ExtendTroubles();
     batch.Append(std::exchange(m_Rows, {}));
+    m_Rows.Brokers = batch.Brokers;
     m_Taken = batch.Rows();
 }
 

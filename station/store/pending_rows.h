@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "station/model/alarm.h"
 #include "station/store/change_filter.h"
@@ -32,6 +33,9 @@ public:
     /// An alarm is one row from its start to its end.
     void Add(const AlarmEvent& alarm);
     void Add(const HistoryEvent& event);
+    /// The brokers that rows are carried to from now on.
+    void SendTo(const std::vector<std::string>& brokers);
+    void Acknowledge(const BrokerOfHistory& who, std::int64_t n);
     /// Nothing follows: the minutes that have begun are complete.
     void End();
 

@@ -12,8 +12,30 @@ Histories::Histories(FileOf fileOf, const HistorySetup& setup, std::string sessi
 HistoryRecorder& Histories::Of(const std::string& port) {
     const auto file = m_FileOf(port);
     auto& recorder = m_Recorders[file];
-    if (!recorder) recorder = std::make_unique<HistoryRecorder>(file, m_Setup, m_Session, m_Home, m_Say);
+    if (!recorder) {
+        recorder = std::make_unique<HistoryRecorder>(file, m_Setup, m_Session, m_Home, m_Say);
+        recorder->SendTo(m_Brokers);
+    }
     return *recorder;
+}
+
+void Histories::SendTo(const std::vector<std::string>& brokers) {
+    m_Brokers = brokers;
+    for (const auto& [file, recorder] : m_Recorders)
+        recorder->SendTo(brokers);
+}
+
+/// Whose file is meant is known where it is written.
+void Histories::Acknowledge(const BrokerOfHistory& who, std::int64_t n) {
+    for (const auto& [file, recorder] : m_Recorders)
+        recorder->Acknowledge(who, n);
+}
+
+std::vector<std::string> Histories::Files() const {
+    std::vector<std::string> files;
+    for (const auto& [file, recorder] : m_Recorders)
+        files.push_back(file);
+    return files;
 }
 
 std::optional<Duration> Histories::StandsStill() const {

@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "station/model/listener.h"
 #include "station/sink/history/history_recorder.h"
@@ -27,6 +28,13 @@ public:
     void OnTrouble(const std::string& port, const Failure& failure) override { Of(port).OnTrouble(port, failure); }
     void OnDeviceGone(const DeviceId& device) override { Of(device.Port).OnDeviceGone(device); }
 
+    /// The brokers that what is recorded is carried to from now on; none to begin with.
+    void SendTo(const std::vector<std::string>& brokers);
+    /// A broker has all rows of the file that is meant up to a number.
+    void Acknowledge(const BrokerOfHistory& who, std::int64_t n);
+    /// Those that there is something for in this run; some may not be there yet.
+    std::vector<std::string> Files() const;
+
     /// Of the one that has stood still for longest.
     std::optional<Duration> StandsStill() const;
     std::int64_t Close();
@@ -39,6 +47,7 @@ private:
     const std::string m_Session;
     Apartment& m_Home;
     const HistoryWriter::Say m_Say;
+    std::vector<std::string> m_Brokers;
     std::map<std::string, std::unique_ptr<HistoryRecorder>> m_Recorders;  ///< by file
 };
 

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "station/model/listener.h"
 #include "station/sink/history/watched_turns.h"
@@ -26,6 +27,11 @@ public:
         m_Pending.Trouble(port, failure, ReadClocks());
     }
     void OnDeviceGone(const DeviceId& device) override { m_Pending.Unwatch(device, ReadClocks()); }
+
+    /// The brokers that what is recorded is carried to from now on, out of the outbox of the file.
+    void SendTo(const std::vector<std::string>& brokers) { m_Pending.SendTo(brokers); }
+    /// A broker has all rows up to a number. It is written with the next rows.
+    void Acknowledge(const BrokerOfHistory& who, std::int64_t n) { m_Pending.Acknowledge(who, n); }
 
     /// For how long nothing could be written, because that fails, or because the file keeps the thread for too long.
     std::optional<Duration> StandsStill() const;
