@@ -52,7 +52,7 @@ struct ReadingRow {
 
 /// Readings in a row that have failed for one reason.
 struct Gap {
-    std::int64_t To = 0;  ///< of the latest of them
+    std::int64_t To = 0;  ///< of the reading that ended it; while it lasts, of the latest of them
     std::int64_t Count = 0;
     ErrorNumber Code = 0;
     std::string Text;

@@ -65,7 +65,7 @@ void PendingRows::Add(const Reading& reading, const ClockTimes& now) {
         ++m_Lost;
         Extend(watched, reading, NotKept());
     } else {
-        CloseGap(watched);
+        CloseGap(watched, time);
         m_Rows.Readings.push_back({watched.Series, time, *value, reading.Seq, reading.Why});
     }
 }
@@ -85,7 +85,7 @@ void PendingRows::Trouble(const std::string& port, const Failure& failure, const
 void PendingRows::ExtendTroubles() {
     for (auto& [place, watched] : m_Watched) {
         if (!watched.Trouble || m_Now - watched.TroubleSince < kShortestTrouble) continue;
-        CloseGap(watched);
+        CloseGap(watched, watched.TroubleSince);
         if (!IsGapDue(watched)) continue;
         const auto& [code, text, detail] = *watched.Trouble;
         auto& gap = m_Rows.Gaps[{watched.Series, watched.TroubleSince}];
@@ -130,7 +130,7 @@ PendingRows::Watched& PendingRows::Begin(const SeriesKey& key, const std::string
 void PendingRows::Finish(Watched& watched, std::int64_t time, SeriesEnd end) {
     watched.Minutes.End(time);
     KeepMinutes(watched);
-    CloseGap(watched);
+    CloseGap(watched, time);
     m_Rows.Ends[watched.Series] = {time, end};
 }
 
@@ -160,7 +160,7 @@ void PendingRows::Extend(Watched& watched, const Reading& reading, const Failure
     const auto time = reading.UnixMilliseconds;
     auto& open = watched.OpenGap;
     if (!open || (open->second.Code != failure.Code && !IsFull())) {
-        CloseGap(watched);
+        CloseGap(watched, time);
         watched.GapTold = 0;
         open = {time, Gap{time, 0, failure.Code, failure.Text, reading.Seq, reading.Seq}};
     }
@@ -171,8 +171,12 @@ void PendingRows::Extend(Watched& watched, const Reading& reading, const Failure
     if (IsGapDue(watched)) m_Rows.Gaps[{watched.Series, from}] = gap;
 }
 
-void PendingRows::CloseGap(Watched& watched) {
-    if (watched.OpenGap) m_Rows.Gaps[{watched.Series, watched.OpenGap->first}] = watched.OpenGap->second;
+/// Nothing was known until something else was.
+void PendingRows::CloseGap(Watched& watched, std::int64_t until) {
+    if (!watched.OpenGap) return;
+    auto& [from, gap] = *watched.OpenGap;
+    gap.To = std::max(gap.To, until);
+    m_Rows.Gaps[{watched.Series, from}] = gap;
     watched.OpenGap.reset();
 }
 
@@ -209,7 +213,7 @@ void PendingRows::End() {
     for (auto& [place, watched] : m_Watched) {
         watched.Minutes.End(m_Now);
         KeepMinutes(watched);
-        CloseGap(watched);
+        CloseGap(watched, m_Now);
     }
 }
 

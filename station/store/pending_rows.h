@@ -74,7 +74,7 @@ private:
     bool IsFull() const { return m_Rows.Rows() + m_Taken >= m_Most; }
     void Extend(Watched& watched, const Reading& reading, const Failure& failure);
     void ExtendTroubles();
-    void CloseGap(Watched& watched);
+    void CloseGap(Watched& watched, std::int64_t until);
     bool IsGapDue(Watched& watched);
     void KeepMinutes(Watched& watched);
 

@@ -4,9 +4,11 @@
 #include <filesystem>
 #include <fstream>
 
+#include "platform/real_apartment.h"
 #include "platform/sqlite_connection.h"
 #include "platform/sqlite_database.h"
 #include "platform/workgroup_file.h"
+#include "station/sink/identities/identity_keeper.h"
 #include "station/store/device_registry.h"
 #include "station/store/host_data.h"
 #include "tests/station/program.h"
@@ -101,6 +103,28 @@ TEST_F(FailingStores, WhereNothingCanBeWrittenACopyInMemoryIsUsed) {
         EXPECT_EQ(Known(host), 300U);
     }
     EXPECT_FALSE(fs::exists(memory));
+}
+
+TEST_F(FailingStores, WhatADeviceIsCalledIsWrittenAsSoonAsThatIsPossible) {
+    fs::rename(File, File + ".away");
+    fs::create_directory(File);
+    platform::RealApartment home;
+    std::vector<std::string> said;
+    {
+        station::IdentityKeeper keeper(Folder, {}, home, [&](const std::string& text) { said.push_back(text); });
+        station::DeviceIdentity identity;
+        identity.Port = "p";
+        identity.Identifier = "n5";
+        keeper.OnIdentity(identity);
+        home.PumpUntil([&] { return !said.empty(); }, std::chrono::seconds(30));
+        fs::remove(File);
+        fs::rename(File + ".away", File);
+    }
+    ASSERT_EQ(said.size(), 1U);
+    EXPECT_NE(said[0].find("called n5 cannot be written down"), std::string::npos) << said[0];
+    const auto kept = DeviceRegistry(Folder).Identities();
+    ASSERT_EQ(kept.size(), 1U);
+    EXPECT_EQ(kept[0].Identifier, "n5");
 }
 
 /// It measures all the same; what it could not keep is an exit status of 1.

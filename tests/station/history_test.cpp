@@ -40,9 +40,9 @@ TEST_F(HistoryTest, TellsReadingsGapsAndTimesNotRunningInOrder) {
     const auto timeOut = std::to_string(errors::TimeOut);
     const auto checksum = std::to_string(errors::Checksum);
     EXPECT_EQ(Rows(0, 103 * kSecond),
-              (Lines{"5@0=20", "6@10=30", "5@1000-3000*3 " + timeOut, "5@4000-4000*1 " + checksum, "5@5000=21",
+              (Lines{"5@0=20", "6@10=30", "5@1000-4000*3 " + timeOut, "5@4000-5000*1 " + checksum, "5@5000=21",
                      "5@5000-101000*0 0", "6@5000-103000*0 0", "5@5001=22", "5@101000=23"}));
-    EXPECT_EQ(Rows(2 * kSecond, 4 * kSecond), (Lines{"5@1000-3000*3 " + timeOut})) << "a gap that began before";
+    EXPECT_EQ(Rows(2 * kSecond, 4 * kSecond), (Lines{"5@1000-4000*3 " + timeOut})) << "a gap that began before";
 
     auto reader = Reader(103 * kSecond);
     const auto oven = reader.Find({.Port = "line", .Device = "5", .Time = {}});
@@ -51,7 +51,7 @@ TEST_F(HistoryTest, TellsReadingsGapsAndTimesNotRunningInOrder) {
     EXPECT_EQ(summary.Figures.Count, 2);
     EXPECT_EQ(summary.Figures.Mean(), 21.5);
     EXPECT_EQ(summary.Gaps, 2);
-    EXPECT_EQ(summary.GapTime.count(), kSecond);
+    EXPECT_EQ(summary.GapTime.count(), 3 * kSecond);
     EXPECT_EQ(summary.NotRunning.count(), 46 * kSecond);
     EXPECT_THROW(reader.Find({.Port = "", .Device = "Owen", .Time = {}}), Error);
     EXPECT_TRUE(m_Said.empty());
@@ -75,7 +75,7 @@ TEST_F(HistoryTest, KeepsWhatCannotBeWrittenUpToABound) {
     EXPECT_EQ(m_Said.size(), 2U);
     EXPECT_EQ(m_Said.back(), "history: written again; 3 readings lost");
     EXPECT_EQ(Rows(0, 11 * kSecond), (Lines{"5@1000=21", "5@2000=22", "5@3000=23",
-                                            "5@4000-7000*3 " + std::to_string(errors::General), "5@9000=29"}));
+                                            "5@4000-9000*3 " + std::to_string(errors::General), "5@9000=29"}));
 }
 
 TEST_F(HistoryTest, RemovesWhatIsTooOldOrTooMuchAndTheFileShrinks) {

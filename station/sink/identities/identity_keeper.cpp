@@ -33,26 +33,38 @@ void IdentityKeeper::OnIdentity(const DeviceIdentity& identity) {
 }
 
 void IdentityKeeper::Work() {
+    constexpr std::chrono::seconds kPause{5};
     std::unique_lock lock(m_Mutex);
-    for (;;) {
-        m_Wake.wait(lock, [this] { return m_Stop || !m_Waiting.empty(); });
-        if (m_Waiting.empty()) return;
-        const auto identity = std::move(m_Waiting.front());
-        m_Waiting.pop_front();
+    for (bool isLast = false; !isLast;) {
+        if (m_Fails) {
+            m_Wake.wait_for(lock, kPause, [this] { return m_Stop; });
+        } else {
+            m_Wake.wait(lock, [this] { return m_Stop || !m_Waiting.empty(); });
+        }
+        isLast = m_Stop;
+        auto waiting = std::exchange(m_Waiting, {});
         lock.unlock();
-        Write(identity);
+        Write(waiting);
         lock.lock();
+        m_Waiting.insert(m_Waiting.begin(), waiting.begin(), waiting.end());
     }
 }
 
-void IdentityKeeper::Write(const DeviceIdentity& identity) {
+/// Takes away what is written.
+void IdentityKeeper::Write(std::deque<DeviceIdentity>& waiting) {
     try {
-        DeviceRegistry(m_Folder).Keep(identity);
+        for (; !waiting.empty(); waiting.pop_front())
+            DeviceRegistry(m_Folder).Keep(waiting.front());
+        if (std::exchange(m_Fails, false)) Say("what devices are called is written down again");
     } catch (const std::exception&) {
-        m_Home.Post([say = m_Say, id = identity.Identifier, why = CurrentError().Description] {
-            say("that a device is called " + id + " could not be written down: " + why);
-        });
+        const auto why = CurrentError().Description;
+        if (!std::exchange(m_Fails, true))
+            Say("that a device is called " + waiting.front().Identifier + " cannot be written down: " + why);
     }
+}
+
+void IdentityKeeper::Say(const std::string& text) {
+    m_Home.Post([say = m_Say, text] { say(text); });
 }
 
 }  // namespace orvix::station

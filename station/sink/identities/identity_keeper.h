@@ -15,11 +15,11 @@
 namespace orvix::station {
 
 /// Keeps in the host database what devices are called, so that it never changes. A thread writes it: nobody waits for
-/// the file but the destructor.
+/// the file but the destructor. What cannot be written is tried again until it can, at last by the destructor.
 class IdentityKeeper : public Listener {
 public:
     /// `dataFolder` ends with "/" and holds a host database; `kept` is what that has. `say` is called in `home` when
-    /// something cannot be written.
+    /// writing begins to fail, and when it works again.
     IdentityKeeper(std::string dataFolder, const std::vector<DeviceIdentity>& kept, Apartment& home,
                    std::function<void(const std::string&)> say);
     ~IdentityKeeper() override;
@@ -28,7 +28,8 @@ public:
 
 private:
     void Work();
-    void Write(const DeviceIdentity& identity);
+    void Write(std::deque<DeviceIdentity>& waiting);
+    void Say(const std::string& text);
 
     const std::string m_Folder;
     Apartment& m_Home;
@@ -38,6 +39,7 @@ private:
     std::condition_variable m_Wake;
     std::deque<DeviceIdentity> m_Waiting;
     bool m_Stop = false;
+    bool m_Fails = false;  ///< of the thread alone
     std::thread m_Thread;
 };
 
