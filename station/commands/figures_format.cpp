@@ -66,7 +66,7 @@ std::string CsvLine(const HistorySummary& summary) {
 }
 
 std::string JsonLine(const HistorySummary& summary) {
-    Json object{{"event", "summary"}};
+    Json object{{"event", "summary"}, {"id", summary.Device.Id}};
     object.update(ToJson(summary.Device.Key));
     AddFigures(object, summary.Device, summary.Figures);
     object["gaps"] = summary.Gaps;
@@ -150,7 +150,7 @@ std::string FiguresLine(std::int64_t time, const StoredDevice& device, const Fig
         return IsoText(time) + "," + CsvKey(device.Key) + CsvFigures(device, figures) +
                (isInputs ? OnSeconds(figures) : ",,,,,,,,") + "\n";
     }
-    Json object{{"time", IsoText(time)}, {"event", "figures"}};
+    Json object{{"time", IsoText(time)}, {"event", "figures"}, {"id", device.Id}};
     object.update(ToJson(device.Key));
     AddFigures(object, device, figures);
     return Dump(object) + "\n";

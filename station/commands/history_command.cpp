@@ -1,6 +1,7 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <future>
 #include <iostream>
@@ -22,6 +23,7 @@
 #include "station/model/clock.h"
 #include "station/model/local_time.h"
 #include "station/store/history_schema.h"
+#include "station/store/history_slices.h"
 
 namespace orvix::station {
 namespace {
@@ -108,11 +110,33 @@ void AddFigures(PlotSamples& samples, FiguresQuery figures, const std::vector<Hi
     }
 }
 
-/// Thins what there is of a device to what a plot shows; where the plot's steps are longer than a minute, by figures.
-PlotData PlotOf(HistoryReader& reader, const StoredDevice& device, const Period& period,
-                const std::atomic<bool>& stop) {
+PlotData LanesOf(HistoryReader& reader, const StoredDevice& device, const Period& period) {
     PlotSamples samples(period);
-    const auto width = device.IsInputs() ? std::nullopt : samples.FiguresWidth();
+    const auto [width, slices] = SlicesOf(reader, device, period, PlotSamples::kSlices);
+    for (const auto& [begin, figures] : slices)
+        samples.AddInputs(begin, begin + width, figures);
+    for (const auto& gap : GapsOf(reader, device, period, width))
+        samples.Add(gap);
+    return samples.Finish();
+}
+
+/// The part of a period in which stations have read a device; all of it when none has.
+Period ReadIn(const StoredDevice& device, const Period& period) {
+    Period read{period.Until, period.Since};
+    for (const auto& series : device.Series) {
+        if (series.From >= period.Until || series.To < period.Since) continue;
+        read.Since = std::min(read.Since, std::max(series.From, period.Since));
+        read.Until = std::max(read.Until, std::min(series.To, period.Until));
+    }
+    return read.Since < read.Until ? read : period;
+}
+
+/// Thins what there is of a device to what a plot shows; where the plot's steps are longer than a minute, by figures.
+PlotData PlotOf(HistoryReader& reader, const StoredDevice& device, const Period& asked, const std::atomic<bool>& stop) {
+    const auto period = ReadIn(device, asked);
+    if (device.IsInputs()) return LanesOf(reader, device, period);
+    PlotSamples samples(period);
+    const auto width = samples.FiguresWidth();
     const bool isByFigures = width.has_value();
     std::vector<HistoryRow> gaps;
     reader.Read(

@@ -130,14 +130,14 @@ private:
 
     void DrawDevice(const ReportedDevice& device) {
         const auto& key = device.Summary.Device.Key;
-        MakeRoom(kPlotHeight + kRowHeight);
+        MakeRoom(kPlotHeight + 2 * kRowHeight);
         m_Canvas.Font(kBoldFont);
         m_Y += kRowHeight;
         m_Canvas.TextWithin({kMargin, m_Y},
                             std::to_string(key.Address) + "  " + key.Name + ", " + key.Variable + " on " + key.Port,
                             kInk, kRight - kMargin);
         m_Y += 4;
-        if (device.Plot.Samples.empty()) {
+        if (device.Plot.Samples.empty() && device.Plot.Lanes.empty()) {
             m_Canvas.Font(kTextFont);
             m_Y += kRowHeight;
             m_Canvas.Text({kMargin, m_Y}, "There are no good readings.", kMuted);
@@ -147,8 +147,19 @@ private:
             plot.Unit = device.Summary.Device.IsInputs() ? "" : "°C";
             DrawPlot(m_Canvas, {kMargin, m_Y, kRight - kMargin, kPlotHeight}, plot);
             m_Y += kPlotHeight;
+            DrawGapReasons(plot.GapReasons);
         }
         m_Y += kPlotGap - kRowHeight;
+    }
+
+    void DrawGapReasons(const std::string& reasons) {
+        if (reasons.empty()) return;
+        constexpr double kPatch = 8;
+        m_Canvas.Font(kSmallFont);
+        m_Y += kRowHeight;
+        m_Canvas.Fill({kMargin, m_Y - kPatch + 1, kPatch, kPatch}, kGapColor);
+        m_Canvas.TextWithin({kMargin + 1.5 * kPatch, m_Y}, "no values: " + reasons, kMuted,
+                            kRight - kMargin - 1.5 * kPatch);
     }
 
     void DrawFooter() {

@@ -1,13 +1,14 @@
 #include "station/commands/plot_samples.h"
 
 #include <algorithm>
+#include <chrono>
+#include <utility>
 
 #include "host/date.h"
+#include "station/words/quantity_text.h"
 
 namespace orvix::station {
 namespace {
-
-constexpr std::int64_t kSlices = 1000;
 
 double Days(std::int64_t time) {
     return FromUnixMilliseconds(time).Days;
@@ -47,11 +48,37 @@ void PlotSamples::Add(std::int64_t begin, std::int64_t end, const Figures& figur
     EndSlice();
 }
 
+void PlotSamples::AddInputs(std::int64_t begin, std::int64_t end, const Figures& figures) {
+    if (figures.IsEmpty()) return;
+    m_Data.Lanes.resize(figures.On.size());
+    for (std::size_t input = 0; input < figures.On.size(); ++input) {
+        if (figures.On[input] == 0) continue;
+        const double share = static_cast<double>(figures.On[input]) / static_cast<double>(figures.Observed);
+        auto& lane = m_Data.Lanes[input];
+        const bool goesOn = !lane.empty() && lane.back().End == Days(begin) && lane.back().Share == share;
+        if (!goesOn) lane.push_back({Days(std::max(begin, m_Period.Since)), 0, share});
+        lane.back().End = Days(std::min(end, m_Period.Until));
+    }
+}
+
+/// The longest first.
+std::string PlotSamples::GapReasons() const {
+    std::vector<std::pair<std::int64_t, std::string>> reasons;
+    for (const auto& [reason, time] : m_Failed)
+        reasons.emplace_back(-time, reason);
+    std::sort(reasons.begin(), reasons.end());
+    std::string text;
+    for (const auto& [time, reason] : reasons)
+        text += (text.empty() ? "" : "; ") + reason + " (" + DurationText(std::chrono::milliseconds(-time)) + ")";
+    return text;
+}
+
 void PlotSamples::AddGap(const HistoryRow& row) {
     EndSlice();
     m_BeginsCurve = true;
     const auto begin = std::max(row.Time, m_Period.Since);
     const auto end = std::min(row.Until, m_Period.Until);
+    m_Failed[row.Reason.Text] += std::max<std::int64_t>(0, end - begin);
     auto& gaps = m_Data.Gaps;
     // On a line that flaps the bands of one slice are one.
     if (!gaps.empty() && SliceOf(begin) == SliceOf(m_GapsEnd)) {
@@ -73,6 +100,7 @@ void PlotSamples::EndSlice() {
 PlotData PlotSamples::Finish() {
     EndSlice();
     m_Data.Period = PlotGap{Days(m_Period.Since), Days(m_Period.Until)};
+    m_Data.GapReasons = GapReasons();
     return std::move(m_Data);
 }
 

@@ -1,5 +1,9 @@
 #pragma once
 
+#include <map>
+#include <optional>
+#include <string>
+
 #include "station/report/pdf_plot.h"
 #include "station/store/history_reader.h"
 
@@ -9,6 +13,9 @@ namespace orvix::station {
 /// highest value, so that no peak is lost.
 class PlotSamples {
 public:
+    /// As many slices of time are told apart.
+    static constexpr std::int64_t kSlices = 1000;
+
     explicit PlotSamples(const Period& period) : m_Period(period) {}
 
     /// In order of time.
@@ -18,11 +25,14 @@ public:
     /// The width of spans that show as much as the plot can, whole minutes or hours; nothing when that is below a
     /// minute.
     std::optional<std::int64_t> FiguresWidth() const;
-    /// Samples, gaps and period of the plot.
+    /// What inputs were in a span, which follows the spans before.
+    void AddInputs(std::int64_t begin, std::int64_t end, const Figures& figures);
+    /// Samples or lanes, gaps with their reasons, and period of the plot.
     PlotData Finish();
 
 private:
     void AddGap(const HistoryRow& row);
+    std::string GapReasons() const;
     void EndSlice();
     std::int64_t SliceOf(std::int64_t time) const;
 
@@ -36,7 +46,8 @@ private:
     Value m_Lowest;
     Value m_Highest;
     bool m_BeginsCurve = false;
-    std::int64_t m_GapsEnd = 0;  ///< of the latest band
+    std::int64_t m_GapsEnd = 0;                    ///< of the latest band
+    std::map<std::string, std::int64_t> m_Failed;  ///< for how long, by the reason
 };
 
 }  // namespace orvix::station

@@ -74,6 +74,7 @@ Json ToJson(const BusHealth& bus, const AddressHealth& address, const StationHea
             {"id", IdentifierJson(address.Identifier)},
             {"port", bus.Port},
             {"address", address.Address},
+            {"model", address.Model},
             {"name", address.Name},
             {"quality", NameOf(address.Quality)},
             {"last_good", lastGood},

@@ -1,5 +1,6 @@
 #include "station/json/json.h"
 
+#include <cmath>
 #include <cstdlib>
 
 #include "host/characters.h"
@@ -53,6 +54,15 @@ std::string TextIn(const Json& object, const char* name) {
     return text != object.end() && text->is_string() ? text->get<std::string>() : std::string();
 }
 
+/// In all numbers that are no whole ones: six digits behind the point are more than any of them is good for.
+void Round(Json& json) {
+    constexpr double kDigits = 1e6;
+    if (json.is_number_float()) json = std::round(json.get<double>() * kDigits) / kDigits;
+    if (!json.is_structured()) return;
+    for (auto& part : json)
+        Round(part);
+}
+
 /// The control characters that are escaped as well, though JSON does not ask for it: those above ASCII's first 32.
 std::string Escaped(std::string json) {
     std::string_view rest = json;
@@ -73,7 +83,8 @@ std::string Escaped(std::string json) {
 
 }  // namespace
 
-std::string Dump(const Json& json) {
+std::string Dump(Json json) {
+    Round(json);
     return Escaped(json.dump(-1, ' ', false, Json::error_handler_t::replace));
 }
 

@@ -12,9 +12,9 @@ namespace orvix::station {
 
 using Json = nlohmann::ordered_json;
 
-/// On one line, with control characters of all kinds escaped. Texts may hold bytes off the line, or names, that are no
-/// UTF-8; these are replaced.
-std::string Dump(const Json& json);
+/// On one line, numbers rounded to six digits behind the point, with control characters of all kinds escaped. Texts may
+/// hold bytes off the line, or names, that are no UTF-8; these are replaced.
+std::string Dump(Json json);
 
 /// Of a device; null when it is empty: there is no device, or it is not known which.
 Json IdentifierJson(const std::string& identifier);

@@ -9,7 +9,6 @@ namespace {
 
 constexpr Color kCurveColor{0.10, 0.34, 0.62};
 constexpr Color kGridColor{0.87, 0.88, 0.90};
-constexpr Color kGapColor{0.93, 0.90, 0.88};
 constexpr Color kAxisColor{0.45, 0.47, 0.50};
 constexpr Color kLabelColor{0.30, 0.32, 0.35};
 constexpr Color kHighColor{0.76, 0.16, 0.13};
@@ -29,16 +28,8 @@ constexpr double kHalfHour = 1.0 / 48;
 class Plot {
 public:
     Plot(PdfCanvas& canvas, const Box& box, const PlotData& data) : m_Canvas(canvas), m_Data(data), m_Box(box) {
-        const auto [first, last] = std::minmax_element(data.Samples.begin(), data.Samples.end(), EarlierThan);
-        m_Begin = data.Period ? data.Period->Begin : first->Days;
-        m_End = data.Period ? data.Period->End : last->Days;
-        if (m_End <= m_Begin) {
-            m_Begin -= kHalfHour;
-            m_End += kHalfHour;
-        }
-        const auto [lowest, highest] = std::minmax_element(data.Samples.begin(), data.Samples.end(), LowerThan);
-        m_Ticks = NumberTicks(std::min(lowest->Value, data.LowLimit.value_or(lowest->Value)),
-                              std::max(highest->Value, data.HighLimit.value_or(highest->Value)), kValueSteps);
+        TakePeriod();
+        m_Ticks = data.Lanes.empty() ? ValueTicks() : LaneTicks();
 
         double labelWidth = 0;
         for (const auto& tick : m_Ticks)
@@ -58,9 +49,54 @@ public:
         DrawLimit(m_Data.LowLimit, "low limit ", kLowColor, right);
         DrawLimit(m_Data.HighLimit, "high limit ", kHighColor, right);
         DrawCurve();
+        for (std::size_t lane = 0; lane < m_Data.Lanes.size(); ++lane)
+            DrawLane(static_cast<double>(lane), m_Data.Lanes[lane]);
     }
 
 private:
+    void TakePeriod() {
+        if (m_Data.Period) {
+            m_Begin = m_Data.Period->Begin;
+            m_End = m_Data.Period->End;
+        } else {
+            const auto [first, last] = std::minmax_element(m_Data.Samples.begin(), m_Data.Samples.end(), EarlierThan);
+            m_Begin = first->Days;
+            m_End = last->Days;
+        }
+        if (m_End > m_Begin) return;
+        m_Begin -= kHalfHour;
+        m_End += kHalfHour;
+    }
+
+    std::vector<Tick> ValueTicks() const {
+        const auto [lowest, highest] = std::minmax_element(m_Data.Samples.begin(), m_Data.Samples.end(), LowerThan);
+        return NumberTicks(std::min(lowest->Value, m_Data.LowLimit.value_or(lowest->Value)),
+                           std::max(highest->Value, m_Data.HighLimit.value_or(highest->Value)), kValueSteps);
+    }
+
+    /// A lane lies between two ticks, the first of which has its name.
+    std::vector<Tick> LaneTicks() const {
+        std::vector<Tick> ticks;
+        for (std::size_t lane = 0; lane <= m_Data.Lanes.size(); ++lane) {
+            const bool isLast = lane == m_Data.Lanes.size();
+            ticks.push_back({static_cast<double>(lane), isLast ? "" : "input " + std::to_string(lane), {}});
+        }
+        return ticks;
+    }
+
+    double LaneHeight() const { return Y(0) - Y(1); }
+
+    /// A bar is as high as the share of the time in which the input was on.
+    void DrawLane(double lane, const std::vector<PlotStretch>& stretches) {
+        constexpr double kMargin = 2;
+        const double room = LaneHeight() - 2 * kMargin;
+        for (const auto& [begin, end, share] : stretches) {
+            const double height = std::max(kHairline, share * room);
+            m_Canvas.Fill({X(begin), Y(lane) - kMargin - height, std::max(kHairline, X(end) - X(begin)), height},
+                          kCurveColor);
+        }
+    }
+
     static bool EarlierThan(const PlotSample& a, const PlotSample& b) { return a.Days < b.Days; }
     static bool LowerThan(const PlotSample& a, const PlotSample& b) { return a.Value < b.Value; }
 
@@ -73,17 +109,20 @@ private:
     /// Also the shortest can be seen.
     void DrawGaps() {
         for (const auto& gap : m_Data.Gaps) {
-            const double left = X(gap.Begin);
-            m_Canvas.Fill({left, m_Box.Top, std::max(kHairline, X(gap.End) - left), m_Box.Height}, kGapColor);
+            if (gap.End < m_Begin || gap.Begin > m_End) continue;
+            const double left = X(std::max(gap.Begin, m_Begin));
+            const double right = X(std::min(gap.End, m_End));
+            m_Canvas.Fill({left, m_Box.Top, std::max(kHairline, right - left), m_Box.Height}, kGapColor);
         }
     }
 
     void DrawValueAxis() {
         m_Canvas.Text({m_Box.Left, m_Box.Top - 0.8 * m_Data.Font.Points}, m_Data.Unit, kLabelColor, Align::Right);
+        const double raised = m_Data.Lanes.empty() ? 0 : LaneHeight() / 2;
         for (const auto& tick : m_Ticks) {
             const double y = Y(tick.Value);
             m_Canvas.Curve({{m_Box.Left, y}, {m_Box.Right(), y}}, kHairline, kGridColor);
-            m_Canvas.Text({m_Box.Left - kLabelGap, y + 0.35 * m_Data.Font.Points}, tick.Label, kLabelColor,
+            m_Canvas.Text({m_Box.Left - kLabelGap, y - raised + 0.35 * m_Data.Font.Points}, tick.Label, kLabelColor,
                           Align::Right);
         }
     }

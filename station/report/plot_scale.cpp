@@ -11,9 +11,14 @@
 namespace orvix::station {
 namespace {
 
-constexpr std::int64_t kDay = 1440;  // minutes
-constexpr std::int64_t kTimeSteps[] = {1,   2,   5,    10,       15,       30,        60,        120,       180,
-                                       360, 720, kDay, 2 * kDay, 7 * kDay, 14 * kDay, 30 * kDay, 90 * kDay, 365 * kDay};
+// Of time, in seconds.
+constexpr std::int64_t kMinute = 60;
+constexpr std::int64_t kHour = 60 * kMinute;
+constexpr std::int64_t kDay = 24 * kHour;
+constexpr std::int64_t kTimeSteps[] = {1,        2,           5,           10,           15,           30,
+                                       kMinute,  2 * kMinute, 5 * kMinute, 10 * kMinute, 15 * kMinute, 30 * kMinute,
+                                       kHour,    2 * kHour,   3 * kHour,   6 * kHour,    12 * kHour,   kDay,
+                                       2 * kDay, 7 * kDay,    14 * kDay,   30 * kDay,    90 * kDay,    365 * kDay};
 
 double NiceStep(double span, int most) {
     const double rough = span / most;
@@ -24,7 +29,7 @@ double NiceStep(double span, int most) {
     return 10 * power;
 }
 
-std::int64_t Minutes(double days) {
+std::int64_t Seconds(double days) {
     return std::llround(days * static_cast<double>(kDay));
 }
 
@@ -58,16 +63,17 @@ std::vector<Tick> NumberTicks(double low, double high, int most) {
 }
 
 std::vector<Tick> TimeTicks(double begin, double end, int most) {
-    const std::int64_t from = Minutes(begin);
-    const std::int64_t to = Minutes(end);
+    const std::int64_t from = Seconds(begin);
+    const std::int64_t to = Seconds(end);
     const std::int64_t step = TimeStep(to - from, most);
     const bool withinDays = step < kDay;
+    const char* const clock = step < kMinute ? "hh:nn:ss" : "hh:nn";
     std::vector<Tick> ticks;
     std::string shownDay;
     for (std::int64_t at = (from + step - 1) / step * step; at <= to; at += step) {
         const Date date{static_cast<double>(at) / static_cast<double>(kDay)};
         const std::string day = Format(date, "dd/mm/yyyy");
-        Tick tick{date.Days, withinDays ? Format(date, "hh:nn") : Format(date, "dd/mm/yy"), {}};
+        Tick tick{date.Days, withinDays ? Format(date, clock) : Format(date, "dd/mm/yy"), {}};
         if (withinDays && day != shownDay) tick.Day = shownDay = day;
         ticks.push_back(tick);
     }

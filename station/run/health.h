@@ -66,6 +66,7 @@ struct Tally {
 
 struct AddressHealth {
     int Address = 0;
+    std::int32_t Model = 0;
     std::string Name;
     std::string Identifier;  ///< empty while it is not settled
     orvix::station::Quality Quality = orvix::station::Quality::Offline;

@@ -220,6 +220,7 @@ StationHealth HealthBook::At(Duration now, std::int64_t unixMilliseconds, const 
             for (auto& address : bus.Addresses) {
                 if (address.Address != reading.Address) continue;
                 address.Name = reading.Name;
+                address.Model = reading.Model;
                 address.Identifier = reading.Identifier;
                 address.Quality = reading.Quality;
                 address.Value = reading.LastGood;

@@ -499,7 +499,7 @@ TEST(Health, OfARunningStationIsToldWithWhatIsWrong) {
               std::string::npos)
         << plain.Out;
     const auto json = RunProgram({"health", "--data", folder.Path, "--json"});
-    EXPECT_NE(json.Out.find("\"address\":9,\"name\":\"Lost\",\"quality\":\"offline\",\"last_good\":null"),
+    EXPECT_NE(json.Out.find("\"address\":9,\"model\":106,\"name\":\"Lost\",\"quality\":\"offline\",\"last_good\":null"),
               std::string::npos)
         << json.Out;
     program.Signal(SIGINT);

@@ -87,9 +87,9 @@ TEST_F(HistoryOutboxTest, CarriesEveryRowOnceInTheOrderOfRecording) {
     m_Pending->Add(alarm);
     Turn(4000);
     EXPECT_EQ(After(0), (Lines{"1-9 0", "1 d5@1000=20.5", "3 d5@2000=20.75", "5 d7@2500=0x9?", "6 d5 low 2600-3500",
-                               "7 d6@1001-2001*2", "8 d6@3001=22", "9 d5 low 2600-3500"}))
+                               "7 d6@1001-3001*2", "8 d6@3001=22", "9 d5 low 2600-3500"}))
         << "of a gap that goes on the last state, and of an alarm each";
-    EXPECT_EQ(After(3, 2), (Lines{"4-5 0", "4 d6@1001-2001*2", "5 d7@2500=0x9?"}));
+    EXPECT_EQ(After(3, 2), (Lines{"4-5 0", "4 d6@1001-3001*2", "5 d7@2500=0x9?"}));
     EXPECT_EQ(m_Outbox.Newest(), 9);
     EXPECT_EQ(After(9), Lines{"10-9 0"});
     EXPECT_EQ(m_Outbox.Acknowledged("a:1883"), 0);

@@ -11,6 +11,7 @@
 #include "station/commands/plot_samples.h"
 #include "station/model/history_time.h"
 #include "station/store/history_schema.h"
+#include "station/store/history_slices.h"
 #include "tests/station/history_fixture.h"
 #include "tests/station/program.h"
 #include "tests/support/test_folder.h"
@@ -268,7 +269,7 @@ TEST(PlotSamples, KeepPeaksAndGaps) {
         row.Time = kStart + second * kSecond;
         row.Value = second == 30'000 ? 99.0 : 20.0;
         if (second == 50'000) {
-            HistoryRow gap{.Time = kStart + 40'001 * kSecond, .Value = {}, .Reason = {}};
+            HistoryRow gap{.Time = kStart + 40'001 * kSecond, .Value = {}, .Reason = {1, "No reply", {}}};
             gap.Until = kStart + 49'999 * kSecond;
             samples.Add(gap);
         }
@@ -279,6 +280,38 @@ TEST(PlotSamples, KeepPeaksAndGaps) {
     EXPECT_EQ(std::count_if(plot.Samples.begin(), plot.Samples.end(), [](auto& s) { return s.Value == 99; }), 1);
     EXPECT_EQ(std::count_if(plot.Samples.begin(), plot.Samples.end(), [](auto& s) { return s.BeginsCurve; }), 1);
     EXPECT_EQ(plot.Gaps.size(), 1U);
+    EXPECT_EQ(plot.GapReasons, "No reply (2 h 46 min)");
+}
+
+// A bar is as long as an input was on.
+TEST_F(HistoryTest, APlotOfInputsHasALaneForEach) {
+    Begin({}, 100'000);
+    for (int second = 1000; second < 2000; ++second) {
+        auto reading = ReadingOf(7, second * kSecond, std::int32_t{second < 1500 ? 0x81 : 0x80});
+        reading.Model = 104;
+        reading.Variable = "inputs";
+        m_Pending->Add(reading, ClocksAt(second * kSecond));
+    }
+    End(2000 * kSecond);
+    const Period asked{kStart, kStart + 10'000 * kSecond};
+    auto reader = Reader(10'000 * kSecond);
+    const auto device = reader.Find({}).at(0);
+    PlotSamples samples(asked);
+    const auto [width, slices] = SlicesOf(reader, device, asked, PlotSamples::kSlices);
+    for (const auto& [begin, figures] : slices)
+        samples.AddInputs(begin, begin + width, figures);
+    for (const auto& gap : GapsOf(reader, device, asked, width))
+        samples.Add(gap);
+    const auto plot = samples.Finish();
+    ASSERT_EQ(plot.Lanes.size(), 8U);
+    const auto seconds = [](double days) { return (days - FromUnixMilliseconds(kStart).Days) * 86'400; };
+    for (const std::size_t input : {0, 7}) {
+        ASSERT_EQ(plot.Lanes[input].size(), 1U) << input;
+        EXPECT_NEAR(seconds(plot.Lanes[input][0].Begin), 1000, 11);
+        EXPECT_NEAR(seconds(plot.Lanes[input][0].End), input == 0 ? 1500 : 2000, 11);
+    }
+    EXPECT_TRUE(plot.Lanes[3].empty());
+    EXPECT_NE(plot.GapReasons.find("The station was not running"), std::string::npos) << plot.GapReasons;
 }
 
 // A station that is killed has lost at most what the last second brought.

@@ -222,6 +222,16 @@ TEST(Identities, AreNeverEmptyAndStay) {
     }
 }
 
+/// Digits behind the point of any number.
+std::size_t LongestFraction(const Json& json) {
+    std::size_t longest = 0;
+    const auto text = json.dump();
+    if (json.is_number_float()) longest = text.size() - std::min(text.size(), text.find('.') + 1);
+    for (const auto& part : json.is_structured() ? json : Json::array())
+        longest = std::max(longest, LongestFraction(part));
+    return longest;
+}
+
 /// One device answers, one does not: whoever tells of them uses the same words.
 TEST(JsonOfAllCommands, HasTheSameNamesAndAnObjectForAFailure) {
     FaultyBus bus([](const std::string& request) {
@@ -247,16 +257,26 @@ TEST(JsonOfAllCommands, HasTheSameNamesAndAnObjectForAFailure) {
          "reading"},
         {{"history"}, readings, "reading"},
         {{"history"}, {"id", "port", "address", "valid", "quality", "error", "until", "count"}, "gap"},
+        {{"history", "--summary"}, {"id", "port", "address", "model", "name", "variable", "mean"}, "summary"},
+        {{"history", "--by", "minute"}, {"id", "port", "address", "model", "name", "variable", "mean"}, "figures"},
         {{"scan", "--from", "5", "--to", "5", "--remember"},
          {"port", "address", "model", "serial", "variable", "value"},
          "device"},
         {{"devices"}, {"id", "port", "address", "model", "name", "serial"}, "device"},
+        {{"health"}, {"id", "port", "address", "model", "name", "quality", "last_good"}, "device_health"},
     };
+    std::optional<Program> station;
     for (const auto& [words, keys, event] : rows) {
         SCOPED_TRACE(words[0] + ", " + event);
         auto all = words;
-        for (const std::string word : {"--json", "--data", folder.Path.c_str(), "--port", port.c_str()})
+        for (const auto& word : {std::string("--json"), std::string("--data"), folder.Path})
             all.push_back(word);
+        if (words[0] == "health") {
+            station.emplace(std::vector<std::string>{"run", "--json", "--data", folder.Path, "--port", port});
+            EXPECT_TRUE(station->AwaitOutput("\"value\":21.5"));
+        } else {
+            all.insert(all.end(), {"--port", port});
+        }
         int seen = 0;
         for (const auto& object : Objects(RunProgram(all).Out)) {
             if (object["event"] != event) continue;
@@ -264,6 +284,7 @@ TEST(JsonOfAllCommands, HasTheSameNamesAndAnObjectForAFailure) {
             for (const auto& key : keys)
                 EXPECT_TRUE(object.contains(key)) << key << " in " << object;
             EXPECT_TRUE(object["address"] != 5 || object.value("value", Json(21.5)) == 21.5) << object;
+            EXPECT_LE(LongestFraction(object), 6U) << object;
             EXPECT_TRUE(words[0] == "read" || !object.contains("id") || object["id"].is_string()) << object;
             if (!object.contains("error")) continue;
             for (const char* key : {"code", "text", "detail"})
