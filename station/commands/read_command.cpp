@@ -1,7 +1,7 @@
 #include <iostream>
 
 #include "simulator/bus_server.h"
-#include "station/commands/commands.h"
+#include "station/commands/line_reading.h"
 #include "station/door/station_client.h"
 #include "station/json/json.h"
 #include "station/library/folders.h"
@@ -53,21 +53,9 @@ int Execute(const ReadOptions& options, MainLoop& loop) {
     const auto simulated = SimulatedUnlessPort(options.Bus, setup, *output);
 
     MessagesOnly messages(options.Bus, *output);
-    BusThread bus(*station, loop.Apartment(), setup, messages);
-    std::size_t good = 0;
-    std::size_t left = setup.Devices.size();
-    const auto show = [&](const Reading& reading) {
-        Show(reading, setup, options.Bus.Json, *output);
-        if (reading.Valid()) ++good;
-        if (--left == 0) loop.Stop();
-    };
-    for (const auto& device : setup.Devices) {
-        bus.Post([&, address = device.Address](Bus& b) {
-            loop.Apartment().Post([&show, reading = b.Read(address, options.Variable)] { show(reading); });
-        });
-    }
-    loop.Run();
-    return good == setup.Devices.size() ? kDone : kFailed;
+    return ReadOnLine(
+        *station, loop, setup, messages, [&](const DeviceSetup&) { return options.Variable; },
+        [&](const Reading& reading) { Show(reading, setup, options.Bus.Json, *output); });
 }
 
 }  // namespace orvix::station

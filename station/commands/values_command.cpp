@@ -1,12 +1,16 @@
-#include <iostream>
+#include <filesystem>
 #include <map>
+#include <optional>
+#include <tuple>
 
+#include "devices/protocol/device_models.h"
 #include "host/error.h"
 #include "host/text.h"
-#include "station/commands/commands.h"
+#include "station/commands/line_reading.h"
 #include "station/commands/watching.h"
 #include "station/door/station_client.h"
 #include "station/library/folders.h"
+#include "station/store/device_registry.h"
 
 namespace orvix::station {
 namespace {
@@ -27,16 +31,21 @@ public:
           m_Folder(FindFolders(options.Data).Data),
           m_Output(OutputOf(options.Json, options.Port.empty())) {}
 
-    void Show() {
-        bool isAny = false;
+    /// Returns how many readings are wanted, new or not; nothing when no station is running.
+    std::optional<std::size_t> Show() {
+        std::optional<std::size_t> wanted;
         for (const auto& socket : SocketsOf(m_Folder)) {
             const auto values = AskedStation(m_Folder, socket).List("values", "values");
             if (!values) continue;
-            isAny = true;
-            for (const auto& value : *values)
-                ShowIfNew(ReadingOf(value), m_Shown[socket]);
+            wanted = wanted.value_or(0);
+            for (const auto& value : *values) {
+                const auto reading = ReadingOf(value);
+                if (!IsWanted(reading, m_Options)) continue;
+                ++*wanted;
+                ShowIfNew(reading, m_Shown[socket]);
+            }
         }
-        if (!isAny) throw Error(errors::General, "no station is running with the data folder " + m_Folder);
+        return wanted;
     }
 
 private:
@@ -47,7 +56,7 @@ private:
     void ShowIfNew(const Reading& reading, Shown& shown) {
         auto& last = shown[reading.Id()];
         const State is{reading.UnixMilliseconds, reading.Quality};
-        if (last == is || !IsWanted(reading, m_Options)) return;
+        if (last == is) return;
         last = is;
         m_Output->Show(reading);
     }
@@ -58,15 +67,47 @@ private:
     std::map<std::string, Shown> m_Shown;  ///< by the station's socket
 };
 
+[[noreturn]] void FailWithoutStation(const ValuesOptions& options) {
+    throw Error(errors::General, "no station is running with the data folder " + FindFolders(options.Data).Data);
+}
+
+/// The devices that are known on a port which no station has, read on the line itself.
+int ReadKnown(const ValuesOptions& options, MainLoop& loop) {
+    const auto station = OpenStation(options.Data);
+    BusSetup setup;
+    setup.PortLabel = setup.PortPath = options.Port;
+    setup.PortNumber = station->Ports.Of(options.Port);
+    for (const auto& known : DeviceRegistry(station->Folders.Database).Devices(options.Port)) {
+        Reading reading;
+        std::tie(reading.Port, reading.Address, reading.Name) = std::tie(known.Port, known.Address, known.Name);
+        if (IsWanted(reading, options)) setup.Devices.push_back({known.Address, known.Model, known.Name, {}});
+    }
+    if (setup.Devices.empty()) {
+        throw Error(errors::General, "no station reads " + options.Port +
+                                         ", and no device is known there: find some with nimbo1 scan --remember");
+    }
+    const auto output = OutputOf(options.Json);
+    Listener nobody;
+    return ReadOnLine(
+        *station, loop, setup, nobody, [](const DeviceSetup& device) { return MeasuredVariable(device.Model); },
+        [&](const Reading& reading) { output->Show(reading); });
+}
+
 }  // namespace
 
 int Execute(const ValuesOptions& options, MainLoop& loop) {
     NewValues values(options);
     if (options.Watch) {
-        Watch(loop, kLookPeriod, [&] { values.Show(); });
-    } else {
-        values.Show();
+        Watch(loop, kLookPeriod, [&] {
+            if (!values.Show()) FailWithoutStation(options);
+        });
+        return kDone;
     }
+    const auto wanted = values.Show();
+    std::error_code error;
+    const bool isPort = std::filesystem::exists(options.Port, error);
+    if (isPort && wanted.value_or(0) == 0) return ReadKnown(options, loop);
+    if (!wanted) FailWithoutStation(options);
     return kDone;
 }
 

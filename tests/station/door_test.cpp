@@ -275,6 +275,8 @@ TEST(KnownPort, ARenamedDeviceHasItsNameAtOnceAndARemovedOneIsGone) {
         EXPECT_EQ(result.Status, 0) << result.Err;
     };
     change({"add", "5:sensor"});
+    const auto values = RunProgram({"values", "--data", folder.Path, "--port", port});
+    EXPECT_NE(values.Out.find("°C         good"), std::string::npos) << "no station, so the line: " << values.Out;
     Program program({"run", "--data", folder.Path, "--port", port, "--every", "100ms", "--json"});
     ASSERT_TRUE(program.AwaitOutput("\"address\":5"));
     change({"add", "6:sensor:Lid"});
