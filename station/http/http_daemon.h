@@ -65,7 +65,7 @@ private:
     void Ask(const std::shared_ptr<Call>& call);
     void Answer(const std::weak_ptr<Call>& call, HttpResponse response);
     MHD_Result Send(Call& call);
-    MHD_Response* ResponseTo(Call& call, const HttpResponse& response);
+    MHD_Response* ResponseTo(Call& call, HttpResponse& response);
     std::optional<std::size_t> ReadFor(Call& call, HttpStream& stream, std::span<char> into);
     void Resume(Call& call);
     bool HasTooManyStreams(const Call& call) const;

@@ -26,17 +26,23 @@ void DropStream(void* stream) {
     delete static_cast<std::shared_ptr<HttpStream>*>(stream);
 }
 
-MHD_Response* BodyOf(const HttpResponse& response) {
+void DropText(void* text) {
+    delete static_cast<std::string*>(text);
+}
+
+/// Takes the body with it.
+MHD_Response* BodyOf(HttpResponse& response) {
     if (!response.Lasting.empty()) {
         // It only reads them.
         return MHD_create_response_from_buffer(response.Lasting.size(), const_cast<char*>(response.Lasting.data()),
                                                MHD_RESPMEM_PERSISTENT);
     }
-    return MHD_create_response_from_buffer(response.Body.size(), const_cast<char*>(response.Body.data()),
-                                           MHD_RESPMEM_MUST_COPY);
+    auto* text = new std::string(std::move(response.Body));
+    return MHD_create_response_from_buffer_with_free_callback_cls(text->size(), text->data(), &DropText, text);
 }
 
 }  // namespace
+
 /// A stream as the package reads it: one that has nothing for now sleeps until it is woken.
 class HttpServer::Daemon::Pulled : public HttpStream {
 public:
@@ -198,7 +204,7 @@ MHD_Result HttpServer::Daemon::Send(Call& call) {
     return result;
 }
 
-MHD_Response* HttpServer::Daemon::ResponseTo(Call& call, const HttpResponse& response) {
+MHD_Response* HttpServer::Daemon::ResponseTo(Call& call, HttpResponse& response) {
     if (!response.Stream) return BodyOf(response);
     m_Crowd.Does(call.Client, Crowd::Doing::Listening, m_Home.Now());
     call.Stream = response.Stream;

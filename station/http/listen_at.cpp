@@ -10,6 +10,8 @@ namespace orvix::station {
 namespace {
 
 constexpr int kWaitingClients = 1024;
+// Of what a client has not taken yet: the system would keep megabytes, which are made for those who take nothing.
+constexpr int kWaitingBytes = 128 * 1024;
 
 }  // namespace
 
@@ -20,6 +22,8 @@ platform::FileDescriptor ListenAt(const std::string& where) {
         ::socket(addresses->ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, IPPROTO_TCP));
     const int on = 1;
     ::setsockopt(socket.Get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
+    // Those who connect inherit it.
+    ::setsockopt(socket.Get(), SOL_SOCKET, SO_SNDBUF, &kWaitingBytes, sizeof(kWaitingBytes));
     if (::bind(socket.Get(), addresses->ai_addr, addresses->ai_addrlen) != 0 ||
         ::listen(socket.Get(), kWaitingClients) != 0) {
         throw SystemError("nobody can be answered at " + where, errno);
