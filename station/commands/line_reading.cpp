@@ -3,7 +3,7 @@
 namespace orvix::station {
 
 int ReadOnLine(StationResources& station, MainLoop& loop, const BusSetup& setup, Listener& listener,
-               const std::function<ORVIXCNB1_VARS(const DeviceSetup&)>& variableOf,
+               const std::function<Reading(Bus& bus, int address)>& read,
                const std::function<void(const Reading&)>& show) {
     BusThread bus(station, loop.Apartment(), setup, listener);
     std::size_t good = 0;
@@ -14,8 +14,8 @@ int ReadOnLine(StationResources& station, MainLoop& loop, const BusSetup& setup,
         if (--left == 0) loop.Stop();
     };
     for (const auto& device : setup.Devices) {
-        bus.Post([&, address = device.Address, variable = variableOf(device)](Bus& b) {
-            loop.Apartment().Post([&take, reading = b.Read(address, variable)] { take(reading); });
+        bus.Post([&, address = device.Address](Bus& b) {
+            loop.Apartment().Post([&take, reading = read(b, address)] { take(reading); });
         });
     }
     loop.Run();

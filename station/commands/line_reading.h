@@ -6,10 +6,10 @@
 
 namespace orvix::station {
 
-/// Reads the devices of a bus, each once, without a station, and has each reading shown. `variableOf` tells what is
-/// read of a device. Returns the exit status: whether all have a value.
+/// Reads the devices of a bus, each once, without a station, and has each reading shown. `read` is called on the
+/// thread of the bus. Returns the exit status: whether all have a value.
 int ReadOnLine(StationResources& station, MainLoop& loop, const BusSetup& setup, Listener& listener,
-               const std::function<ORVIXCNB1_VARS(const DeviceSetup&)>& variableOf,
+               const std::function<Reading(Bus& bus, int address)>& read,
                const std::function<void(const Reading&)>& show);
 
 }  // namespace orvix::station

@@ -3,7 +3,6 @@
 #include <optional>
 #include <tuple>
 
-#include "devices/protocol/device_models.h"
 #include "host/error.h"
 #include "host/text.h"
 #include "station/commands/line_reading.h"
@@ -89,7 +88,7 @@ int ReadKnown(const ValuesOptions& options, MainLoop& loop) {
     const auto output = OutputOf(options.Json);
     Listener nobody;
     return ReadOnLine(
-        *station, loop, setup, nobody, [](const DeviceSetup& device) { return MeasuredVariable(device.Model); },
+        *station, loop, setup, nobody, [](Bus& bus, int address) { return bus.Read(address); },
         [&](const Reading& reading) { output->Show(reading); });
 }
 

@@ -47,6 +47,8 @@ public:
     void Poll();
     /// Goes online and reads one variable of one device, before what else waits. Messages go on meanwhile.
     Reading Read(int address, ORVIXCNB1_VARS variable);
+    /// The same of what the device measures.
+    Reading Read(int address);
     /// Goes online, reads the device, gives it what a file of a mission has, and makes the file of it. `format`:
     /// kFileFormatText, kFileFormatReport or kFileFormatDevice.
     DeviceFile Export(int address, std::int32_t format);

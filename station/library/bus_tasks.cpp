@@ -39,6 +39,11 @@ Reading Bus::Read(int address, ORVIXCNB1_VARS variable) {
     return reading;
 }
 
+Reading Bus::Read(int address) {
+    const auto device = FindDevice(NumberText(std::int32_t{address}));
+    return Read(address, device ? MeasuredVariable(device->DeviceModel()) : ORVIXCNB1_VAR_NONE);
+}
+
 Reading Bus::Unread(int address, ORVIXCNB1_VARS variable) const {
     Reading reading;
     reading.UnixMilliseconds = UnixMillisecondsOf(m_Host.Apartment().DateNow());
