@@ -16,6 +16,9 @@ constexpr Duration kMasterStays = std::chrono::seconds(60);
 // So many exchanges later the answers of an address are believed again.
 constexpr int kDamageCounts = 300;
 
+// What cannot be read may be long.
+constexpr std::size_t kUnreadableLength = 32;
+
 bool IsBroken(Outcome outcome) {
     return outcome == Outcome::CutShort || outcome == Outcome::Damaged || outcome == Outcome::Checksum;
 }
@@ -88,8 +91,6 @@ void ExchangeTracker::Begin(const LineEvent& event) {
 
 /// A request is sent. As far as answers to those before have not come, they may run into its own.
 void ExchangeTracker::AwaitBytes(int address, Duration now) {
-    // What cannot be read may be long.
-    constexpr std::size_t kUnreadableLength = 32;
     if (!m_Outcome || now - m_Heard > kBehind) m_Awaited = 0;
     if (m_Awaited == 0) m_TornBy = 0;
     if (m_Awaited > 0 && m_TornBy == 0) m_TornBy = m_Latest.Address;
@@ -186,7 +187,10 @@ Outcome ExchangeTracker::Judge() {
 }
 
 void ExchangeTracker::TakeGood(const Reply& reply) {
-    m_Lengths[m_Latest.Address] = m_Answer.size();
+    auto& length = m_Lengths[m_Latest.Address];
+    // Now it is known that no more comes.
+    if (length == 0) CountBytes(kUnreadableLength - std::min(kUnreadableLength, m_Answer.size()));
+    length = m_Answer.size();
     SourceOf(m_Latest.Address).OuterChecksumOk = reply.outerChecksumOk;
     m_Latest.Payload = reply.payload;
     const auto deviation = m_Habits[{m_Latest.Address, m_Latest.Asked}].Take(reply.code, reply.outerChecksumOk);
@@ -220,6 +224,11 @@ void ExchangeTracker::EndUnanswered() {
     const bool isTorn = !m_Begun.empty() && !m_Answer.empty();
     m_IsRestWatched = true;
     if (isTorn && FirstPiece(m_Answer, m_Lengths).What != Piece::Kind::Begun) return EndDisturbed(m_Begun + m_Answer);
+    if (IsTorn() && !m_Answer.empty()) {
+        // A length that stood in what ran into the answer has made it one that never ends.
+        OwedByLatest().Displaced(m_Left, 0);
+        return End(Outcome::Foreign);
+    }
     OwedByLatest().TimedOut(m_Left);
     // The rest of an answer that comes too late makes it whole.
     m_Rest = m_Answer;

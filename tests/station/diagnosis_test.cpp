@@ -214,6 +214,40 @@ TEST(Diagnosis, OneFaultOfOneDeviceOfFiveIsToldAndNothingElse) {
     }
 }
 
+// Where a request follows the other at once, what comes byte by byte for one runs into the time of the next. Rubbish is
+// at times as an answer of the next would be.
+TEST(Diagnosis, OnABusWithoutPausesOthersAreSeldomAccused) {
+    const auto rubbish = [random = std::make_shared<std::mt19937>(7)](const std::string& reply) {
+        std::string bytes((*random)() % (3 * reply.size()) + 1, '\0');
+        for (auto& byte : bytes)
+            byte = static_cast<char>((*random)());
+        return bytes;
+    };
+    const Change changes[] = {[](const std::string& reply) { return reply + reply; }, Mixed, rubbish, Flipped(0.4),
+                              Flipped(0.03)};
+    int minutes = 0;
+    int accused = 0;
+    for (const auto& change : changes) {
+        for (const int of : {1, 2, 3}) {
+            const auto paced = [&](const std::string& reply, int n) {
+                return n % of == 0 ? Paced(2ms, change(reply)) : FaultyLine::Well(reply, n);
+            };
+            for (const int devices : {3, 5, 10}) {
+                FaultyLine line(devices);
+                line.HasPauses = false;
+                for (int minute = 0; minute < 5; ++minute, ++minutes) {
+                    line.Poll(100, paced);
+                    const auto findings = line.Findings();
+                    accused += std::any_of(findings.begin(), findings.end(), [](const auto& finding) {
+                        return finding.Address != 0 && finding.Address != kIll;
+                    });
+                }
+            }
+        }
+    }
+    EXPECT_LE(accused, minutes / 50);
+}
+
 TEST(Diagnosis, WhatAllDevicesHaveIsTheBuss) {
     for (const auto& fault : kFaults) {
         if (fault.SaysOfAll == nullptr) continue;

@@ -55,7 +55,7 @@ public:
 
     void Poll(int rounds, const Fault& fault, int ill = kIll) {
         for (int round = 0; round < rounds; ++round) {
-            const auto next = m_Now + std::chrono::seconds(1);
+            const auto next = m_Now + (HasPauses ? std::chrono::seconds(1) : std::chrono::seconds(0));
             GoodReadings = 0;
             for (const auto& device : m_Setup.Devices)
                 Read(device.Address, device.Address == ill || ill == kAll ? fault : Well);
@@ -88,6 +88,8 @@ public:
         m_Book.OnSetup(m_Setup);
     }
 
+    /// A round a second; else each request follows the one before at once.
+    bool HasPauses = true;
     /// The converter echoes what it sends.
     bool Echoes = false;
     /// Of the latest round.
