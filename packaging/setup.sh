@@ -3,9 +3,9 @@
 
 readonly BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libsqlite3-dev zlib1g-dev libcli11-dev
     nlohmann-json3-dev libcairo2-dev libncurses-dev fonts-liberation2 libsystemd-dev prometheus-cpp-dev libtomlplusplus-dev
-    libmicrohttpd-dev libcurl4-openssl-dev libjs-dygraphs)
+    libmicrohttpd-dev libcurl4-openssl-dev libmosquitto-dev libjs-dygraphs)
 readonly TEST_SUPPORT_PACKAGES=(libgtest-dev libgmock-dev)
-readonly TEST_PACKAGES=("${TEST_SUPPORT_PACKAGES[@]}" checksec)
+readonly TEST_PACKAGES=("${TEST_SUPPORT_PACKAGES[@]}" checksec mosquitto openssl)
 readonly BROWSER_PACKAGES=(chromium chromium-driver nodejs)
 readonly CHECK_PACKAGES=(clang-format clang-tidy cppcheck nodejs)
 readonly PACKAGING_PACKAGES=(debhelper lintian)

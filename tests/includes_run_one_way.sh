@@ -23,6 +23,7 @@ station/model:         host/ devices/protocol/bus_line.h tasks/enumerations.h st
 station/report:        host/ platform/ station/words/
 station/json:          host/ station/model/
 station/http:          host/ platform/ station/model/
+station/mqtt:          host/ platform/ station/words/ station/model/
 station/store:         host/ platform/ station/words/ station/model/ station/json/
 station/line:          host/ devices/protocol/ station/model/
 station/library:       host/ platform/ devices/protocol/ tasks/i tasks/enumerations.h station/model/ station/line/ station/report/
@@ -30,6 +31,7 @@ station/source:        host/ platform/ simulator/ devices/protocol/ tasks/i stat
 station/run:           host/ platform/ devices/protocol/ station/words/ station/model/ station/source/
 station/sink/history:  host/ devices/protocol/ station/model/ station/store/ station/run/
 station/sink/lines:    host/ platform/ station/model/ station/json/ station/run/
+station/sink/mqtt:     host/ platform/ station/model/ station/json/ station/mqtt/ station/run/
 station/sink/*:        host/ platform/ station/words/ station/model/ station/store/ station/run/
 station/door:          host/ platform/ devices/protocol/ station/words/ station/model/ station/json/ station/http/ station/store/ station/run/
 station/setup:         host/ platform/ simulator/ devices/protocol/ tasks/enumerations.h station/words/ station/model/

@@ -3,6 +3,7 @@
 #include "station/commands/commands.h"
 #include "station/commands/open_door.h"
 #include "station/commands/run_setup.h"
+#include "station/door/health_text.h"
 #include "station/library/folders.h"
 #include "station/model/clock.h"
 #include "station/setup/configuration.h"
@@ -37,7 +38,7 @@ RunSession::RunSession(const RunOptions& options, MainLoop& loop)
       m_Output(ChosenOutput(m_Lines, m_Screen)),
       m_Sinks(
           options, m_Setup, m_Station->Folders, m_Output, loop.Apartment(), [this] { return m_Sources.Run.Moves(); },
-          [this](const std::string& port) { return m_Sources.Simulated.contains(port); }),
+          [this](const std::string& port) { return m_Sources.Simulated.contains(port); }, Questions()),
       m_Sources(*this),
       m_Slow(loop.Apartment()),
       m_Actions(m_Sources.Run, m_Slow, m_Setup, m_Station->Folders.Database, m_Output),
@@ -89,8 +90,15 @@ StationHealth RunSession::Health() {
     return health;
 }
 
+MqttQuestions RunSession::Questions() {
+    return {.Values = [this] { return m_Sources.Run.Values(); },
+            .Alarms = [this] { return m_Sources.Run.Alarms().Active(); },
+            .Buses = [this] { return HealthJson(Health()).at("buses"); }};
+}
+
 int RunSession::Run() {
     TellNotices(*m_Station, m_Output);
+    m_Sinks.Mqtt.Use(m_Setup.Mqtt, m_Station->Folders.Data);
     if (const auto problem = ProblemOfCommand(m_Setup.OnAlarm)) m_Output.Note("alarms.on_alarm: " + *problem);
     m_Sources.Starter.Start(m_Setup.Buses);
     if (m_Screen && m_Screen->Get() != nullptr) m_Screen->Get()->Watch([this] { return m_Sources.Run.Values(); });
@@ -127,6 +135,11 @@ void RunSession::Reload() {
 void RunSession::Apply(const StationSetup& wanted) {
     auto done = m_Sources.Starter.Apply(wanted.Buses);
     if (wanted.OnAlarm != m_Setup.OnAlarm) done.emplace_back("changed the alarm command");
+    if (wanted.Mqtt != m_Setup.Mqtt) {
+        m_Setup.Mqtt = wanted.Mqtt;
+        m_Sinks.Mqtt.Use(wanted.Mqtt, m_Station->Folders.Data);
+        done.emplace_back(wanted.Mqtt.IsOn() ? "connects to the MQTT broker anew" : "leaves the MQTT broker");
+    }
     if (wanted.Data != m_Setup.Data || wanted.Metrics != m_Setup.Metrics || wanted.Web != m_Setup.Web ||
         wanted.History != m_Setup.History) {
         done.emplace_back("data folder, history, addresses of page and metrics stay as they are until the next start");
@@ -153,6 +166,7 @@ int RunSession::Finish() {
     const auto lost = m_Sinks.History ? m_Sinks.History->Close() : 0;
     if (lost > 0) m_Output.Note("history: " + Counted(lost, "reading") + " lost: the file cannot be written");
     if (const auto summary = m_Sinks.Shown.Summary(); !summary.empty()) m_Output.Note(summary);
+    m_Sinks.Mqtt.Close();
     m_Lines.Finish();
     return m_Sinks.Shown.AnyGood() && lost == 0 ? kDone : kFailed;
 }

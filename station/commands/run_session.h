@@ -41,6 +41,7 @@ private:
     };
 
     StationHealth Health();
+    MqttQuestions Questions();
     StationView View();
     void OpenDoor();
     /// Reads the configuration again and changes what has changed in it; one that is broken changes nothing. Waits for

@@ -20,14 +20,15 @@ std::function<void(const std::string&)> NotesTo(Output& output) {
 
 RunSinks::RunSinks(const RunOptions& options, const StationSetup& setup, const StationFolders& folders, Output& output,
                    platform::RealApartment& home, std::function<bool()> moves,
-                   std::function<bool(const std::string& port)> isSimulated)
+                   std::function<bool(const std::string& port)> isSimulated, MqttQuestions questions)
     : Shown(output, home, {.Readings = !options.Quiet, .Messages = options.Bus.Verbose}),
       Service(home, std::move(moves)),
       AlarmProgram(setup.OnAlarm, kAlarmCommandLimit, home, NotesTo(output)),
       Session(NewUuid()),
       Identities(folders.Database, DeviceRegistry(folders.Database).Identities(), home, NotesTo(output)),
       Events(home, Session),
-      Lines(home, Session) {
+      Lines(home, Session),
+      Mqtt(Session, home, std::move(questions), NotesTo(output)) {
     if (setup.History.On) {
         const auto fileOf = [data = folders.Data, isSimulated = std::move(isSimulated)](const std::string& port) {
             return data + (isSimulated(port) ? kSimulatedHistoryFile : kHistoryFile);
@@ -41,7 +42,7 @@ RunSinks::RunSinks(const RunOptions& options, const StationSetup& setup, const S
 
 void RunSinks::AddTo(StationRun& run) {
     for (Listener* sink : std::initializer_list<Listener*>{&Shown, &Service, &Health, &AlarmProgram, &Identities,
-                                                           &Events, &Lines, History.get(), Recording.get()}) {
+                                                           &Events, &Lines, &Mqtt, History.get(), Recording.get()}) {
         if (sink != nullptr) run.Add(*sink);
     }
 }

@@ -16,6 +16,7 @@
 #include "station/sink/history/histories.h"
 #include "station/sink/identities/identity_keeper.h"
 #include "station/sink/lines/output_listener.h"
+#include "station/sink/mqtt/mqtt_sink.h"
 #include "station/sink/recording/recorder.h"
 #include "station/sink/service/service_notifier.h"
 
@@ -23,11 +24,11 @@ namespace orvix::station {
 
 /// Everybody who listens to a running station.
 struct RunSinks {
-    /// Live in `home`. `moves`: whether the station does; `isSimulated`: whether a port is. Raises what keeps one of
-    /// them from working.
+    /// Live in `home`. `moves`: whether the station does; `isSimulated`: whether a port is; `questions`: what is asked
+    /// of the station. Raises what keeps one of them from working.
     RunSinks(const RunOptions& options, const StationSetup& setup, const StationFolders& folders, Output& output,
              platform::RealApartment& home, std::function<bool()> moves,
-             std::function<bool(const std::string& port)> isSimulated);
+             std::function<bool(const std::string& port)> isSimulated, MqttQuestions questions);
 
     /// They are told in the order in which they stand here.
     void AddTo(StationRun& run);
@@ -40,6 +41,7 @@ struct RunSinks {
     IdentityKeeper Identities;
     EventHub Events;
     LineHub Lines;
+    MqttSink Mqtt;
     std::unique_ptr<Histories> History;   ///< null: none is wanted
     std::unique_ptr<Recorder> Recording;  ///< the same
 };

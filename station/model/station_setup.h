@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "station/model/bus_setup.h"
+#include "station/model/mqtt_setup.h"
 
 namespace orvix::station {
 
@@ -52,6 +53,7 @@ struct StationSetup {
     /// Host and port at which metrics are offered, "127.0.0.1:9400"; empty: nowhere.
     std::string Metrics;
     WebSetup Web;
+    MqttSetup Mqtt;
 
     bool operator==(const StationSetup&) const = default;
 };

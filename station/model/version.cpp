@@ -20,7 +20,7 @@ std::string VersionText() {
     for (const auto& [format, version] : kFormats) {
         text.append(std::exchange(separator, ", ")).append(format).append(" ").append(std::to_string(version));
     }
-    return text + "\nfeatures: page, metrics, PDF, service manager\n";
+    return text + "\nfeatures: page, metrics, MQTT, PDF, service manager\n";
 }
 
 }  // namespace orvix::station

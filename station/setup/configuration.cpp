@@ -134,6 +134,19 @@ void ReadBuses(const FileValue& buses, StationSetup& setup) {
     });
 }
 
+/// What is wrong with the keys of a broker together; a value that could not be used has been told already.
+void CheckMqtt(const FileValue& table, const MqttSetup& mqtt) {
+    const auto has = [&](const char* key) { return table.Member(key) != nullptr; };
+    if (!has("broker")) table.Complain("broker", "the broker is missing");
+    if (has("password_file") && !has("user")) table.Complain("password_file", "a password needs a user");
+    if (has("cert") != has("key")) {
+        table.Complain(has("cert") ? "cert" : "key", "cert and key go together");
+    }
+    for (const char* key : {"ca", "cert", "key"}) {
+        if (has(key) && mqtt.IsOn() && !mqtt.Broker.Tls) table.Complain(key, "is of use with mqtts:// alone");
+    }
+}
+
 std::vector<FileKey> StationKeys(StationSetup& setup) {
     auto keys = KeysOf(StationOptionTable(), {}, setup);
     keys.push_back({"bus", [&](const FileValue& value) { ReadBuses(value, setup); }});
@@ -142,6 +155,10 @@ std::vector<FileKey> StationKeys(StationSetup& setup) {
                             ReadTable(value, KeysOf(StationOptionTable(), name, setup));
                         }});
     }
+    keys.push_back({"mqtt", [&setup](const FileValue& value) {
+                        ReadTable(value, KeysOf(StationOptionTable(), "mqtt", setup));
+                        CheckMqtt(value, setup.Mqtt);
+                    }});
     return keys;
 }
 

@@ -73,6 +73,26 @@ double DeadBand(const Value& value) {
     return band;
 }
 
+BrokerAddress Broker(const Value& value) {
+    const auto broker = ParseBroker(value.Text());
+    if (!broker) throw BadValue(kBrokerForm);
+    return *broker;
+}
+
+std::string TopicLevel(const Value& value) {
+    auto text = value.Text();
+    if (!IsTopicLevel(text)) throw BadValue("write a name without /, + and #");
+    return text;
+}
+
+std::string TopicBase(const Value& value) {
+    auto text = value.Text();
+    if (text.find_first_of("+#$") != std::string::npos || text.starts_with('/') || text.ends_with('/')) {
+        throw BadValue("write levels of a topic, such as \"site/hall\", without +, # and $");
+    }
+    return text;
+}
+
 constexpr Option<StationSetup> kStationOptions[] = {
     {"data", "--data", "DIR", "folder of the database and of what is recorded",
      [](const Value& value, StationSetup& setup) { setup.Data = value.Path(); }},
@@ -104,6 +124,22 @@ constexpr Option<StationSetup> kStationOptions[] = {
      [](const Value& value, StationSetup& setup) { setup.Web.Hosts = value.Texts(); }},
     {"web.lines", nullptr, nullptr, nullptr,
      [](const Value& value, StationSetup& setup) { setup.Web.Lines = value.Boolean(); }},
+    {"mqtt.broker", "--mqtt", "URL", "report to an MQTT broker: mqtt://HOST, or mqtts://HOST with TLS",
+     [](const Value& value, StationSetup& setup) { setup.Mqtt.Broker = Broker(value); }},
+    {"mqtt.station", nullptr, nullptr, nullptr,
+     [](const Value& value, StationSetup& setup) { setup.Mqtt.Station = TopicLevel(value); }},
+    {"mqtt.topic", nullptr, nullptr, nullptr,
+     [](const Value& value, StationSetup& setup) { setup.Mqtt.Topic = TopicBase(value); }},
+    {"mqtt.user", nullptr, nullptr, nullptr,
+     [](const Value& value, StationSetup& setup) { setup.Mqtt.User = value.Text(); }},
+    {"mqtt.password_file", nullptr, nullptr, nullptr,
+     [](const Value& value, StationSetup& setup) { setup.Mqtt.PasswordFile = value.Path(); }},
+    {"mqtt.ca", nullptr, nullptr, nullptr,
+     [](const Value& value, StationSetup& setup) { setup.Mqtt.Ca = value.Path(); }},
+    {"mqtt.cert", nullptr, nullptr, nullptr,
+     [](const Value& value, StationSetup& setup) { setup.Mqtt.Cert = value.Path(); }},
+    {"mqtt.key", nullptr, nullptr, nullptr,
+     [](const Value& value, StationSetup& setup) { setup.Mqtt.Key = value.Path(); }},
     {"alarms.on_alarm", nullptr, nullptr, nullptr,
      [](const Value& value, StationSetup& setup) { setup.OnAlarm = value.Command(); }},
 };

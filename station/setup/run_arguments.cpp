@@ -29,7 +29,7 @@ Command Running(const char* name, const char* help, const char* recordOption) {
     plain.Excludes = {"--json"};
     arguments.push_back(std::move(plain));
     arguments.push_back(Flag("-q,--quiet", "no readings, only what is out of the ordinary", options->Quiet));
-    for (const char* option : {"--web", "--web-tokens", "--metrics", "--no-history"})
+    for (const char* option : {"--web", "--web-tokens", "--mqtt", "--metrics", "--no-history"})
         arguments.push_back(StationOption(option, options->OfStation));
     return {name, help, std::move(arguments), [options] { return *options; }};
 }

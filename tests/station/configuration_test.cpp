@@ -22,6 +22,15 @@ std::vector<std::string> Complaints(const std::string& text) {
     }
 }
 
+TEST(Configuration, ABrokerIsNamedByItsUrl) {
+    using station::BrokerAddress;
+    EXPECT_EQ(station::ParseBroker("mqtt://h"), (BrokerAddress{"h", 1883, false}));
+    EXPECT_EQ(station::ParseBroker("mqtts://[::1]:1/"), (BrokerAddress{"::1", 1, true}));
+    for (const char* url : {"h", "http://h", "mqtt://", "mqtt://h:", "mqtt://h:0", "mqtt://h:65536", "mqtt://h:1x",
+                            "mqtt://::1", "mqtt://h/topic", "mqtt://a b"})
+        EXPECT_FALSE(station::ParseBroker(url)) << url;
+}
+
 TEST(Configuration, FillsTheWholeSetup) {
     const auto setup = ParseConfiguration(R"(
 data = "/var/d"
@@ -57,6 +66,15 @@ longest_silence = "10m"
 max_size = "500MB"
 [metrics]
 listen = "127.0.0.1:9400"
+[mqtt]
+broker = "mqtts://broker.lan"
+station = "oven-3"
+topic = "site/hall"
+user = "u"
+password_file = "/p"
+ca = "/a"
+cert = "/c"
+key = "/k"
 [alarms]
 on_alarm = ["say", "it"]
 )",
@@ -82,6 +100,8 @@ on_alarm = ["say", "it"]
     EXPECT_EQ(setup.History.Record.LongestSilence, 10min);
     EXPECT_EQ(setup.History.MostBytes, 500'000'000);
     EXPECT_EQ(setup.Metrics, "127.0.0.1:9400");
+    EXPECT_EQ(setup.Mqtt,
+              (station::MqttSetup{{"broker.lan", 8883, true}, "oven-3", "site/hall", "u", "/p", "/a", "/c", "/k"}));
     EXPECT_THAT(setup.OnAlarm, ElementsAre("say", "it"));
 }
 
@@ -131,6 +151,14 @@ TEST(Configuration, EveryErrorHasItsPlaceAndKey) {
          {"f:5:8: bus[1].port: this port is there twice", "f:6:8: bus[1].name: this name is there twice"}},
         {"[metrics]\nlisten = \":70000\"",
          {"f:2:10: metrics.listen: write a numeric address and a port, such as 127.0.0.1:9400"}},
+        {"[mqtt]\nbroker = \"mqtt://u:p@host\"\nstation = \"a/b\"\ntopic = \"a/+\"\ncert = \"c\"",
+         {std::string("f:2:10: mqtt.broker: ") + station::kBrokerForm,
+          "f:3:11: mqtt.station: write a name without /, + and #",
+          "f:4:9: mqtt.topic: write levels of a topic, such as \"site/hall\", without +, # and $",
+          "f:5:8: mqtt.cert: cert and key go together"}},
+        {"[mqtt]\npassword_file = \"p\"",
+         {"f:1:1: mqtt: the broker is missing", "f:2:17: mqtt.password_file: a password needs a user"}},
+        {"[mqtt]\nbroker = \"mqtt://h\"\nca = \"c\"", {"f:3:6: mqtt.ca: is of use with mqtts:// alone"}},
         {"[alarms]\non_alarm = \"x\"",
          {"f:2:12: alarms.on_alarm: write a list of texts, such as [\"one\", \"another\"]"}},
         {"[[bus]]\nname = \"a\"", {"f:1:1: bus[0]: the port is missing: write its device file, or \"simulated\""}},

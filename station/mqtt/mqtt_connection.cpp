@@ -1,0 +1,157 @@
+#include "station/mqtt/mqtt_connection.h"
+
+#include <mosquitto.h>
+#include <mqtt_protocol.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+
+#include "host/error.h"
+#include "host/text.h"
+#include "platform/regular_file.h"
+#include "station/mqtt/mqtt_failure.h"
+
+namespace orvix::station {
+namespace {
+
+// After twice this time without any answer the broker is gone.
+constexpr int kKeepAliveSeconds = 15;
+// Messages that arrive once or more are acknowledged, which tells how much the broker takes.
+constexpr int kQos = 1;
+constexpr std::size_t kLongestPassword = 64UL * 1024;
+constexpr std::size_t kLongestLog = 4096;
+// Those that Debian keeps.
+constexpr char kSystemCertificates[] = "/etc/ssl/certs";
+
+const char* PointerOf(const std::string& text) {
+    return text.empty() ? nullptr : text.c_str();
+}
+
+std::string PasswordIn(const std::string& file) {
+    auto text = BytesToText(platform::ReadRegularFile(file, kLongestPassword));
+    while (text.ends_with('\n') || text.ends_with('\r'))
+        text.pop_back();
+    return text;
+}
+
+void CheckReadable(const std::string& file) {
+    if (!file.empty() && ::access(file.c_str(), R_OK) != 0) throw SystemError(file, errno);
+}
+
+/// The library would ask at the terminal for the password of a key.
+int NoPassword(char*, int, int, void*) {
+    return 0;
+}
+
+}  // namespace
+
+void MqttConnection::Destroy::operator()(mosquitto* client) const {
+    mosquitto_destroy(client);
+}
+
+MqttConnection::MqttConnection(const MqttSetup& setup, const std::string& client, const MqttMessage& will)
+    : m_Setup(setup) {
+    static const int initialised = mosquitto_lib_init();
+    Check(initialised);
+    m_Client.reset(mosquitto_new(client.c_str(), true, this));
+    if (!m_Client) throw SystemError("the MQTT client", errno);
+    SetUp(will);
+    Check(mosquitto_connect(m_Client.get(), setup.Broker.Host.c_str(), setup.Broker.Port, kKeepAliveSeconds));
+}
+
+MqttConnection::~MqttConnection() = default;
+
+void MqttConnection::SetUp(const MqttMessage& will) {
+    SetCallbacks();
+    Check(mosquitto_int_option(m_Client.get(), MOSQ_OPT_PROTOCOL_VERSION, MQTT_PROTOCOL_V5));
+    Check(mosquitto_int_option(m_Client.get(), MOSQ_OPT_TCP_NODELAY, 1));
+    Check(mosquitto_will_set(m_Client.get(), will.Topic.c_str(), static_cast<int>(will.Payload.size()),
+                             will.Payload.data(), kQos, will.Retained));
+    SetUpLogin();
+    if (m_Setup.Broker.Tls) SetUpTls();
+}
+
+void MqttConnection::SetUpLogin() {
+    if (m_Setup.User.empty()) return;
+    const auto password = m_Setup.PasswordFile.empty() ? std::string() : PasswordIn(m_Setup.PasswordFile);
+    Check(mosquitto_username_pw_set(m_Client.get(), m_Setup.User.c_str(), PointerOf(password)));
+}
+
+void MqttConnection::SetUpTls() {
+    for (const auto& file : {m_Setup.Ca, m_Setup.Cert, m_Setup.Key})
+        CheckReadable(file);
+    Check(mosquitto_tls_set(m_Client.get(), PointerOf(m_Setup.Ca), m_Setup.Ca.empty() ? kSystemCertificates : nullptr,
+                            PointerOf(m_Setup.Cert), PointerOf(m_Setup.Key), NoPassword));
+}
+
+void MqttConnection::SetCallbacks() {
+    auto* client = m_Client.get();
+    mosquitto_connect_v5_callback_set(client, [](mosquitto*, void* self, int reason, int, const mosquitto_property*) {
+        static_cast<MqttConnection*>(self)->OnConnect(reason);
+    });
+    mosquitto_disconnect_v5_callback_set(client, [](mosquitto*, void* self, int reason, const mosquitto_property*) {
+        auto& given = static_cast<MqttConnection*>(self)->m_Reason;
+        if (given == 0) given = reason;
+    });
+    mosquitto_publish_v5_callback_set(client,
+                                      [](mosquitto*, void* self, int message, int reason, const mosquitto_property*) {
+                                          static_cast<MqttConnection*>(self)->OnPublish(message, reason);
+                                      });
+    mosquitto_log_callback_set(client, [](mosquitto*, void* self, int level, const char* text) {
+        auto& log = static_cast<MqttConnection*>(self)->m_Log;
+        if (level == MOSQ_LOG_ERR && log.size() < kLongestLog) log.append("\n").append(text);
+    });
+}
+
+void MqttConnection::OnConnect(int reason) {
+    m_IsUp = reason == 0;
+    m_Reason = reason;
+}
+
+void MqttConnection::OnPublish(int message, int reason) {
+    const auto handed = m_UnderWay.extract(message);
+    if (!handed) return;
+    const auto& [topic, isClear] = handed.mapped();
+    if (reason >= MQTT_RC_UNSPECIFIED) m_NotTaken = topic + ": " + WhyNotTaken(reason, m_Setup);
+    if (isClear) m_Cleared.push_back(topic);
+}
+
+void MqttConnection::Check(int result) const {
+    const int systemCode = errno;
+    if (result == MOSQ_ERR_SUCCESS) return;
+    const int code = m_Reason != 0 ? m_Reason : result;
+    throw Error(errors::General, WhyFailed({code, systemCode, m_IsUp, m_Log}, m_Setup));
+}
+
+void MqttConnection::Work(int wake, int milliseconds) {
+    auto* client = m_Client.get();
+    const auto wanted = static_cast<short>(mosquitto_want_write(client) ? POLLIN | POLLOUT : POLLIN);
+    std::array<pollfd, 2> ready{{{mosquitto_socket(client), wanted, 0}, {wake, POLLIN, 0}}};
+    ::poll(ready.data(), ready.size(), milliseconds);
+    if ((ready[0].revents & ~POLLOUT) != 0) Check(mosquitto_loop_read(client, 1));
+    if ((ready[0].revents & POLLOUT) != 0) Check(mosquitto_loop_write(client, 1));
+    Check(mosquitto_loop_misc(client));
+    if (mosquitto_socket(client) < 0) Check(MOSQ_ERR_CONN_LOST);
+}
+
+void MqttConnection::Publish(const MqttMessage& message) {
+    int id = 0;
+    const int result =
+        mosquitto_publish(m_Client.get(), &id, message.Topic.c_str(), static_cast<int>(message.Payload.size()),
+                          message.Payload.data(), kQos, message.Retained);
+    if (result == MOSQ_ERR_SUCCESS) {
+        m_UnderWay.insert_or_assign(id, Handed{message.Topic, message.Retained && message.Payload.empty()});
+    } else if (result == MOSQ_ERR_OVERSIZE_PACKET || result == MOSQ_ERR_PAYLOAD_SIZE || result == MOSQ_ERR_INVAL) {
+        m_NotTaken = message.Topic + ": " + WhyNotTaken(result, m_Setup);
+    } else {
+        Check(result);
+    }
+}
+
+void MqttConnection::End() {
+    mosquitto_disconnect_v5(m_Client.get(), MQTT_RC_DISCONNECT_WITH_WILL_MSG, nullptr);
+}
+
+}  // namespace orvix::station

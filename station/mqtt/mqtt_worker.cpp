@@ -1,0 +1,195 @@
+#include "station/mqtt/mqtt_worker.h"
+
+#include <sys/eventfd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include "host/error.h"
+#include "station/mqtt/topics.h"
+#include "station/words/quantity_text.h"
+
+namespace orvix::station {
+namespace {
+
+constexpr std::chrono::milliseconds kFirstPause{1000};
+constexpr std::chrono::milliseconds kMostPause{60'000};
+// A connection that lasts as long is one.
+constexpr std::chrono::seconds kShort{10};
+// What waits at the end has as long to be sent.
+constexpr std::chrono::seconds kLastWords{2};
+// What a slow broker has missed is not told more often.
+constexpr std::chrono::minutes kSlowSilence{10};
+constexpr int kTurn = 1000;
+constexpr std::size_t kMostUnderWay = 100;
+
+}  // namespace
+
+MqttWorker::MqttWorker(MqttSetup setup, OutgoingMessages::Retained kept, Apartment& home,
+                       std::function<void(const std::string&)> tell)
+    : m_Setup(std::move(setup)),
+      m_Begin(m_Setup.Topic + "/" + m_Setup.Station + "/"),
+      m_Wake(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      m_LongestPause(kFirstPause),
+      m_Outgoing(std::move(kept)),
+      m_Home(&home),
+      m_Tell(std::move(tell)) {
+    if (!m_Wake.IsOpen()) throw SystemError("the MQTT client", errno);
+    m_Outgoing.Put({kStatusTopic, kOnline, true});
+}
+
+void MqttWorker::Run() {
+    while (!IsLeft()) {
+        const auto why = Serve();
+        if (IsLeft()) break;
+        TellFailed(why);
+        std::unique_lock lock(m_Mutex);
+        m_Changed.wait_for(lock, Pause(), [this] { return m_LeftAt.has_value(); });
+    }
+    const std::scoped_lock lock(m_Mutex);
+    m_HasEnded = true;
+    m_Changed.notify_all();
+}
+
+std::string MqttWorker::Serve() {
+    std::string why;
+    m_UpSince.reset();
+    m_IsToldUp = false;
+    try {
+        MqttConnection connection(m_Setup, "nimbo1-" + m_Setup.Station, {Whole(kStatusTopic), kOffline, true});
+        while (!IsDone(connection))
+            Attend(connection);
+        connection.End();
+    } catch (const std::exception& error) {
+        why = error.what();
+    }
+    m_WasShort = m_UpSince && Clock::now() - *m_UpSince < kShort;
+    if (m_UpSince && !m_WasShort) m_LongestPause = kFirstPause;
+    Change([](OutgoingMessages& outgoing) { outgoing.Disconnected(); });
+    return why;
+}
+
+void MqttWorker::Attend(MqttConnection& connection) {
+    connection.Work(m_Wake.Get(), kTurn);
+    eventfd_t count = 0;
+    ::eventfd_read(m_Wake.Get(), &count);
+    if (!connection.IsUp()) return;
+    if (!m_UpSince) {
+        m_UpSince = Clock::now();
+        Change([](OutgoingMessages& outgoing) { outgoing.Connected(kStatusTopic); });
+    }
+    HandOver(connection);
+    TakeAnswers(connection);
+    TellSlow();
+    // Two clients of one name that throw each other out are not well because they are connected now.
+    if (!m_IsToldUp && (!m_WasShort || Clock::now() - *m_UpSince > kShort)) TellConnected();
+}
+
+void MqttWorker::HandOver(MqttConnection& connection) {
+    while (connection.UnderWay() < kMostUnderWay) {
+        std::optional<MqttMessage> message;
+        {
+            const std::scoped_lock lock(m_Mutex);
+            message = m_Outgoing.Next();
+        }
+        if (!message) return;
+        message->Topic = Whole(message->Topic);
+        connection.Publish(*message);
+    }
+}
+
+void MqttWorker::TakeAnswers(MqttConnection& connection) {
+    for (const auto& topic : connection.TakeCleared()) {
+        const std::scoped_lock lock(m_Mutex);
+        m_Outgoing.Cleared(topic.substr(m_Begin.size()));
+    }
+    const auto refusal = connection.TakeNotTaken();
+    if (refusal && !std::exchange(m_IsToldRefusal, true)) Tell("does not take " + *refusal);
+}
+
+bool MqttWorker::IsDone(const MqttConnection& connection) {
+    const std::scoped_lock lock(m_Mutex);
+    if (!m_LeftAt) return false;
+    const bool isSent = m_Outgoing.IsEmpty() && connection.UnderWay() == 0;
+    return !connection.IsUp() || isSent || Clock::now() - *m_LeftAt > kLastWords;
+}
+
+void MqttWorker::TellConnected() {
+    m_IsToldUp = true;
+    std::uint64_t dropped = 0;
+    Change([&](OutgoingMessages& outgoing) { dropped = outgoing.TakeDropped(); });
+    const bool isAgain = !std::exchange(m_Trouble, {}).empty();
+    const auto missing = !isAgain || dropped == 0 ? "" : "; " + Counted(dropped, "live state") + " not sent";
+    Tell((isAgain ? "connected again" : "connected") + missing + "; topics begin with " + m_Begin);
+}
+
+void MqttWorker::TellSlow() {
+    if (!m_IsToldUp || (m_ToldSlowAt && Clock::now() - *m_ToldSlowAt < kSlowSilence)) return;
+    std::uint64_t dropped = 0;
+    Change([&](OutgoingMessages& outgoing) { dropped = outgoing.IsEmpty() ? outgoing.TakeDropped() : 0; });
+    if (dropped == 0) return;
+    m_ToldSlowAt = Clock::now();
+    Tell("it was too slow: " + Counted(dropped, "live state") + " not sent, but newer ones in their places");
+}
+
+void MqttWorker::TellFailed(const std::string& why) {
+    if (std::exchange(m_Trouble, why) != why) Tell(why + "; it is tried again and again");
+}
+
+void MqttWorker::Tell(const std::string& text) {
+    const std::scoped_lock lock(m_Mutex);
+    if (m_Home == nullptr) return;
+    const auto broker = m_Setup.Broker.Host + ":" + std::to_string(m_Setup.Broker.Port);
+    m_Home->Post([tell = m_Tell, line = "MQTT broker " + broker + ": " + text] { tell(line); });
+}
+
+/// Many stations lose their broker at the same time, and are not to come back so.
+std::chrono::milliseconds MqttWorker::Pause() {
+    const auto longest = m_LongestPause;
+    m_LongestPause = std::min(longest * 2, kMostPause);
+    return std::chrono::milliseconds(
+        std::uniform_int_distribution<std::int64_t>(longest.count() / 2, longest.count())(m_Random));
+}
+
+std::string MqttWorker::Whole(const std::string& topic) const {
+    return m_Begin + topic;
+}
+
+bool MqttWorker::IsLeft() {
+    const std::scoped_lock lock(m_Mutex);
+    return m_LeftAt.has_value();
+}
+
+void MqttWorker::Change(const std::function<void(OutgoingMessages&)>& change) {
+    bool isWaiting = false;
+    {
+        const std::scoped_lock lock(m_Mutex);
+        const bool wasEmpty = m_Outgoing.IsEmpty();
+        change(m_Outgoing);
+        isWaiting = wasEmpty && !m_Outgoing.IsEmpty();
+    }
+    if (isWaiting) ::eventfd_write(m_Wake.Get(), 1);
+}
+
+OutgoingMessages::Retained MqttWorker::Kept() {
+    const std::scoped_lock lock(m_Mutex);
+    return m_Outgoing.Kept();
+}
+
+void MqttWorker::Leave() {
+    {
+        const std::scoped_lock lock(m_Mutex);
+        m_Home = nullptr;
+        if (!m_LeftAt) m_LeftAt = Clock::now();
+    }
+    m_Changed.notify_all();
+    ::eventfd_write(m_Wake.Get(), 1);
+}
+
+void MqttWorker::WaitForEnd(std::chrono::milliseconds limit) {
+    std::unique_lock lock(m_Mutex);
+    m_Changed.wait_for(lock, limit, [this] { return m_HasEnded; });
+}
+
+}  // namespace orvix::station

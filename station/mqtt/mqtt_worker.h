@@ -1,0 +1,77 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <random>
+#include <string>
+
+#include "host/apartment.h"
+#include "platform/file_descriptor.h"
+#include "station/model/mqtt_setup.h"
+#include "station/mqtt/mqtt_connection.h"
+#include "station/mqtt/outgoing_messages.h"
+
+namespace orvix::station {
+
+/// What the thread of a client does. It may outlive the client.
+class MqttWorker {
+public:
+    MqttWorker(MqttSetup setup, OutgoingMessages::Retained kept, Apartment& home,
+               std::function<void(const std::string&)> tell);
+
+    /// Connects again and again, until nobody wants it any more.
+    void Run();
+
+    // What others call, from their threads.
+
+    void Change(const std::function<void(OutgoingMessages&)>& change);
+    OutgoingMessages::Retained Kept();
+    /// The end is wanted. Nobody is told anything any more.
+    void Leave();
+    void WaitForEnd(std::chrono::milliseconds limit);
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    /// From the connection to its end, for the reason that is returned.
+    std::string Serve();
+    void Attend(MqttConnection& connection);
+    void HandOver(MqttConnection& connection);
+    void TakeAnswers(MqttConnection& connection);
+    /// Returns whether all has been sent, or the time for that is over.
+    bool IsDone(const MqttConnection& connection);
+    bool IsLeft();
+    void TellConnected();
+    void TellSlow();
+    void TellFailed(const std::string& why);
+    void Tell(const std::string& text);
+    std::chrono::milliseconds Pause();
+    std::string Whole(const std::string& topic) const;
+
+    const MqttSetup m_Setup;
+    const std::string m_Begin;  ///< of all topics
+    platform::FileDescriptor m_Wake;
+
+    // The thread's own:
+    std::mt19937 m_Random{std::random_device()()};
+    std::chrono::milliseconds m_LongestPause;
+    std::optional<Clock::time_point> m_UpSince;
+    bool m_IsToldUp = false;
+    bool m_WasShort = false;  ///< the broker ended the connection before right after it was up
+    bool m_IsToldRefusal = false;
+    std::optional<Clock::time_point> m_ToldSlowAt;
+    std::string m_Trouble;  ///< that was told; empty: all is well
+
+    std::mutex m_Mutex;  ///< guards what follows
+    std::condition_variable m_Changed;
+    OutgoingMessages m_Outgoing;
+    Apartment* m_Home;  ///< null: the client has gone
+    std::function<void(const std::string&)> m_Tell;
+    std::optional<Clock::time_point> m_LeftAt;
+    bool m_HasEnded = false;
+};
+
+}  // namespace orvix::station

@@ -1,0 +1,79 @@
+#include "station/mqtt/outgoing_messages.h"
+
+namespace orvix::station {
+
+void OutgoingMessages::Put(MqttMessage message) {
+    if (message.Retained) {
+        PutRetained(message.Topic, std::move(message.Payload));
+    } else {
+        PutState(std::move(message));
+    }
+}
+
+void OutgoingMessages::PutRetained(const std::string& topic, std::string payload) {
+    m_Retained[topic] = std::move(payload);
+    if (m_IsConnected && m_WaitingRetained.insert(topic).second) m_RetainedOrder.push_back(topic);
+}
+
+void OutgoingMessages::PutState(MqttMessage message) {
+    if (!m_IsConnected) {
+        ++m_Dropped;
+        return;
+    }
+    const auto [state, isNew] = m_States.insert_or_assign(message.Topic, std::move(message.Payload));
+    if (isNew) {
+        m_StateOrder.push_back(state->first);
+    } else {
+        ++m_Dropped;
+    }
+}
+
+void OutgoingMessages::ClearBelow(const std::string& begin) {
+    for (auto topic = m_Retained.lower_bound(begin); topic != m_Retained.end() && topic->first.starts_with(begin);
+         ++topic) {
+        if (!topic->second.empty()) PutRetained(topic->first, {});
+    }
+}
+
+void OutgoingMessages::Connected(const std::string& first) {
+    m_IsConnected = true;
+    m_RetainedOrder.clear();
+    m_WaitingRetained.clear();
+    for (const auto& [topic, payload] : m_Retained) {
+        m_WaitingRetained.insert(topic);
+        if (topic == first) {
+            m_RetainedOrder.push_front(topic);
+        } else {
+            m_RetainedOrder.push_back(topic);
+        }
+    }
+}
+
+void OutgoingMessages::Disconnected() {
+    m_IsConnected = false;
+    m_Dropped += m_StateOrder.size();
+    m_States.clear();
+    m_StateOrder.clear();
+    m_RetainedOrder.clear();
+    m_WaitingRetained.clear();
+}
+
+std::optional<MqttMessage> OutgoingMessages::Next() {
+    if (!m_RetainedOrder.empty()) {
+        auto topic = std::move(m_RetainedOrder.front());
+        m_RetainedOrder.pop_front();
+        m_WaitingRetained.erase(topic);
+        return MqttMessage{topic, m_Retained[topic], true};
+    }
+    if (m_StateOrder.empty()) return std::nullopt;
+    auto state = m_States.extract(m_StateOrder.front());
+    m_StateOrder.pop_front();
+    return MqttMessage{std::move(state.key()), std::move(state.mapped()), false};
+}
+
+void OutgoingMessages::Cleared(const std::string& topic) {
+    const auto kept = m_Retained.find(topic);
+    if (kept != m_Retained.end() && kept->second.empty() && !m_WaitingRetained.contains(topic)) m_Retained.erase(kept);
+}
+
+}  // namespace orvix::station

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/apartment.h"
+#include "station/json/json.h"
+#include "station/model/listener.h"
+#include "station/model/mqtt_setup.h"
+#include "station/mqtt/mqtt_client.h"
+
+namespace orvix::station {
+
+/// What the sink asks the station for, now and then.
+struct MqttQuestions {
+    std::function<std::vector<Reading>()> Values;     ///< as StationRun::Values
+    std::function<std::vector<AlarmEvent>()> Alarms;  ///< those that are on
+    std::function<Json()> Buses;                      ///< the health of each, with its name as "port"
+};
+
+/// Reports to an MQTT broker: each reading and alarm as it comes; once a second which devices are there, now and then
+/// the health of the buses. Lives in `home`, and waits for nothing.
+class MqttSink : public Listener {
+public:
+    /// How long Close takes at most.
+    static constexpr std::chrono::milliseconds kLongestClose{2500};
+
+    /// `session`: UUID of the run. `tell` is called in `home` with what people should know.
+    MqttSink(std::string session, Apartment& home, MqttQuestions questions, MqttClient::Tell tell);
+    ~MqttSink() override;
+
+    /// Reports there from now on, or nowhere. `folder`: the data folder, where a name that was made up is kept; ends
+    /// with "/".
+    void Use(MqttSetup setup, const std::string& folder);
+    void OnReading(const Reading& reading) override;
+    void OnAlarm(const AlarmEvent& event) override;
+    void OnPortGone(const std::string& port) override;
+    /// Ends the connection, and gives it a short time to send what waits.
+    void Close();
+
+private:
+    void Look();
+    void LookAtDevices();
+    void LookAtBuses();
+
+    const std::string m_Session;
+    Apartment& m_Home;
+    const MqttQuestions m_Questions;
+    const MqttClient::Tell m_Tell;
+    std::unique_ptr<MqttClient> m_Client;  ///< null: no broker is wanted
+    std::unique_ptr<Timer> m_Look;
+    unsigned m_Looks = 0;
+    std::map<std::string, std::string> m_Devices;  ///< availability of those that are there, by id; empty: not told
+};
+
+}  // namespace orvix::station

@@ -1,0 +1,246 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <string>
+
+#include "station/mqtt/outgoing_messages.h"
+#include "tests/station/json_lines.h"
+#include "tests/station/mqtt_broker.h"
+
+namespace orvix::tests {
+namespace {
+
+using station::OutgoingMessages;
+using testing::HasSubstr;
+
+std::string AllThatWaits(OutgoingMessages& outgoing) {
+    std::string all;
+    while (const auto next = outgoing.Next())
+        all += (next->Retained ? "!" : "") + next->Topic + "=" + next->Payload + " ";
+    return all;
+}
+
+TEST(Mqtt, OfEachTopicTheNewestWaitsAndAnOldStateIsNeverSent) {
+    OutgoingMessages outgoing(OutgoingMessages::Retained{{"alarm", "from before"}});
+    outgoing.Put({"state", "of a time without a connection"});
+    EXPECT_EQ(outgoing.TakeDropped(), 1U);
+    outgoing.Put({"status", "online", true});
+    EXPECT_FALSE(outgoing.Next());
+
+    outgoing.Connected("status");
+    for (int i = 1; i <= 100000; ++i)
+        outgoing.Put({i % 2 == 0 ? "a/state" : "b/state", std::to_string(i)});
+    outgoing.Put({"alarm", "over", true});
+    EXPECT_EQ(AllThatWaits(outgoing), "!status=online !alarm=over b/state=99999 a/state=100000 ");
+    EXPECT_EQ(outgoing.TakeDropped(), 99998U);
+
+    outgoing.Put({"a/state", "7"});
+    outgoing.Disconnected();
+    EXPECT_EQ(outgoing.TakeDropped(), 1U);
+    outgoing.Connected("status");
+    EXPECT_EQ(AllThatWaits(outgoing), "!status=online !alarm=over ");
+}
+
+TEST(Mqtt, WhatIsNoLongerThereIsClearedUntilTheBrokerHasIt) {
+    OutgoingMessages outgoing(OutgoingMessages::Retained{{"d/1/alarm", "on"}, {"d/10/alarm", "on"}});
+    outgoing.Connected("");
+    AllThatWaits(outgoing);
+    outgoing.ClearBelow("d/1/");
+    EXPECT_EQ(AllThatWaits(outgoing), "!d/1/alarm= ");
+    outgoing.Disconnected();
+    outgoing.Connected("");
+    EXPECT_EQ(AllThatWaits(outgoing), "!d/1/alarm= !d/10/alarm=on ");
+    outgoing.Cleared("d/1/alarm");
+    EXPECT_EQ(outgoing.Kept(), (OutgoingMessages::Retained{{"d/10/alarm", "on"}}));
+}
+
+constexpr char kDoor[] = "[[bus.device]]\naddress = 7\nmodel = \"digital\"\n";
+
+/// A station with a simulated device, too cold, that reports to a broker.
+struct Reporting {
+    /// `mqtt`: lines of its configuration; `devices`: more devices.
+    explicit Reporting(const std::string& mqtt, const std::string& devices = {}) {
+        Configure(mqtt, devices);
+        Station.emplace(
+            std::vector<std::string>{"run", "--plain", "--no-history", "--config", File, "--data", Folder.Path + "/d"});
+    }
+    void Configure(const std::string& mqtt, const std::string& devices = {}) const {
+        std::ofstream(File) << "[[bus]]\nport = \"simulated\"\nname = \"hall 1/a\"\nevery = \"100ms\"\n"
+                            << "[[bus.device]]\naddress = 5\nmodel = \"sensor\"\nlow = 84.0\n"
+                            << devices << "[mqtt]\nstation = \"s1\"\n"
+                            << mqtt;
+    }
+    void Reload(const std::string& mqtt) const {
+        Configure(mqtt);
+        Station->Signal(SIGHUP);
+    }
+    /// Waits for readings that are shown from now on.
+    void AwaitReadings() {
+        for (int i = 0; i < 20; ++i)
+            EXPECT_TRUE(Station->AwaitOutput("\n"));
+    }
+
+    TestFolder Folder;
+    const std::string File = Folder.Path + "/nimbo1.toml";
+    std::optional<Program> Station;
+};
+
+std::string At(const Broker& broker, const std::string& scheme = "mqtt") {
+    return "broker = \"" + scheme + "://127.0.0.1:" + std::to_string(broker.Port) + "\"\n";
+}
+
+bool IsSomething(const std::string& payload) {
+    return !payload.empty();
+}
+
+TEST(Mqtt, LiveValuesAreSentAndWhatIsKeptByTheBrokerFollowsTheStation) {
+    const Broker broker;
+    Subscriber live(broker);
+    Reporting station(At(broker), kDoor);
+    live.Await("nimbo1/s1/status", "online");
+    std::string id;
+    live.Await("nimbo1/s1/buses/hall 1%2Fa/health", [&](const std::string& payload) {
+        const auto health = Json::parse(payload);
+        for (const auto& device : health["devices"])
+            if (device["address"] == 7 && device["id"].is_string()) id = device["id"];
+        return !id.empty() && health["port"] == "hall 1/a";
+    });
+    const auto state = Json::parse(live.Await("nimbo1/s1/devices/" + id + "/state", IsSomething).Payload);
+    EXPECT_EQ(state["quality"], "good");
+    EXPECT_EQ(state["session"].get<std::string>().size(), 36U);
+    EXPECT_GT(state["seq"], 0);
+
+    Subscriber later(broker);
+    const auto alarms = [](const std::string& payload) { return Json::parse(payload)["alarm"] == "low"; };
+    std::string cold;
+    const auto isState = [&](const std::string& payload) {
+        const auto reading = Json::parse(payload);
+        if (reading["address"] == 5) cold = reading["id"];
+        return true;
+    };
+    later.AwaitAny("/availability", [](const std::string& payload) { return payload == "online"; });
+    Subscriber states(broker);
+    while (cold.empty())
+        EXPECT_FALSE(states.AwaitAny("/state", isState).WasKept);
+    EXPECT_TRUE(Subscriber(broker).Await("nimbo1/s1/devices/" + cold + "/alarm/low", alarms).WasKept);
+
+    station.Reload(At(broker) + "topic = \"site/a\"\n");
+    EXPECT_TRUE(station.Station->AwaitError("connects to the MQTT broker anew"));
+    live.Await("site/a/s1/status", "online");
+    live.Await("site/a/s1/devices/" + id + "/availability", "");
+    station.Station->Signal(SIGTERM);
+    live.Await("site/a/s1/status", "offline");
+    EXPECT_EQ(station.Station->Finish().Status, 0);
+}
+
+TEST(Mqtt, ABrokerThatIsGoneOrStandsStillHoldsUpNothingAndIsSaidOnce) {
+    Broker broker;
+    Reporting station(At(broker));
+    EXPECT_TRUE(station.Station->AwaitError(": connected; topics begin with nimbo1/s1/"));
+    broker.Kill();
+    EXPECT_TRUE(station.Station->AwaitError("MQTT broker 127.0.0.1:"));
+    station.AwaitReadings();
+    broker.Start();
+    EXPECT_TRUE(station.Station->AwaitError("connected again"));
+    {
+        Subscriber live(broker);
+        EXPECT_TRUE(live.Await("nimbo1/s1/status", "online").WasKept);
+        live.AwaitAny("/state", IsSomething);
+    }
+    broker.Signal(SIGSTOP);
+    station.AwaitReadings();
+    station.Station->Signal(SIGTERM);
+    const auto result = station.Station->Finish();
+    EXPECT_EQ(result.Status, 0);
+    EXPECT_THAT(result.Err, HasSubstr("live states not sent"));
+}
+
+TEST(Mqtt, ANameThatNobodyGaveIsKept) {
+    const Broker broker;
+    const TestFolder folder;
+    std::string names[2];
+    for (auto& name : names) {
+        Program station({"run", "--plain", "--no-history", "--data", folder.Path, "--mqtt",
+                         "mqtt://localhost:" + std::to_string(broker.Port)});
+        EXPECT_TRUE(station.AwaitError("topics begin with nimbo1/"));
+        station.Signal(SIGTERM);
+        const auto text = station.Finish().Err;
+        name = text.substr(text.find("nimbo1/") + 7);
+        name = name.substr(0, name.find('/'));
+        EXPECT_EQ(name + "\n", ContentsOf(folder.Path + "/mqtt-station"));
+    }
+    EXPECT_EQ(names[0], names[1]);
+}
+
+/// Certificates of two authorities, and one of the first for the address 127.0.0.1 and one for another name.
+struct Certificates {
+    Certificates() {
+        for (const std::string ca : {"/ca", "/other"})
+            RunTool({"openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes",
+                     "-days", "2", "-subj", "/CN=" + ca.substr(1), "-keyout", Path + ca + ".key", "-out", Path + ca});
+        Sign("/good", "subjectAltName=IP:127.0.0.1");
+        Sign("/foreign", "subjectAltName=DNS:elsewhere");
+    }
+    std::string Listener(const std::string& certificate) const {
+        return "allow_anonymous true\ncertfile " + Path + certificate + "\nkeyfile " + Path + certificate + ".key\n";
+    }
+    std::string Ca(const std::string& ca) const { return "ca = \"" + Path + ca + "\"\n"; }
+
+private:
+    void Sign(const std::string& name, const std::string& extension) const {
+        std::ofstream(Path + name + ".ext") << extension << "\n";
+        RunTool({"openssl", "req", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes", "-subj",
+                 "/CN=broker", "-keyout", Path + name + ".key", "-out", Path + name + ".csr"});
+        RunTool({"openssl", "x509", "-req", "-in", Path + name + ".csr", "-CA", Path + "/ca", "-CAkey",
+                 Path + "/ca.key", "-CAcreateserial", "-days", "2", "-extfile", Path + name + ".ext", "-out",
+                 Path + name});
+    }
+    TestFolder m_Folder;
+    const std::string& Path = m_Folder.Path;
+};
+
+TEST(Mqtt, SaysWhatIsWrongWithAConnection) {
+    const Certificates files;
+    const TestFolder folder;
+    const auto password = folder.Path + "/password";
+    RunTool({"mosquitto_passwd", "-b", "-c", folder.Path + "/users", "u", "secret"});
+    std::ofstream(folder.Path + "/rights") << "topic read #\n";
+    std::ofstream(password) << "secret\n";
+    std::ofstream(folder.Path + "/wrong") << "guessed\n";
+    const Broker open;
+    const Broker closed("password_file " + folder.Path + "/users\n");
+    const Broker readOnly("allow_anonymous true\nacl_file " + folder.Path + "/rights\n");
+    const Broker tls(files.Listener("/good"));
+    const Broker foreign(files.Listener("/foreign"));
+    const auto login = [&](const std::string& file) { return "user = \"u\"\npassword_file = \"" + file + "\"\n"; };
+    const struct {
+        std::string Mqtt;
+        std::string Says;
+    } kCases[] = {
+        {At(closed) + login(password), ": connected; "},
+        {At(tls, "mqtts") + files.Ca("/ca"), ": connected; "},
+        {At(closed) + login(folder.Path + "/wrong"), "it refuses the login"},
+        {At(closed) + login(folder.Path + "/none"), "/none cannot be opened: No such file"},
+        {At(readOnly), "does not take nimbo1/s1/status: Not authorized: let clients without a user write there"},
+        {At(tls, "mqtts") + files.Ca("/other"), "/other, or not valid now"},
+        {At(foreign, "mqtts") + files.Ca("/ca"), "its certificate is not for 127.0.0.1"},
+        {At(open, "mqtts") + files.Ca("/ca"), "is this port one for TLS?"},
+        {At(tls), "does the port want TLS, mqtts://?"},
+        {"broker = \"mqtt://127.0.0.1:" + std::to_string(FreePort()) + "\"\n", "Connection refused"},
+        {"broker = \"mqtt://no-such-host.invalid\"\n", "its name cannot be looked up"},
+    };
+    for (const auto& [mqtt, says] : kCases) {
+        SCOPED_TRACE(mqtt);
+        Reporting station(mqtt);
+        EXPECT_TRUE(station.Station->AwaitError(says));
+        station.AwaitReadings();
+    }
+    Reporting station(At(open));
+    EXPECT_TRUE(station.Station->AwaitError(": connected; "));
+    const Subscriber other(open, "nimbo1-s1");
+    EXPECT_TRUE(station.Station->AwaitError("another client "));
+}
+
+}  // namespace
+}  // namespace orvix::tests
