@@ -23,7 +23,7 @@ station/model:         host/ devices/protocol/bus_line.h tasks/enumerations.h st
 station/report:        host/ platform/ station/words/
 station/json:          host/ station/model/
 station/http:          host/ platform/ station/model/
-station/mqtt:          host/ platform/ station/words/ station/model/
+station/mqtt:          host/ platform/ devices/protocol/ station/words/ station/model/ station/json/
 station/store:         host/ platform/ station/words/ station/model/ station/json/
 station/line:          host/ devices/protocol/ station/model/
 station/library:       host/ platform/ devices/protocol/ tasks/i tasks/enumerations.h station/model/ station/line/ station/report/

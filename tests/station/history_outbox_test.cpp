@@ -71,7 +71,7 @@ TEST_F(HistoryOutboxTest, CarriesEveryRowOnceInTheOrderOfRecording) {
     Turn(2000);
     Add(6, 2001, {}, 5);
     auto inputs = ReadingAt(kStart + 2500, "line", 7, 9);
-    inputs.Variable = NameOf(ORVIXCNB1_VAR_INPUTBYTE);
+    inputs.Variable = "inputs";
     inputs.Seq = ++m_Seq;
     inputs.Why = Doubt::Jump;
     m_Pending->Add(inputs, ClocksAt(2500));

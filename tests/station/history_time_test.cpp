@@ -16,19 +16,18 @@ using namespace station;
 
 TEST(ClockWatch, TellsStepsAndSleepApart) {
     constexpr std::int64_t kNow = 1'795'000'000'000;
-    using Kind = Interruption::Kind;
     const struct {
         const char* What;
         ClockTimes Later;  // by so much
-        std::optional<Kind> Told;
+        std::optional<Interruption::Kind> Told;
         std::int64_t Step;
     } cases[] = {
         {"time goes on", {3'600'000, 3'600'000, 3'600'000}, {}, 0},
         {"a time service corrects", {60'500, 1000, 1000}, {}, 0},
-        {"forward", {3'601'000, 1000, 1000}, Kind::ClockSet, 3'600'000},
-        {"back by years", {-90'000'000'000, 1000, 1000}, Kind::ClockSet, -90'000'001'000},
-        {"the machine slept", {3'600'000, 3'600'000, 10}, Kind::Slept, 0},
-        {"it slept and the clock was set", {0, 3'600'000, 10}, Kind::ClockSet, -3'600'000},
+        {"forward", {3'601'000, 1000, 1000}, Interruption::Kind::ClockSet, 3'600'000},
+        {"back by years", {-90'000'000'000, 1000, 1000}, Interruption::Kind::ClockSet, -90'000'001'000},
+        {"the machine slept", {3'600'000, 3'600'000, 10}, Interruption::Kind::Slept, 0},
+        {"it slept and the clock was set", {0, 3'600'000, 10}, Interruption::Kind::ClockSet, -3'600'000},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.What);
