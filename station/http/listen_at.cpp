@@ -26,7 +26,7 @@ platform::FileDescriptor ListenAt(const std::string& where) {
     ::setsockopt(socket.Get(), SOL_SOCKET, SO_SNDBUF, &kWaitingBytes, sizeof(kWaitingBytes));
     if (::bind(socket.Get(), addresses->ai_addr, addresses->ai_addrlen) != 0 ||
         ::listen(socket.Get(), kWaitingClients) != 0) {
-        throw SystemError("nobody can be answered at " + where, errno);
+        throw SystemError("cannot listen at " + where, errno);
     }
     return socket;
 }

@@ -103,7 +103,7 @@ constexpr BusRule kBusRules[] = {
      [](const BusHealth& bus) -> Words {
          return {{"REASON", bus.PortDown->Reason}};
      }},
-    {{"the port is gone since TIME (REASON)", "plug the converter in again, the station goes on by itself"},
+    {{"the port has been gone for TIME (REASON)", "plug the converter in again, the station goes on by itself"},
      kAll,
      IsPortGone,
      [](const BusHealth& bus) -> Words {
@@ -167,7 +167,7 @@ constexpr BusRule kBusRules[] = {
      Everywhere<HaveNoValue>,
      NoWords},
     {{"devices are read every TIME, not every PERIOD as asked",
-      "fewer devices, a longer period, or mend those that often fail"},
+      "fewer devices, a longer period, or repair those that often fail"},
      kNone,
      IsTooSlow,
      [](const BusHealth& bus) -> Words {

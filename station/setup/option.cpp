@@ -25,7 +25,7 @@ constexpr Option<BusSetup> kBusOptions[] = {
      [](const Value& value, BusSetup& bus) { bus.Every = value.Span(kShortestPeriod, kLongestPeriod); }},
     {"retries", "--retries", "N", "extra attempts of a failed exchange (3)",
      [](const Value& value, BusSetup& bus) { bus.Retries = static_cast<std::int32_t>(value.Whole(0, kMostRetries)); }},
-    {"timeout_factor", "--timeout-factor", "MS", "time-out per character (10); an answer has five of them",
+    {"timeout_factor", "--timeout-factor", "MS", "an answer may take five times as many milliseconds (10)",
      [](const Value& value, BusSetup& bus) {
          bus.TimeoutFactor = static_cast<std::int32_t>(value.Whole(1, kLongestTimeoutFactor));
      }},

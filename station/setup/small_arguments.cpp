@@ -10,7 +10,7 @@ Command HealthCommand() {
         Flag("--quiet", "only an exit status: 0 when a station answers and its history is written", options->Quiet);
     quiet.Excludes = {"--json", "--watch"};
     return {"health",
-            "how the running station's buses and devices are, and what to mend",
+            "how the running station's buses and devices are, and what to do",
             {DataOption(options->Data), JsonFlag(options->Json),
              Flag("--watch", "again every two seconds, until Ctrl-C", options->Watch), std::move(quiet)},
             [options] { return *options; }};

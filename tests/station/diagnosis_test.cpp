@@ -403,7 +403,7 @@ TEST(Diagnosis, SpeaksOfNow) {
     line.Tell(LineKind::Sent, BuildFrame(kIll, FaultyLine::kCommand, {}));
     line.Tell(LineKind::Failed, {}, "no such device");
     line.Pass(12s);
-    ExpectFindings(line, {{0, "the port is gone since 12 s (no such device)"}});
+    ExpectFindings(line, {{0, "the port has been gone for 12 s (no such device)"}});
 
     line.Tell(LineKind::Opened);
     line.Poll(20, FaultyLine::Well);
