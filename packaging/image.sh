@@ -6,25 +6,42 @@ cd "$(dirname "${BASH_SOURCE[0]}")/../build/package"
 
 SOURCE_DATE_EPOCH=$(dpkg-parsechangelog --file nimbo1/debian/changelog --show-field Timestamp)
 export SOURCE_DATE_EPOCH
-version=$(dpkg-deb --field ./nimbo1_*.deb Version)
+program=$(echo ./nimbo1_*.deb)
+library=$(echo ./liborvixnimbo1_*.deb)
+version=$(dpkg-deb --field "$program" Version)
 storage=(--root "$PWD/image/storage" --runroot "$PWD/image/run" --storage-driver vfs)
 
+# depends_of FILE...: the names of packages that these need, apart from our own.
+depends_of() {
+    local file
+    for file in "$@"; do dpkg-deb --field "$file" Depends; done |
+        tr ',' '\n' | sed -E 's/\(.*//; s/[ ]//g; /^$/d; /^liborvixnimbo1$/d' | sort -u | paste -sd,
+}
+
 # The files of what the program needs and no system around them: no shell, no package manager, nobody but nobody.
-rm -rf image image.tar nimbo1-image.tar
-mmdebstrap --quiet --mode=root --variant=extract --include=./nimbo1_*.deb --include=./liborvixnimbo1_*.deb --include=tzdata \
-    --customize-hook='rm -rf "$1"/var/lib/apt "$1"/var/cache "$1"/usr/share/man "$1"/usr/share/locale "$1"/lib/systemd' \
-    --customize-hook='find "$1"/usr/share/doc -type f ! -name copyright -delete' \
-    --customize-hook='install -D -m 644 /etc/ssl/certs/ca-certificates.crt "$1"/etc/ssl/certs/ca-certificates.crt' \
-    --customize-hook='echo "nobody:x:65534:65534:nobody:/var/lib/nimbo1:/usr/sbin/nologin" >"$1"/etc/passwd' \
-    --customize-hook='printf "dialout:x:20:\nnogroup:x:65534:\n" >"$1"/etc/group' \
-    --customize-hook='install -d -m 1777 "$1"/tmp && install -d -o 65534 -g 65534 -m 700 "$1"/var/lib/nimbo1' \
-    bookworm image.tar
+rm -rf image nimbo1-image.tar
+mkdir image
+trap 'rm -rf image' EXIT
+mmdebstrap --quiet --mode=root --variant=extract --include="$(depends_of "$program" "$library"),tzdata" bookworm image/root
+dpkg-deb --extract "$program" image/root
+dpkg-deb --extract "$library" image/root
+# What needs perl is debconf, which asks nobody here.
+rm -rf image/root/{dev,var/{lib/{apt,dpkg},cache,log}} image/root/usr/{sbin,share/{man,locale,debconf,perl5}} \
+    image/root/usr/bin/perl* image/root/usr/lib/*/perl-base image/root/lib/systemd image/root/etc/apt
+find image/root/usr/share/doc -type f ! -name copyright -delete
+# TLS needs to know whom a machine trusts.
+install -D -m 644 /etc/ssl/certs/ca-certificates.crt image/root/etc/ssl/certs/ca-certificates.crt
+echo 'nobody:x:65534:65534:nobody:/var/lib/nimbo1:/usr/sbin/nologin' >image/root/etc/passwd
+printf 'dialout:x:20:\nnogroup:x:65534:\n' >image/root/etc/group
+install -d -m 1777 image/root/tmp
+install -d -o 65534 -g 65534 -m 700 image/root/var/lib/nimbo1
 
 container=$(buildah "${storage[@]}" from scratch)
-trap 'buildah "${storage[@]}" rm --all >/dev/null; rm -rf image image.tar' EXIT
-buildah "${storage[@]}" add --quiet "$container" image.tar /
+trap 'buildah "${storage[@]}" rm --all >/dev/null; rm -rf image' EXIT
+tar --directory image/root --create --sort=name --mtime="@$SOURCE_DATE_EPOCH" --numeric-owner --file image/root.tar .
+buildah "${storage[@]}" add --quiet "$container" image/root.tar /
 # The data folder is that of the service, for every command.
-buildah "${storage[@]}" config --user 65534:65534 --volume /var/lib/nimbo1 --workingdir /var/lib/nimbo1 \
+buildah "${storage[@]}" config --user 65534:65534 --workingdir /var/lib/nimbo1 \
     --env XDG_DATA_HOME=/var/lib --env XDG_CONFIG_HOME=/var/lib/nimbo1/settings --env HOME=/var/lib/nimbo1 \
     --entrypoint '["/usr/bin/nimbo1"]' --cmd 'run --quiet --config /etc/nimbo1/nimbo1.toml' --stop-signal SIGTERM \
     --label org.opencontainers.image.title=nimbo1 --label "org.opencontainers.image.version=$version" \
