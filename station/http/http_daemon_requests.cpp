@@ -131,7 +131,7 @@ MHD_Result HttpServer::Daemon::Proceed(Call& call) {
 std::shared_ptr<HttpServer::Daemon::Call> HttpServer::Daemon::TakeWaiting() {
     for (auto* waiting : {&m_First, &m_Later}) {
         while (!waiting->empty()) {
-            const auto call = waiting->front().lock();
+            auto call = waiting->front().lock();
             waiting->pop_front();
             if (call && !call->IsHungUp) return call;
         }

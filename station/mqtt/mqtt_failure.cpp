@@ -86,7 +86,7 @@ std::string WhyFailed(const MqttFailure& failure, const MqttSetup& setup) {
 }
 
 std::string WhyNotTaken(int reason, const MqttSetup& setup) {
-    const std::string text = reason >= kFirstReason ? mosquitto_reason_string(reason) : mosquitto_strerror(reason);
+    std::string text = reason >= kFirstReason ? mosquitto_reason_string(reason) : mosquitto_strerror(reason);
     if (reason != MQTT_RC_NOT_AUTHORIZED) return text;
     return text + ": let " + (setup.User.empty() ? "clients without a user" : "user " + setup.User) + " write there";
 }

@@ -20,13 +20,13 @@ public:
     void Devices(const DeviceChanges& changes) override {
         m_Thread.Post([changes](Bus& bus) { bus.Devices(changes); });
     }
-    void Read(int address, ORVIXCNB1_VARS variable, std::function<void(const Reading&)> done) override {
-        m_Thread.Post([&home = m_Home, address, variable, done = std::move(done)](Bus& bus) {
+    void Read(int address, ORVIXCNB1_VARS variable, const std::function<void(const Reading&)>& done) override {
+        m_Thread.Post([&home = m_Home, address, variable, done](Bus& bus) {
             home.Post([done, reading = bus.Read(address, variable)] { done(reading); });
         });
     }
-    void Export(int address, std::int32_t format, std::function<void(const DeviceFile&)> done) override {
-        m_Thread.Post([&home = m_Home, address, format, done = std::move(done)](Bus& bus) {
+    void Export(int address, std::int32_t format, const std::function<void(const DeviceFile&)>& done) override {
+        m_Thread.Post([&home = m_Home, address, format, done](Bus& bus) {
             home.Post([done, file = bus.Export(address, format)] { done(file); });
         });
     }

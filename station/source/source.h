@@ -23,11 +23,13 @@ public:
     virtual void Devices(const DeviceChanges& changes) = 0;
     /// Reads a device before what else waits, and calls `done` in the home of its source. Raises Error when the bus
     /// cannot be asked anything.
-    virtual void Read(int /*address*/, ORVIXCNB1_VARS /*variable*/, std::function<void(const Reading&)> /*done*/) {
+    virtual void Read(int /*address*/, ORVIXCNB1_VARS /*variable*/,
+                      const std::function<void(const Reading&)>& /*done*/) {
         throw Error(errors::General, "a recorded bus answers only what it was asked");
     }
     /// The same, and makes a file of the device.
-    virtual void Export(int /*address*/, std::int32_t /*format*/, std::function<void(const DeviceFile&)> /*done*/) {
+    virtual void Export(int /*address*/, std::int32_t /*format*/,
+                        const std::function<void(const DeviceFile&)>& /*done*/) {
         throw Error(errors::General, "a recorded bus answers only what it was asked");
     }
     /// Writes the trace, when there is one, into a file that is there.
