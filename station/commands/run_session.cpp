@@ -93,7 +93,8 @@ StationHealth RunSession::Health() {
 MqttQuestions RunSession::Questions() {
     return {.Values = [this] { return m_Sources.Run.Values(); },
             .Alarms = [this] { return m_Sources.Run.Alarms().Active(); },
-            .Buses = [this] { return HealthJson(Health()).at("buses"); }};
+            .Buses = [this] { return HealthJson(Health()).at("buses"); },
+            .Setups = [this] { return m_Sources.Run.Setups(); }};
 }
 
 int RunSession::Run() {

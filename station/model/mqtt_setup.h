@@ -32,9 +32,14 @@ struct MqttSetup {
     std::string Topic = "nimbo1";  ///< levels before it
     std::string User;
     std::string PasswordFile;
-    std::string Ca;    ///< certificates that the broker's is checked against; empty: the system's
-    std::string Cert;  ///< of the station
-    std::string Key;   ///< of Cert
+    std::string Ca;              ///< certificates that the broker's is checked against; empty: the system's
+    std::string Cert;            ///< of the station
+    std::string Key;             ///< of Cert
+    bool HomeAssistant = false;  ///< tell Home Assistant which devices there are
+    std::string DiscoveryPrefix = "homeassistant";  ///< levels before what it is told
+
+    /// Begin of all topics of the station.
+    std::string Begin() const { return Topic + "/" + Station + "/"; }
 
     bool IsOn() const { return !Broker.Host.empty(); }
     bool operator==(const MqttSetup&) const = default;

@@ -203,6 +203,10 @@ private:
 
 }  // namespace
 
+std::string BirthTopic(const std::string& prefix) {
+    return prefix + "/status";
+}
+
 std::string DiscoveryTopic(const DiscoveredStation& station, const std::string& id) {
     return station.Prefix + "/device/" + UniqueId(station, id) + "/config";
 }

@@ -25,6 +25,10 @@ struct DiscoveredDevice {
     std::chrono::seconds ExpireAfter{0};  ///< without a message for so long its values are shown no more
 };
 
+/// Where Home Assistant says kBirth when it was started.
+std::string BirthTopic(const std::string& prefix);
+inline constexpr char kBirth[] = "online";
+
 /// Topic of a device's message; of the station's own for an empty id.
 std::string DiscoveryTopic(const DiscoveredStation& station, const std::string& id);
 /// The station, with its connection.

@@ -7,8 +7,9 @@
 
 namespace orvix::station {
 
-MqttClient::MqttClient(MqttSetup setup, OutgoingMessages::Retained kept, Apartment& home, Tell tell)
-    : m_Worker(std::make_shared<MqttWorker>(std::move(setup), std::move(kept), home, std::move(tell))) {
+MqttClient::MqttClient(MqttSetup setup, OutgoingMessages first, std::string list, Apartment& home, Tell tell)
+    : m_Worker(
+          std::make_shared<MqttWorker>(std::move(setup), std::move(first), std::move(list), home, std::move(tell))) {
     std::thread([worker = m_Worker] { worker->Run(); }).detach();
 }
 
@@ -24,8 +25,16 @@ void MqttClient::ClearBelow(const std::string& begin) {
     m_Worker->Change([&](OutgoingMessages& outgoing) { outgoing.ClearBelow(begin); });
 }
 
+void MqttClient::ClearEarlier(const std::function<bool(const std::string& topic)>& isClaimed) {
+    m_Worker->Change([&](OutgoingMessages& outgoing) { outgoing.ClearEarlier(isClaimed); });
+}
+
 OutgoingMessages::Retained MqttClient::Kept() const {
     return m_Worker->Kept();
+}
+
+std::set<std::string> MqttClient::KeptTopics() const {
+    return m_Worker->KeptTopics();
 }
 
 void MqttClient::Finish(std::chrono::milliseconds limit) {

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
 
 #include "host/apartment.h"
@@ -14,15 +15,15 @@ namespace orvix::station {
 class MqttWorker;
 
 /// Keeps a station connected to a broker, on a thread of its own: what is handed over here waits for nothing. It
-/// connects again after a pause that grows with each failure. Topics begin behind "BASE/STATION/".
+/// connects again after a pause that grows with each failure.
 class MqttClient {
 public:
     using Tell = std::function<void(const std::string&)>;
 
-    /// `setup` has a broker and a station. `kept`: what the broker is to keep, by topic. `tell` is called in `home`
-    /// with what people should know of the connection, a sentence, once for each thing that is wrong and when it is
-    /// over.
-    MqttClient(MqttSetup setup, OutgoingMessages::Retained kept, Apartment& home, Tell tell);
+    /// `setup` has a broker and a station. `list` is a file that outlives runs: it has the topics of which the broker
+    /// may keep something. `tell` is called in `home` with what people should know of the connection, a sentence, once
+    /// for each thing that is wrong and when it is over.
+    MqttClient(MqttSetup setup, OutgoingMessages first, std::string list, Apartment& home, Tell tell);
     /// The thread ends the connection in order, and by itself: it may have to wait for a name to be looked up.
     ~MqttClient();
     MqttClient(const MqttClient&) = delete;
@@ -31,7 +32,9 @@ public:
     void Publish(MqttMessage message);
     /// Of all retained topics that begin like this the broker is to keep nothing.
     void ClearBelow(const std::string& begin);
+    void ClearEarlier(const std::function<bool(const std::string& topic)>& isClaimed);
     OutgoingMessages::Retained Kept() const;
+    std::set<std::string> KeptTopics() const;
     /// Ends the connection when all that waits has been sent, and waits for that, at most so long.
     void Finish(std::chrono::milliseconds limit);
 

@@ -5,6 +5,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 
@@ -22,6 +23,7 @@ constexpr int kKeepAliveSeconds = 15;
 constexpr int kQos = 1;
 constexpr std::size_t kLongestPassword = 64UL * 1024;
 constexpr std::size_t kLongestLog = 4096;
+constexpr std::size_t kLongestHeard = 64;
 // Those that Debian keeps.
 constexpr char kSystemCertificates[] = "/etc/ssl/certs";
 
@@ -99,6 +101,10 @@ void MqttConnection::SetCallbacks() {
                                       [](mosquitto*, void* self, int message, int reason, const mosquitto_property*) {
                                           static_cast<MqttConnection*>(self)->OnPublish(message, reason);
                                       });
+    mosquitto_message_v5_callback_set(
+        client, [](mosquitto*, void* self, const mosquitto_message* message, const mosquitto_property*) {
+            static_cast<MqttConnection*>(self)->OnMessage(*message);
+        });
     mosquitto_log_callback_set(client, [](mosquitto*, void* self, int level, const char* text) {
         auto& log = static_cast<MqttConnection*>(self)->m_Log;
         if (level == MOSQ_LOG_ERR && log.size() < kLongestLog) log.append("\n").append(text);
@@ -116,6 +122,13 @@ void MqttConnection::OnPublish(int message, int reason) {
     const auto& [topic, isClear] = handed.mapped();
     if (reason >= MQTT_RC_UNSPECIFIED) m_NotTaken = topic + ": " + WhyNotTaken(reason, m_Setup);
     if (isClear) m_Cleared.push_back(topic);
+}
+
+/// One that the broker has kept was said before the connection, and tells nothing new.
+void MqttConnection::OnMessage(const mosquitto_message& message) {
+    const auto length = static_cast<std::size_t>(std::max(message.payloadlen, 0));
+    if (message.retain || length > kLongestHeard) return;
+    m_Heard.assign(static_cast<const char*>(message.payload), length);
 }
 
 void MqttConnection::Check(int result) const {
@@ -148,6 +161,10 @@ void MqttConnection::Publish(const MqttMessage& message) {
     } else {
         Check(result);
     }
+}
+
+void MqttConnection::Subscribe(const std::string& topic) {
+    Check(mosquitto_subscribe(m_Client.get(), nullptr, topic.c_str(), kQos));
 }
 
 void MqttConnection::End() {

@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -12,6 +13,7 @@
 #include "station/mqtt/outgoing_messages.h"
 
 struct mosquitto;
+struct mosquitto_message;
 
 namespace orvix::station {
 
@@ -33,6 +35,10 @@ public:
     bool IsUp() const { return m_IsUp; }
     /// Hands a message over. Only while it is up.
     void Publish(const MqttMessage& message);
+    /// Listens to a topic, from now on.
+    void Subscribe(const std::string& topic);
+    /// Whether this was said there, since it was asked.
+    bool TakeHeard(std::string_view payload) { return std::exchange(m_Heard, {}) == payload; }
     /// Messages that the broker has not acknowledged yet.
     std::size_t UnderWay() const { return m_UnderWay.size(); }
     /// Topics of which the broker has acknowledged that it is to keep nothing, since this was asked.
@@ -57,6 +63,7 @@ private:
     void SetCallbacks();
     void OnConnect(int reason);
     void OnPublish(int message, int reason);
+    void OnMessage(const mosquitto_message& message);
     /// Raises Error for a result of the library.
     void Check(int result) const;
 
@@ -68,6 +75,7 @@ private:
     std::map<int, Handed> m_UnderWay;
     std::vector<std::string> m_Cleared;
     std::optional<std::string> m_NotTaken;
+    std::string m_Heard;  ///< the latest message that came, if it is a short one
 };
 
 }  // namespace orvix::station

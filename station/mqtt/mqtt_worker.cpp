@@ -7,6 +7,8 @@
 #include <utility>
 
 #include "host/error.h"
+#include "station/mqtt/discovery.h"
+#include "station/mqtt/topic_list.h"
 #include "station/mqtt/topics.h"
 #include "station/words/quantity_text.h"
 
@@ -26,17 +28,18 @@ constexpr std::size_t kMostUnderWay = 100;
 
 }  // namespace
 
-MqttWorker::MqttWorker(MqttSetup setup, OutgoingMessages::Retained kept, Apartment& home,
+MqttWorker::MqttWorker(MqttSetup setup, OutgoingMessages first, std::string list, Apartment& home,
                        std::function<void(const std::string&)> tell)
     : m_Setup(std::move(setup)),
-      m_Begin(m_Setup.Topic + "/" + m_Setup.Station + "/"),
+      m_Begin(m_Setup.Begin()),
+      m_ListFile(std::move(list)),
       m_Wake(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
       m_LongestPause(kFirstPause),
-      m_Outgoing(std::move(kept)),
+      m_Outgoing(std::move(first)),
       m_Home(&home),
       m_Tell(std::move(tell)) {
     if (!m_Wake.IsOpen()) throw SystemError("the MQTT client", errno);
-    m_Outgoing.Put({kStatusTopic, kOnline, true});
+    m_Outgoing.Put({m_Begin + kStatusTopic, kOnline, true});
 }
 
 void MqttWorker::Run() {
@@ -57,7 +60,7 @@ std::string MqttWorker::Serve() {
     m_UpSince.reset();
     m_IsToldUp = false;
     try {
-        MqttConnection connection(m_Setup, "nimbo1-" + m_Setup.Station, {Whole(kStatusTopic), kOffline, true});
+        MqttConnection connection(m_Setup, "nimbo1-" + m_Setup.Station, {m_Begin + kStatusTopic, kOffline, true});
         while (!IsDone(connection))
             Attend(connection);
         connection.End();
@@ -77,13 +80,40 @@ void MqttWorker::Attend(MqttConnection& connection) {
     if (!connection.IsUp()) return;
     if (!m_UpSince) {
         m_UpSince = Clock::now();
-        Change([](OutgoingMessages& outgoing) { outgoing.Connected(kStatusTopic); });
+        if (m_Setup.HomeAssistant) connection.Subscribe(BirthTopic(m_Setup.DiscoveryPrefix));
+        TellAll();
     }
+    // Home Assistant was started, and knows nothing.
+    if (connection.TakeHeard(kBirth)) TellAll();
+    KeepList();
     HandOver(connection);
     TakeAnswers(connection);
     TellSlow();
     // Two clients of one name that throw each other out are not well because they are connected now.
     if (!m_IsToldUp && (!m_WasShort || Clock::now() - *m_UpSince > kShort)) TellConnected();
+}
+
+void MqttWorker::KeepList() {
+    {
+        const std::scoped_lock lock(m_Mutex);
+        if (m_Outgoing.TakeTopicsChanged()) m_ListWaits = true;
+    }
+    if (!m_ListWaits) return;
+    try {
+        WriteTopicList(m_ListFile, KeptTopics());
+        m_ListWaits = false;
+    } catch (const Error& error) {
+        if (!std::exchange(m_IsToldList, true)) {
+            Tell("what it keeps of devices that are removed while the station is stopped will stay there: " +
+                 error.Description);
+        }
+    }
+}
+
+void MqttWorker::TellAll() {
+    Change([this](OutgoingMessages& outgoing) {
+        outgoing.TellAll({m_Setup.DiscoveryPrefix + "/", m_Begin + kStatusTopic});
+    });
 }
 
 void MqttWorker::HandOver(MqttConnection& connection) {
@@ -94,7 +124,6 @@ void MqttWorker::HandOver(MqttConnection& connection) {
             message = m_Outgoing.Next();
         }
         if (!message) return;
-        message->Topic = Whole(message->Topic);
         connection.Publish(*message);
     }
 }
@@ -102,7 +131,7 @@ void MqttWorker::HandOver(MqttConnection& connection) {
 void MqttWorker::TakeAnswers(MqttConnection& connection) {
     for (const auto& topic : connection.TakeCleared()) {
         const std::scoped_lock lock(m_Mutex);
-        m_Outgoing.Cleared(topic.substr(m_Begin.size()));
+        m_Outgoing.Cleared(topic);
     }
     const auto refusal = connection.TakeNotTaken();
     if (refusal && !std::exchange(m_IsToldRefusal, true)) Tell("does not take " + *refusal);
@@ -152,10 +181,6 @@ std::chrono::milliseconds MqttWorker::Pause() {
         std::uniform_int_distribution<std::int64_t>(longest.count() / 2, longest.count())(m_Random));
 }
 
-std::string MqttWorker::Whole(const std::string& topic) const {
-    return m_Begin + topic;
-}
-
 bool MqttWorker::IsLeft() {
     const std::scoped_lock lock(m_Mutex);
     return m_LeftAt.has_value();
@@ -175,6 +200,11 @@ void MqttWorker::Change(const std::function<void(OutgoingMessages&)>& change) {
 OutgoingMessages::Retained MqttWorker::Kept() {
     const std::scoped_lock lock(m_Mutex);
     return m_Outgoing.Kept();
+}
+
+std::set<std::string> MqttWorker::KeptTopics() {
+    const std::scoped_lock lock(m_Mutex);
+    return m_Outgoing.KeptTopics();
 }
 
 void MqttWorker::Leave() {

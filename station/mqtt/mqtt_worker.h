@@ -6,6 +6,7 @@
 #include <mutex>
 #include <optional>
 #include <random>
+#include <set>
 #include <string>
 
 #include "host/apartment.h"
@@ -19,7 +20,7 @@ namespace orvix::station {
 /// What the thread of a client does. It may outlive the client.
 class MqttWorker {
 public:
-    MqttWorker(MqttSetup setup, OutgoingMessages::Retained kept, Apartment& home,
+    MqttWorker(MqttSetup setup, OutgoingMessages first, std::string list, Apartment& home,
                std::function<void(const std::string&)> tell);
 
     /// Connects again and again, until nobody wants it any more.
@@ -29,6 +30,7 @@ public:
 
     void Change(const std::function<void(OutgoingMessages&)>& change);
     OutgoingMessages::Retained Kept();
+    std::set<std::string> KeptTopics();
     /// The end is wanted. Nobody is told anything any more.
     void Leave();
     void WaitForEnd(std::chrono::milliseconds limit);
@@ -39,6 +41,10 @@ private:
     /// From the connection to its end, for the reason that is returned.
     std::string Serve();
     void Attend(MqttConnection& connection);
+    /// Writes the list, when it has changed: a topic stands there before the broker hears of it.
+    void KeepList();
+    /// Has everything sent that the broker is to keep.
+    void TellAll();
     void HandOver(MqttConnection& connection);
     void TakeAnswers(MqttConnection& connection);
     /// Returns whether all has been sent, or the time for that is over.
@@ -49,13 +55,15 @@ private:
     void TellFailed(const std::string& why);
     void Tell(const std::string& text);
     std::chrono::milliseconds Pause();
-    std::string Whole(const std::string& topic) const;
 
     const MqttSetup m_Setup;
     const std::string m_Begin;  ///< of all topics
+    const std::string m_ListFile;
     platform::FileDescriptor m_Wake;
 
     // The thread's own:
+    bool m_ListWaits = false;  ///< to be written
+    bool m_IsToldList = false;
     std::mt19937 m_Random{std::random_device()()};
     std::chrono::milliseconds m_LongestPause;
     std::optional<Clock::time_point> m_UpSince;

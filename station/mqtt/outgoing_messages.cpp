@@ -11,7 +11,10 @@ void OutgoingMessages::Put(MqttMessage message) {
 }
 
 void OutgoingMessages::PutRetained(const std::string& topic, std::string payload) {
-    m_Retained[topic] = std::move(payload);
+    const auto [kept, isNew] = m_Retained.try_emplace(topic);
+    if (!isNew && kept->second == payload) return;
+    m_HaveTopicsChanged |= isNew;
+    kept->second = std::move(payload);
     if (m_IsConnected && m_WaitingRetained.insert(topic).second) m_RetainedOrder.push_back(topic);
 }
 
@@ -35,18 +38,31 @@ void OutgoingMessages::ClearBelow(const std::string& begin) {
     }
 }
 
-void OutgoingMessages::Connected(const std::string& first) {
+void OutgoingMessages::ClearEarlier(const std::function<bool(const std::string& topic)>& isClaimed) {
+    if (m_Earlier.empty()) return;
+    for (const auto& topic : std::exchange(m_Earlier, {}))
+        if (!m_Retained.contains(topic) && !isClaimed(topic)) PutRetained(topic, {});
+    m_HaveTopicsChanged = true;
+}
+
+std::set<std::string> OutgoingMessages::KeptTopics() const {
+    auto topics = m_Earlier;
+    for (const auto& [topic, payload] : m_Retained)
+        topics.insert(topic);
+    return topics;
+}
+
+void OutgoingMessages::TellAll(const std::vector<std::string>& first) {
     m_IsConnected = true;
     m_RetainedOrder.clear();
     m_WaitingRetained.clear();
-    for (const auto& [topic, payload] : m_Retained) {
-        m_WaitingRetained.insert(topic);
-        if (topic == first) {
-            m_RetainedOrder.push_front(topic);
-        } else {
-            m_RetainedOrder.push_back(topic);
-        }
-    }
+    const auto tell = [this](const std::string& begin) {
+        for (const auto& [topic, payload] : m_Retained)
+            if (topic.starts_with(begin) && m_WaitingRetained.insert(topic).second) m_RetainedOrder.push_back(topic);
+    };
+    for (const auto& begin : first)
+        tell(begin);
+    tell({});
 }
 
 void OutgoingMessages::Disconnected() {
@@ -73,7 +89,9 @@ std::optional<MqttMessage> OutgoingMessages::Next() {
 
 void OutgoingMessages::Cleared(const std::string& topic) {
     const auto kept = m_Retained.find(topic);
-    if (kept != m_Retained.end() && kept->second.empty() && !m_WaitingRetained.contains(topic)) m_Retained.erase(kept);
+    if (kept == m_Retained.end() || !kept->second.empty() || m_WaitingRetained.contains(topic)) return;
+    m_Retained.erase(kept);
+    m_HaveTopicsChanged = true;
 }
 
 }  // namespace orvix::station

@@ -2,11 +2,13 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <optional>
 #include <set>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace orvix::station {
 
@@ -23,16 +25,24 @@ class OutgoingMessages {
 public:
     using Retained = std::map<std::string, std::string>;
 
-    /// What the broker is to keep, by topic.
-    explicit OutgoingMessages(Retained kept) : m_Retained(std::move(kept)) {}
+    /// What the broker is to keep, by topic. `earlier`: topics of which it may keep something from earlier runs.
+    explicit OutgoingMessages(Retained kept, std::set<std::string> earlier = {})
+        : m_Retained(std::move(kept)), m_Earlier(std::move(earlier)) {}
 
     void Put(MqttMessage message);
     /// Of all retained topics that begin like this the broker is to keep nothing.
     void ClearBelow(const std::string& begin);
+    /// The same of the earlier topics that nothing was put to since, and that are not claimed.
+    void ClearEarlier(const std::function<bool(const std::string& topic)>& isClaimed);
     const Retained& Kept() const { return m_Retained; }
+    /// Topics of which the broker may keep something.
+    std::set<std::string> KeptTopics() const;
+    /// Whether these have changed since this was asked.
+    bool TakeTopicsChanged() { return std::exchange(m_HaveTopicsChanged, false); }
 
-    /// There is a connection, to which nothing was sent yet; `first` goes before all others.
-    void Connected(const std::string& first);
+    /// There is somebody who has been told nothing yet: all that is kept is sent, first what begins with the first of
+    /// these, then what begins with the second, then the others.
+    void TellAll(const std::vector<std::string>& first);
     void Disconnected();
     /// The next message to hand over; nothing when none waits.
     std::optional<MqttMessage> Next();
@@ -49,6 +59,8 @@ private:
 
     bool m_IsConnected = false;
     Retained m_Retained;
+    std::set<std::string> m_Earlier;
+    bool m_HaveTopicsChanged = true;
     std::deque<std::string> m_RetainedOrder;
     std::set<std::string> m_WaitingRetained;  ///< those in m_RetainedOrder
     std::map<std::string, std::string> m_States;

@@ -12,6 +12,10 @@ constexpr milliseconds kOfflineSlack{5000};
 
 }  // namespace
 
+milliseconds LatestValues::OfflineAfter(milliseconds every) {
+    return 10 * every + kOfflineSlack;
+}
+
 void LatestValues::Judge(Reading& reading, const Entry& entry, Duration now) {
     const auto isFresh = [&](Duration since) { return now - since <= 2 * entry.Every + kGoodSlack; };
     const bool hasGood = !std::holds_alternative<std::monostate>(reading.LastGood);
@@ -21,7 +25,7 @@ void LatestValues::Judge(Reading& reading, const Entry& entry, Duration now) {
     if (reading.Valid() && !reading.IsGood() && isFresh(entry.TakenAt)) return;
     reading.Quality = Quality::Offline;
     if (!hasGood) return;
-    if (entry.Failures >= kFailuresUntilOffline || age > 10 * entry.Every + kOfflineSlack) return;
+    if (entry.Failures >= kFailuresUntilOffline || age > OfflineAfter(entry.Every)) return;
     const bool isStale = entry.Failures > 0 || !isFresh(entry.GoodAt);
     reading.Quality = isStale ? Quality::Stale : Quality::Good;
 }

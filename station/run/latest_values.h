@@ -26,6 +26,8 @@ public:
     /// Takes a reading in, and completes it with its quality and the latest good value. `every` is the device's period.
     /// Times are of a clock that nobody sets and that goes on while the machine sleeps.
     void Take(Reading& reading, std::chrono::milliseconds every, Duration now);
+    /// The age at which a good value is none any more.
+    static std::chrono::milliseconds OfflineAfter(std::chrono::milliseconds every);
     /// Drops what is known of a device.
     void Forget(const DeviceId& device) { m_Entries.erase(device); }
     /// The latest reading of each device, by port and address, with the age and quality that it has at this time.

@@ -140,6 +140,10 @@ constexpr Option<StationSetup> kStationOptions[] = {
      [](const Value& value, StationSetup& setup) { setup.Mqtt.Cert = value.Path(); }},
     {"mqtt.key", nullptr, nullptr, nullptr,
      [](const Value& value, StationSetup& setup) { setup.Mqtt.Key = value.Path(); }},
+    {"mqtt.home_assistant", nullptr, nullptr, nullptr,
+     [](const Value& value, StationSetup& setup) { setup.Mqtt.HomeAssistant = value.Boolean(); }},
+    {"mqtt.discovery_prefix", nullptr, nullptr, nullptr,
+     [](const Value& value, StationSetup& setup) { setup.Mqtt.DiscoveryPrefix = TopicBase(value); }},
     {"alarms.on_alarm", nullptr, nullptr, nullptr,
      [](const Value& value, StationSetup& setup) { setup.OnAlarm = value.Command(); }},
 };

@@ -116,6 +116,10 @@ public:
     Subscriber(const Subscriber&) = delete;
     Subscriber& operator=(const Subscriber&) = delete;
 
+    void Say(const std::string& topic, const std::string& payload) {
+        mosquitto_publish(m_Client, nullptr, topic.c_str(), static_cast<int>(payload.size()), payload.data(), 1, false);
+    }
+
     using IsWanted = std::function<bool(const std::string& payload)>;
 
     /// The first message on a topic whose payload is as wanted, behind the one awaited before.

@@ -28,7 +28,7 @@ TEST(Mqtt, OfEachTopicTheNewestWaitsAndAnOldStateIsNeverSent) {
     outgoing.Put({"status", "online", true});
     EXPECT_FALSE(outgoing.Next());
 
-    outgoing.Connected("status");
+    outgoing.TellAll({"status"});
     for (int i = 1; i <= 100000; ++i)
         outgoing.Put({i % 2 == 0 ? "a/state" : "b/state", std::to_string(i)});
     outgoing.Put({"alarm", "over", true});
@@ -38,20 +38,23 @@ TEST(Mqtt, OfEachTopicTheNewestWaitsAndAnOldStateIsNeverSent) {
     outgoing.Put({"a/state", "7"});
     outgoing.Disconnected();
     EXPECT_EQ(outgoing.TakeDropped(), 1U);
-    outgoing.Connected("status");
+    outgoing.TellAll({"status"});
     EXPECT_EQ(AllThatWaits(outgoing), "!status=online !alarm=over ");
 }
 
 TEST(Mqtt, WhatIsNoLongerThereIsClearedUntilTheBrokerHasIt) {
-    OutgoingMessages outgoing(OutgoingMessages::Retained{{"d/1/alarm", "on"}, {"d/10/alarm", "on"}});
-    outgoing.Connected("");
+    OutgoingMessages outgoing({{"d/1/alarm", "on"}, {"d/10/alarm", "on"}}, {"d/10/alarm", "d/3/alarm", "d/4/alarm"});
+    outgoing.TellAll({});
     AllThatWaits(outgoing);
     outgoing.ClearBelow("d/1/");
     EXPECT_EQ(AllThatWaits(outgoing), "!d/1/alarm= ");
     outgoing.Disconnected();
-    outgoing.Connected("");
+    outgoing.TellAll({});
     EXPECT_EQ(AllThatWaits(outgoing), "!d/1/alarm= !d/10/alarm=on ");
-    outgoing.Cleared("d/1/alarm");
+    outgoing.ClearEarlier([](const std::string& topic) { return topic == "d/4/alarm"; });
+    EXPECT_EQ(AllThatWaits(outgoing), "!d/3/alarm= ");
+    for (const char* topic : {"d/1/alarm", "d/3/alarm"})
+        outgoing.Cleared(topic);
     EXPECT_EQ(outgoing.Kept(), (OutgoingMessages::Retained{{"d/10/alarm", "on"}}));
 }
 
@@ -62,6 +65,9 @@ struct Reporting {
     /// `mqtt`: lines of its configuration; `devices`: more devices.
     explicit Reporting(const std::string& mqtt, const std::string& devices = {}) {
         Configure(mqtt, devices);
+        Start();
+    }
+    void Start() {
         Station.emplace(
             std::vector<std::string>{"run", "--plain", "--no-history", "--config", File, "--data", Folder.Path + "/d"});
     }
@@ -128,10 +134,31 @@ TEST(Mqtt, LiveValuesAreSentAndWhatIsKeptByTheBrokerFollowsTheStation) {
     station.Reload(At(broker) + "topic = \"site/a\"\n");
     EXPECT_TRUE(station.Station->AwaitError("connects to the MQTT broker anew"));
     live.Await("site/a/s1/status", "online");
-    live.Await("site/a/s1/devices/" + id + "/availability", "");
+    live.Await("nimbo1/s1/devices/" + id + "/availability", "");
     station.Station->Signal(SIGTERM);
     live.Await("site/a/s1/status", "offline");
     EXPECT_EQ(station.Station->Finish().Status, 0);
+}
+
+TEST(Mqtt, HomeAssistantIsToldOfDevicesWhenItStartsAndOfThoseThatWereRemovedMeanwhile) {
+    const Broker broker;
+    Subscriber live(broker);
+    const auto mqtt = At(broker) + "home_assistant = true\ndiscovery_prefix = \"ha\"\n";
+    Reporting station(mqtt, kDoor);
+    const auto isModule = [](const std::string& payload) { return payload.find("\"Input 7\"") != std::string::npos; };
+    const auto module = live.AwaitAny("/config", isModule).Topic;
+    EXPECT_EQ(module.find("ha/device/nimbo1_s1_"), 0U);
+    live.Say("ha/status", "online");
+    live.Await(module, isModule);
+    live.AwaitAny("/availability", [](const std::string& payload) { return payload == "online"; });
+    live.AwaitAny("/state", IsSomething);
+    station.Station->Signal(SIGTERM);
+    EXPECT_EQ(station.Station->Finish().Status, 0);
+    station.Configure(mqtt);
+    station.Start();
+    live.Await(module, "");
+    Subscriber later(broker);
+    EXPECT_TRUE(later.AwaitAny("/config", IsSomething).WasKept);
 }
 
 TEST(Mqtt, ABrokerThatIsGoneOrStandsStillHoldsUpNothingAndIsSaidOnce) {

@@ -1,8 +1,11 @@
 #include "station/sink/mqtt/mqtt_sink.h"
 
+#include <algorithm>
 #include <utility>
 
+#include "station/mqtt/topic_list.h"
 #include "station/mqtt/topics.h"
+#include "station/run/latest_values.h"
 #include "station/sink/mqtt/station_name.h"
 
 namespace orvix::station {
@@ -10,6 +13,7 @@ namespace {
 
 constexpr std::int32_t kLookMilliseconds = 1000;
 constexpr unsigned kLooksPerHealth = 10;
+constexpr char kListFile[] = "mqtt-retained";
 
 }  // namespace
 
@@ -19,12 +23,22 @@ MqttSink::MqttSink(std::string session, Apartment& home, MqttQuestions questions
 MqttSink::~MqttSink() = default;
 
 void MqttSink::Use(MqttSetup setup, const std::string& folder) {
-    auto kept = m_Client ? m_Client->Kept() : OutgoingMessages::Retained();
+    if (setup.IsOn() && setup.Station.empty()) setup.Station = KeptStationName(folder, m_Tell);
+    const auto list = folder + kListFile;
+    auto earlier = ReadTopicList(list);
+    OutgoingMessages::Retained kept;
+    if (m_Client) {
+        earlier.merge(m_Client->KeptTopics());
+        // Under another name everything is said anew.
+        if (setup.Begin() == m_Setup.Begin()) kept = m_Client->Kept();
+    }
     m_Client.reset();
     m_Look.reset();
-    if (!setup.IsOn()) return m_Devices.clear();
-    if (setup.Station.empty()) setup.Station = KeptStationName(folder, m_Tell);
-    m_Client = std::make_unique<MqttClient>(std::move(setup), std::move(kept), m_Home, m_Tell);
+    m_Devices.clear();
+    m_Setup = std::move(setup);
+    if (!m_Setup.IsOn()) return;
+    m_Client = std::make_unique<MqttClient>(m_Setup, OutgoingMessages(std::move(kept), std::move(earlier)), list,
+                                            m_Home, m_Tell);
     m_Look = m_Home.CreateTimer([this] { Look(); });
     m_Look->Rearm(kLookMilliseconds, true);
     for (const auto& alarm : m_Questions.Alarms())
@@ -36,44 +50,104 @@ void MqttSink::OnReading(const Reading& reading) {
     auto json = ToJson(reading);
     json["session"] = m_Session;
     json["seq"] = reading.Seq;
-    m_Client->Publish({StateTopic(reading.Identifier), Dump(json)});
+    Publish(StateTopic(reading.Identifier), Dump(json), false);
 }
 
 void MqttSink::OnAlarm(const AlarmEvent& event) {
     if (!m_Client) return;
     const auto topic =
         event.Identifier.empty() ? BusAlarmTopic(event.Port) : AlarmTopic(event.Identifier, event.KindText());
-    m_Client->Publish({topic, Dump(ToJson(event)), true});
+    Publish(topic, Dump(ToJson(event)), true);
 }
 
 void MqttSink::OnPortGone(const std::string& port) {
-    if (m_Client) m_Client->ClearBelow(BusTopics(port));
+    std::erase_if(m_Identities, [&](const auto& one) { return one.first.Port == port; });
+    if (m_Client) ClearBelow(BusTopics(port));
 }
 
 void MqttSink::Look() {
-    LookAtDevices();
-    if (m_Looks++ % kLooksPerHealth == 0) LookAtBuses();
+    const bool isOther = LookAtDevices();
+    const bool isTime = m_Looks++ % kLooksPerHealth == 0;
+    if (isTime) LookAtBuses();
+    if (m_Setup.HomeAssistant && (isTime || isOther)) Describe();
+    if (isOther) ClearEarlier();
 }
 
-void MqttSink::LookAtDevices() {
+bool MqttSink::LookAtDevices() {
     auto before = std::exchange(m_Devices, {});
+    bool isOther = false;
     for (const auto& reading : m_Questions.Values()) {
         const auto& id = reading.Identifier;
         if (id.empty()) continue;
-        auto& told = m_Devices[id] = before[id];
-        before.erase(id);
+        auto& told = m_Devices[id];
+        if (const auto known = before.find(id); known != before.end()) told = known->second;
+        if (before.erase(id) == 0) isOther = true;
         // Nothing is known yet of one without a time.
         if (reading.UnixMilliseconds == 0) continue;
         const std::string now = reading.Quality == Quality::Offline ? kOffline : kOnline;
-        if (std::exchange(told, now) != now) m_Client->Publish({AvailabilityTopic(id), now, true});
+        if (std::exchange(told, now) != now) Publish(AvailabilityTopic(id), now, true);
     }
     for (const auto& [id, told] : before)
-        m_Client->ClearBelow(DeviceTopics(id));
+        Forget(id);
+    return isOther || !before.empty();
 }
 
 void MqttSink::LookAtBuses() {
     for (const auto& bus : m_Questions.Buses())
-        m_Client->Publish({BusHealthTopic(bus.at("port")), Dump(bus), true});
+        Publish(BusHealthTopic(bus.at("port")), Dump(bus), true);
+}
+
+void MqttSink::OnIdentity(const DeviceIdentity& identity) {
+    m_Identities[identity.Id()] = identity;
+}
+
+DiscoveredStation MqttSink::Discovered() const {
+    return {m_Setup.DiscoveryPrefix, m_Setup.Topic, m_Setup.Station};
+}
+
+void MqttSink::Describe() {
+    const auto station = Discovered();
+    m_Client->Publish({DiscoveryTopic(station, {}), DiscoveryPayload(station), true});
+    for (const auto& bus : m_Questions.Setups()) {
+        const auto expireAfter = std::chrono::ceil<std::chrono::seconds>(LatestValues::OfflineAfter(bus.Every));
+        for (const auto& device : bus.Devices) {
+            const auto known = m_Identities.find(IdOf(bus.PortLabel, device.Address));
+            if (known == m_Identities.end() || !m_Devices.contains(known->second.Identifier)) continue;
+            DiscoveredDevice described{known->second, device.Limits, expireAfter};
+            described.Identity.Name = device.Name;
+            m_Client->Publish(
+                {DiscoveryTopic(station, known->second.Identifier), DiscoveryPayload(station, described), true});
+        }
+    }
+}
+
+/// Once it is known which devices there are.
+void MqttSink::ClearEarlier() {
+    const auto values = m_Questions.Values();
+    const auto isSettled = [](const Reading& reading) { return !reading.Identifier.empty(); };
+    if (values.empty() || !std::ranges::all_of(values, isSettled)) return;
+    std::vector<std::string> claimed;
+    for (const auto& reading : values) {
+        claimed.push_back(m_Setup.Begin() + DeviceTopics(reading.Identifier));
+        claimed.push_back(m_Setup.Begin() + BusTopics(reading.Port));
+        if (m_Setup.HomeAssistant) claimed.push_back(DiscoveryTopic(Discovered(), reading.Identifier));
+    }
+    m_Client->ClearEarlier([&](const std::string& topic) {
+        return std::ranges::any_of(claimed, [&](const std::string& begin) { return topic.starts_with(begin); });
+    });
+}
+
+void MqttSink::Publish(const std::string& topic, std::string payload, bool isRetained) {
+    m_Client->Publish({m_Setup.Begin() + topic, std::move(payload), isRetained});
+}
+
+void MqttSink::ClearBelow(const std::string& topics) {
+    m_Client->ClearBelow(m_Setup.Begin() + topics);
+}
+
+void MqttSink::Forget(const std::string& id) {
+    ClearBelow(DeviceTopics(id));
+    if (m_Setup.HomeAssistant) m_Client->ClearBelow(DiscoveryTopic(Discovered(), id));
 }
 
 void MqttSink::Close() {

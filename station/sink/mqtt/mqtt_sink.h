@@ -8,8 +8,11 @@
 
 #include "host/apartment.h"
 #include "station/json/json.h"
+#include "station/model/bus_setup.h"
+#include "station/model/device_identity.h"
 #include "station/model/listener.h"
 #include "station/model/mqtt_setup.h"
+#include "station/mqtt/discovery.h"
 #include "station/mqtt/mqtt_client.h"
 
 namespace orvix::station {
@@ -19,10 +22,12 @@ struct MqttQuestions {
     std::function<std::vector<Reading>()> Values;     ///< as StationRun::Values
     std::function<std::vector<AlarmEvent>()> Alarms;  ///< those that are on
     std::function<Json()> Buses;                      ///< the health of each, with its name as "port"
+    std::function<std::vector<BusSetup>()> Setups;    ///< as StationRun::Setups
 };
 
 /// Reports to an MQTT broker: each reading and alarm as it comes; once a second which devices are there, now and then
-/// the health of the buses. Lives in `home`, and waits for nothing.
+/// the health of the buses, and what Home Assistant should know of the devices. What the broker keeps of devices that
+/// were removed, also before this run, is cleared. Lives in `home`, and waits for nothing.
 class MqttSink : public Listener {
 public:
     /// How long Close takes at most.
@@ -35,6 +40,7 @@ public:
     /// Reports there from now on, or nowhere. `folder`: the data folder, where a name that was made up is kept; ends
     /// with "/".
     void Use(MqttSetup setup, const std::string& folder);
+    void OnIdentity(const DeviceIdentity& identity) override;
     void OnReading(const Reading& reading) override;
     void OnAlarm(const AlarmEvent& event) override;
     void OnPortGone(const std::string& port) override;
@@ -43,14 +49,24 @@ public:
 
 private:
     void Look();
-    void LookAtDevices();
+    /// Returns whether there are other devices than before.
+    bool LookAtDevices();
     void LookAtBuses();
+    void Describe();
+    void ClearEarlier();
+    DiscoveredStation Discovered() const;
+    /// Of a topic of the station's own.
+    void Publish(const std::string& topic, std::string payload, bool isRetained);
+    void ClearBelow(const std::string& topics);
+    void Forget(const std::string& id);
 
     const std::string m_Session;
     Apartment& m_Home;
     const MqttQuestions m_Questions;
     const MqttClient::Tell m_Tell;
+    MqttSetup m_Setup;                     ///< with the station's name
     std::unique_ptr<MqttClient> m_Client;  ///< null: no broker is wanted
+    std::map<DeviceId, DeviceIdentity> m_Identities;
     std::unique_ptr<Timer> m_Look;
     unsigned m_Looks = 0;
     std::map<std::string, std::string> m_Devices;  ///< availability of those that are there, by id; empty: not told
