@@ -1,4 +1,3 @@
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -20,11 +19,6 @@ constexpr char kTables[] =
     "CREATE TABLE devices(address TEXT PRIMARY KEY, model INTEGER, serial TEXT);"
     "CREATE TABLE plant_names(serial TEXT PRIMARY KEY, name TEXT);"
     "CREATE TABLE messages(number INTEGER PRIMARY KEY, text TEXT);";
-
-/// SQLite would make the file readable by everybody; its companion files take over the permissions.
-void CreateEmptyFile(const std::string& file) {
-    OpenRegularFile(file, O_RDWR | O_CREAT, kOwnerOnly);
-}
 
 bool IsEmpty(SqliteConnection& connection) {
     SqliteStatement count(connection, "SELECT count(*) FROM sqlite_master");
@@ -52,7 +46,8 @@ void RefreshMessages(SqliteConnection& connection) {
 }
 
 void PrepareDatabaseFile(const std::string& file) {
-    CreateEmptyFile(file);
+    // SQLite would make the file readable by everybody; its companion files take over the permissions.
+    MakeRegularFile(file);
     SqliteConnection connection(file);
     const std::int32_t version = connection.Version();
     if (version != 0 && version != SqliteConnection::kVersion) {

@@ -20,6 +20,19 @@ FileDescriptor OpenRegularFile(const std::string& path, int flags, mode_t mode) 
     return file;
 }
 
+void RequireRegularFile(const std::string& path, int access) {
+    struct stat status {};
+    if (::stat(path.c_str(), &status) != 0 || ::access(path.c_str(), access) != 0) {
+        throw SystemError("file " + path + " cannot be opened", errno);
+    }
+    if (!S_ISREG(status.st_mode)) throw Error(errors::General, path + " is not a regular file");
+}
+
+void MakeRegularFile(const std::string& path) {
+    if (::access(path.c_str(), F_OK) != 0 && errno == ENOENT) OpenRegularFile(path, O_RDWR | O_CREAT, kOwnerOnly);
+    RequireRegularFile(path, R_OK | W_OK);
+}
+
 ByteArray ReadRegularFile(const std::string& path, std::size_t limit) {
     constexpr std::size_t kChunk = 65536;
     const FileDescriptor file = OpenRegularFile(path, O_RDONLY);

@@ -158,8 +158,9 @@ SourceBus& StationRun::Asked(const std::string& port) {
     return *BusOn(port)->Bus;
 }
 
-void StationRun::Export(const DeviceId& place, std::int32_t format, std::function<void(const DeviceFile&)> done) {
-    Asked(place.Port).Export(place.Address, format, std::move(done));
+void StationRun::Export(const DeviceId& place, std::int32_t format,
+                        const std::function<void(const DeviceFile&)>& done) {
+    Asked(place.Port).Export(place.Address, format, done);
 }
 
 void StationRun::Read(const DeviceId& place, ORVIXCNB1_VARS variable, std::function<void(const Reading&)> done) {

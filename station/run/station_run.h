@@ -65,7 +65,7 @@ public:
     /// when the bus goes first. Raises Error when the bus does not run, or cannot be asked.
     void Read(const DeviceId& place, ORVIXCNB1_VARS variable, std::function<void(const Reading&)> done);
     /// The same, and makes a file of it. `format`: kFileFormatText, kFileFormatReport or kFileFormatDevice.
-    void Export(const DeviceId& place, std::int32_t format, std::function<void(const DeviceFile&)> done);
+    void Export(const DeviceId& place, std::int32_t format, const std::function<void(const DeviceFile&)>& done);
 
     /// The latest reading of each device, with the quality that it has now. The time is 0 of one that has not been
     /// heard of yet, and the identifier empty of one that is not announced yet.

@@ -1,6 +1,6 @@
 #include "station/store/history_rescue.h"
 
-#include <fcntl.h>
+#include <unistd.h>
 
 #include "host/error.h"
 #include "platform/regular_file.h"
@@ -77,7 +77,7 @@ std::int64_t MakeNew(const std::string& file, const std::string& old) {
 }  // namespace
 
 std::string ReplaceUnusableHistory(const std::string& file, std::int64_t now) {
-    platform::OpenRegularFile(file, O_RDONLY);
+    platform::RequireRegularFile(file, R_OK);
     const auto aside = AsideName(file, now);
     const auto made = file + ".new";
     const auto readings = MakeNew(made, file);

@@ -1,6 +1,5 @@
 #include "station/store/history_schema.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -73,7 +72,7 @@ std::string HistoryToRead(const std::string& dataFolder, const std::string& port
 }
 
 SqliteConnection OpenHistory(const std::string& file) {
-    platform::OpenRegularFile(file, O_RDWR | O_CREAT, platform::kOwnerOnly);
+    platform::MakeRegularFile(file);
     SqliteConnection connection(file);
     if (connection.Version() != kHistoryVersion) {
         // Have an effect only before the file has its first page.
@@ -106,7 +105,7 @@ SqliteConnection OpenHistoryReadOnly(const std::string& file) {
         throw Error(errors::General, "there is no history in " + std::filesystem::path(file).parent_path().string() +
                                          ": it begins with the first nimbo1 run that uses this data folder");
     }
-    platform::OpenRegularFile(file, O_RDONLY);
+    platform::RequireRegularFile(file, R_OK);
     try {
         return OpenChecked(file, SqliteConnection::Access::ReadOnly);
     } catch (const Error&) {

@@ -1,6 +1,6 @@
 #include "station/store/host_data.h"
 
-#include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -51,7 +51,7 @@ std::int64_t CopyRows(const std::string& from, const std::string& to) {
 /// Returns what was done.
 std::string ReplaceDatabase(const std::string& folder) {
     const auto file = folder + kDatabaseFile;
-    platform::OpenRegularFile(file, O_RDONLY);
+    platform::RequireRegularFile(file, R_OK);
     const auto made = folder + "new-database/";
     fs::remove_all(made);
     platform::PrepareHostDatabase(made);

@@ -1,4 +1,7 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -101,6 +104,24 @@ TEST_F(HistoryFileTest, Layout1IsReadAsItIsAndThenBroughtUpToDate) {
 }
 
 // The same question has the same answer whether single readings, minutes or hours are added up, also after a kill.
+TEST_F(HistoryFileTest, AReaderOfTheSameProcessLeavesTheWriterItsLocks) {
+    Begin();
+    Add(5, 0, 21.5);
+    Turn(0);
+    EXPECT_EQ(Rows(0, kSecond).size(), 1U);
+    // A process does not see its own locks. Without any, another one would take the log away that is written to.
+    const pid_t other = ::fork();
+    if (other == 0) {
+        struct flock lock {};
+        lock.l_type = F_WRLCK;
+        const int file = ::open(m_File.c_str(), O_RDWR);
+        ::_exit(::fcntl(file, F_GETLK, &lock) == 0 && lock.l_type != F_UNLCK ? 0 : 1);
+    }
+    int status = -1;
+    ::waitpid(other, &status, 0);
+    EXPECT_EQ(status, 0);
+}
+
 TEST_F(HistoryFileTest, FiguresAreExactWhateverTheyAreMadeOf) {
     std::mt19937 random(7);  // NOLINT(cert-msc51-cpp): the same each time
     std::vector<std::pair<std::int64_t, double>> readings;
