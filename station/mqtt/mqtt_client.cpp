@@ -37,6 +37,10 @@ std::set<std::string> MqttClient::KeptTopics() const {
     return m_Worker->KeptTopics();
 }
 
+void MqttClient::Leave() {
+    m_Worker->Leave();
+}
+
 void MqttClient::Finish(std::chrono::milliseconds limit) {
     m_Worker->Leave();
     m_Worker->WaitForEnd(limit);

@@ -21,8 +21,8 @@ public:
     using Tell = std::function<void(const std::string&)>;
 
     /// `setup` has a broker and a station. `list` is a file that outlives runs: it has the topics of which the broker
-    /// may keep something. `tell` is called in `home` with what people should know of the connection, a sentence, once
-    /// for each thing that is wrong and when it is over.
+    /// may keep something; empty: they are not kept. `tell` is called in `home` with what people should know of the
+    /// connection, a sentence, once for each thing that is wrong and when it is over.
     MqttClient(MqttSetup setup, OutgoingMessages first, std::string list, Apartment& home, Tell tell);
     /// The thread ends the connection in order, and by itself: it may have to wait for a name to be looked up.
     ~MqttClient();
@@ -35,6 +35,8 @@ public:
     void ClearEarlier(const std::function<bool(const std::string& topic)>& isClaimed);
     OutgoingMessages::Retained Kept() const;
     std::set<std::string> KeptTopics() const;
+    /// The end is wanted, when all that waits has been sent.
+    void Leave();
     /// Ends the connection when all that waits has been sent, and waits for that, at most so long.
     void Finish(std::chrono::milliseconds limit);
 

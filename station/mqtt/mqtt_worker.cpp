@@ -98,7 +98,7 @@ void MqttWorker::KeepList() {
         const std::scoped_lock lock(m_Mutex);
         if (m_Outgoing.TakeTopicsChanged()) m_ListWaits = true;
     }
-    if (!m_ListWaits) return;
+    if (!m_ListWaits || m_ListFile.empty()) return;
     try {
         WriteTopicList(m_ListFile, KeptTopics());
         m_ListWaits = false;

@@ -92,6 +92,14 @@ struct SimulateOptions {
     std::uint64_t Seed = 1;
 };
 
+/// A fleet of stations without lines that report to a broker.
+struct RehearsalOptions {
+    int Stations = 0;
+    int Devices = 10;  ///< of each
+    std::chrono::milliseconds Every{1000};
+    MqttSetup Mqtt;  ///< without a station's name
+};
+
 struct ReplayOptions {
     std::string File;   ///< absolute path
     bool Fast = false;  ///< as fast as possible, not in real time
@@ -147,7 +155,7 @@ struct TextOptions {
 /// What the command line asks for: one command.
 using CommandLine = std::variant<TextOptions, RunOptions, ScanOptions, DevicesOptions, ReadOptions, ValuesOptions,
                                  HealthOptions, HistoryOptions, AlarmsOptions, ExportOptions, HistoryExportOptions,
-                                 ReplayOptions, ConfigCheckOptions, SimulateOptions, TraceOptions>;
+                                 ReplayOptions, ConfigCheckOptions, SimulateOptions, RehearsalOptions, TraceOptions>;
 
 /// Without a command the command is run. Raises UsageError.
 CommandLine ParseCommandLine(std::vector<std::string> arguments);

@@ -14,17 +14,58 @@ void CheckFaults(const SimulateOptions& options) {
     }
 }
 
+constexpr int kMostStations = 1000;
+constexpr int kMostDevices = 255;
+
+/// A fleet instead of one bus.
+struct Rehearsal {
+    RehearsalOptions Options;
+    Said<StationSetup> OfStation;
+    bool IsRefined = false;  ///< something was said that is of use with a fleet alone
+
+    RehearsalOptions Finish() {
+        StationSetup setup;
+        Apply(OfStation, setup);
+        Options.Mqtt = setup.Mqtt;
+        if (!Options.Mqtt.IsOn()) throw UsageError("--stations needs --mqtt URL, where they report to");
+        return Options;
+    }
+};
+
+std::vector<Argument> RehearsalArguments(const std::shared_ptr<Rehearsal>& rehearsal) {
+    auto& options = rehearsal->Options;
+    auto stations = WholeOf("--stations", "instead of a bus, as many stations without lines, which report to a broker",
+                            1, kMostStations, options.Stations);
+    stations.Excludes = {"--link", kDevice, "--baud", "--fault", "--seed"};
+    std::vector<Argument> arguments{
+        std::move(stations),
+        WholeOf("--devices", "of each station [10]", 1, kMostDevices, options.Devices),
+        {.Name = "--every",
+         .Type = "TIME",
+         .Help = "their polling period [1s]",
+         .Take =
+             [&options](const Value& value) { options.Every = value.Span(kShortestPeriod, std::chrono::hours(24)); }},
+        StationOption("--mqtt", rehearsal->OfStation)};
+    for (auto argument = arguments.begin() + 1; argument != arguments.end(); ++argument) {
+        argument->Take = [rehearsal = rehearsal.get(), take = argument->Take](const Value& value) {
+            rehearsal->IsRefined = true;
+            take(value);
+        };
+    }
+    return arguments;
+}
+
 }  // namespace
 
 Command SimulateCommand() {
     const auto options = std::make_shared<SimulateOptions>();
+    const auto rehearsal = std::make_shared<Rehearsal>();
     std::vector<Argument> arguments{
         PathOf("--link", "PATH", "give the port this name as well", options->Link),
         {.Name = kDevice,
          .Type = "A:M[=VALUE]",
          .Help = "5:sensor=21.5, 6:sensor=ramp:20:30:60s or 7:digital=5; repeatable",
          .Take = [options](const Value& v) { options->Devices.push_back(simulator::ParseSimulatedDevice(v.Text())); },
-         .IsRequired = true,
          .IsRepeatable = true},
         WholeOf("--baud", "pace bytes as a line of this speed does", 50, 4'000'000, options->Baud),
         {.Name = "--fault",
@@ -40,10 +81,16 @@ Command SimulateCommand() {
          .Take = [options](const Value& value) {
              options->Seed = static_cast<std::uint64_t>(value.Whole(0, std::numeric_limits<std::int64_t>::max()));
          }}};
-    return {"simulate", "a simulated bus on a pseudo-terminal", std::move(arguments), [options] {
-                CheckFaults(*options);
-                return *options;
-            }};
+    for (auto& argument : RehearsalArguments(rehearsal))
+        arguments.push_back(std::move(argument));
+    const auto finish = [options, rehearsal]() -> CommandLine {
+        if (rehearsal->Options.Stations > 0) return rehearsal->Finish();
+        if (rehearsal->IsRefined) throw UsageError("--devices, --every and --mqtt are of use with --stations N alone");
+        if (options->Devices.empty()) throw UsageError("name a --device, or a fleet with --stations");
+        CheckFaults(*options);
+        return *options;
+    };
+    return {"simulate", "a simulated bus on a pseudo-terminal, or a fleet of stations", std::move(arguments), finish};
 }
 
 }  // namespace orvix::station

@@ -24,8 +24,8 @@ MqttSink::~MqttSink() = default;
 
 void MqttSink::Use(MqttSetup setup, const std::string& folder) {
     if (setup.IsOn() && setup.Station.empty()) setup.Station = KeptStationName(folder, m_Tell);
-    const auto list = folder + kListFile;
-    auto earlier = ReadTopicList(list);
+    const auto list = folder.empty() ? std::string() : folder + kListFile;
+    auto earlier = list.empty() ? std::set<std::string>() : ReadTopicList(list);
     OutgoingMessages::Retained kept;
     if (m_Client) {
         earlier.merge(m_Client->KeptTopics());
@@ -150,8 +150,12 @@ void MqttSink::Forget(const std::string& id) {
     if (m_Setup.HomeAssistant) m_Client->ClearBelow(DiscoveryTopic(Discovered(), id));
 }
 
-void MqttSink::Close() {
-    if (m_Client) m_Client->Finish(kLongestClose);
+void MqttSink::Leave() {
+    if (m_Client) m_Client->Leave();
+}
+
+void MqttSink::Close(std::chrono::milliseconds limit) {
+    if (m_Client) m_Client->Finish(limit);
     m_Client.reset();
     m_Look.reset();
 }

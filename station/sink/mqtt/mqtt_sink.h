@@ -37,15 +37,17 @@ public:
     MqttSink(std::string session, Apartment& home, MqttQuestions questions, MqttClient::Tell tell);
     ~MqttSink() override;
 
-    /// Reports there from now on, or nowhere. `folder`: the data folder, where a name that was made up is kept; ends
-    /// with "/".
+    /// Reports there from now on, or nowhere. `folder`: the data folder, where a name that was made up is kept, and
+    /// of which topics the broker may keep something; ends with "/". Empty: neither is, and the setup has a name.
     void Use(MqttSetup setup, const std::string& folder);
     void OnIdentity(const DeviceIdentity& identity) override;
     void OnReading(const Reading& reading) override;
     void OnAlarm(const AlarmEvent& event) override;
     void OnPortGone(const std::string& port) override;
-    /// Ends the connection, and gives it a short time to send what waits.
-    void Close();
+    /// Begins to end the connection, which gets a short time to send what waits.
+    void Leave();
+    /// Does so, and waits for the end.
+    void Close(std::chrono::milliseconds limit = kLongestClose);
 
 private:
     void Look();
