@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <signal.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 
@@ -13,6 +12,7 @@
 #include <utility>
 
 #include "host/error.h"
+#include "platform/signals_blocked.h"
 
 namespace orvix::platform {
 namespace {
@@ -28,22 +28,6 @@ FileDescriptor Reopened(int descriptor) {
     const auto path = "/proc/self/fd/" + std::to_string(descriptor);
     return FileDescriptor(::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
 }
-
-/// While it lives this thread takes no signals, nor does a thread that it starts, ever.
-class SignalsBlocked {
-public:
-    SignalsBlocked() {
-        sigset_t all;
-        ::sigfillset(&all);
-        ::pthread_sigmask(SIG_SETMASK, &all, &m_Before);
-    }
-    ~SignalsBlocked() { ::pthread_sigmask(SIG_SETMASK, &m_Before, nullptr); }
-    SignalsBlocked(const SignalsBlocked&) = delete;
-    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
-private:
-    sigset_t m_Before{};
-};
 
 /// Copies what comes out of a pipe until its end, or until the target refuses.
 void Feed(const FileDescriptor& source, const FileDescriptor& target) {

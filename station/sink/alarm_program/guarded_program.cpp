@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "host/error.h"
+#include "platform/signals_blocked.h"
 #include "station/sink/alarm_program/program_check.h"
 
 namespace orvix::station {
@@ -146,22 +147,6 @@ void Watch(pid_t program, Report& report) {
     ::_exit(0);
 }
 
-/// Keeps signals from a copy of this process that does not know what to do about them.
-class SignalsBlocked {
-public:
-    SignalsBlocked() {
-        sigset_t all;
-        ::sigfillset(&all);
-        ::pthread_sigmask(SIG_SETMASK, &all, &m_Before);
-    }
-    ~SignalsBlocked() { ::pthread_sigmask(SIG_SETMASK, &m_Before, nullptr); }
-    SignalsBlocked(const SignalsBlocked&) = delete;
-    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
-private:
-    sigset_t m_Before{};
-};
-
 }  // namespace
 
 GuardedProgram::GuardedProgram(std::vector<std::string> command, std::vector<std::string> environment) {
@@ -174,7 +159,8 @@ GuardedProgram::GuardedProgram(std::vector<std::string> command, std::vector<std
     auto variables = Pointers(environment);
     const Call call{file.c_str(), arguments.data(), variables.data()};
     const pid_t station = ::getpid();
-    const SignalsBlocked blocked;
+    // The copy of this process does not know what to do about them.
+    const platform::SignalsBlocked blocked;
     const pid_t guard = ::fork();
     if (guard == 0) Guard(call, report.Get(), station);
     if (guard < 0) throw SystemError("no process", errno);
