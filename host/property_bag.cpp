@@ -109,30 +109,94 @@ public:
     std::string_view Name() { return AsText(Bytes(Varint())); }
     std::uint8_t Type() { return Read<std::uint8_t>(); }
 
-    ByteView Value(std::uint8_t type) {
+    ByteView Sized() { return Bytes(Varint()); }
+
+    template <class Integer>
+    Integer Whole() {
+        const std::size_t start = At();
+        const std::int64_t value = FromZigZag(Varint());
+        if (value < std::numeric_limits<Integer>::min() || value > std::numeric_limits<Integer>::max()) {
+            RaiseInvalid("integer beyond its type", start);
+        }
+        return static_cast<Integer>(value);
+    }
+
+    void SkipValue(std::uint8_t type) {
         switch (type) {
             case kEmpty:
             case kNull:
             case kFalse:
             case kTrue:
-                return {};
+                break;
             case kInt16:
-                return IntegerBytes<std::int16_t>();
+                Whole<std::int16_t>();
+                break;
             case kInt32:
-                return IntegerBytes<std::int32_t>();
+                Whole<std::int32_t>();
+                break;
             case kSingle:
-                return Bytes(sizeof(float));
+                Bytes(sizeof(float));
+                break;
             case kDouble:
             case kCurrency:
             case kDate:
-                return Bytes(sizeof(double));
+                Bytes(sizeof(double));
+                break;
             case kText:
             case kByteArray:
-                return Bytes(Varint());
+                Sized();
+                break;
             default:
                 RaiseUnknown(type);
         }
     }
+
+    Variant Value(std::uint8_t type) {
+        switch (type) {
+            case kEmpty:
+                return {};
+            case kNull:
+                return Null{};
+            case kFalse:
+                return false;
+            case kTrue:
+                return true;
+            case kInt16:
+                return Whole<std::int16_t>();
+            case kInt32:
+                return Whole<std::int32_t>();
+            case kSingle:
+                return Read<float>();
+            case kDouble:
+                return Read<double>();
+            case kCurrency:
+                return Currency{Read<std::int64_t>()};
+            case kDate:
+                return Date{Read<double>()};
+            case kText:
+                return std::string(AsText(Sized()));
+            case kByteArray: {
+                const ByteView bytes = Sized();
+                return ByteArray(bytes.begin(), bytes.end());
+            }
+            default:
+                RaiseUnknown(type);
+        }
+    }
+
+    // Into a field: without a variant between when the entry is of the field's own type.
+    void Into(bool& field, std::uint8_t type) { field = type == kTrue || (type != kFalse && Value(type).ToBoolean()); }
+    void Into(std::int32_t& field, std::uint8_t type) {
+        field = type == kInt32 ? Whole<std::int32_t>() : Value(type).ToLong();
+    }
+    void Into(std::string& field, std::uint8_t type) {
+        if (type == kText) {
+            field = AsText(Sized());
+        } else {
+            field = Value(type).ToText();
+        }
+    }
+    void Into(Variant& field, std::uint8_t type) { field = Value(type); }
 
 private:
     std::uint64_t LongVarint(std::uint64_t byte) {
@@ -146,18 +210,6 @@ private:
             if (byte < 0x80) return value;
         }
         RaiseInvalid("number too long", start);
-    }
-
-    template <class Integer>
-    ByteView IntegerBytes() {
-        Reader ahead = *this;
-        const std::uint64_t code = ahead.Varint();
-        const ByteView bytes = Bytes(ahead.At() - At());
-        const std::int64_t value = FromZigZag(code);
-        if (value < std::numeric_limits<Integer>::min() || value > std::numeric_limits<Integer>::max()) {
-            RaiseInvalid("integer beyond its type", At() - bytes.size());
-        }
-        return bytes;
     }
 
     [[noreturn]] void RaiseUnknown(std::uint8_t type) const {
@@ -185,71 +237,11 @@ void BreakSeal(ByteArray& bytes) {
     bytes[kVersionOffset] = kHeader[kVersionOffset];
 }
 
-std::int32_t DecodeInteger(ByteView value) {
-    return static_cast<std::int32_t>(FromZigZag(Reader(value, 0).Varint()));
-}
-
-Variant Decode(std::uint8_t type, ByteView value) {
-    Reader reader(value, 0);
-    switch (type) {
-        case kNull:
-            return Null{};
-        case kFalse:
-            return false;
-        case kTrue:
-            return true;
-        case kInt16:
-            return static_cast<std::int16_t>(FromZigZag(reader.Varint()));
-        case kInt32:
-            return DecodeInteger(value);
-        case kSingle:
-            return reader.Read<float>();
-        case kDouble:
-            return reader.Read<double>();
-        case kCurrency:
-            return Currency{reader.Read<std::int64_t>()};
-        case kDate:
-            return Date{reader.Read<double>()};
-        case kText:
-            return std::string(AsText(value));
-        case kByteArray:
-            return ByteArray(value.begin(), value.end());
-        default:
-            return {};
-    }
-}
-
-// Into a field: without a variant between when the entry is of the field's own type.
-void DecodeInto(bool& field, std::uint8_t type, ByteView value) {
-    field = type == kTrue || (type != kFalse && Decode(type, value).ToBoolean());
-}
-void DecodeInto(std::int32_t& field, std::uint8_t type, ByteView value) {
-    field = type == kInt32 ? DecodeInteger(value) : Decode(type, value).ToLong();
-}
-void DecodeInto(std::string& field, std::uint8_t type, ByteView value) {
-    if (type == kText) {
-        field = AsText(value);
-    } else {
-        field = Decode(type, value).ToText();
-    }
-}
-void DecodeInto(Variant& field, std::uint8_t type, ByteView value) {
-    field = Decode(type, value);
-}
-
 }  // namespace
 
 PropertyBag::PropertyBag() : m_Next(kHeaderLength) {
     m_Bytes.reserve(kUsualLength);
     m_Bytes.assign(std::begin(kHeader), std::end(kHeader));
-}
-
-PropertyBag::Entry PropertyBag::Parse(ByteView bytes, std::size_t at) {
-    Reader reader(bytes, at);
-    const std::string_view name = reader.Name();
-    const std::uint8_t type = reader.Type();
-    const ByteView value = reader.Value(type);
-    return {name, type, value, reader.At()};
 }
 
 std::size_t PropertyBag::SlotOf(std::string_view name) const {
@@ -273,16 +265,18 @@ void PropertyBag::Index(std::size_t slots) const {
     m_Slots.assign(slots, 0);
     m_Count = 0;
     for (std::size_t at = kHeaderLength; at < m_Bytes.size();) {
-        const Entry entry = Parse(m_Bytes, at);
+        Reader reader(m_Bytes, at);
+        const std::string_view name = reader.Name();
         if (2 * (m_Count + 1) > m_Slots.size()) return Index(2 * slots);
-        std::size_t& slot = m_Slots[SlotOf(entry.Name)];
+        std::size_t& slot = m_Slots[SlotOf(name)];
         if (slot != 0) {
             m_Slots.clear();  // half an index is none
-            Reader(m_Bytes, 0).RaiseInvalid("name \"" + std::string(entry.Name) + "\" again", at);
+            reader.RaiseInvalid("name \"" + std::string(name) + "\" again", at);
         }
         slot = at;
         ++m_Count;
-        at = entry.End;
+        reader.SkipValue(reader.Type());
+        at = reader.At();
     }
 }
 
@@ -316,7 +310,10 @@ void PropertyBag::WriteProperty(std::string_view name, const Variant& value) {
 }
 
 void PropertyBag::Replace(std::size_t begin, std::string_view name, const Variant& value) {
-    const std::size_t end = Parse(m_Bytes, begin).End;
+    Reader reader(m_Bytes, begin);
+    reader.Name();
+    reader.SkipValue(reader.Type());
+    const std::size_t end = reader.At();
     const std::size_t added = m_Bytes.size();
     Append(name, value);
     const auto at = [this](std::size_t offset) { return m_Bytes.begin() + static_cast<std::ptrdiff_t>(offset); };
@@ -342,11 +339,10 @@ bool PropertyBag::Read(std::string_view name, T& field) const {
 
 template <class T>
 bool PropertyBag::ReadNext(std::string_view name, T& field) const {
-    if (m_Next == m_Bytes.size()) return false;
-    const Entry entry = Parse(m_Bytes, m_Next);
-    if (entry.Name != name) return false;
-    m_Next = entry.End;
-    DecodeInto(field, entry.Type, entry.Value);
+    Reader reader(m_Bytes, m_Next);
+    if (reader.Left() == 0 || reader.Name() != name) return false;
+    reader.Into(field, reader.Type());
+    m_Next = reader.At();
     return true;
 }
 
@@ -388,7 +384,7 @@ void PropertyBag::Contents(ByteArray bytes) {
     }
     for (Reader reader(bytes, kHeaderLength); reader.Left() > 0;) {
         reader.Name();
-        reader.Value(reader.Type());
+        reader.SkipValue(reader.Type());
     }
     m_Bytes = std::move(bytes);
     m_Slots.clear();

@@ -70,15 +70,6 @@ public:
     ByteArray SealedContents() const;
 
 private:
-    /// One entry as it lies in the bytes.
-    struct Entry {
-        std::string_view Name;
-        std::uint8_t Type;
-        ByteView Value;  // of text and byte array: behind the length
-        std::size_t End;
-    };
-
-    static Entry Parse(ByteView bytes, std::size_t at);
     /// Makes the index, unless it is there.
     void RequireIndex() const;
     /// The place in the index of the entry of that name, or the free one where it would stand.
