@@ -31,7 +31,7 @@ station/source:        host/ platform/ simulator/ devices/protocol/ tasks/i stat
 station/run:           host/ platform/ devices/protocol/ station/words/ station/model/ station/source/
 station/sink/history:  host/ devices/protocol/ station/model/ station/store/ station/run/
 station/sink/lines:    host/ platform/ station/model/ station/json/ station/run/
-station/sink/mqtt:     host/ platform/ station/model/ station/json/ station/mqtt/ station/run/
+station/sink/mqtt:     host/ platform/ station/words/ station/model/ station/json/ station/mqtt/ station/store/ station/run/
 station/sink/*:        host/ platform/ station/words/ station/model/ station/store/ station/run/
 station/door:          host/ platform/ devices/protocol/ station/words/ station/model/ station/json/ station/http/ station/store/ station/run/
 station/setup:         host/ platform/ simulator/ devices/protocol/ tasks/enumerations.h station/words/ station/model/

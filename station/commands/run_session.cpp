@@ -74,6 +74,7 @@ StationView RunSession::View() {
             .KeepsHistory = m_Sinks.History != nullptr,
             .HistoryFiles = {m_Station->Folders.Data + kHistoryFile, m_Station->Folders.Data + kSimulatedHistoryFile},
             .Slow = m_Slow,
+            .Mqtt = [this] { return m_Sinks.Mqtt.State(); },
             .Actions = &m_Actions};
 }
 
@@ -94,12 +95,26 @@ MqttQuestions RunSession::Questions() {
     return {.Values = [this] { return m_Sources.Run.Values(); },
             .Alarms = [this] { return m_Sources.Run.Alarms().Active(); },
             .Buses = [this] { return HealthJson(Health()).at("buses"); },
-            .Setups = [this] { return m_Sources.Run.Setups(); }};
+            .Setups = [this] { return m_Sources.Run.Setups(); },
+            .Histories = [this] { return m_Sinks.History ? std::optional(m_Sinks.History->Files()) : std::nullopt; },
+            .Acknowledge =
+                [this](const BrokerOfHistory& who, std::int64_t n) {
+                    if (m_Sinks.History) m_Sinks.History->Acknowledge(who, n);
+                }};
+}
+
+void RunSession::UseMqtt(const MqttSetup& setup) {
+    if (m_Sinks.History) {
+        const bool isCarried = setup.IsOn() && setup.Backfill;
+        m_Sinks.History->SendTo(isCarried ? std::vector{setup.Broker.Name()} : std::vector<std::string>(),
+                                setup.Resend);
+    }
+    m_Sinks.Mqtt.Use(setup, m_Station->Folders.Data);
 }
 
 int RunSession::Run() {
     TellNotices(*m_Station, m_Output);
-    m_Sinks.Mqtt.Use(m_Setup.Mqtt, m_Station->Folders.Data);
+    UseMqtt(m_Setup.Mqtt);
     if (const auto problem = ProblemOfCommand(m_Setup.OnAlarm)) m_Output.Note("alarms.on_alarm: " + *problem);
     m_Sources.Starter.Start(m_Setup.Buses);
     if (m_Screen && m_Screen->Get() != nullptr) m_Screen->Get()->Watch([this] { return m_Sources.Run.Values(); });
@@ -138,7 +153,7 @@ void RunSession::Apply(const StationSetup& wanted) {
     if (wanted.OnAlarm != m_Setup.OnAlarm) done.emplace_back("changed the alarm command");
     if (wanted.Mqtt != m_Setup.Mqtt) {
         m_Setup.Mqtt = wanted.Mqtt;
-        m_Sinks.Mqtt.Use(wanted.Mqtt, m_Station->Folders.Data);
+        UseMqtt(wanted.Mqtt);
         done.emplace_back(wanted.Mqtt.IsOn() ? "connects to the MQTT broker anew" : "leaves the MQTT broker");
     }
     if (wanted.Data != m_Setup.Data || wanted.Metrics != m_Setup.Metrics || wanted.Web != m_Setup.Web ||

@@ -42,6 +42,8 @@ private:
 
     StationHealth Health();
     MqttQuestions Questions();
+    /// Reports to another broker from now on, or to none.
+    void UseMqtt(const MqttSetup& setup);
     StationView View();
     void OpenDoor();
     /// Reads the configuration again and changes what has changed in it; one that is broken changes nothing. Waits for

@@ -12,6 +12,7 @@ HttpResponse AnswerDevices(const StationView& station, const Question& question)
 HttpResponse AnswerValues(const StationView& station, const Question& question);
 HttpResponse AnswerEvents(const StationView& station, const Question& question);
 HttpResponse AnswerLines(const StationView& station, const Question& question);
+HttpResponse AnswerMqtt(const StationView& station, const Question& question);
 HttpResponse AnswerHealth(const StationView& station, const Question& question);
 HttpResponse AnswerMetrics(const StationView& station, const Question& question);
 void AnswerHistory(const StationView& station, const Question& question, const HttpReply& reply);

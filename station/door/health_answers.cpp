@@ -3,6 +3,8 @@
 #include "station/door/answers.h"
 #include "station/door/health_text.h"
 #include "station/door/metric_families.h"
+#include "station/door/problem.h"
+#include "station/model/clock.h"
 
 namespace orvix::station {
 namespace {
@@ -28,6 +30,29 @@ StationHealth FilteredHealth(const StationView& station, const Question& questio
     return health;
 }
 
+Json TextOrNull(const std::string& text) {
+    return text.empty() ? Json() : Json(text);
+}
+
+Json CarriageJson(const MqttCarriageState& carriage) {
+    auto histories = Json::array();
+    for (const auto& one : carriage.Histories) {
+        histories.push_back({{"history", one.History}, {"acknowledged", one.Acknowledged}, {"newest", one.Newest}});
+    }
+    return {
+        {"backlog_rows", carriage.Backlog()}, {"rows_per_second", carriage.RowsPerSecond}, {"rows", carriage.Taken},
+        {"skipped_rows", carriage.Skipped},   {"trouble", TextOrNull(carriage.Trouble)},   {"histories", histories}};
+}
+
+Json MqttJson(const MqttState& state) {
+    const auto& since = state.Connection.Since;
+    return {{"broker", state.Broker},
+            {"topics", state.Topics},
+            {"connected_since", since ? Json(IsoText(*since)) : Json()},
+            {"trouble", TextOrNull(state.Connection.Trouble)},
+            {"history", state.Carriage ? CarriageJson(*state.Carriage) : Json()}};
+}
+
 }  // namespace
 
 HttpResponse AnswerHealth(const StationView& station, const Question& question) {
@@ -42,9 +67,15 @@ HttpResponse AnswerHealth(const StationView& station, const Question& question) 
     });
 }
 
+HttpResponse AnswerMqtt(const StationView& station, const Question& /*question*/) {
+    const auto state = station.Mqtt();
+    if (!state) throw ProblemError(404, "this station reports to no MQTT broker");
+    return JsonResponse(MqttJson(*state));
+}
+
 HttpResponse AnswerMetrics(const StationView& station, const Question& /*question*/) {
     return station.Shared->Get("metrics", station.Slow.Home().Now(), [&] {
-        const auto text = prometheus::TextSerializer().Serialize(MetricFamilies(station.Health()));
+        const auto text = prometheus::TextSerializer().Serialize(MetricFamilies(station.Health(), station.Mqtt()));
         return TextResponse(text, "text/plain; version=0.0.4; charset=utf-8");
     });
 }

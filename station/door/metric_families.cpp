@@ -27,6 +27,10 @@ Labels LabelsOf(const BusHealth& bus, const AddressHealth& address) {
             {"name", Printable(address.Name)}};
 }
 
+Labels LabelsOf(const MqttState& /*broker*/) {
+    return {};
+}
+
 template <class... Of>
 struct ValueRow {
     const char* Name;
@@ -87,6 +91,28 @@ constexpr ValueRow<BusHealth, AddressHealth> kOfAddress[] = {
      [](const BusHealth&, const AddressHealth& it) -> std::optional<double> {
          const auto period = it.Recent.Period();
          return period ? std::optional(Seconds(*period)) : std::nullopt;
+     }},
+};
+
+std::optional<double> OfCarriage(const MqttState& mqtt, double (*value)(const MqttCarriageState& carriage)) {
+    return mqtt.Carriage ? std::optional(value(*mqtt.Carriage)) : std::nullopt;
+}
+
+constexpr ValueRow<MqttState> kOfBroker[] = {
+    {"nimbo1_mqtt_connected", "Whether the MQTT broker has taken the station", MetricType::Gauge,
+     [](const MqttState& mqtt) -> std::optional<double> { return mqtt.Connection.Since ? 1 : 0; }},
+    {"nimbo1_mqtt_history_backlog_rows", "Recorded rows that the broker has not acknowledged", MetricType::Gauge,
+     [](const MqttState& mqtt) {
+         return OfCarriage(mqtt, [](const auto& carriage) { return static_cast<double>(carriage.Backlog()); });
+     }},
+    {"nimbo1_mqtt_history_rows_total", "Recorded rows that the broker has acknowledged", MetricType::Counter,
+     [](const MqttState& mqtt) {
+         return OfCarriage(mqtt, [](const auto& carriage) { return static_cast<double>(carriage.Taken); });
+     }},
+    {"nimbo1_mqtt_history_skipped_rows_total", "Recorded rows that were removed before they could be sent",
+     MetricType::Counter,
+     [](const MqttState& mqtt) {
+         return OfCarriage(mqtt, [](const auto& carriage) { return static_cast<double>(carriage.Skipped); });
      }},
 };
 
@@ -156,7 +182,7 @@ void AddRoundTrips(MetricFamily& family, const BusHealth& bus, const AddressHeal
 
 }  // namespace
 
-std::vector<MetricFamily> MetricFamilies(const StationHealth& health) {
+std::vector<MetricFamily> MetricFamilies(const StationHealth& health, const std::optional<MqttState>& mqtt) {
     std::vector<MetricFamily> families;
     for (const auto& row : kOfBus) {
         auto& family = families.emplace_back(MetricFamily{row.Name, row.Help, row.Type, {}});
@@ -190,6 +216,9 @@ std::vector<MetricFamily> MetricFamilies(const StationHealth& health) {
                         "For how long nothing could be written into the history; 0: it can be",
                         MetricType::Gauge,
                         {still}});
+    if (!mqtt) return families;
+    for (const auto& row : kOfBroker)
+        AddValue(families.emplace_back(MetricFamily{row.Name, row.Help, row.Type, {}}), row, *mqtt);
     return families;
 }
 

@@ -35,6 +35,7 @@ constexpr Route kRoutes[] = {
     {"POST", "/api/v1/devices/{}/export", Right::Change, "", AnswerExport},
     {"PATCH", "/api/v1/devices/{}", Right::Change, "", AnswerRename},
     {"DELETE", "/api/v1/devices/{}", Right::Change, "", AnswerRemove},
+    {"GET", "/api/v1/mqtt", Right::Read, "", AtOnce<AnswerMqtt>},
     {"GET", "/api/v1/health", Right::Read, "station bus device", AtOnce<AnswerHealth>},
     kMetricsRoute,
     {"GET", "/", Right::None, nullptr, AtOnce<AnswerPage>},

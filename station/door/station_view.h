@@ -11,6 +11,7 @@
 #include "station/door/event_hub.h"
 #include "station/door/line_hub.h"
 #include "station/door/slow_answers.h"
+#include "station/model/mqtt_state.h"
 #include "station/run/health.h"
 #include "station/run/station_run.h"
 
@@ -64,6 +65,8 @@ struct StationView {
     std::vector<std::string> HistoryFiles{};  ///< those that there may be
     SlowAnswers& Slow;
     std::shared_ptr<SharedAnswers> Shared = std::make_shared<SharedAnswers>();
+    /// Nothing when it reports to no broker.
+    std::function<std::optional<MqttState>()> Mqtt = [] { return std::nullopt; };
     StationActions* Actions = nullptr;  ///< null: the station is played, and does what it did
 };
 

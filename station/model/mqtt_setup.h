@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <string>
 
@@ -11,6 +12,8 @@ struct BrokerAddress {
     int Port = 0;
     bool Tls = false;
 
+    /// "HOST:PORT".
+    std::string Name() const { return Host + ":" + std::to_string(Port); }
     bool operator==(const BrokerAddress&) const = default;
 };
 
@@ -25,6 +28,9 @@ std::optional<BrokerAddress> ParseBroker(const std::string& url);
 /// Whether a text can be a level of a topic: not empty, without "/", "+" and "#".
 bool IsTopicLevel(const std::string& text);
 
+/// For so long a broker can ask again for what it has acknowledged, unless configured.
+inline constexpr std::chrono::hours kResend{24 * 7};
+
 /// How a station reports to an MQTT broker. File names are absolute paths, empty ones are not used.
 struct MqttSetup {
     BrokerAddress Broker;          ///< without a host: there is none
@@ -32,10 +38,12 @@ struct MqttSetup {
     std::string Topic = "nimbo1";  ///< levels before it
     std::string User;
     std::string PasswordFile;
-    std::string Ca;              ///< certificates that the broker's is checked against; empty: the system's
-    std::string Cert;            ///< of the station
-    std::string Key;             ///< of Cert
-    bool HomeAssistant = false;  ///< tell Home Assistant which devices there are
+    std::string Ca;                       ///< certificates that the broker's is checked against; empty: the system's
+    std::string Cert;                     ///< of the station
+    std::string Key;                      ///< of Cert
+    bool Backfill = true;                 ///< carry what is recorded, too, also what was while the broker was away
+    std::chrono::hours Resend = kResend;  ///< for so long what it has acknowledged can be asked for again
+    bool HomeAssistant = false;           ///< tell Home Assistant which devices there are
     std::string DiscoveryPrefix = "homeassistant";  ///< levels before what it is told
 
     /// Begin of all topics of the station.

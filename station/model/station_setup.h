@@ -28,7 +28,6 @@ struct HistorySetup {
     std::int64_t MostBytes =
         std::int64_t{1024} * 1024 * 1024;  ///< size of the file above which the oldest rows are removed
     ChangeSetup Record{};
-    std::chrono::hours Resend{24 * 7};  ///< for so long a broker can ask again for what it has acknowledged
 
     bool operator==(const HistorySetup&) const = default;
 };

@@ -8,10 +8,11 @@ namespace orvix::station {
 const char* const kVersion = NB1_VERSION;
 
 std::string VersionText() {
-    constexpr std::array<std::pair<const char*, int>, 4> kFormats = {{{"history", kHistoryVersion},
+    constexpr std::array<std::pair<const char*, int>, 5> kFormats = {{{"history", kHistoryVersion},
                                                                       {"recording", kRecordingVersion},
                                                                       {"device file", kDeviceFileVersion},
-                                                                      {"API", kApiVersion}}};
+                                                                      {"API", kApiVersion},
+                                                                      {"MQTT topics", kTopicsVersion}}};
     const std::string commit = NB1_COMMIT;
     std::string text = std::string("nimbo1 ") + kVersion + "\n";
     if (!commit.empty()) text += "commit " + commit + "\n";

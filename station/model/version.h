@@ -17,6 +17,8 @@ inline constexpr int kRecordingVersion = 2;
 inline constexpr int kDeviceFileVersion = 2;
 /// In the paths of the interface for programs: "/api/v1/".
 inline constexpr int kApiVersion = 1;
+/// Of the topics at an MQTT broker and what stands in them (docs/mqtt.md).
+inline constexpr int kTopicsVersion = 1;
 
 /// Version, the commit that it was built from when that is known, formats and features: what --version prints.
 std::string VersionText();

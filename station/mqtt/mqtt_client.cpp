@@ -7,9 +7,10 @@
 
 namespace orvix::station {
 
-MqttClient::MqttClient(MqttSetup setup, OutgoingMessages first, std::string list, Apartment& home, Tell tell)
-    : m_Worker(
-          std::make_shared<MqttWorker>(std::move(setup), std::move(first), std::move(list), home, std::move(tell))) {
+MqttClient::MqttClient(MqttSetup setup, OutgoingMessages first, std::shared_ptr<OrderedMessages> ordered,
+                       std::string list, Apartment& home, Tell tell)
+    : m_Worker(std::make_shared<MqttWorker>(std::move(setup), std::move(first), std::move(ordered), std::move(list),
+                                            home, std::move(tell))) {
     std::thread([worker = m_Worker] { worker->Run(); }).detach();
 }
 
@@ -39,6 +40,10 @@ std::set<std::string> MqttClient::KeptTopics() const {
 
 void MqttClient::Leave() {
     m_Worker->Leave();
+}
+
+MqttConnectionState MqttClient::State() const {
+    return m_Worker->State();
 }
 
 void MqttClient::Finish(std::chrono::milliseconds limit) {

@@ -8,6 +8,8 @@
 
 #include "host/apartment.h"
 #include "station/model/mqtt_setup.h"
+#include "station/model/mqtt_state.h"
+#include "station/mqtt/ordered_messages.h"
 #include "station/mqtt/outgoing_messages.h"
 
 namespace orvix::station {
@@ -21,9 +23,10 @@ public:
     using Tell = std::function<void(const std::string&)>;
 
     /// `setup` has a broker and a station. `list` is a file that outlives runs: it has the topics of which the broker
-    /// may keep something; empty: they are not kept. `tell` is called in `home` with what people should know of the
-    /// connection, a sentence, once for each thing that is wrong and when it is over.
-    MqttClient(MqttSetup setup, OutgoingMessages first, std::string list, Apartment& home, Tell tell);
+    /// may keep something; empty: they are not kept. `ordered` may be null. `tell` is called in `home` with what people
+    /// should know of the connection, a sentence, once for each thing that is wrong and when it is over.
+    MqttClient(MqttSetup setup, OutgoingMessages first, std::shared_ptr<OrderedMessages> ordered, std::string list,
+               Apartment& home, Tell tell);
     /// The thread ends the connection in order, and by itself: it may have to wait for a name to be looked up.
     ~MqttClient();
     MqttClient(const MqttClient&) = delete;
@@ -37,6 +40,7 @@ public:
     std::set<std::string> KeptTopics() const;
     /// The end is wanted, when all that waits has been sent.
     void Leave();
+    MqttConnectionState State() const;
     /// Ends the connection when all that waits has been sent, and waits for that, at most so long.
     void Finish(std::chrono::milliseconds limit);
 

@@ -23,7 +23,6 @@ constexpr int kKeepAliveSeconds = 15;
 constexpr int kQos = 1;
 constexpr std::size_t kLongestPassword = 64UL * 1024;
 constexpr std::size_t kLongestLog = 4096;
-constexpr std::size_t kLongestHeard = 64;
 // Those that Debian keeps.
 constexpr char kSystemCertificates[] = "/etc/ssl/certs";
 
@@ -119,16 +118,32 @@ void MqttConnection::OnConnect(int reason) {
 void MqttConnection::OnPublish(int message, int reason) {
     const auto handed = m_UnderWay.extract(message);
     if (!handed) return;
-    const auto& [topic, isClear] = handed.mapped();
-    if (reason >= MQTT_RC_UNSPECIFIED) m_NotTaken = topic + ": " + WhyNotTaken(reason, m_Setup);
+    const auto& [topic, isClear, number] = handed.mapped();
+    if (number) --m_OrderedUnderWay;
     if (isClear) m_Cleared.push_back(topic);
+    if (reason >= MQTT_RC_UNSPECIFIED) {
+        Refused(handed.mapped(), reason);
+    } else if (number) {
+        m_Answered.emplace_back(*number, 0);
+    }
 }
 
-/// One that the broker has kept was said before the connection, and tells nothing new.
+/// Ordered messages are answered for by those who have given them.
+void MqttConnection::Refused(const Handed& handed, int reason) {
+    if (handed.Number) {
+        m_Answered.emplace_back(*handed.Number, reason);
+    } else {
+        m_NotTaken = handed.Topic + ": " + WhyNotTaken(reason, m_Setup);
+    }
+}
+
+/// A broker may send what nobody has asked for.
 void MqttConnection::OnMessage(const mosquitto_message& message) {
+    if (!m_Subscribed.contains(message.topic)) return;
     const auto length = static_cast<std::size_t>(std::max(message.payloadlen, 0));
-    if (message.retain || length > kLongestHeard) return;
-    m_Heard.assign(static_cast<const char*>(message.payload), length);
+    auto& [payload, wasKept] = m_Heard[message.topic];
+    payload.assign(static_cast<const char*>(message.payload), std::min(length, OrderedMessages::kLongestHeard + 1));
+    wasKept = message.retain;
 }
 
 void MqttConnection::Check(int result) const {
@@ -150,20 +165,31 @@ void MqttConnection::Work(int wake, int milliseconds) {
 }
 
 void MqttConnection::Publish(const MqttMessage& message) {
+    Send({message.Topic, message.Retained && message.Payload.empty()}, message.Payload, message.Retained);
+}
+
+void MqttConnection::Publish(const OrderedMessage& message) {
+    Send({message.Topic, false, message.Number}, message.Payload, false);
+}
+
+void MqttConnection::Send(Handed handed, const std::string& payload, bool isRetained) {
     int id = 0;
-    const int result =
-        mosquitto_publish(m_Client.get(), &id, message.Topic.c_str(), static_cast<int>(message.Payload.size()),
-                          message.Payload.data(), kQos, message.Retained);
+    const int result = mosquitto_publish(m_Client.get(), &id, handed.Topic.c_str(), static_cast<int>(payload.size()),
+                                         payload.data(), kQos, isRetained);
     if (result == MOSQ_ERR_SUCCESS) {
-        m_UnderWay.insert_or_assign(id, Handed{message.Topic, message.Retained && message.Payload.empty()});
-    } else if (result == MOSQ_ERR_OVERSIZE_PACKET || result == MOSQ_ERR_PAYLOAD_SIZE || result == MOSQ_ERR_INVAL) {
-        m_NotTaken = message.Topic + ": " + WhyNotTaken(result, m_Setup);
+        if (handed.Number) ++m_OrderedUnderWay;
+        m_UnderWay.insert_or_assign(id, std::move(handed));
+    } else if (result == MOSQ_ERR_OVERSIZE_PACKET || result == MOSQ_ERR_PAYLOAD_SIZE) {
+        Refused(handed, MQTT_RC_PACKET_TOO_LARGE);
+    } else if (result == MOSQ_ERR_INVAL) {
+        Refused(handed, MQTT_RC_TOPIC_NAME_INVALID);
     } else {
         Check(result);
     }
 }
 
 void MqttConnection::Subscribe(const std::string& topic) {
+    m_Subscribed.insert(topic);
     Check(mosquitto_subscribe(m_Client.get(), nullptr, topic.c_str(), kQos));
 }
 

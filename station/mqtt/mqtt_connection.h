@@ -1,21 +1,28 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "station/model/mqtt_setup.h"
+#include "station/mqtt/ordered_messages.h"
 #include "station/mqtt/outgoing_messages.h"
 
 struct mosquitto;
 struct mosquitto_message;
 
 namespace orvix::station {
+
+struct HeardMessage {
+    std::string Payload;   ///< cut behind OrderedMessages::kLongestHeard bytes and one more
+    bool WasKept = false;  ///< by the broker, from before the connection
+};
 
 /// One connection to a broker, from its beginning to its end, on one thread. Nothing that was handed over to it is sent
 /// by another one.
@@ -35,12 +42,17 @@ public:
     bool IsUp() const { return m_IsUp; }
     /// Hands a message over. Only while it is up.
     void Publish(const MqttMessage& message);
+    void Publish(const OrderedMessage& message);
     /// Listens to a topic, from now on.
     void Subscribe(const std::string& topic);
-    /// Whether this was said there, since it was asked.
-    bool TakeHeard(std::string_view payload) { return std::exchange(m_Heard, {}) == payload; }
-    /// Messages that the broker has not acknowledged yet.
+    /// The latest message on each of these topics that has come since this was asked.
+    std::map<std::string, HeardMessage> TakeHeard() { return std::exchange(m_Heard, {}); }
+    /// Messages that the broker has not acknowledged yet, and how many of these are ordered ones.
     std::size_t UnderWay() const { return m_UnderWay.size(); }
+    std::size_t OrderedUnderWay() const { return m_OrderedUnderWay; }
+    /// What the broker has said of ordered messages since this was asked: their numbers, with 0 or the reason why it
+    /// does not take them.
+    std::vector<std::pair<std::int64_t, int>> TakeAnswered() { return std::exchange(m_Answered, {}); }
     /// Topics of which the broker has acknowledged that it is to keep nothing, since this was asked.
     std::vector<std::string> TakeCleared() { return std::exchange(m_Cleared, {}); }
     /// Why the broker has not taken a message, since this was asked; nothing when it takes all.
@@ -54,7 +66,8 @@ private:
     };
     struct Handed {
         std::string Topic;
-        bool IsClear;
+        bool IsClear = false;
+        std::optional<std::int64_t> Number{};  ///< of an ordered message
     };
 
     void SetUp(const MqttMessage& will);
@@ -63,6 +76,8 @@ private:
     void SetCallbacks();
     void OnConnect(int reason);
     void OnPublish(int message, int reason);
+    void Send(Handed handed, const std::string& payload, bool isRetained);
+    void Refused(const Handed& handed, int reason);
     void OnMessage(const mosquitto_message& message);
     /// Raises Error for a result of the library.
     void Check(int result) const;
@@ -75,7 +90,10 @@ private:
     std::map<int, Handed> m_UnderWay;
     std::vector<std::string> m_Cleared;
     std::optional<std::string> m_NotTaken;
-    std::string m_Heard;  ///< the latest message that came, if it is a short one
+    std::size_t m_OrderedUnderWay = 0;
+    std::vector<std::pair<std::int64_t, int>> m_Answered;
+    std::set<std::string> m_Subscribed;
+    std::map<std::string, HeardMessage> m_Heard;
 };
 
 }  // namespace orvix::station

@@ -85,6 +85,10 @@ std::string WhyFailed(const MqttFailure& failure, const MqttSetup& setup) {
     }
 }
 
+bool IsTooLarge(int reason) {
+    return reason == MQTT_RC_PACKET_TOO_LARGE;
+}
+
 std::string WhyNotTaken(int reason, const MqttSetup& setup) {
     std::string text = reason >= kFirstReason ? mosquitto_reason_string(reason) : mosquitto_strerror(reason);
     if (reason != MQTT_RC_NOT_AUTHORIZED) return text;

@@ -17,6 +17,9 @@ struct MqttFailure {
 /// Why a connection failed and what helps, a sentence without its end.
 std::string WhyFailed(const MqttFailure& failure, const MqttSetup& setup);
 
+/// Whether the broker would take a smaller message.
+bool IsTooLarge(int reason);
+
 /// Why the broker does not take a message, the same.
 std::string WhyNotTaken(int reason, const MqttSetup& setup);
 

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "host/error.h"
+#include "station/model/clock.h"
 #include "station/mqtt/discovery.h"
 #include "station/mqtt/topic_list.h"
 #include "station/mqtt/topics.h"
@@ -25,14 +26,17 @@ constexpr std::chrono::seconds kLastWords{2};
 constexpr std::chrono::minutes kSlowSilence{10};
 constexpr int kTurn = 1000;
 constexpr std::size_t kMostUnderWay = 100;
+// Brokers take 20 unacknowledged messages of a client by default: some places are left to what holds now.
+constexpr std::size_t kMostBesideOrdered = 16;
 
 }  // namespace
 
-MqttWorker::MqttWorker(MqttSetup setup, OutgoingMessages first, std::string list, Apartment& home,
-                       std::function<void(const std::string&)> tell)
+MqttWorker::MqttWorker(MqttSetup setup, OutgoingMessages first, std::shared_ptr<OrderedMessages> ordered,
+                       std::string list, Apartment& home, std::function<void(const std::string&)> tell)
     : m_Setup(std::move(setup)),
       m_Begin(m_Setup.Begin()),
       m_ListFile(std::move(list)),
+      m_Ordered(std::move(ordered)),
       m_Wake(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
       m_LongestPause(kFirstPause),
       m_Outgoing(std::move(first)),
@@ -67,9 +71,13 @@ std::string MqttWorker::Serve() {
     } catch (const std::exception& error) {
         why = error.what();
     }
+    if (m_Ordered) m_Ordered->Disconnected();
     m_WasShort = m_UpSince && Clock::now() - *m_UpSince < kShort;
     if (m_UpSince && !m_WasShort) m_LongestPause = kFirstPause;
-    Change([](OutgoingMessages& outgoing) { outgoing.Disconnected(); });
+    Change([this](OutgoingMessages& outgoing) {
+        outgoing.Disconnected();
+        m_State.Since.reset();
+    });
     return why;
 }
 
@@ -78,19 +86,38 @@ void MqttWorker::Attend(MqttConnection& connection) {
     eventfd_t count = 0;
     ::eventfd_read(m_Wake.Get(), &count);
     if (!connection.IsUp()) return;
-    if (!m_UpSince) {
-        m_UpSince = Clock::now();
-        if (m_Setup.HomeAssistant) connection.Subscribe(BirthTopic(m_Setup.DiscoveryPrefix));
-        TellAll();
-    }
-    // Home Assistant was started, and knows nothing.
-    if (connection.TakeHeard(kBirth)) TellAll();
+    if (!m_UpSince) Begin(connection);
+    Listen(connection);
     KeepList();
-    HandOver(connection);
     TakeAnswers(connection);
+    HandOver(connection);
+    if (m_Ordered) HandOverOrdered(connection);
     TellSlow();
     // Two clients of one name that throw each other out are not well because they are connected now.
     if (!m_IsToldUp && (!m_WasShort || Clock::now() - *m_UpSince > kShort)) TellConnected();
+}
+
+void MqttWorker::Begin(MqttConnection& connection) {
+    m_UpSince = Clock::now();
+    if (m_Setup.HomeAssistant) connection.Subscribe(BirthTopic(m_Setup.DiscoveryPrefix));
+    if (m_Ordered) {
+        connection.Subscribe(m_Begin + kHistoryWantedTopic);
+        m_Ordered->Connected([this] { Wake(); });
+    }
+    Change([this](OutgoingMessages&) { m_State.Since = UnixMilliseconds(); });
+    TellAll();
+}
+
+void MqttWorker::Listen(MqttConnection& connection) {
+    const auto birth = BirthTopic(m_Setup.DiscoveryPrefix);
+    for (const auto& [topic, said] : connection.TakeHeard()) {
+        if (topic != birth) {
+            m_Ordered->Heard(said.Payload, said.WasKept);
+        } else if (said.Payload == kBirth && !said.WasKept) {
+            // Home Assistant was started, and knows nothing.
+            TellAll();
+        }
+    }
 }
 
 void MqttWorker::KeepList() {
@@ -128,13 +155,27 @@ void MqttWorker::HandOver(MqttConnection& connection) {
     }
 }
 
+/// Behind what holds now; but a broker that is slow with that does not stop them.
+void MqttWorker::HandOverOrdered(MqttConnection& connection) {
+    if (IsLeft()) return;
+    while (connection.UnderWay() < kMostBesideOrdered || connection.OrderedUnderWay() == 0) {
+        const auto message = m_Ordered->Next();
+        if (!message) return;
+        connection.Publish(*message);
+    }
+}
+
 void MqttWorker::TakeAnswers(MqttConnection& connection) {
     for (const auto& topic : connection.TakeCleared()) {
         const std::scoped_lock lock(m_Mutex);
         m_Outgoing.Cleared(topic);
     }
+    for (const auto& [number, reason] : connection.TakeAnswered())
+        m_Ordered->Answered(number, reason);
     const auto refusal = connection.TakeNotTaken();
-    if (refusal && !std::exchange(m_IsToldRefusal, true)) Tell("does not take " + *refusal);
+    if (!refusal || !m_Refusal.empty()) return;
+    Change([&](OutgoingMessages&) { m_Refusal = "does not take " + *refusal; });
+    Tell(m_Refusal);
 }
 
 bool MqttWorker::IsDone(const MqttConnection& connection) {
@@ -147,8 +188,11 @@ bool MqttWorker::IsDone(const MqttConnection& connection) {
 void MqttWorker::TellConnected() {
     m_IsToldUp = true;
     std::uint64_t dropped = 0;
-    Change([&](OutgoingMessages& outgoing) { dropped = outgoing.TakeDropped(); });
-    const bool isAgain = !std::exchange(m_Trouble, {}).empty();
+    bool isAgain = false;
+    Change([&](OutgoingMessages& outgoing) {
+        dropped = outgoing.TakeDropped();
+        isAgain = !std::exchange(m_State.Trouble, {}).empty();
+    });
     const auto missing = !isAgain || dropped == 0 ? "" : "; " + Counted(dropped, "live state") + " not sent";
     Tell((isAgain ? "connected again" : "connected") + missing + "; topics begin with " + m_Begin);
 }
@@ -163,14 +207,15 @@ void MqttWorker::TellSlow() {
 }
 
 void MqttWorker::TellFailed(const std::string& why) {
-    if (std::exchange(m_Trouble, why) != why) Tell(why + "; it is tried again and again");
+    bool isOther = false;
+    Change([&](OutgoingMessages&) { isOther = std::exchange(m_State.Trouble, why) != why; });
+    if (isOther) Tell(why + "; it is tried again and again");
 }
 
 void MqttWorker::Tell(const std::string& text) {
     const std::scoped_lock lock(m_Mutex);
     if (m_Home == nullptr) return;
-    const auto broker = m_Setup.Broker.Host + ":" + std::to_string(m_Setup.Broker.Port);
-    m_Home->Post([tell = m_Tell, line = "MQTT broker " + broker + ": " + text] { tell(line); });
+    m_Home->Post([tell = m_Tell, line = "MQTT broker " + m_Setup.Broker.Name() + ": " + text] { tell(line); });
 }
 
 /// Many stations lose their broker at the same time, and are not to come back so.
@@ -194,7 +239,11 @@ void MqttWorker::Change(const std::function<void(OutgoingMessages&)>& change) {
         change(m_Outgoing);
         isWaiting = wasEmpty && !m_Outgoing.IsEmpty();
     }
-    if (isWaiting) ::eventfd_write(m_Wake.Get(), 1);
+    if (isWaiting) Wake();
+}
+
+void MqttWorker::Wake() {
+    ::eventfd_write(m_Wake.Get(), 1);
 }
 
 OutgoingMessages::Retained MqttWorker::Kept() {
@@ -207,6 +256,13 @@ std::set<std::string> MqttWorker::KeptTopics() {
     return m_Outgoing.KeptTopics();
 }
 
+MqttConnectionState MqttWorker::State() {
+    const std::scoped_lock lock(m_Mutex);
+    auto state = m_State;
+    if (state.Trouble.empty()) state.Trouble = m_Refusal;
+    return state;
+}
+
 void MqttWorker::Leave() {
     {
         const std::scoped_lock lock(m_Mutex);
@@ -214,7 +270,7 @@ void MqttWorker::Leave() {
         if (!m_LeftAt) m_LeftAt = Clock::now();
     }
     m_Changed.notify_all();
-    ::eventfd_write(m_Wake.Get(), 1);
+    Wake();
 }
 
 void MqttWorker::WaitForEnd(std::chrono::milliseconds limit) {

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <random>
@@ -12,7 +13,9 @@
 #include "host/apartment.h"
 #include "platform/file_descriptor.h"
 #include "station/model/mqtt_setup.h"
+#include "station/model/mqtt_state.h"
 #include "station/mqtt/mqtt_connection.h"
+#include "station/mqtt/ordered_messages.h"
 #include "station/mqtt/outgoing_messages.h"
 
 namespace orvix::station {
@@ -20,8 +23,8 @@ namespace orvix::station {
 /// What the thread of a client does. It may outlive the client.
 class MqttWorker {
 public:
-    MqttWorker(MqttSetup setup, OutgoingMessages first, std::string list, Apartment& home,
-               std::function<void(const std::string&)> tell);
+    MqttWorker(MqttSetup setup, OutgoingMessages first, std::shared_ptr<OrderedMessages> ordered, std::string list,
+               Apartment& home, std::function<void(const std::string&)> tell);
 
     /// Connects again and again, until nobody wants it any more.
     void Run();
@@ -31,6 +34,7 @@ public:
     void Change(const std::function<void(OutgoingMessages&)>& change);
     OutgoingMessages::Retained Kept();
     std::set<std::string> KeptTopics();
+    MqttConnectionState State();
     /// The end is wanted. Nobody is told anything any more.
     void Leave();
     void WaitForEnd(std::chrono::milliseconds limit);
@@ -45,7 +49,12 @@ private:
     void KeepList();
     /// Has everything sent that the broker is to keep.
     void TellAll();
+    /// What there is to listen to, and what to say first.
+    void Begin(MqttConnection& connection);
+    void Listen(MqttConnection& connection);
     void HandOver(MqttConnection& connection);
+    void HandOverOrdered(MqttConnection& connection);
+    void Wake();
     void TakeAnswers(MqttConnection& connection);
     /// Returns whether all has been sent, or the time for that is over.
     bool IsDone(const MqttConnection& connection);
@@ -59,6 +68,7 @@ private:
     const MqttSetup m_Setup;
     const std::string m_Begin;  ///< of all topics
     const std::string m_ListFile;
+    const std::shared_ptr<OrderedMessages> m_Ordered;
     platform::FileDescriptor m_Wake;
 
     // The thread's own:
@@ -69,14 +79,14 @@ private:
     std::optional<Clock::time_point> m_UpSince;
     bool m_IsToldUp = false;
     bool m_WasShort = false;  ///< the broker ended the connection before right after it was up
-    bool m_IsToldRefusal = false;
     std::optional<Clock::time_point> m_ToldSlowAt;
-    std::string m_Trouble;  ///< that was told; empty: all is well
 
     std::mutex m_Mutex;  ///< guards what follows
     std::condition_variable m_Changed;
     OutgoingMessages m_Outgoing;
-    Apartment* m_Home;  ///< null: the client has gone
+    MqttConnectionState m_State;  ///< its trouble has been told
+    std::string m_Refusal;        ///< what the broker does not take, as it was told; empty: nothing
+    Apartment* m_Home;            ///< null: the client has gone
     std::function<void(const std::string&)> m_Tell;
     std::optional<Clock::time_point> m_LeftAt;
     bool m_HasEnded = false;

@@ -9,6 +9,9 @@ namespace orvix::station {
 inline constexpr char kStatusTopic[] = "status";
 inline constexpr char kOnline[] = "online";
 inline constexpr char kOffline[] = "offline";
+/// What was recorded, in batches; and where others ask for them again.
+inline constexpr char kHistoryTopic[] = "history";
+inline constexpr char kHistoryWantedTopic[] = "history/wanted";
 
 /// Begin of all topics of a device.
 std::string DeviceTopics(const std::string& id);

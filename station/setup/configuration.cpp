@@ -142,6 +142,7 @@ void CheckMqtt(const FileValue& table, const MqttSetup& mqtt) {
     if (has("cert") != has("key")) {
         table.Complain(has("cert") ? "cert" : "key", "cert and key go together");
     }
+    if (has("resend") && !mqtt.Backfill) table.Complain("resend", "is of use with backfill = true alone");
     for (const char* key : {"ca", "cert", "key"}) {
         if (has(key) && mqtt.IsOn() && !mqtt.Broker.Tls) table.Complain(key, "is of use with mqtts:// alone");
     }

@@ -35,6 +35,7 @@ void HistoryBatch::Append(HistoryBatch later) {
     for (const auto& [id, alarm] : later.Alarms)
         Add(alarm);
     Brokers = std::move(later.Brokers);
+    Resend = later.Resend;
     for (const auto& [who, n] : later.Acknowledgements)
         Acknowledgements.insert_or_assign(who, n);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <compare>
 #include <cstdint>
 #include <map>
@@ -9,6 +10,7 @@
 #include <vector>
 
 #include "station/model/alarm.h"
+#include "station/model/mqtt_setup.h"
 #include "station/model/reading.h"
 #include "station/store/roll_up.h"
 
@@ -98,6 +100,7 @@ struct HistoryBatch {
     std::vector<HistoryEvent> Events;
     /// That the rows are carried to, from now on.
     std::vector<std::string> Brokers;
+    std::chrono::hours Resend = kResend;  ///< for so long they can ask again for what they have acknowledged
     std::map<BrokerOfHistory, std::int64_t> Acknowledgements;  ///< written with other rows
 
     void Add(const AlarmState& alarm);

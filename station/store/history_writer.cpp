@@ -135,7 +135,7 @@ bool HistoryWriter::RemoveCarried(const ClockTimes& now) {
     auto& removal = m_Store->Removal();
     auto kept = before(m_Setup.Keep);
     if (removal.UsedBytes() > m_Setup.MostBytes) kept = std::max(kept, removal.OldestReading().value_or(now.Unix));
-    const auto removed = m_Store->Outbox().RemoveOld(before(m_Setup.Resend), kept, now.Unix, HistoryRemoval::kStep);
+    const auto removed = m_Store->Outbox().RemoveOld(before(m_Batch.Resend), kept, now.Unix, HistoryRemoval::kStep);
     if (removed.Unsent > 0) TellRemoved(now, "rows that wait for a broker", kept, "their readings are kept no longer");
     return std::max(removed.Sent, removed.Unsent) == HistoryRemoval::kStep;
 }

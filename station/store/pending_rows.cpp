@@ -198,9 +198,10 @@ void PendingRows::Add(const HistoryEvent& event) {
     m_Rows.Events.push_back(event);
 }
 
-void PendingRows::SendTo(const std::vector<std::string>& brokers) {
+void PendingRows::SendTo(const std::vector<std::string>& brokers, std::chrono::hours resend) {
     const std::lock_guard lock(m_Mutex);
     m_Rows.Brokers = brokers;
+    m_Rows.Resend = resend;
 }
 
 void PendingRows::Acknowledge(const BrokerOfHistory& who, std::int64_t n) {
@@ -223,6 +224,7 @@ void PendingRows::TakeInto(HistoryBatch& batch, const ClockTimes& now) {
     ExtendTroubles();
     batch.Append(std::exchange(m_Rows, {}));
     m_Rows.Brokers = batch.Brokers;
+    m_Rows.Resend = batch.Resend;
     m_Taken = batch.Rows();
 }
 

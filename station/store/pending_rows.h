@@ -33,8 +33,8 @@ public:
     /// An alarm is one row from its start to its end.
     void Add(const AlarmEvent& alarm);
     void Add(const HistoryEvent& event);
-    /// The brokers that rows are carried to from now on.
-    void SendTo(const std::vector<std::string>& brokers);
+    /// The brokers that rows are carried to from now on, and for how long they can ask for them again.
+    void SendTo(const std::vector<std::string>& brokers, std::chrono::hours resend = kResend);
     void Acknowledge(const BrokerOfHistory& who, std::int64_t n);
     /// Nothing follows: the minutes that have begun are complete.
     void End();

@@ -267,8 +267,11 @@ TEST(Health, EachColumnShowsWhatItsTitleSays) {
 }
 
 TEST(Health, EachMetricCountsWhatItsNameSays) {
+    station::MqttState mqtt;
+    mqtt.Connection.Since = 1;
+    mqtt.Carriage = station::MqttCarriageState{{{"u", 30, 60}, {"v", 1, 2}}, 0, 37, 41};
     std::map<std::string, double> values;
-    for (const auto& family : station::MetricFamilies(HealthOfOneDevice())) {
+    for (const auto& family : station::MetricFamilies(HealthOfOneDevice(), mqtt)) {
         for (const auto& metric : family.metric) {
             std::string name = family.name;
             for (const auto& label : metric.label) {
@@ -288,6 +291,10 @@ TEST(Health, EachMetricCountsWhatItsNameSays) {
                                                        {"nimbo1_idle_stray_bytes_total", 23},
                                                        {"nimbo1_last_good_age_seconds", 13},
                                                        {"nimbo1_history_standstill_seconds", 19},
+                                                       {"nimbo1_mqtt_connected", 1},
+                                                       {"nimbo1_mqtt_history_backlog_rows", 31},
+                                                       {"nimbo1_mqtt_history_rows_total", 37},
+                                                       {"nimbo1_mqtt_history_skipped_rows_total", 41},
                                                        {"nimbo1_temperature_celsius", 21.5},
                                                        {"nimbo1_input 7 0", 1},
                                                        {"nimbo1_input 7 1", 0},

@@ -14,15 +14,16 @@ HistoryRecorder& Histories::Of(const std::string& port) {
     auto& recorder = m_Recorders[file];
     if (!recorder) {
         recorder = std::make_unique<HistoryRecorder>(file, m_Setup, m_Session, m_Home, m_Say);
-        recorder->SendTo(m_Brokers);
+        recorder->SendTo(m_Brokers, m_Resend);
     }
     return *recorder;
 }
 
-void Histories::SendTo(const std::vector<std::string>& brokers) {
+void Histories::SendTo(const std::vector<std::string>& brokers, std::chrono::hours resend) {
     m_Brokers = brokers;
+    m_Resend = resend;
     for (const auto& [file, recorder] : m_Recorders)
-        recorder->SendTo(brokers);
+        recorder->SendTo(brokers, resend);
 }
 
 /// Whose file is meant is known where it is written.

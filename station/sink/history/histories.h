@@ -28,8 +28,9 @@ public:
     void OnTrouble(const std::string& port, const Failure& failure) override { Of(port).OnTrouble(port, failure); }
     void OnDeviceGone(const DeviceId& device) override { Of(device.Port).OnDeviceGone(device); }
 
-    /// The brokers that what is recorded is carried to from now on; none to begin with.
-    void SendTo(const std::vector<std::string>& brokers);
+    /// The brokers that what is recorded is carried to from now on, none to begin with, and for how long they can ask
+    /// for it again.
+    void SendTo(const std::vector<std::string>& brokers, std::chrono::hours resend = kResend);
     /// A broker has all rows of the file that is meant up to a number.
     void Acknowledge(const BrokerOfHistory& who, std::int64_t n);
     /// Those that there is something for in this run; some may not be there yet.
@@ -48,6 +49,7 @@ private:
     Apartment& m_Home;
     const HistoryWriter::Say m_Say;
     std::vector<std::string> m_Brokers;
+    std::chrono::hours m_Resend = kResend;
     std::map<std::string, std::unique_ptr<HistoryRecorder>> m_Recorders;  ///< by file
 };
 

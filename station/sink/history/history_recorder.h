@@ -29,7 +29,9 @@ public:
     void OnDeviceGone(const DeviceId& device) override { m_Pending.Unwatch(device, ReadClocks()); }
 
     /// The brokers that what is recorded is carried to from now on, out of the outbox of the file.
-    void SendTo(const std::vector<std::string>& brokers) { m_Pending.SendTo(brokers); }
+    void SendTo(const std::vector<std::string>& brokers, std::chrono::hours resend) {
+        m_Pending.SendTo(brokers, resend);
+    }
     /// A broker has all rows up to a number. It is written with the next rows.
     void Acknowledge(const BrokerOfHistory& who, std::int64_t n) { m_Pending.Acknowledge(who, n); }
 

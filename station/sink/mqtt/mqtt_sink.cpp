@@ -20,7 +20,9 @@ constexpr char kListFile[] = "mqtt-retained";
 MqttSink::MqttSink(std::string session, Apartment& home, MqttQuestions questions, MqttClient::Tell tell)
     : m_Session(std::move(session)), m_Home(home), m_Questions(std::move(questions)), m_Tell(std::move(tell)) {}
 
-MqttSink::~MqttSink() = default;
+MqttSink::~MqttSink() {
+    EndFeed();
+}
 
 void MqttSink::Use(MqttSetup setup, const std::string& folder) {
     if (setup.IsOn() && setup.Station.empty()) setup.Station = KeptStationName(folder, m_Tell);
@@ -33,16 +35,37 @@ void MqttSink::Use(MqttSetup setup, const std::string& folder) {
         if (setup.Begin() == m_Setup.Begin()) kept = m_Client->Kept();
     }
     m_Client.reset();
+    EndFeed();
     m_Look.reset();
     m_Devices.clear();
     m_Setup = std::move(setup);
     if (!m_Setup.IsOn()) return;
-    m_Client = std::make_unique<MqttClient>(m_Setup, OutgoingMessages(std::move(kept), std::move(earlier)), list,
-                                            m_Home, m_Tell);
+    StartFeed();
+    m_Client = std::make_unique<MqttClient>(m_Setup, OutgoingMessages(std::move(kept), std::move(earlier)), m_Feed,
+                                            list, m_Home, m_Tell);
     m_Look = m_Home.CreateTimer([this] { Look(); });
     m_Look->Rearm(kLookMilliseconds, true);
     for (const auto& alarm : m_Questions.Alarms())
         OnAlarm(alarm);
+}
+
+void MqttSink::StartFeed() {
+    const auto histories = m_Questions.Histories();
+    if (!m_Setup.Backfill || !histories) return;
+    m_Feed = HistoryFeed::Start(m_Setup, m_Home, {m_Questions.Acknowledge, m_Tell});
+    m_Feed->Read(*histories);
+}
+
+void MqttSink::EndFeed() {
+    if (m_Feed) m_Feed->Leave();
+    m_Feed.reset();
+}
+
+std::optional<MqttState> MqttSink::State() const {
+    if (!m_Client) return std::nullopt;
+    MqttState state{m_Setup.Broker.Name(), m_Setup.Begin(), m_Client->State()};
+    if (m_Feed) state.Carriage = m_Feed->State();
+    return state;
 }
 
 void MqttSink::OnReading(const Reading& reading) {
@@ -66,6 +89,7 @@ void MqttSink::OnPortGone(const std::string& port) {
 }
 
 void MqttSink::Look() {
+    if (m_Feed) m_Feed->Read(m_Questions.Histories().value_or(std::vector<std::string>()));
     const bool isOther = LookAtDevices();
     const bool isTime = m_Looks++ % kLooksPerHealth == 0;
     if (isTime) LookAtBuses();
@@ -157,6 +181,9 @@ void MqttSink::Leave() {
 void MqttSink::Close(std::chrono::milliseconds limit) {
     if (m_Client) m_Client->Finish(limit);
     m_Client.reset();
+    if (m_Feed) m_Feed->Leave();
+    if (m_Feed) m_Feed->WaitForEnd(kLongestClose);
+    m_Feed.reset();
     m_Look.reset();
 }
 

@@ -3,6 +3,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,8 +13,10 @@
 #include "station/model/device_identity.h"
 #include "station/model/listener.h"
 #include "station/model/mqtt_setup.h"
+#include "station/model/mqtt_state.h"
 #include "station/mqtt/discovery.h"
 #include "station/mqtt/mqtt_client.h"
+#include "station/sink/mqtt/history_feed.h"
 
 namespace orvix::station {
 
@@ -23,11 +26,16 @@ struct MqttQuestions {
     std::function<std::vector<AlarmEvent>()> Alarms;  ///< those that are on
     std::function<Json()> Buses;                      ///< the health of each, with its name as "port"
     std::function<std::vector<BusSetup>()> Setups;    ///< as StationRun::Setups
+    /// The histories that are kept; nothing while none are wanted.
+    std::function<std::optional<std::vector<std::string>>()> Histories = [] { return std::nullopt; };
+    /// A broker has all rows of one up to a number.
+    std::function<void(const BrokerOfHistory& who, std::int64_t n)> Acknowledge{};
 };
 
 /// Reports to an MQTT broker: each reading and alarm as it comes; once a second which devices are there, now and then
 /// the health of the buses, and what Home Assistant should know of the devices. What the broker keeps of devices that
-/// were removed, also before this run, is cleared. Lives in `home`, and waits for nothing.
+/// were removed, also before this run, is cleared. What is recorded is carried out of the histories. Lives in `home`,
+/// and waits for nothing.
 class MqttSink : public Listener {
 public:
     /// How long Close takes at most.
@@ -40,6 +48,8 @@ public:
     /// Reports there from now on, or nowhere. `folder`: the data folder, where a name that was made up is kept, and
     /// of which topics the broker may keep something; ends with "/". Empty: neither is, and the setup has a name.
     void Use(MqttSetup setup, const std::string& folder);
+    /// Nothing when no broker is wanted.
+    std::optional<MqttState> State() const;
     void OnIdentity(const DeviceIdentity& identity) override;
     void OnReading(const Reading& reading) override;
     void OnAlarm(const AlarmEvent& event) override;
@@ -50,6 +60,8 @@ public:
     void Close(std::chrono::milliseconds limit = kLongestClose);
 
 private:
+    void StartFeed();
+    void EndFeed();
     void Look();
     /// Returns whether there are other devices than before.
     bool LookAtDevices();
@@ -68,6 +80,7 @@ private:
     const MqttClient::Tell m_Tell;
     MqttSetup m_Setup;                     ///< with the station's name
     std::unique_ptr<MqttClient> m_Client;  ///< null: no broker is wanted
+    std::shared_ptr<HistoryFeed> m_Feed;   ///< null: nothing is carried
     std::map<DeviceId, DeviceIdentity> m_Identities;
     std::unique_ptr<Timer> m_Look;
     unsigned m_Looks = 0;
