@@ -4,6 +4,8 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../build/package"
 
+# Names of devices may be written in any script.
+readonly FONTS=fonts-noto-core,fonts-wqy-microhei
 SOURCE_DATE_EPOCH=$(dpkg-parsechangelog --file nimbo1/debian/changelog --show-field Timestamp)
 export SOURCE_DATE_EPOCH
 program=$(echo ./nimbo1_*.deb)
@@ -22,12 +24,14 @@ depends_of() {
 rm -rf image nimbo1-image.tar
 mkdir image
 trap 'rm -rf image' EXIT
-mmdebstrap --quiet --mode=root --variant=extract --include="$(depends_of "$program" "$library"),tzdata" bookworm image/root
+mmdebstrap --quiet --mode=root --variant=extract --include="$(depends_of "$program" "$library"),tzdata,$FONTS" bookworm image/root
 dpkg-deb --extract "$program" image/root
 dpkg-deb --extract "$library" image/root
 # What needs perl is debconf, which asks nobody here.
 rm -rf image/root/{dev,var/{lib/{apt,dpkg},cache,log}} image/root/usr/{sbin,share/{man,locale,debconf,perl5}} \
     image/root/usr/bin/perl* image/root/usr/lib/*/perl-base image/root/lib/systemd image/root/etc/apt
+# Of each script one face is enough.
+rm -f image/root/usr/share/fonts/truetype/noto/NotoSerif*
 find image/root/usr/share/doc -type f ! -name copyright -delete
 # TLS needs to know whom a machine trusts.
 install -D -m 644 /etc/ssl/certs/ca-certificates.crt image/root/etc/ssl/certs/ca-certificates.crt

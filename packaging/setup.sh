@@ -2,7 +2,7 @@
 # Everything said here goes to standard error: standard output belongs to the program that is started.
 
 readonly BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libsqlite3-dev zlib1g-dev libcli11-dev
-    nlohmann-json3-dev libcairo2-dev libncurses-dev fonts-liberation2 libsystemd-dev prometheus-cpp-dev libtomlplusplus-dev
+    nlohmann-json3-dev libpango1.0-dev libncurses-dev fonts-liberation2 libsystemd-dev prometheus-cpp-dev libtomlplusplus-dev
     libmicrohttpd-dev libcurl4-openssl-dev libmosquitto-dev libjs-dygraphs)
 readonly TEST_SUPPORT_PACKAGES=(libgtest-dev libgmock-dev)
 readonly TEST_PACKAGES=("${TEST_SUPPORT_PACKAGES[@]}" checksec mosquitto openssl)

@@ -85,8 +85,11 @@ std::int32_t SqliteConnection::Version() {
 
 SqliteStatement::SqliteStatement(SqliteConnection& connection, const std::string& sql) : m_Connection(connection) {
     sqlite3_stmt* handle = nullptr;
-    Check(sqlite3_prepare_v2(connection.m_Handle.get(), sql.c_str(), -1, &handle, nullptr));
+    const int result = sqlite3_prepare_v2(connection.m_Handle.get(), sql.c_str(), -1, &handle, nullptr);
     m_Handle.reset(handle);
+    // All statements are the program's own: a table or column that one of them misses has been lost.
+    if (result == SQLITE_ERROR) connection.Refuse(sqlite3_errmsg(connection.m_Handle.get()));
+    Check(result);
 }
 
 void SqliteStatement::Check(int result) const {

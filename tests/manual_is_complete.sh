@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Checks that the man page has every command and option of the program and no others, and that docs/error-codes.md has
-# every error number; that program and packages have one version, and docs/upgrades.md those of the formats.
+# Checks that the man page has every command and option of the program and no others, that there is what the documents have
+# people type, and that docs/error-codes.md has every error number; that program and packages have one version, and
+# docs/upgrades.md those of the formats.
 # Usage: manual_is_complete.sh SOURCE_DIR NIMBO1
 set -euo pipefail
 cd "$1"
@@ -27,6 +28,12 @@ expect_same "$MAN_PAGE" \
 expect_same "$MAN_PAGE" \
     "$(sed -n '/^\.Sh COMMANDS/,/^\.Sh OPTIONS/s/^\.It Cm \([a-z]*\).*/\1/p' "$MAN_PAGE")" \
     "$(sed -n '/^Subcommands:/,$p' <<<"$help" | grep -E '^[a-z]+$')"
+# Every word that is typed is known: commands, and options in their long form.
+typed=$(grep -hoE '\$ (nimbo1|\./run) [^|>;&]*' README.md docs/*.md)
+words=$(sed -nE 's/^ +(-[a-z],)?(--[a-z-]+).*/\2/p; s/^([a-z]+)$/\1/p' <<<"$help")
+expect_same "what documents have people type" \
+    "$( (grep -oE '(^| )--[a-z-]+' <<<"$typed" | tr -d ' '; sed -nE 's/^\$ [^ ]+ ([a-z]+).*/\1/p' <<<"$typed"; echo "$words"))" \
+    "$words"
 version=$("$PROGRAM" --version)
 expect_same debian/changelog "nimbo1 $(sed -n '1s/.*(\(.*\)).*/\1/p' debian/changelog)" "$(head -1 <<<"$version")"
 expect_same "$UPGRADES_PAGE" \

@@ -39,7 +39,7 @@ std::string TimeText(std::int64_t time) {
 class Document {
 public:
     Document(const Period& period, Date printed) : m_Period(period), m_Printed(printed) {
-        m_Canvas.DocumentTitle("Readings");
+        m_Canvas.Properties("Readings", m_Printed);
     }
 
     ByteArray Draw(const std::vector<ReportedDevice>& devices) {
@@ -122,7 +122,7 @@ private:
         constexpr double kTextWidth = 98;
         const Point at{kMargin + column.Right, m_Y};
         if (column.IsText) {
-            m_Canvas.TextWithin(at, text, kInk, kTextWidth);
+            m_Canvas.TextWithin(at, {text}, kInk, kTextWidth);
         } else {
             m_Canvas.Text(at, text, kInk, Align::Right);
         }
@@ -134,7 +134,7 @@ private:
         m_Canvas.Font(kBoldFont);
         m_Y += kRowHeight;
         m_Canvas.TextWithin({kMargin, m_Y},
-                            std::to_string(key.Address) + "  " + key.Name + ", " + key.Variable + " on " + key.Port,
+                            {std::to_string(key.Address) + "  ", key.Name, ", " + key.Variable + " on ", key.Port},
                             kInk, kRight - kMargin);
         m_Y += 4;
         if (device.Plot.Samples.empty() && device.Plot.Lanes.empty()) {
@@ -158,7 +158,7 @@ private:
         m_Canvas.Font(kSmallFont);
         m_Y += kRowHeight;
         m_Canvas.Fill({kMargin, m_Y - kPatch + 1, kPatch, kPatch}, kGapColor);
-        m_Canvas.TextWithin({kMargin + 1.5 * kPatch, m_Y}, "no values: " + reasons, kMuted,
+        m_Canvas.TextWithin({kMargin + 1.5 * kPatch, m_Y}, {"no values: " + reasons}, kMuted,
                             kRight - kMargin - 1.5 * kPatch);
     }
 

@@ -54,7 +54,8 @@ int Execute(const ReadOptions& options, MainLoop& loop) {
 
     MessagesOnly messages(options.Bus, *output);
     return ReadOnLine(
-        *station, loop, setup, messages, [&](Bus& bus, int address) { return bus.Read(address, options.Variable); },
+        *station, loop, setup, messages, options.Bus.Json,
+        [&](Bus& bus, int address) { return bus.Read(address, options.Variable); },
         [&](const Reading& reading) { Show(reading, setup, options.Bus.Json, *output); });
 }
 

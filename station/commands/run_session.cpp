@@ -9,7 +9,6 @@
 #include "station/setup/configuration.h"
 #include "station/sink/alarm_program/program_check.h"
 #include "station/store/alarm_query.h"
-#include "station/store/device_registry.h"
 #include "station/store/history_identities.h"
 #include "station/store/history_schema.h"
 #include "station/words/quantity_text.h"
@@ -44,12 +43,9 @@ RunSession::RunSession(const RunOptions& options, MainLoop& loop)
       m_Actions(m_Sources.Run, m_Slow, m_Setup, m_Station->Folders.Database, m_Output),
       m_Door(loop.Apartment(), View()) {
     m_Sinks.AddTo(m_Sources.Run);
-    // What both know is the same, unless one of them was taken from elsewhere.
-    for (const char* name : {kSimulatedHistoryFile, kHistoryFile}) {
-        m_Sources.Run.Know(IdentitiesInHistory(m_Station->Folders.Data + name));
+    m_Sources.Run.Know(KnownIdentities(m_Station->Folders.Data, m_Station->Folders.Database));
+    for (const char* name : {kSimulatedHistoryFile, kHistoryFile})
         m_Sources.Run.Know(AlarmsLeftOn(m_Station->Folders.Data + name));
-    }
-    m_Sources.Run.Know(DeviceRegistry(m_Station->Folders.Database).Identities());
     OpenDoor();
 }
 

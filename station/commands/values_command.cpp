@@ -88,7 +88,7 @@ int ReadKnown(const ValuesOptions& options, MainLoop& loop) {
     const auto output = OutputOf(options.Json);
     Listener nobody;
     return ReadOnLine(
-        *station, loop, setup, nobody, [](Bus& bus, int address) { return bus.Read(address); },
+        *station, loop, setup, nobody, options.Json, [](Bus& bus, int address) { return bus.Read(address); },
         [&](const Reading& reading) { output->Show(reading); });
 }
 

@@ -1,7 +1,9 @@
 #include "station/report/pdf_canvas.h"
 
 #include <cairo-pdf.h>
+#include <pango/pangocairo.h>
 
+#include <algorithm>
 #include <numbers>
 
 #include "host/characters.h"
@@ -16,54 +18,74 @@ cairo_status_t Append(void* bytes, const unsigned char* data, unsigned length) {
     return CAIRO_STATUS_SUCCESS;
 }
 
-bool ContinuesCharacter(char c) {
-    return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
+double Points(int pangoUnits) {
+    return static_cast<double>(pangoUnits) / PANGO_SCALE;
 }
 
 }  // namespace
 
 PdfCanvas::PdfCanvas(double width, double height)
     : m_Surface(cairo_pdf_surface_create_for_stream(Append, &m_Bytes, width, height), cairo_surface_destroy),
-      m_Cairo(cairo_create(m_Surface.get()), cairo_destroy) {
+      m_Cairo(cairo_create(m_Surface.get()), cairo_destroy),
+      m_Layout(pango_cairo_create_layout(m_Cairo.get()), g_object_unref) {
     cairo_set_line_join(m_Cairo.get(), CAIRO_LINE_JOIN_ROUND);
+    // Characters of a page are not bound to the pixels of a screen.
+    pango_context_set_round_glyph_positions(pango_layout_get_context(m_Layout.get()), FALSE);
+    pango_layout_set_ellipsize(m_Layout.get(), PANGO_ELLIPSIZE_END);
 }
 
-void PdfCanvas::DocumentTitle(const std::string& title) {
+void PdfCanvas::Properties(const std::string& title, Date made) {
     cairo_pdf_surface_set_metadata(m_Surface.get(), CAIRO_PDF_METADATA_TITLE, Printable(title).c_str());
+    cairo_pdf_surface_set_metadata(m_Surface.get(), CAIRO_PDF_METADATA_CREATE_DATE,
+                                   Format(made, "yyyy-mm-ddThh:nn:ssZ").c_str());
 }
 
 void PdfCanvas::Font(const TextFont& font) {
-    cairo_select_font_face(m_Cairo.get(), font.Family.c_str(), CAIRO_FONT_SLANT_NORMAL,
-                           font.Bold ? CAIRO_FONT_WEIGHT_BOLD : CAIRO_FONT_WEIGHT_NORMAL);
-    cairo_set_font_size(m_Cairo.get(), font.Points);
+    const std::unique_ptr<PangoFontDescription, decltype(&pango_font_description_free)> description(
+        pango_font_description_new(), pango_font_description_free);
+    pango_font_description_set_family(description.get(), font.Family.c_str());
+    pango_font_description_set_weight(description.get(), font.Bold ? PANGO_WEIGHT_BOLD : PANGO_WEIGHT_NORMAL);
+    pango_font_description_set_absolute_size(description.get(), font.Points * PANGO_SCALE);
+    pango_layout_set_font_description(m_Layout.get(), description.get());
 }
 
 double PdfCanvas::TextWidth(const std::string& text) {
-    cairo_text_extents_t extents{};
-    cairo_text_extents(m_Cairo.get(), Printable(text).c_str(), &extents);
-    return extents.x_advance;
+    return LayOut(text);
 }
 
-void PdfCanvas::Text(Point at, const std::string& text, Color color, Align align) {
+double PdfCanvas::LayOut(const std::string& text) {
     const std::string shown = Printable(text);
-    if (align != Align::Left) at.X -= TextWidth(shown) / (align == Align::Center ? 2 : 1);
+    pango_layout_set_text(m_Layout.get(), shown.data(), static_cast<int>(shown.size()));
+    PangoRectangle extents{};
+    pango_layout_line_get_extents(pango_layout_get_line_readonly(m_Layout.get(), 0), nullptr, &extents);
+    return Points(extents.width);
+}
+
+void PdfCanvas::Show(Point at, Color color) {
     Use(color);
     cairo_move_to(m_Cairo.get(), at.X, at.Y);
-    cairo_show_text(m_Cairo.get(), shown.c_str());
+    // A line, unlike its layout, begins on the left whatever the direction of its text.
+    pango_cairo_show_layout_line(m_Cairo.get(), pango_layout_get_line_readonly(m_Layout.get(), 0));
     // The end of a text would otherwise be where the next line begins.
     cairo_new_path(m_Cairo.get());
 }
 
-void PdfCanvas::TextWithin(Point at, const std::string& text, Color color, double width) {
-    std::string kept = Printable(text);
-    std::string shown = kept;
-    while (!kept.empty() && TextWidth(shown) > width) {
-        while (ContinuesCharacter(kept.back()))
-            kept.pop_back();
-        kept.pop_back();
-        shown = kept + "\u2026";
+void PdfCanvas::Text(Point at, const std::string& text, Color color, Align align) {
+    const double width = LayOut(text);
+    if (align != Align::Left) at.X -= width / (align == Align::Center ? 2 : 1);
+    Show(at, color);
+}
+
+void PdfCanvas::TextWithin(Point at, const std::vector<std::string>& parts, Color color, double width) {
+    for (const auto& part : parts) {
+        pango_layout_set_width(m_Layout.get(), static_cast<int>(std::max(0.0, width) * PANGO_SCALE));
+        const double taken = LayOut(part);
+        Show(at, color);
+        if (pango_layout_is_ellipsized(m_Layout.get())) break;
+        at.X += taken;
+        width -= taken;
     }
-    Text(at, shown, color);
+    pango_layout_set_width(m_Layout.get(), -1);
 }
 
 void PdfCanvas::Curve(const std::vector<Point>& points, double width, Color color, bool dashed) {

@@ -1,11 +1,13 @@
 #pragma once
 
 #include <cairo.h>
+#include <pango/pango-layout.h>
 
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "host/date.h"
 #include "host/variant.h"
 
 namespace orvix::station {
@@ -37,15 +39,16 @@ class PdfCanvas {
 public:
     PdfCanvas(double width, double height);
 
-    /// Title in the document's properties.
-    void DocumentTitle(const std::string& title);
+    /// Title and date, UTC, in the document's properties. The same things drawn at the same date make the same bytes.
+    void Properties(const std::string& title, Date made);
     void Font(const TextFont& font);
     double TextWidth(const std::string& text);
-    /// `at` is where the text's baseline begins, is in its middle or ends. Characters that cannot be shown, also bytes
-    /// that are no UTF-8, become "?".
+    /// `at` is where the text's baseline begins on the left, is in its middle or ends. Characters that would steer the
+    /// text, and bytes that are no UTF-8, become "?".
     void Text(Point at, const std::string& text, Color color, Align align = Align::Left);
-    /// The same, shortened to a width.
-    void TextWithin(Point at, const std::string& text, Color color, double width);
+    /// Texts one behind the other from the left, shortened to a width. Each has its own direction, so that a name that
+    /// is written from the right leaves its neighbours where they are.
+    void TextWithin(Point at, const std::vector<std::string>& parts, Color color, double width);
     /// A line through the points.
     void Curve(const std::vector<Point>& points, double width, Color color, bool dashed = false);
     void Dot(Point at, double radius, Color color);
@@ -55,11 +58,15 @@ public:
     ByteArray Finish();
 
 private:
+    /// Makes a text that of the layout. Its width is returned.
+    double LayOut(const std::string& text);
+    void Show(Point at, Color color);
     void Use(Color color);
 
     ByteArray m_Bytes;
     std::shared_ptr<cairo_surface_t> m_Surface;
     std::shared_ptr<cairo_t> m_Cairo;
+    std::shared_ptr<PangoLayout> m_Layout;
 };
 
 }  // namespace orvix::station

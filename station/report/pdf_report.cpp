@@ -33,6 +33,12 @@ std::size_t DecimalsOf(const std::string& number) {
     return point == std::string::npos ? 0 : number.size() - point - 1;
 }
 
+/// Where the value in a header line begins, behind its name and a colon.
+std::size_t ValueAt(const std::string& headerLine) {
+    const auto colon = headerLine.find(": ");
+    return colon == std::string::npos ? 0 : colon + 2;
+}
+
 }  // namespace
 
 std::string PdfReport::Open(const std::string& path) {
@@ -47,7 +53,7 @@ std::string PdfReport::Open(const std::string& path) {
 
 void PdfReport::Close() {
     PdfCanvas canvas(kPageWidth, kPageHeight);
-    canvas.DocumentTitle(m_Title);
+    canvas.Properties(m_Title, m_Printed);
     LayOutColumns(canvas);
     double y = Area().Top;
     DrawHead(canvas, y);
@@ -80,7 +86,7 @@ void PdfReport::DrawHead(PdfCanvas& canvas, double& y) const {
     if (!m_Title.empty()) {
         canvas.Font(titleFont);
         y += titleFont.Points;
-        canvas.TextWithin({area.Left, y}, m_Title, kInk, area.Width);
+        canvas.TextWithin({area.Left, y}, {m_Title}, kInk, area.Width);
         y += 0.7 * titleFont.Points;
         canvas.Curve({{area.Left, y}, {area.Right(), y}}, 1, kInk);
         y += 0.4 * titleFont.Points;
@@ -102,12 +108,11 @@ void PdfReport::DrawHead(PdfCanvas& canvas, double& y) const {
 /// The name in front of a colon stands back behind the value.
 void PdfReport::DrawHeaderLine(PdfCanvas& canvas, Point at, const std::string& text) const {
     constexpr double kShareOfWidth = 0.75;  // the date stands on the right
-    const auto colon = text.find(": ");
-    const std::size_t valueAt = colon == std::string::npos ? 0 : colon + 2;
+    const std::size_t valueAt = ValueAt(text);
     const std::string name = text.substr(0, valueAt);
     const double nameWidth = canvas.TextWidth(name);
     canvas.Text(at, name, kMuted);
-    canvas.TextWithin({at.X + nameWidth, at.Y}, text.substr(valueAt), kInk, kShareOfWidth * Area().Width - nameWidth);
+    canvas.TextWithin({at.X + nameWidth, at.Y}, {text.substr(valueAt)}, kInk, kShareOfWidth * Area().Width - nameWidth);
 }
 
 void PdfReport::DrawPlotOfRows(PdfCanvas& canvas, double& y) const {
@@ -231,7 +236,7 @@ void PdfReport::DrawCell(PdfCanvas& canvas, const Box& box, const Column& column
     if (column.IsNumber) {
         canvas.Text({left + column.Width - kCellPadding, baseline}, text, kInk, Align::Right);
     } else {
-        canvas.TextWithin({left + kCellPadding, baseline}, text, kInk, column.Width - kCellPadding);
+        canvas.TextWithin({left + kCellPadding, baseline}, {text}, kInk, column.Width - kCellPadding);
     }
 }
 
@@ -243,9 +248,11 @@ void PdfReport::DrawFooter(PdfCanvas& canvas, std::size_t page, std::size_t page
     const double baseline = area.Bottom() + kFooterHeight - 3;
     const std::string number = "Page " + std::to_string(page) + " of " + std::to_string(pages);
     canvas.Text({area.Right(), baseline}, number, kMuted, Align::Right);
-    std::string what;
-    for (const auto& line : m_HeaderLines)
-        what += (what.empty() ? "" : "   ") + line;
+    std::vector<std::string> what;
+    for (const auto& line : m_HeaderLines) {
+        const auto valueAt = ValueAt(line);
+        what.insert(what.end(), {(what.empty() ? "" : "   ") + line.substr(0, valueAt), line.substr(valueAt)});
+    }
     canvas.TextWithin({area.Left, baseline}, what, kMuted, area.Width - 2 * canvas.TextWidth(number));
 }
 

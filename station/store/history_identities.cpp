@@ -1,6 +1,7 @@
 #include "station/store/history_identities.h"
 
 #include "host/error.h"
+#include "station/store/device_registry.h"
 #include "station/store/history_schema.h"
 
 namespace orvix::station {
@@ -28,6 +29,15 @@ std::vector<DeviceIdentity> IdentitiesInHistory(const std::string& file) {
         }
     });
     return identities;
+}
+
+std::vector<DeviceIdentity> KnownIdentities(const std::string& dataFolder, const std::string& databaseFolder) {
+    auto known = IdentitiesInHistory(dataFolder + kSimulatedHistoryFile);
+    // What they know is the same, unless one of them was taken from elsewhere.
+    for (const auto& others :
+         {IdentitiesInHistory(dataFolder + kHistoryFile), DeviceRegistry(databaseFolder).Identities()})
+        known.insert(known.end(), others.begin(), others.end());
+    return known;
 }
 
 }  // namespace orvix::station

@@ -11,4 +11,7 @@ namespace orvix::station {
 /// be read. `SerialNumber` is empty of one that tells none.
 std::vector<DeviceIdentity> IdentitiesInHistory(const std::string& file);
 
+/// Those of the histories of a data folder, and then those of its host database, which raises Error.
+std::vector<DeviceIdentity> KnownIdentities(const std::string& dataFolder, const std::string& databaseFolder);
+
 }  // namespace orvix::station

@@ -2,8 +2,13 @@
 
 #include <unistd.h>
 
+#include <filesystem>
+#include <fstream>
+#include <utility>
+
 #include "host/error.h"
 #include "platform/regular_file.h"
+#include "station/model/version.h"
 #include "station/store/damaged_file.h"
 #include "station/store/history_schema.h"
 
@@ -11,6 +16,8 @@ namespace orvix::station {
 namespace {
 
 using platform::SqliteConnection;
+
+constexpr std::size_t kPageSize = 4096;  // of every history
 
 constexpr CopiedTable kTables[] = {
     {"devices", "number, id, serial, model", "number"},
@@ -44,34 +51,105 @@ constexpr char kFillIn[] =
     "INSERT INTO sessions(id, uuid, start_ms, pid, alive_ms, ended) SELECT session, 'lost ' || session, min(from_ms), "
     "0,"
     " max(coalesce(to_ms, (SELECT max(time_ms) FROM readings WHERE series = series.id), from_ms)), 1"
-    " FROM series WHERE session NOT IN (SELECT id FROM sessions) GROUP BY session;"
+    " FROM series WHERE session IS NOT NULL AND session NOT IN (SELECT id FROM sessions) GROUP BY session;"
     // The numbers of an outbox that could not be read are given anew.
     "UPDATE brokers SET n = min(n, (SELECT coalesce(max(n), 0) FROM outbox));";
 
-/// Returns how many readings have come over.
-std::int64_t CopyTables(SqliteConnection& from, SqliteConnection& to) {
-    std::int64_t copied = 0;
-    for (const auto& table : kTables)
-        copied = CopyTable(from, to, table);
-    to.Execute(kFillIn);
+/// A database that is not left behind, whatever happens.
+struct PassingDatabase {
+    explicit PassingDatabase(std::string file) : File(std::move(file)) { RemoveDatabase(File); }
+    PassingDatabase(const PassingDatabase&) = delete;
+    PassingDatabase& operator=(const PassingDatabase&) = delete;
+    ~PassingDatabase() {
+        Attempt([this] { RemoveDatabase(File); });
+    }
+    const std::string File;
+};
+
+struct CopiedRows {
+    std::int64_t All = 0;
+    std::int64_t Readings = 0;
+};
+
+CopiedRows CopyTables(SqliteConnection& from, SqliteConnection& to) {
+    CopiedRows copied;
+    for (const auto& table : kTables) {
+        copied.Readings = 0;  // which are those of the last table
+        try {
+            copied.Readings = CopyTable(from, to, table);
+        } catch (const platform::UnusableDatabase&) {
+            // Nothing of this table can be read.
+        }
+        copied.All += copied.Readings;
+    }
+    return copied;
+}
+
+std::string FirstPage(const std::string& file) {
+    std::string page(kPageSize, '\0');
+    std::ifstream(file, std::ios::binary).read(page.data(), static_cast<std::streamsize>(page.size()));
+    return page;
+}
+
+/// Whether so little of the first page is left that the file is taken for none of this layout, or for an empty one.
+bool LacksItsHead(const std::string& file) {
+    try {
+        return SqliteConnection(file, SqliteConnection::Access::Damaged).Version() == kHistoryVersion;
+    } catch (const platform::UnusableDatabase&) {
+        return true;
+    }
+}
+
+/// A table of the file begins where it began in the file whose head it was given: the one that has only the history's
+/// UUID has just that.
+bool FitsItsHead(SqliteConnection& connection) {
+    platform::SqliteStatement row(
+        connection, "SELECT count(*), min(uuid LIKE '________-____-____-____-____________') FROM history");
+    return row.Step() && row.Number(0) == 1 && row.Number(1) == 1;
+}
+
+/// What begins on which page is written on the first one, which is written most often. Files that were made by the same
+/// layout have the same there, but for their size and what is free.
+CopiedRows CopyUnderHead(std::string head, const std::string& old, SqliteConnection& to) {
+    constexpr std::size_t kPagesAt = 28;
+    constexpr std::size_t kFreePagesAt = 32;
+    const auto pages = std::filesystem::file_size(old) / kPageSize;
+    for (std::size_t byte = 0; byte < 4; ++byte)
+        head[kPagesAt + byte] = static_cast<char>(pages >> (24 - 8 * byte));
+    head.replace(kFreePagesAt, 8, 8, '\0');
+    const PassingDatabase copy(old + ".copy");
+    std::filesystem::copy_file(old, copy.File);
+    std::error_code isNone;
+    std::filesystem::copy_file(old + "-wal", copy.File + "-wal", isNone);
+    std::fstream(copy.File, std::ios::binary | std::ios::in | std::ios::out) << head;
+    CopiedRows copied;
+    try {
+        auto from = OpenDamagedHistory(copy.File);
+        if (FitsItsHead(from)) copied = CopyTables(from, to);
+    } catch (const platform::UnusableDatabase&) {
+        // Nothing can be read.
+    }
     return copied;
 }
 
 /// Makes a new history of what can be read of an old one. Returns how many readings that are.
 std::int64_t MakeNew(const std::string& file, const std::string& old) {
-    RemoveDatabase(file);
     auto to = OpenHistory(file);
     // A file that is not finished is thrown away.
-    to.Execute("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF; BEGIN");
-    std::int64_t readings = 0;
+    to.Execute("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF");
+    auto head = FirstPage(file);
+    to.Execute("BEGIN");
+    CopiedRows copied;
     try {
         auto from = OpenDamagedHistory(old);
-        readings = CopyTables(from, to);
+        copied = CopyTables(from, to);
     } catch (const platform::UnusableDatabase&) {
         // Nothing can be read.
     }
+    if (copied.All == 0 && LacksItsHead(old)) copied = CopyUnderHead(std::move(head), old, to);
+    to.Execute(kFillIn);
     to.Execute("COMMIT; PRAGMA synchronous = FULL; PRAGMA journal_mode = WAL");
-    return readings;
+    return copied.Readings;
 }
 
 }  // namespace
@@ -79,11 +157,11 @@ std::int64_t MakeNew(const std::string& file, const std::string& old) {
 std::string ReplaceUnusableHistory(const std::string& file, std::int64_t now) {
     platform::RequireRegularFile(file, R_OK);
     const auto aside = AsideName(file, now);
-    const auto made = file + ".new";
-    const auto readings = MakeNew(made, file);
-    PutInPlace(file, made, aside);
+    const PassingDatabase made(file + ".new");
+    const auto readings = MakeNew(made.File, file);
+    PutInPlace(file, made.File, aside);
     return "it is kept as " + aside + ", and a new one goes on" +
-           (readings == 0 ? "; nothing in it could be read"
+           (readings == 0 ? "; no reading in it could be read"
                           : " with the " + std::to_string(readings) + " readings that could be read");
 }
 

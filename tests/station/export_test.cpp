@@ -73,27 +73,37 @@ TEST_F(ExportCommandTest, TroubleIsOneLineAndKeepsTheOldFile) {
         << "nothing else is left behind";
 }
 
-// Odd texts and numbers of rows that a page must take; how it looks is for people to judge.
+struct WrittenReport {
+    std::string Document;
+    int Pages;
+};
+
+WrittenReport WriteReport(const std::string& file, int rows) {
+    station::PdfReport report(FromCivilTime({2026, 11, 22, 21, 4, 0}));
+    EXPECT_EQ(report.Open(file), "");
+    report.PageSetup({1.5, 1.5, 1.5, 1.5, 20, 14});
+    for (const auto use : {ReportFont::Header, ReportFont::Heading, ReportFont::Cell, ReportFont::Title})
+        report.Font(use, "Arial", 10);
+    report.Title(std::string(500, 'x') + "\xFF");
+    report.HeaderLine("Device: \xC3\xBC\n\x01\xC3");
+    report.HeaderLine("Печь: Φούρνος 烤箱 오븐 مخزن 5 תנור ओवन 🔥");
+    report.ColumnHeadings({"Date", "Time", "Temp"});
+    report.Plot({0, 2, "C", 30.0, 10.0});
+    for (int i = 0; i < rows; ++i)
+        report.Row({Date{46000.0 + i}, "05:46", Currency{10000 * std::int64_t{i % 40}}});
+    report.Close();
+    WrittenReport written{ContentsOf(file), 0};
+    for (std::size_t at = 0; (at = written.Document.find("/Type /Page %", at)) != std::string::npos; ++at)
+        ++written.Pages;
+    return written;
+}
+
+// Odd texts, any script and numbers of rows that a page must take; how it looks is for people to judge.
 TEST_F(ExportCommandTest, ReportsOfAnySize) {
     for (const int rows : {0, 77, 500}) {
-        station::PdfReport report(FromCivilTime({2026, 11, 22, 21, 4, 0}));
-        const std::string file = Path(std::to_string(rows) + ".pdf");
-        ASSERT_EQ(report.Open(file), "");
-        report.PageSetup({1.5, 1.5, 1.5, 1.5, 20, 14});
-        for (const auto use : {ReportFont::Header, ReportFont::Heading, ReportFont::Cell, ReportFont::Title})
-            report.Font(use, "Arial", 10);
-        report.Title(std::string(500, 'x') + "\xFF");
-        report.HeaderLine("Device: \xC3\xBC\n\x01\xC3");
-        report.ColumnHeadings({"Date", "Time", "Temp"});
-        report.Plot({0, 2, "C", 30.0, 10.0});
-        for (int i = 0; i < rows; ++i)
-            report.Row({Date{46000.0 + i}, "05:46", Currency{10000 * std::int64_t{i % 40}}});
-        report.Close();
-        int pages = 0;
-        const std::string document = Contents(std::to_string(rows) + ".pdf");
-        for (std::size_t at = 0; (at = document.find("/Type /Page %", at)) != std::string::npos; ++at)
-            ++pages;
-        EXPECT_EQ(pages, rows < 80 ? 1 : 4) << rows;
+        const auto written = WriteReport(Path("one.pdf"), rows);
+        EXPECT_EQ(written.Pages, rows < 80 ? 1 : 4) << rows;
+        EXPECT_TRUE(WriteReport(Path("again.pdf"), rows).Document == written.Document) << "the same for the same rows";
     }
 }
 

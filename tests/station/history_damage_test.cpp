@@ -3,6 +3,7 @@
 #include <sys/mount.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -40,6 +41,30 @@ TEST_F(HistoryDamageTest, WhatIsNoHistoryIsSetAside) {
     struct stat status {};
     ASSERT_EQ(::stat(m_File.c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777, 0600U);
+}
+
+TEST_F(HistoryDamageTest, WhateverIsLeftOfASmallOneTheStationGoesOn) {
+    Begin();
+    Add(5, 0, 20.0);
+    End(kSecond);
+    m_Writer.reset();
+    const auto sound = ContentsOf(m_File);
+    for (const std::size_t left : {99, 100, 511, 512, 4095, 4096, 20480}) {
+        for (const auto& entry : std::filesystem::directory_iterator(m_Folder.Path))
+            std::filesystem::remove(entry);
+        std::ofstream(m_File, std::ios::binary) << sound.substr(0, left);
+        m_Said.clear();
+        Begin({}, 1000, kSecond);
+        Add(6, kSecond, 21.0);
+        Turn(kSecond);
+        EXPECT_EQ(End(2 * kSecond), 0) << left;
+        ASSERT_EQ(m_Said.size(), 1U) << left;
+        EXPECT_NE(m_Said[0].find("it is kept as"), std::string::npos) << m_Said[0];
+        EXPECT_EQ(ContentsOf(AsideIn(m_Folder.Path)), sound.substr(0, left));
+        m_Writer.reset();
+        const auto rows = Rows(0, 2 * kSecond);
+        EXPECT_EQ(std::count(rows.begin(), rows.end(), "6@1000=21"), 1) << left;
+    }
 }
 
 /// A history of two devices, whose readings tell when they were taken, all of it in the file itself.
@@ -112,8 +137,11 @@ TEST_F(HistoryRescueTest, AllRowsBetweenDamagedPagesAreTakenOver) {
     }
     for (const char* table : {"sessions", "series", "devices", "gaps", "rollups"})
         EXPECT_EQ(RescuedWithout(Pages("name = '" + std::string(table) + "'")), 2U * kRows) << table;
-    EXPECT_EQ(RescuedWithout({1}), 0U);
-    EXPECT_NE(m_Told.find("nothing in it could be read"), std::string::npos) << m_Told;
+    EXPECT_EQ(RescuedWithout({1}), 2U * kRows) << "the first page is made anew";
+    EXPECT_EQ(Rescued(std::string(100, '\0') + m_Sound.substr(100)), 2U * kRows);
+    EXPECT_EQ(RescuedWithout({1, Pages("name = 'history'").at(0)}), 0U) << "what begins where is not known";
+    EXPECT_NE(m_Told.find("no reading in it could be read"), std::string::npos) << m_Told;
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_Folder.Path), {}), 2) << "nothing else is left";
 }
 
 /// Of a file that has lost its end much of what is left is there, and of one with rubbish in it what is around it.

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
 #include <future>
 #include <memory>
 #include <string>
@@ -64,6 +65,18 @@ TEST(HistoryRecorder, TellsForHowLongNothingCouldBeWritten) {
     EXPECT_EQ(said.back(), "history: written again; 0 readings lost");
     EXPECT_EQ(said.size(), 2U);
     EXPECT_EQ(history.Close(), 0);
+}
+
+TEST(HistoryRecorder, TellsAtTheEndWhatNobodyHasHeardYet) {
+    const tests::TestFolder folder;
+    const auto file = folder.Path + "/history.db";
+    std::ofstream(file) << "no history, but long enough to be taken for one";
+    platform::RealApartment home;
+    std::vector<std::string> said;
+    HistoryRecorder history(file, {}, "a session", home, [&](const std::string& text) { said.push_back(text); });
+    EXPECT_EQ(history.Close(), 0);
+    ASSERT_EQ(said.size(), 1U);
+    EXPECT_NE(said[0].find("it is kept as"), std::string::npos) << said[0];
 }
 
 }  // namespace

@@ -24,7 +24,7 @@ HistoryRecorder::HistoryRecorder(std::string file, const HistorySetup& setup, co
       m_Say(std::move(say)),
       m_Pending(kMostPending, setup.Record),
       m_Writer(m_Pending, std::move(file), setup, NewSession(setup, session),
-               [this](const std::string& text) { m_Home.Post([tell = m_Say, text] { tell(text); }); }),
+               [this](const std::string& text) { SayLater(text); }),
       m_Turns(
           home, [this] { Write(); },
           [this](bool isStill) {
@@ -55,7 +55,26 @@ std::optional<Duration> HistoryRecorder::StandsStill() const {
 std::int64_t HistoryRecorder::Close() {
     if (std::exchange(m_IsClosed, true)) return 0;
     m_Turns.End();
-    return m_Writer.End(ReadClocks());
+    const auto lost = m_Writer.End(ReadClocks());
+    Tell(*m_Said, m_Say);
+    return lost;
+}
+
+/// What waits in `home` may be there longer than this.
+void HistoryRecorder::SayLater(const std::string& text) {
+    {
+        const std::lock_guard lock(m_Said->Mutex);
+        m_Said->Texts.push_back(text);
+    }
+    m_Home.Post([said = m_Said, say = m_Say] { Tell(*said, say); });
+}
+
+void HistoryRecorder::Tell(Said& said, const HistoryWriter::Say& say) {
+    std::unique_lock lock(said.Mutex);
+    const auto texts = std::exchange(said.Texts, {});
+    lock.unlock();
+    for (const auto& text : texts)
+        say(text);
 }
 
 }  // namespace orvix::station

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <atomic>
+#include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -41,11 +43,20 @@ public:
     std::int64_t Close();
 
 private:
+    /// What the thread has to say. Told in `home`, at the latest by Close.
+    struct Said {
+        std::mutex Mutex;
+        std::vector<std::string> Texts;
+    };
+
     /// On the thread.
     void Write();
+    void SayLater(const std::string& text);
+    static void Tell(Said& said, const HistoryWriter::Say& say);
 
     Apartment& m_Home;
     const HistoryWriter::Say m_Say;
+    const std::shared_ptr<Said> m_Said = std::make_shared<Said>();
     std::atomic<Duration> m_FailsSince{Duration::zero()};  ///< zero: it works
     PendingRows m_Pending;
     HistoryWriter m_Writer;
