@@ -102,6 +102,8 @@ try_install() {
     is ActiveState inactive || fail "the service was started before it was configured"
     inside nimbo1 config check /etc/nimbo1/nimbo1.toml
     inside nimbo1 run --for 2s --plain --every 500ms >/dev/null
+    inside nimbo1 export --since 1h --format pdf --out /run/readings.pdf
+    inside grep -q LiberationSans /run/readings.pdf || fail "what it draws has no font"
 }
 
 try_service() {
