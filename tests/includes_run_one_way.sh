@@ -28,6 +28,7 @@ station/store:         host/ platform/ station/words/ station/model/ station/jso
 station/line:          host/ devices/protocol/ station/model/
 station/library:       host/ platform/ devices/protocol/ tasks/i tasks/enumerations.h station/model/ station/line/ station/report/
 station/source:        host/ platform/ simulator/ devices/protocol/ tasks/i station/model/ station/store/ station/line/ station/library/
+station/fleet:         host/ devices/protocol/ tasks/i station/model/ station/json/ station/mqtt/ station/source/
 station/run:           host/ platform/ devices/protocol/ station/words/ station/model/ station/source/
 station/sink/history:  host/ devices/protocol/ station/model/ station/store/ station/run/
 station/sink/lines:    host/ platform/ station/model/ station/json/ station/run/

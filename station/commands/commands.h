@@ -29,6 +29,7 @@ int Execute(const AlarmsOptions& options, MainLoop& loop);
 int Execute(const HistoryExportOptions& options, MainLoop& loop);
 int Execute(const SimulateOptions& options, MainLoop& loop);
 int Execute(const RehearsalOptions& options, MainLoop& loop);
+int Execute(const CollectOptions& options, MainLoop& loop);
 int Execute(const TraceOptions& options, MainLoop& loop);
 int Execute(const ScanOptions& options, MainLoop& loop);
 int Execute(const DevicesOptions& options, MainLoop& loop);

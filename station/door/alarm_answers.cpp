@@ -27,7 +27,8 @@ Which StateIn(const Question& question) {
 std::vector<AlarmState> AlarmsOn(const StationView& station, const Question& question) {
     std::vector<AlarmState> alarms;
     for (const auto& event : station.Run.Alarms().Active()) {
-        if (question.AsksFor(station.Name, event.Port, event.Identifier)) alarms.push_back(event.State());
+        if (question.AsksFor(station.StationOf(event.Port), event.Port, event.Identifier))
+            alarms.push_back(event.State());
     }
     return alarms;
 }
@@ -99,6 +100,9 @@ void AnswerAcknowledge(const StationView& station, const Question& question, con
     const auto body = BodyOf(question);
     const auto by = ShortTextIn(body, "by");
     const auto comment = ShortTextIn(body, "comment");
+    if (station.IsFleet) {
+        throw ProblemError(409, "alarms are acknowledged at the station whose they are, not in a fleet");
+    }
     const auto event = station.Run.Acknowledge(question.Names[0], by, comment);
     if (!event) throw ProblemError(404, "no alarm " + question.Names[0] + " is on");
     reply(JsonResponse(AlarmJson(event->State())));

@@ -26,6 +26,10 @@ void EventHub::OnIdentity(const DeviceIdentity& /*found*/) {
     AddChange();
 }
 
+void EventHub::OnLost(const DeviceId& /*device*/) {
+    AddChange();
+}
+
 void EventHub::OnDeviceGone(const DeviceId& /*device*/) {
     AddChange();
 }

@@ -21,6 +21,7 @@ public:
     void OnReading(const Reading& reading) override;
     void OnTrouble(const std::string& port, const Failure& failure) override;
     void OnAlarm(const AlarmEvent& event) override;
+    void OnLost(const DeviceId& device) override;
     void OnDeviceGone(const DeviceId& device) override;
     void OnPortGone(const std::string& port) override;
 

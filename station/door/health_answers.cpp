@@ -20,12 +20,13 @@ StationHealth FilteredHealth(const StationView& station, const Question& questio
     auto health = station.Health();
     for (auto& bus : health.Buses) {
         std::erase_if(bus.Addresses, [&](const AddressHealth& address) {
-            return !question.AsksFor(station.Name, bus.Port, station.Run.IdentifierOf(IdOf(bus.Port, address.Address)));
+            return !question.AsksFor(station.StationOf(bus.Port), bus.Port,
+                                     station.Run.IdentifierOf(IdOf(bus.Port, address.Address)));
         });
     }
     const bool isOfDevice = !question.Parameter("device").empty();
     std::erase_if(health.Buses, [&](const BusHealth& bus) {
-        return isOfDevice ? bus.Addresses.empty() : !question.AsksFor(station.Name, bus.Port, {});
+        return isOfDevice ? bus.Addresses.empty() : !question.AsksFor(station.StationOf(bus.Port), bus.Port, {});
     });
     return health;
 }

@@ -40,6 +40,19 @@ Json ToJson(const Tally& tally) {
             {"stray_bytes", tally.StrayBytes}};
 }
 
+/// What is counted where the line is is null elsewhere.
+Json ToJson(const Tally& tally, const BusHealth& bus) {
+    auto json = ToJson(tally);
+    if (!bus.Told) return json;
+    for (auto& [name, value] : json.items())
+        if (!name.starts_with("readings")) value = nullptr;
+    return json;
+}
+
+Json LoadOf(double load, const BusHealth& bus) {
+    return bus.Told ? Json() : Json(load);
+}
+
 Json DiagnosisOf(const std::vector<Finding>& findings, int address) {
     auto list = Json::array();
     for (const auto& finding : findings) {
@@ -54,10 +67,10 @@ Json ToJson(const BusHealth& bus, const std::string& time, const std::vector<Fin
             {"port", bus.Port},
             {"port_works", !bus.PortDown.has_value()},
             {"port_failures", bus.PortFailures},
-            {"load_last_minute", bus.LoadLastMinute},
-            {"load", bus.Load},
-            {"recent", ToJson(bus.Sum(&AddressHealth::Recent))},
-            {"total", ToJson(bus.Sum(&AddressHealth::Total))},
+            {"load_last_minute", LoadOf(bus.LoadLastMinute, bus)},
+            {"load", LoadOf(bus.Load, bus)},
+            {"recent", ToJson(bus.Sum(&AddressHealth::Recent), bus)},
+            {"total", ToJson(bus.Sum(&AddressHealth::Total), bus)},
             {"diagnosis", DiagnosisOf(findings, 0)}};
 }
 
@@ -80,8 +93,8 @@ Json ToJson(const BusHealth& bus, const AddressHealth& address, const StationHea
             {"last_good", lastGood},
             {"period_ms", bus.Every.count()},
             {"achieved_period_ms", period ? Json(Milliseconds(*period)) : Json(nullptr)},
-            {"recent", ToJson(address.Recent)},
-            {"total", ToJson(address.Total)},
+            {"recent", ToJson(address.Recent, bus)},
+            {"total", ToJson(address.Total, bus)},
             {"diagnosis", DiagnosisOf(findings, address.Address)}};
 }
 

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "host/characters.h"
+#include "station/model/fleet_names.h"
 
 namespace orvix::station {
 namespace {
@@ -16,15 +17,24 @@ double Seconds(Duration time) {
     return std::chrono::duration<double>(time).count();
 }
 
+/// A bus of a fleet bears the name of its station, too.
 Labels LabelsOf(const BusHealth& bus) {
-    return {{"port", Printable(bus.Port)}};
+    Labels labels{{"port", Printable(bus.Port)}};
+    if (bus.Told) labels.push_back({"station", Printable(StationOfBus(bus.Port))});
+    return labels;
 }
 
 Labels LabelsOf(const BusHealth& bus, const AddressHealth& address) {
-    return {{"port", Printable(bus.Port)},
-            {"address", std::to_string(address.Address)},
-            {"id", address.Identifier},
-            {"name", Printable(address.Name)}};
+    auto labels = LabelsOf(bus);
+    labels.push_back({"address", std::to_string(address.Address)});
+    labels.push_back({"id", address.Identifier});
+    labels.push_back({"name", Printable(address.Name)});
+    return labels;
+}
+
+/// What is counted where the line is; nothing elsewhere.
+std::optional<double> OfLine(const BusHealth& bus, double value) {
+    return bus.Told ? std::nullopt : std::optional(value);
 }
 
 Labels LabelsOf(const MqttState& /*broker*/) {
@@ -46,9 +56,11 @@ constexpr ValueRow<BusHealth> kOfBus[] = {
     {"nimbo1_port_failures_total", "Failures of the serial port", MetricType::Counter,
      [](const BusHealth& bus) -> std::optional<double> { return static_cast<double>(bus.PortFailures); }},
     {"nimbo1_idle_stray_bytes_total", "Bytes on the idle line that belong to no answer", MetricType::Counter,
-     [](const BusHealth& bus) -> std::optional<double> { return static_cast<double>(bus.Idle.Total.StrayBytes); }},
+     [](const BusHealth& bus) -> std::optional<double> {
+         return OfLine(bus, static_cast<double>(bus.Idle.Total.StrayBytes));
+     }},
     {"nimbo1_line_load_ratio", "Share of the last minute in which bytes were on the line", MetricType::Gauge,
-     [](const BusHealth& bus) -> std::optional<double> { return bus.LoadLastMinute; }},
+     [](const BusHealth& bus) -> std::optional<double> { return OfLine(bus, bus.LoadLastMinute); }},
 };
 
 constexpr ValueRow<BusHealth, AddressHealth> kOfAddress[] = {
@@ -57,20 +69,20 @@ constexpr ValueRow<BusHealth, AddressHealth> kOfAddress[] = {
          return static_cast<double>(it.Total.DoubtfulReadings);
      }},
     {"nimbo1_retries_total", "Requests sent again after a failure", MetricType::Counter,
-     [](const BusHealth&, const AddressHealth& it) -> std::optional<double> {
-         return static_cast<double>(it.Total.Retries);
+     [](const BusHealth& bus, const AddressHealth& it) -> std::optional<double> {
+         return OfLine(bus, static_cast<double>(it.Total.Retries));
      }},
     {"nimbo1_doubled_answers_total", "Second answers to one request", MetricType::Counter,
-     [](const BusHealth&, const AddressHealth& it) -> std::optional<double> {
-         return static_cast<double>(it.Total.Doubled);
+     [](const BusHealth& bus, const AddressHealth& it) -> std::optional<double> {
+         return OfLine(bus, static_cast<double>(it.Total.Doubled));
      }},
     {"nimbo1_late_answers_total", "Answers that came after their time-out", MetricType::Counter,
-     [](const BusHealth&, const AddressHealth& it) -> std::optional<double> {
-         return static_cast<double>(it.Total.Late);
+     [](const BusHealth& bus, const AddressHealth& it) -> std::optional<double> {
+         return OfLine(bus, static_cast<double>(it.Total.Late));
      }},
     {"nimbo1_stray_bytes_total", "Bytes on the line that belong to no answer", MetricType::Counter,
-     [](const BusHealth&, const AddressHealth& it) -> std::optional<double> {
-         return static_cast<double>(it.Total.StrayBytes);
+     [](const BusHealth& bus, const AddressHealth& it) -> std::optional<double> {
+         return OfLine(bus, static_cast<double>(it.Total.StrayBytes));
      }},
     {"nimbo1_temperature_celsius", "Latest good temperature, while the device is not offline", MetricType::Gauge,
      [](const BusHealth&, const AddressHealth& it) -> std::optional<double> {
@@ -134,6 +146,7 @@ void AddValue(MetricFamily& family, const ValueRow<Of...>& row, const Of&... of)
 }
 
 void AddExchanges(MetricFamily& family, const BusHealth& bus, const AddressHealth& address) {
+    if (bus.Told) return;
     for (const auto& [name, outcome] : kResults) {
         ClientMetric metric;
         metric.label = LabelsOf(bus, address);
@@ -168,6 +181,7 @@ void AddQualities(MetricFamily& family, const BusHealth& bus, const AddressHealt
 }
 
 void AddRoundTrips(MetricFamily& family, const BusHealth& bus, const AddressHealth& address) {
+    if (bus.Told) return;
     const auto& trips = address.Total.RoundTrips;
     ClientMetric metric;
     metric.label = LabelsOf(bus, address);

@@ -34,6 +34,7 @@ struct Column {
     const char* Title;
     bool IsText;  ///< to the left
     std::string (*Text)(const BusHealth&, const AddressHealth&);
+    bool IsOfLine = false;  ///< it is counted where the line is
 };
 
 // Counts and times are those of the last minutes.
@@ -47,16 +48,17 @@ constexpr Column kColumns[] = {
      [](const BusHealth&, const AddressHealth& it) { return SuccessText(it.Recent.ReadingSuccess()); }},
     {"doubtful", false,
      [](const BusHealth&, const AddressHealth& it) { return CountText(it.Recent.DoubtfulReadings); }},
-    {"p50 ms", false, [](const BusHealth&, const AddressHealth& it) { return RoundTripText(it.Recent, 0.5); }},
-    {"p95 ms", false, [](const BusHealth&, const AddressHealth& it) { return RoundTripText(it.Recent, 0.95); }},
-    {"max ms", false, [](const BusHealth&, const AddressHealth& it) { return RoundTripText(it.Recent, 1); }},
-    {"time-outs", false, [](const BusHealth&, const AddressHealth& it) { return CountText(it.Recent.TimeOuts()); }},
-    {"bad", false, [](const BusHealth&, const AddressHealth& it) { return CountText(it.Recent.BadFrames()); }},
+    {"p50 ms", false, [](const BusHealth&, const AddressHealth& it) { return RoundTripText(it.Recent, 0.5); }, true},
+    {"p95 ms", false, [](const BusHealth&, const AddressHealth& it) { return RoundTripText(it.Recent, 0.95); }, true},
+    {"max ms", false, [](const BusHealth&, const AddressHealth& it) { return RoundTripText(it.Recent, 1); }, true},
+    {"time-outs", false, [](const BusHealth&, const AddressHealth& it) { return CountText(it.Recent.TimeOuts()); },
+     true},
+    {"bad", false, [](const BusHealth&, const AddressHealth& it) { return CountText(it.Recent.BadFrames()); }, true},
     {"checksum", false,
-     [](const BusHealth&, const AddressHealth& it) { return CountText(it.Recent.Count(Outcome::Checksum)); }},
+     [](const BusHealth&, const AddressHealth& it) { return CountText(it.Recent.Count(Outcome::Checksum)); }, true},
     {"refused", false,
-     [](const BusHealth&, const AddressHealth& it) { return CountText(it.Recent.Count(Outcome::Refused)); }},
-    {"retries", false, [](const BusHealth&, const AddressHealth& it) { return CountText(it.Recent.Retries); }},
+     [](const BusHealth&, const AddressHealth& it) { return CountText(it.Recent.Count(Outcome::Refused)); }, true},
+    {"retries", false, [](const BusHealth&, const AddressHealth& it) { return CountText(it.Recent.Retries); }, true},
     {"last good", false,
      [](const BusHealth&, const AddressHealth& it) -> std::string {
          return it.LastGood ? RoughText(*it.LastGood) + " ago" : "never";
@@ -79,7 +81,7 @@ std::vector<Row> RowsOf(const BusHealth& bus) {
     for (const auto& address : bus.Addresses) {
         auto& row = rows.emplace_back();
         for (const auto& column : kColumns)
-            row.push_back(Printable(column.Text(bus, address)));
+            row.push_back(bus.Told && column.IsOfLine ? kNothing : Printable(column.Text(bus, address)));
     }
     return rows;
 }
@@ -102,10 +104,15 @@ void WriteTable(std::ostream& out, const std::vector<Row>& rows) {
 void WriteSummary(std::ostream& out, const BusHealth& bus) {
     const auto sum = bus.Sum(&AddressHealth::Recent);
     out << Printable(bus.Port) << ": " << Counted(sum.Readings, "reading") << " in the last minutes, "
-        << SuccessText(sum.ReadingSuccess()) << " % good; " << Counted(sum.Exchanges(), "attempt") << ", "
-        << SuccessText(sum.Success()) << " % answered well; line used " << PercentText(bus.LoadLastMinute)
-        << " % in the last minute, " << PercentText(bus.Load) << " % overall; " << Counted(sum.StrayBytes, "stray byte")
-        << "; port failed " << Counted(bus.PortFailures, "time") << "\n";
+        << SuccessText(sum.ReadingSuccess()) << " % good";
+    if (bus.Told) {
+        out << "\n";
+        return;
+    }
+    out << "; " << Counted(sum.Exchanges(), "attempt") << ", " << SuccessText(sum.Success())
+        << " % answered well; line used " << PercentText(bus.LoadLastMinute) << " % in the last minute, "
+        << PercentText(bus.Load) << " % overall; " << Counted(sum.StrayBytes, "stray byte") << "; port failed "
+        << Counted(bus.PortFailures, "time") << "\n";
 }
 
 }  // namespace

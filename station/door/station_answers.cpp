@@ -95,7 +95,8 @@ HttpResponse AnswerDevices(const StationView& station, const Question& question)
             const auto id = station.Run.IdentifierOf(IdOf(bus.PortLabel, device.Address));
             // Until it is settled which device that is, it is none that could be asked for.
             if (id.empty()) continue;
-            if (question.AsksFor(station.Name, bus.PortLabel, id)) devices.push_back(DeviceJson(bus, device, id));
+            if (question.AsksFor(station.StationOf(bus.PortLabel), bus.PortLabel, id))
+                devices.push_back(DeviceJson(bus, device, id));
         }
     }
     return PageOf(question, "devices", devices);
@@ -105,7 +106,8 @@ HttpResponse AnswerValues(const StationView& station, const Question& question) 
     std::vector<Json> values;
     for (const auto& reading : station.Run.Values()) {
         const auto& id = reading.Identifier;
-        if (!id.empty() && question.AsksFor(station.Name, reading.Port, id)) values.push_back(ToJson(reading));
+        if (!id.empty() && question.AsksFor(station.StationOf(reading.Port), reading.Port, id))
+            values.push_back(ToJson(reading));
     }
     return PageOf(question, "values", values);
 }
@@ -113,10 +115,10 @@ HttpResponse AnswerValues(const StationView& station, const Question& question) 
 HttpResponse AnswerEvents(const StationView& station, const Question& question) {
     const auto header = question.Request.Header("last-event-id");
     const auto last = question.Parameter("last");
-    const auto filter = [name = station.Name, query = question.Request.Query](const std::string& bus,
-                                                                              const std::string& device) {
+    const auto filter = [name = station.Name, isFleet = station.IsFleet, query = question.Request.Query](
+                            const std::string& bus, const std::string& device) {
         const HttpRequest asked{.Query = query};
-        return Question{asked, {}, Right::Read}.AsksFor(name, bus, device);
+        return Question{asked, {}, Right::Read}.AsksFor(isFleet ? StationOfBus(bus) : name, bus, device);
     };
     return EventResponse(station.Events.Ring().Follow(header.empty() ? last : header, filter));
 }

@@ -11,6 +11,7 @@
 #include "station/door/event_hub.h"
 #include "station/door/line_hub.h"
 #include "station/door/slow_answers.h"
+#include "station/model/fleet_names.h"
 #include "station/model/mqtt_state.h"
 #include "station/run/health.h"
 #include "station/run/station_run.h"
@@ -68,6 +69,10 @@ struct StationView {
     /// Nothing when it reports to no broker.
     std::function<std::optional<MqttState>()> Mqtt = [] { return std::nullopt; };
     StationActions* Actions = nullptr;  ///< null: the station is played, and does what it did
+    bool IsFleet = false;               ///< its buses are those of other stations
+
+    /// Of a bus.
+    std::string StationOf(const std::string& bus) const { return IsFleet ? StationOfBus(bus) : Name; }
 };
 
 }  // namespace orvix::station

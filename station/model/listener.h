@@ -32,6 +32,8 @@ public:
     /// What became of a request on a line; after the events that it is made of.
     virtual void OnExchange(const Exchange&) {}
     virtual void OnAlarm(const AlarmEvent&) {}
+    /// A device has stopped answering, which was told without a reading.
+    virtual void OnLost(const DeviceId&) {}
     /// A device belongs to the station no longer; nothing more is heard of it, and what is kept of it goes.
     virtual void OnDeviceGone(const DeviceId&) {}
     /// The same of a port, after its devices.

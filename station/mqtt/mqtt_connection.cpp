@@ -52,7 +52,8 @@ void MqttConnection::Destroy::operator()(mosquitto* client) const {
     mosquitto_destroy(client);
 }
 
-MqttConnection::MqttConnection(const MqttSetup& setup, const std::string& client, const MqttMessage& will)
+MqttConnection::MqttConnection(const MqttSetup& setup, const std::string& client,
+                               const std::optional<MqttMessage>& will)
     : m_Setup(setup) {
     static const int initialised = mosquitto_lib_init();
     Check(initialised);
@@ -64,12 +65,14 @@ MqttConnection::MqttConnection(const MqttSetup& setup, const std::string& client
 
 MqttConnection::~MqttConnection() = default;
 
-void MqttConnection::SetUp(const MqttMessage& will) {
+void MqttConnection::SetUp(const std::optional<MqttMessage>& will) {
     SetCallbacks();
     Check(mosquitto_int_option(m_Client.get(), MOSQ_OPT_PROTOCOL_VERSION, MQTT_PROTOCOL_V5));
     Check(mosquitto_int_option(m_Client.get(), MOSQ_OPT_TCP_NODELAY, 1));
-    Check(mosquitto_will_set(m_Client.get(), will.Topic.c_str(), static_cast<int>(will.Payload.size()),
-                             will.Payload.data(), kQos, will.Retained));
+    if (will) {
+        Check(mosquitto_will_set(m_Client.get(), will->Topic.c_str(), static_cast<int>(will->Payload.size()),
+                                 will->Payload.data(), kQos, will->Retained));
+    }
     SetUpLogin();
     if (m_Setup.Broker.Tls) SetUpTls();
 }
@@ -100,6 +103,10 @@ void MqttConnection::SetCallbacks() {
                                       [](mosquitto*, void* self, int message, int reason, const mosquitto_property*) {
                                           static_cast<MqttConnection*>(self)->OnPublish(message, reason);
                                       });
+    mosquitto_subscribe_v5_callback_set(
+        client, [](mosquitto*, void* self, int message, int count, const int* granted, const mosquitto_property*) {
+            if (count > 0) static_cast<MqttConnection*>(self)->OnSubscribe(message, granted[0]);
+        });
     mosquitto_message_v5_callback_set(
         client, [](mosquitto*, void* self, const mosquitto_message* message, const mosquitto_property*) {
             static_cast<MqttConnection*>(self)->OnMessage(*message);
@@ -137,10 +144,17 @@ void MqttConnection::Refused(const Handed& handed, int reason) {
     }
 }
 
+void MqttConnection::OnSubscribe(int message, int granted) {
+    const auto asked = m_Listening.extract(message);
+    if (!asked || granted < MQTT_RC_UNSPECIFIED) return;
+    m_NotHeard = asked.mapped() + ": " + mosquitto_reason_string(granted);
+}
+
 /// A broker may send what nobody has asked for.
 void MqttConnection::OnMessage(const mosquitto_message& message) {
-    if (!m_Subscribed.contains(message.topic)) return;
     const auto length = static_cast<std::size_t>(std::max(message.payloadlen, 0));
+    if (m_Hear) return m_Hear(message.topic, {static_cast<const char*>(message.payload), length}, message.retain);
+    if (!m_Subscribed.contains(message.topic)) return;
     auto& [payload, wasKept] = m_Heard[message.topic];
     payload.assign(static_cast<const char*>(message.payload), std::min(length, OrderedMessages::kLongestHeard + 1));
     wasKept = message.retain;
@@ -188,9 +202,11 @@ void MqttConnection::Send(Handed handed, const std::string& payload, bool isReta
     }
 }
 
-void MqttConnection::Subscribe(const std::string& topic) {
+void MqttConnection::Subscribe(const std::string& topic, bool mayBeMissed) {
+    int id = 0;
     m_Subscribed.insert(topic);
-    Check(mosquitto_subscribe(m_Client.get(), nullptr, topic.c_str(), kQos));
+    Check(mosquitto_subscribe(m_Client.get(), &id, topic.c_str(), mayBeMissed ? 0 : kQos));
+    m_Listening.insert_or_assign(id, topic);
 }
 
 void MqttConnection::End() {

@@ -2,11 +2,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -29,8 +31,8 @@ struct HeardMessage {
 class MqttConnection {
 public:
     /// Looks the broker up and connects to it, which may take minutes. `will`: what the broker tells the others when
-    /// the connection ends. Raises Error.
-    MqttConnection(const MqttSetup& setup, const std::string& client, const MqttMessage& will);
+    /// the connection ends; nothing: nothing. Raises Error.
+    MqttConnection(const MqttSetup& setup, const std::string& client, const std::optional<MqttMessage>& will);
     ~MqttConnection();
     MqttConnection(const MqttConnection&) = delete;
     MqttConnection& operator=(const MqttConnection&) = delete;
@@ -43,10 +45,17 @@ public:
     /// Hands a message over. Only while it is up.
     void Publish(const MqttMessage& message);
     void Publish(const OrderedMessage& message);
-    /// Listens to a topic, from now on.
-    void Subscribe(const std::string& topic);
+    /// Listens to a topic, from now on. `mayBeMissed`: the broker need not wait until one is taken.
+    void Subscribe(const std::string& topic, bool mayBeMissed = false);
     /// The latest message on each of these topics that has come since this was asked.
     std::map<std::string, HeardMessage> TakeHeard() { return std::exchange(m_Heard, {}); }
+    /// Called in Work with all that is heard, which TakeHeard then knows nothing of. May not raise anything.
+    using Hear = std::function<void(const std::string& topic, std::string_view payload, bool wasKept)>;
+    void HearWith(Hear hear) { m_Hear = std::move(hear); }
+    /// Whether the broker has not yet answered to all that was to be listened to.
+    bool AwaitsHearing() const { return !m_Listening.empty(); }
+    /// What the broker does not let the station hear, since this was asked; nothing when it lets it hear all.
+    std::optional<std::string> TakeNotHeard() { return std::exchange(m_NotHeard, std::nullopt); }
     /// Messages that the broker has not acknowledged yet, and how many of these are ordered ones.
     std::size_t UnderWay() const { return m_UnderWay.size(); }
     std::size_t OrderedUnderWay() const { return m_OrderedUnderWay; }
@@ -70,7 +79,7 @@ private:
         std::optional<std::int64_t> Number{};  ///< of an ordered message
     };
 
-    void SetUp(const MqttMessage& will);
+    void SetUp(const std::optional<MqttMessage>& will);
     void SetUpLogin();
     void SetUpTls();
     void SetCallbacks();
@@ -78,6 +87,7 @@ private:
     void OnPublish(int message, int reason);
     void Send(Handed handed, const std::string& payload, bool isRetained);
     void Refused(const Handed& handed, int reason);
+    void OnSubscribe(int message, int granted);
     void OnMessage(const mosquitto_message& message);
     /// Raises Error for a result of the library.
     void Check(int result) const;
@@ -94,6 +104,9 @@ private:
     std::vector<std::pair<std::int64_t, int>> m_Answered;
     std::set<std::string> m_Subscribed;
     std::map<std::string, HeardMessage> m_Heard;
+    std::map<int, std::string> m_Listening;  ///< topics that were asked for, by message
+    std::optional<std::string> m_NotHeard;
+    Hear m_Hear;
 };
 
 }  // namespace orvix::station

@@ -64,7 +64,8 @@ std::string MqttWorker::Serve() {
     m_UpSince.reset();
     m_IsToldUp = false;
     try {
-        MqttConnection connection(m_Setup, "nimbo1-" + m_Setup.Station, {m_Begin + kStatusTopic, kOffline, true});
+        MqttConnection connection(m_Setup, "nimbo1-" + m_Setup.Station,
+                                  MqttMessage{m_Begin + kStatusTopic, kOffline, true});
         while (!IsDone(connection))
             Attend(connection);
         connection.End();

@@ -225,7 +225,30 @@ std::vector<AlarmEvent> AlarmBook::Forget(const DeviceId& device, std::int64_t u
     if (watched)
         Withdraw(
             watched.mapped(), unixMilliseconds, [](const Watched&, const Key&) { return true; }, events);
+    std::erase_if(m_Heard, [&](const auto& heard) {
+        if (heard.first.first != device) return false;
+        events.push_back(heard.second);
+        events.back().UnixMilliseconds = unixMilliseconds;
+        events.back().What = AlarmChange::Ended;
+        events.back().Withdrawn = true;
+        return true;
+    });
     return events;
+}
+
+bool AlarmBook::Hear(AlarmEvent& told) {
+    const std::pair place{told.Id(), Key{told.Kind, told.Input}};
+    if (!told.IsOn()) return m_Heard.erase(place) > 0;
+    const auto [known, isNew] = m_Heard.try_emplace(place, told);
+    auto& before = known->second;
+    if (isNew || before.Alarm != told.Alarm) {
+        before = told;
+        return true;
+    }
+    if (before.Acknowledged || !told.Acknowledged) return false;
+    before.Acknowledged = told.Acknowledged;
+    told.What = AlarmChange::Acknowledged;
+    return true;
 }
 
 void AlarmBook::Identify(const DeviceId& place, const std::string& identifier, std::int64_t unixMilliseconds,
@@ -309,6 +332,8 @@ std::vector<AlarmEvent> AlarmBook::Active() const {
             if (alarm.Active) events.push_back(alarm.Start);
         }
     }
+    for (const auto& [place, heard] : m_Heard)
+        events.push_back(heard);
     return events;
 }
 

@@ -40,9 +40,12 @@ public:
     std::vector<AlarmEvent> Take(const Reading& reading, Duration now);
     /// Whether a port works. Returns the alarm that this ends.
     std::vector<AlarmEvent> Port(const std::string& port, bool works, std::int64_t unixMilliseconds, Duration now);
+    /// Takes in an alarm that another station has judged, as it stands there, and makes of the change what it is here.
+    /// Returns whether it is news.
+    bool Hear(AlarmEvent& told);
     /// The alarms that start because time has passed; to be asked for now and then.
     std::vector<AlarmEvent> Passing(std::int64_t unixMilliseconds, Duration now);
-    /// Drops a device, or a port with the address 0. Returns the ends of its alarms.
+    /// Drops a device, or a port with the address 0. Returns the ends of its alarms; those that were heard of, too.
     std::vector<AlarmEvent> Forget(const DeviceId& device, std::int64_t unixMilliseconds);
     /// Alarms that have started and not ended, each with the event that started it.
     std::vector<AlarmEvent> Active() const;
@@ -95,6 +98,7 @@ private:
                          std::vector<AlarmEvent>& events);
 
     std::map<DeviceId, Watched> m_Watched;
+    std::map<std::pair<DeviceId, Key>, AlarmEvent> m_Heard;  ///< those that are on
     std::vector<AlarmState> m_Left;
 };
 

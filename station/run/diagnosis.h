@@ -7,14 +7,6 @@
 
 namespace orvix::station {
 
-/// What is wrong, where, and what to look at.
-struct Finding {
-    int Address = 0;  ///< 0: the bus
-    std::string Sentence;
-
-    bool operator==(const Finding&) const = default;
-};
-
 /// What can be wrong, and what to do or to look at. Words in capitals, and the number of an address, stand for what is
 /// found.
 struct FindingText {
@@ -26,7 +18,8 @@ struct FindingText {
 std::vector<FindingText> AllFindingTexts();
 
 /// What is wrong with a bus, at most one finding for it and one for each address, the bus first. An address has none
-/// when it is well, or when what it has follows from what the bus has. Nothing when all is well.
+/// when it is well, or when what it has follows from what the bus has. Nothing when all is well. Of another station's
+/// bus it is what that says.
 std::vector<Finding> Diagnose(const BusHealth& bus);
 
 }  // namespace orvix::station

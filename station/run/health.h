@@ -84,6 +84,14 @@ struct PortFailure {
     bool WasOpen = false;  ///< it has worked before
 };
 
+/// What is wrong, where, and what to look at.
+struct Finding {
+    int Address = 0;  ///< 0: the bus
+    std::string Sentence;
+
+    bool operator==(const Finding&) const = default;
+};
+
 struct BusHealth {
     std::string Port;
     std::chrono::milliseconds Every{0};       ///< requested period
@@ -97,6 +105,8 @@ struct BusHealth {
     std::uint64_t RecentPortFailures = 0;  ///< of the last nine to ten minutes
     std::optional<PortFailure> PortDown;   ///< nothing while the port works
     std::string Trouble;                   ///< said of the bus since its latest good reading; empty: nothing
+    /// Of a bus of another station, what that says of it; nothing is known here of its exchanges.
+    std::optional<std::vector<Finding>> Told;
 
     /// All addresses and the idle line together, over the last minutes or since the start.
     Tally Sum(Tally AddressHealth::*of) const;

@@ -48,7 +48,7 @@ std::optional<DeviceIdentity> IdentityBook::Expect(const DeviceId& place, std::i
 }
 
 DeviceIdentity IdentityBook::Take(DeviceIdentity found) {
-    found.Identifier = Choose(found);
+    if (found.Identifier.empty()) found.Identifier = Choose(found);
     auto& device = m_Devices[found.Identifier];
     device.Model = found.Model;
     if (!found.SerialNumber.empty()) device.SerialNumber = found.SerialNumber;

@@ -20,7 +20,8 @@ public:
     /// that was no device of the model.
     std::optional<DeviceIdentity> Expect(const DeviceId& place, std::int32_t model);
     /// Completes what is found out of a place with the identifier, which no other device has, and with a remark when
-    /// the device is another one than before, or has the serial number of another.
+    /// the device is another one than before, or has the serial number of another. One that has an identifier keeps it:
+    /// another station has given it.
     DeviceIdentity Take(DeviceIdentity found);
     /// Empty while it is not settled.
     std::string IdentifierOf(const DeviceId& place) const;

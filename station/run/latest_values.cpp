@@ -22,7 +22,7 @@ void LatestValues::Judge(Reading& reading, const Entry& entry, Duration now) {
     const auto age = std::chrono::floor<milliseconds>(now - entry.GoodAt);
     if (hasGood) reading.Age = age;
     reading.Quality = Quality::Doubtful;
-    if (reading.Valid() && !reading.IsGood() && isFresh(entry.TakenAt)) return;
+    if (reading.Valid() && !reading.IsGood() && !entry.IsLost && isFresh(entry.TakenAt)) return;
     reading.Quality = Quality::Offline;
     if (!hasGood) return;
     if (entry.Failures >= kFailuresUntilOffline || age > OfflineAfter(entry.Every)) return;
@@ -53,9 +53,17 @@ void LatestValues::Take(Reading& reading, milliseconds every, Duration now) {
         entry.Failures = reading.Valid() ? 0 : entry.Failures + 1;
     }
     entry.Every = every;
+    entry.IsLost = false;
     entry.TakenAt = now;
     Judge(reading, entry, now);
     entry.Latest = reading;
+}
+
+void LatestValues::Lose(const DeviceId& device) {
+    const auto entry = m_Entries.find(device);
+    if (entry == m_Entries.end()) return;
+    entry->second.Failures = kFailuresUntilOffline;
+    entry->second.IsLost = true;
 }
 
 std::vector<Reading> LatestValues::At(Duration now) const {

@@ -28,6 +28,8 @@ public:
     void Take(Reading& reading, std::chrono::milliseconds every, Duration now);
     /// The age at which a good value is none any more.
     static std::chrono::milliseconds OfflineAfter(std::chrono::milliseconds every);
+    /// A device has stopped answering: it is offline until a reading succeeds.
+    void Lose(const DeviceId& device);
     /// Drops what is known of a device.
     void Forget(const DeviceId& device) { m_Entries.erase(device); }
     /// The latest reading of each device, by port and address, with the age and quality that it has at this time.
@@ -37,7 +39,8 @@ private:
     struct Entry {
         Reading Latest;
         std::chrono::milliseconds Every{0};
-        int Failures = 0;  ///< in a row, up to now
+        int Failures = 0;     ///< in a row, up to now
+        bool IsLost = false;  ///< since the latest reading
         Duration TakenAt{0};
         Duration GoodAt{0};
     };

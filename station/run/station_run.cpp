@@ -307,6 +307,20 @@ void StationRun::TellAlarms(std::vector<AlarmEvent> events) {
     }
 }
 
+void StationRun::OnAlarm(const AlarmEvent& told) {
+    auto event = told;
+    const bool isOurs = told.Address == 0 ? IsRunning(told.Port) : WantedAt(told.Port, told.Address) != nullptr;
+    if (!isOurs || !m_Alarms.Hear(event)) return;
+    event.Seq = ++m_Seq;
+    Tell(&Listener::OnAlarm, event);
+}
+
+void StationRun::OnLost(const DeviceId& device) {
+    if (WantedAt(device.Port, device.Address) == nullptr) return;
+    m_Values.Lose(device);
+    Tell(&Listener::OnLost, device);
+}
+
 std::optional<AlarmEvent> StationRun::Acknowledge(const std::string& alarm, const std::string& by,
                                                   const std::string& comment) {
     auto event = m_Alarms.Acknowledge(alarm, {UnixNow(), by, comment});

@@ -122,6 +122,9 @@ private:
     const DeviceSetup* WantedAt(const std::string& port, int address);
     void OnIdentity(const DeviceIdentity& found) override;
     void OnReading(const Reading& told) override;
+    /// Of an alarm that the source has judged.
+    void OnAlarm(const AlarmEvent& told) override;
+    void OnLost(const DeviceId& device) override;
     void OnTrouble(const std::string& port, const Failure& failure) override {
         if (IsRunning(port)) Tell(&Listener::OnTrouble, port, failure);
     }

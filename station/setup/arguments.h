@@ -41,6 +41,7 @@ Command HistoryCommand();
 Command AlarmsCommand();
 Command ExportCommand();
 Command SimulateCommand();
+Command CollectCommand();
 Command TraceCommand();
 Command ScanCommand();
 Command DevicesCommand();

@@ -100,6 +100,13 @@ struct RehearsalOptions {
     MqttSetup Mqtt;  ///< without a station's name
 };
 
+/// What is shown of the stations that report to a broker.
+struct CollectOptions {
+    std::string Configuration;     ///< its file, absolute path; empty: none
+    Said<StationSetup> OfStation;  ///< what is said besides, and wins
+    std::optional<std::chrono::milliseconds> For;
+};
+
 struct ReplayOptions {
     std::string File;   ///< absolute path
     bool Fast = false;  ///< as fast as possible, not in real time
@@ -153,9 +160,10 @@ struct TextOptions {
 };
 
 /// What the command line asks for: one command.
-using CommandLine = std::variant<TextOptions, RunOptions, ScanOptions, DevicesOptions, ReadOptions, ValuesOptions,
-                                 HealthOptions, HistoryOptions, AlarmsOptions, ExportOptions, HistoryExportOptions,
-                                 ReplayOptions, ConfigCheckOptions, SimulateOptions, RehearsalOptions, TraceOptions>;
+using CommandLine =
+    std::variant<TextOptions, RunOptions, ScanOptions, DevicesOptions, ReadOptions, ValuesOptions, HealthOptions,
+                 HistoryOptions, AlarmsOptions, ExportOptions, HistoryExportOptions, ReplayOptions, ConfigCheckOptions,
+                 SimulateOptions, RehearsalOptions, CollectOptions, TraceOptions>;
 
 /// Without a command the command is run. Raises UsageError.
 CommandLine ParseCommandLine(std::vector<std::string> arguments);

@@ -1,5 +1,8 @@
 #include "station/setup/configuration.h"
 
+#include <algorithm>
+#include <string_view>
+
 #include "devices/protocol/device_models.h"
 #include "host/error.h"
 #include "host/text.h"
@@ -148,16 +151,38 @@ void CheckMqtt(const FileValue& table, const MqttSetup& mqtt) {
     }
 }
 
-std::vector<FileKey> StationKeys(StationSetup& setup) {
-    auto keys = KeysOf(StationOptionTable(), {}, setup);
-    keys.push_back({"bus", [&](const FileValue& value) { ReadBuses(value, setup); }});
-    for (const char* name : {"history", "metrics", "web", "alarms"}) {
+/// Keys of the tables of the station.
+void AddTables(std::vector<FileKey>& keys, std::initializer_list<const char*> names, StationSetup& setup) {
+    for (const char* name : names) {
         keys.push_back({name, [&setup, name](const FileValue& value) {
                             ReadTable(value, KeysOf(StationOptionTable(), name, setup));
                         }});
     }
+}
+
+std::vector<FileKey> StationKeys(StationSetup& setup) {
+    auto keys = KeysOf(StationOptionTable(), {}, setup);
+    keys.push_back({"bus", [&](const FileValue& value) { ReadBuses(value, setup); }});
+    AddTables(keys, {"history", "metrics", "web", "alarms"}, setup);
     keys.push_back({"mqtt", [&setup](const FileValue& value) {
                         ReadTable(value, KeysOf(StationOptionTable(), "mqtt", setup));
+                        CheckMqtt(value, setup.Mqtt);
+                    }});
+    return keys;
+}
+
+std::vector<FileKey> FleetKeys(StationSetup& setup) {
+    auto keys = KeysOf(StationOptionTable(), {}, setup);
+    AddTables(keys, {"metrics", "web", "alarms"}, setup);
+    keys.push_back({"mqtt", [&setup](const FileValue& value) {
+                        auto inside = KeysOf(StationOptionTable(), "mqtt", setup);
+                        // The others are of a station that reports.
+                        constexpr std::string_view kOfConnection[] = {"broker", "topic", "user", "password_file",
+                                                                      "ca",     "cert",  "key"};
+                        std::erase_if(inside, [&](const FileKey& key) {
+                            return std::ranges::find(kOfConnection, key.Name) == std::end(kOfConnection);
+                        });
+                        ReadTable(value, inside);
                         CheckMqtt(value, setup.Mqtt);
                     }});
     return keys;
@@ -179,31 +204,48 @@ std::string Joined(const std::vector<std::string>& lines) {
     return text;
 }
 
+/// `missing`: what a setup that is right otherwise lacks; null: nothing.
+StationSetup Parse(std::string_view text, const std::string& name, std::vector<FileKey> (*keysOf)(StationSetup&),
+                   const char* (*missing)(const StationSetup&)) {
+    Complaints wrong(name);
+    const auto tree = TreeOf(text, wrong);
+    // As a file is for a moment while an editor writes it.
+    if (tree.As<TomlNode::Table>()->empty()) wrong.Add({1, 1}, {}, "the configuration is empty: it sets nothing");
+    StationSetup setup;
+    ReadTable(FileValue(tree, {}, wrong), keysOf(setup));
+    const auto* lack = wrong.Any() ? nullptr : missing(setup);
+    if (lack != nullptr) wrong.Add({1, 1}, {}, lack);
+    if (wrong.Any()) throw ConfigurationError(wrong.Lines());
+    return setup;
+}
+
+std::string TextIn(const std::string& path) {
+    try {
+        return BytesToText(platform::ReadRegularFile(path, kLargestFile));
+    } catch (const Error& error) {
+        throw ConfigurationError({error.Description});
+    }
+}
+
 }  // namespace
 
 ConfigurationError::ConfigurationError(std::vector<std::string> lines)
     : std::runtime_error(Joined(lines)), m_Lines(std::move(lines)) {}
 
 StationSetup ParseConfiguration(std::string_view text, const std::string& name) {
-    Complaints wrong(name);
-    const auto tree = TreeOf(text, wrong);
-    // As a file is for a moment while an editor writes it.
-    if (tree.As<TomlNode::Table>()->empty()) wrong.Add({1, 1}, {}, "the configuration is empty: it sets nothing");
-    StationSetup setup;
-    ReadTable(FileValue(tree, {}, wrong), StationKeys(setup));
-    if (!wrong.Any() && setup.Buses.empty()) wrong.Add({1, 1}, {}, "no bus is set: write [[bus]] and its port");
-    if (wrong.Any()) throw ConfigurationError(wrong.Lines());
-    return setup;
+    return Parse(text, name, StationKeys, [](const StationSetup& setup) {
+        return setup.Buses.empty() ? "no bus is set: write [[bus]] and its port" : nullptr;
+    });
 }
 
 StationSetup LoadConfiguration(const std::string& path) {
-    std::string text;
-    try {
-        text = BytesToText(platform::ReadRegularFile(path, kLargestFile));
-    } catch (const Error& error) {
-        throw ConfigurationError({error.Description});
-    }
-    return ParseConfiguration(text, path);
+    return ParseConfiguration(TextIn(path), path);
+}
+
+StationSetup LoadFleetConfiguration(const std::string& path) {
+    return Parse(TextIn(path), path, FleetKeys, [](const StationSetup& setup) {
+        return setup.Mqtt.IsOn() ? nullptr : "no broker is set: write [mqtt] and its broker";
+    });
 }
 
 }  // namespace orvix::station

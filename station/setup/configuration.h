@@ -41,4 +41,8 @@ StationSetup ParseConfiguration(std::string_view text, const std::string& name);
 /// The same of a file. Raises ConfigurationError also for one that cannot be read.
 StationSetup LoadConfiguration(const std::string& path);
 
+/// The same of a fleet's: data, [metrics], [web], [alarms], and of [mqtt] what a connection needs; the broker must be
+/// there.
+StationSetup LoadFleetConfiguration(const std::string& path);
+
 }  // namespace orvix::station

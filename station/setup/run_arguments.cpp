@@ -6,6 +6,12 @@ namespace {
 // Timers count milliseconds in 32 bits.
 constexpr std::chrono::hours kLongestRun{24 * 24};
 
+Argument ForOption(std::optional<std::chrono::milliseconds>& target) {
+    return {.Name = "--for", .Type = "TIME", .Help = "stop after this time", .Take = [&target](const Value& value) {
+                target = value.Span(std::chrono::milliseconds(1), kLongestRun);
+            }};
+}
+
 /// A command that goes online and prints each reading; it keeps a recording in the file that `recordOption` names.
 Command Running(const char* name, const char* help, const char* recordOption) {
     const auto options = std::make_shared<RunOptions>();
@@ -21,10 +27,7 @@ Command Running(const char* name, const char* help, const char* recordOption) {
     arguments.push_back(
         PathOf("--config", "FILE", "buses, devices and all else; options here win over it", options->Configuration));
     arguments.push_back(BusOption("--every", bus));
-    arguments.push_back(
-        {.Name = "--for", .Type = "TIME", .Help = "stop after this time", .Take = [options](const Value& value) {
-             options->For = value.Span(std::chrono::milliseconds(1), kLongestRun);
-         }});
+    arguments.push_back(ForOption(options->For));
     auto plain = Flag("--plain", "lines instead of the live screen, also on a terminal", options->Plain);
     plain.Excludes = {"--json"};
     arguments.push_back(std::move(plain));
@@ -43,6 +46,17 @@ Command RunCommand() {
 
 Command RecordCommand() {
     return Running("record", "the same as run --record FILE", "file");
+}
+
+Command CollectCommand() {
+    const auto options = std::make_shared<CollectOptions>();
+    std::vector<Argument> arguments{
+        PathOf("--config", "FILE", "broker, page and all else; options here win over it", options->Configuration)};
+    for (const char* option : {"--data", "--mqtt", "--web", "--web-tokens", "--metrics"})
+        arguments.push_back(StationOption(option, options->OfStation));
+    arguments.push_back(ForOption(options->For));
+    return {"collect", "show the stations that report to a broker as one", std::move(arguments),
+            [options] { return *options; }};
 }
 
 }  // namespace orvix::station

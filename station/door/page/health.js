@@ -81,7 +81,10 @@ export function showFindings(node, sentences, otherwise = null) {
 
 function busText(bus) {
     const {recent} = bus;
-    return `${recent.readings} readings in the last minutes, ${percent(recent.readings_good)} good; ` +
+    const readings = `${recent.readings} readings in the last minutes, ${percent(recent.readings_good)} good`;
+    // A fleet knows nothing of the lines of its stations.
+    if (recent.exchanges === null) return readings;
+    return `${readings}; ` +
         `${recent.exchanges} attempts, ${percent(recent.success)} answered well; ` +
         `line used ${percent(bus.load_last_minute)} in the last minute; ` +
         `${recent.stray_bytes} stray bytes; port failed ${bus.port_failures} times`;
