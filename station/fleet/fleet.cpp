@@ -153,10 +153,10 @@ void Fleet::Change() {
 
 void Fleet::Hear(const std::vector<MqttHeard>& messages) {
     for (const auto& message : messages)
-        Hear(message);
+        HearOne(message);
 }
 
-void Fleet::Hear(const MqttHeard& message) {
+void Fleet::HearOne(const MqttHeard& message) {
     if (!message.Topic.starts_with(m_Begin)) return;
     const auto rest = message.Topic.substr(m_Begin.size());
     const auto level = rest.find('/');

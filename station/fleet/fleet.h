@@ -72,7 +72,7 @@ private:
         bool IsToldOld = false;
     };
 
-    void Hear(const MqttHeard& message);
+    void HearOne(const MqttHeard& message);
     void HearStatus(const std::string& name, const std::string& payload);
     void HearOfDevice(const std::string& name, Station& station, const std::string& topic, const MqttHeard& message);
     void HearOfBus(const std::string& name, Station& station, const std::string& topic, const MqttHeard& message);
