@@ -22,7 +22,7 @@ constexpr std::chrono::hours kLongestDuration{24 * 24};
 
 std::chrono::milliseconds ParseDuration(std::string_view text) {
     const auto span = station::ParseTimeSpan(text);
-    if (!span) throw ArgumentError("'" + std::string(text) + "' is no time: " + station::kTimeSpanForm);
+    if (!span) throw ArgumentError("'" + std::string(text) + "' is not a time: " + station::kTimeSpanForm);
     if (*span < std::chrono::milliseconds(1) || *span > kLongestDuration) {
         throw ArgumentError("'" + std::string(text) + "' is not from 1ms to 576h");
     }
@@ -32,7 +32,7 @@ std::chrono::milliseconds ParseDuration(std::string_view text) {
 double ParseReal(std::string_view text, std::string_view what) {
     double value = 0;
     if (!ReadWhole(text, value) || !std::isfinite(value)) {
-        throw ArgumentError("'" + std::string(text) + "' is no " + std::string(what));
+        throw ArgumentError("'" + std::string(text) + "' is not a " + std::string(what));
     }
     return value;
 }
@@ -44,7 +44,7 @@ std::int32_t ParseModel(std::string_view text) {
         if (text == model->Name || text == number) return model->DeviceModel;
         models += (models.empty() ? "" : " or ") + std::string(model->Name) + " (" + number + ")";
     }
-    throw ArgumentError("'" + std::string(text) + "' is no model: write " + models);
+    throw ArgumentError("'" + std::string(text) + "' is not a model: write " + models);
 }
 
 const char* ModelName(std::int32_t deviceModel) {

@@ -26,7 +26,8 @@ double ParseRate(const std::string& text) {
     const bool isPercentage = text.ends_with('%');
     const auto number = isPercentage ? text.substr(0, text.size() - 1) : text;
     const double rate = ParseReal(number, "rate") / (isPercentage ? 100 : 1);
-    if (!(rate > 0 && rate <= 1)) throw ArgumentError("'" + text + "' is no rate: write 0.1 or 10%, up to 1 or 100%");
+    if (!(rate > 0 && rate <= 1))
+        throw ArgumentError("'" + text + "' is not a rate: write 0.1 or 10%, up to 1 or 100%");
     return rate;
 }
 
@@ -87,7 +88,7 @@ void SetOption(Fault& fault, const KindName& kind, const std::string& option) {
 }
 
 void CheckWhole(const Fault& fault, const KindName& kind) {
-    if (kind.What == Hits::Port && fault.Address) throw ArgumentError("unplug concerns the whole bus, no address");
+    if (kind.What == Hits::Port && fault.Address) throw ArgumentError("unplug affects the whole bus, not one address");
     if (kind.What == Hits::RequestsLater && fault.By.count() == 0)
         throw ArgumentError("say by how much, as in by=80ms");
     if (fault.Nth && fault.Rate < 1) throw ArgumentError("name nth= or rate=, not both");

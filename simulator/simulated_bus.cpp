@@ -42,7 +42,7 @@ ValueSource ParseValue(const std::string& text, const std::string& what) {
         return {value, value, {}};
     }
     if (parts.size() != 4)
-        throw ArgumentError("'" + text + "' is no ramp: write ramp:FROM:TO:PERIOD, such as ramp:20:30:60s");
+        throw ArgumentError("'" + text + "' is not a ramp: write ramp:FROM:TO:PERIOD, such as ramp:20:30:60s");
     return {ParseReal(parts[1], what), ParseReal(parts[2], what), ParseDuration(parts[3])};
 }
 
@@ -74,8 +74,7 @@ SimulatedDevice ParseSimulatedDevice(const std::string& text) {
     SimulatedDevice device{argument.Address, argument.Model, {}};
     const double unset = digital ? 0 : kRoomTemperature;
     device.Value = {unset, unset, {}};
-    if (!argument.Rest.empty())
-        device.Value = ParseValue(argument.Rest.substr(1), digital ? "input byte" : "temperature");
+    if (!argument.Rest.empty()) device.Value = ParseValue(argument.Rest.substr(1), digital ? "number" : "temperature");
     if (digital) CheckInputs(device.Value, text);
     return device;
 }

@@ -75,8 +75,9 @@ void BusStarter::KeepFound() {
         if (found == 0) continue;
         scanned.Scan->ClearDisplay();
         scanned.Scan->Remember(m_Station.Folders.Database, scanned.Setup.PortPath);
-        m_Output.Note(scanned.Setup.PortLabel + ": the scan was cut short; what it found is known from now on (" +
-                      std::to_string(found) + "); nimbo1 scan --remember looks for the rest");
+        m_Output.Note(scanned.Setup.PortLabel +
+                      ": the scan was cut short; the devices it found are known from now on (" + std::to_string(found) +
+                      "); nimbo1 scan --remember looks for the rest");
     }
 }
 
@@ -142,7 +143,7 @@ void BusStarter::OpenScan(std::list<ScannedBus>::iterator scanned, bool showBar)
             m_Output.Note(port + ": found " + DescriptionOf(device));
         },
         [this, scanned](const std::optional<std::string>& failure) { EndScan(scanned, failure); });
-    m_Output.Note(bus.PortLabel + ": no device is known here; looking for some");
+    m_Output.Note(bus.PortLabel + ": no devices are known here; looking for some");
 }
 
 void BusStarter::EndScan(std::list<ScannedBus>::iterator scanned, const std::optional<std::string>& failure) {

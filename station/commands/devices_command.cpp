@@ -142,7 +142,7 @@ int Execute(const DevicesOptions& options, MainLoop&) {
         List(devices);
     }
     if (devices.empty()) {
-        std::cerr << "nimbo1: no device is known; find some with nimbo1 scan --port PATH --remember" << std::endl;
+        std::cerr << "nimbo1: no devices are known; find them with nimbo1 scan --port PATH --remember" << std::endl;
     }
     return kDone;
 }

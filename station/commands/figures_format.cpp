@@ -31,7 +31,7 @@ std::string CsvFigures(const StoredDevice& device, const Figures& figures) {
     return text;
 }
 
-/// Of inputs, how long each was on.
+/// How long each input was on.
 void AddFigures(Json& object, const StoredDevice& device, const Figures& figures) {
     const auto [lowest, mean, highest] = RangeOf(device, figures);
     object["readings"] = figures.Count;

@@ -27,7 +27,7 @@ std::string EndText(const AlarmRow& alarm) {
     return alarm.State.Ended ? "until " + DayAndClock(*alarm.State.Ended) : "still on";
 }
 
-/// Who knows of it; of one that is on and nobody has acknowledged, its id, which that takes.
+/// Who knows about it; the id of one that is on and not acknowledged, which acknowledging needs.
 std::string KnownText(const AlarmRow& alarm) {
     if (!alarm.State.Acknowledged) {
         const bool isOn = !alarm.State.Ended && !alarm.StationStopped;

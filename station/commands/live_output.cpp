@@ -28,7 +28,7 @@ LiveOutput::LiveOutput(MainLoop& loop, bool json, bool namesPorts)
 LiveStream::Events LiveOutput::EventsOf(const char* name, std::function<void()> onFailed) {
     const auto say = [this, name = std::string(name)](const std::string& text) { m_Lines->Note(name + text); };
     return {
-        .OnDropping = [say] { say(" is not read: what comes now is dropped"); },
+        .OnDropping = [say] { say(" is not being read: new output is dropped"); },
         .OnCaughtUp =
             [say](std::uint64_t lines) { say(" is read again: " + Counted(lines, "line") + " were dropped"); },
         .OnFailed = std::move(onFailed),

@@ -20,7 +20,7 @@ RunActions::RunActions(StationRun& run, SlowAnswers& slow, const StationSetup& s
     : m_Run(run), m_Slow(slow), m_Setup(setup), m_Database(std::move(database)), m_Output(output) {}
 
 std::shared_ptr<void> RunActions::Wait() {
-    if (*m_Waiting >= kMostWaiting) throw ProblemError(503, "too many readings are being waited for");
+    if (*m_Waiting >= kMostWaiting) throw ProblemError(503, "too many readings are already waiting");
     ++*m_Waiting;
     return {nullptr, [waiting = m_Waiting](void*) { --*waiting; }};
 }

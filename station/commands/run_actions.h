@@ -43,7 +43,7 @@ private:
     const StationSetup& m_Setup;
     const std::string m_Database;
     Output& m_Output;
-    /// Who waits for an exchange; those whose bus has gone end on its thread.
+    /// Those who wait for an exchange; if their bus is gone, they end on its thread.
     const std::shared_ptr<std::atomic<int>> m_Waiting = std::make_shared<std::atomic<int>>(0);
 };
 

@@ -150,7 +150,7 @@ void RunSession::Apply(const StationSetup& wanted) {
     if (wanted.Mqtt != m_Setup.Mqtt) {
         m_Setup.Mqtt = wanted.Mqtt;
         UseMqtt(wanted.Mqtt);
-        done.emplace_back(wanted.Mqtt.IsOn() ? "connects to the MQTT broker anew" : "leaves the MQTT broker");
+        done.emplace_back(wanted.Mqtt.IsOn() ? "reconnects to the MQTT broker" : "disconnects from the MQTT broker");
     }
     if (wanted.Data != m_Setup.Data || wanted.Metrics != m_Setup.Metrics || wanted.Web != m_Setup.Web ||
         wanted.History != m_Setup.History) {

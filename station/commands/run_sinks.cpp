@@ -3,6 +3,7 @@
 #include <initializer_list>
 #include <utility>
 
+#include "station/model/bus_setup.h"
 #include "station/store/device_registry.h"
 #include "station/store/history_schema.h"
 #include "station/store/uuid.h"
@@ -30,8 +31,10 @@ RunSinks::RunSinks(const RunOptions& options, const StationSetup& setup, const S
       Lines(home, Session),
       Mqtt(Session, home, std::move(questions), NotesTo(output)) {
     if (setup.History.On) {
-        const auto fileOf = [data = folders.Data, isSimulated = std::move(isSimulated)](const std::string& port) {
-            return data + (isSimulated(port) ? kSimulatedHistoryFile : kHistoryFile);
+        const auto fileOf = [data = folders.Data, isTogether = HoldsSimulated(folders.Data),
+                             isSimulated = std::move(isSimulated)](const std::string& port) {
+            const bool isApart = isSimulated(port) && !(isTogether && port == kSimulatedPort);
+            return data + (isApart ? kSimulatedHistoryFile : kHistoryFile);
         };
         History = std::make_unique<Histories>(fileOf, setup.History, Session, home, NotesTo(output));
     }

@@ -83,7 +83,7 @@ int Execute(const ScanOptions& options, MainLoop& loop) {
     }
     if (failure) throw Error(errors::General, *failure);
     if (options.Remember && !station->Host.WhyPassing().empty()) {
-        throw Error(errors::General, "what was found is not remembered: " + station->Host.WhyPassing());
+        throw Error(errors::General, "the devices found are not remembered: " + station->Host.WhyPassing());
     }
     return kDone;
 }

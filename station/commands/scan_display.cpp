@@ -27,7 +27,7 @@ std::string ValueShown(const FoundDevice& device) {
     return (isInputs ? "inputs " : "") + ValueWithUnit(device.Value);
 }
 
-/// Of the terminal that standard error is.
+/// The width of the terminal that standard error is.
 int Columns() {
     winsize size{};
     const bool isKnown = ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;

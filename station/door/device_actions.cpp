@@ -90,7 +90,7 @@ std::string VariableReadOf(const StationView& station, const std::string& id) {
 Json BodyOf(const Question& question) {
     if (question.Request.Body.empty()) return Json::object();
     auto body = Json::parse(question.Request.Body, nullptr, false);
-    if (!body.is_object()) throw ProblemError(400, "the body is no JSON object");
+    if (!body.is_object()) throw ProblemError(400, "the body is not a JSON object");
     return body;
 }
 

@@ -60,8 +60,8 @@ void Door::OpenWeb(const WebSetup& setup) {
     m_IsLocal = addresses && IsLoopback(*addresses);
     TakeTokens(setup);
     if (!m_IsLocal && setup.Tokens.empty()) {
-        throw Error(errors::General, "web: others reach " + setup.Listen +
-                                         " too: name a file of tokens (web.tokens), or listen at 127.0.0.1");
+        throw Error(errors::General, "web: other machines can reach " + setup.Listen +
+                                         ": name a file of tokens (web.tokens), or listen at 127.0.0.1");
     }
     m_Hosts = setup.Hosts;
     m_Hosts.push_back(m_Station.Name);

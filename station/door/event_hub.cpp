@@ -9,7 +9,7 @@
 namespace orvix::station {
 
 void EventHub::AddChange() {
-    // Of many changes at the same time one is told.
+    // Many changes at the same time are told once.
     if (std::exchange(m_ChangeWaits, true)) return;
     m_Home.Post([self = std::weak_ptr<bool>(m_Lives), this] {
         if (self.expired()) return;

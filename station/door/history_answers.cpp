@@ -76,7 +76,7 @@ struct HistoryQuestion {
     /// Nothing when nothing of the device has been written yet. Raises ProblemError when it is not read, either.
     std::optional<DeviceHistory> Find() const {
         auto found = FindInHistories(Files, Device, Now);
-        if (!found && Measures.empty()) throw ProblemError(404, "the history has nothing of device " + Device);
+        if (!found && Measures.empty()) throw ProblemError(404, "the history has nothing about device " + Device);
         return found;
     }
 

@@ -88,7 +88,7 @@ std::string MeaningOf(const LineEvent& event) {
         case LineKind::Received:
             return AnswerText(event.Bytes);
         case LineKind::Echoed:
-            return "the request, come back";
+            return "the request, echoed";
         case LineKind::Discarded:
             return "nobody's answer";
         default:

@@ -156,7 +156,7 @@ void AddExchanges(MetricFamily& family, const BusHealth& bus, const AddressHealt
     }
 }
 
-/// Of inputs one metric each, while the device is not offline.
+/// One metric for each input, while the device is not offline.
 void AddInputs(MetricFamily& family, const BusHealth& bus, const AddressHealth& address) {
     const auto* inputs = std::get_if<std::int32_t>(&address.Value);
     if (inputs == nullptr || address.Quality == Quality::Offline) return;

@@ -130,7 +130,7 @@ std::string PlainHealth(const StationHealth& health) {
     }
     if (health.HistoryStill) {
         out << "history: nothing could be written for " << RoughText(*health.HistoryStill)
-            << "; readings wait in memory: look at the disk of the data folder\n";
+            << "; readings wait in memory: check the disk of the data folder\n";
         isWell = false;
     }
     if (isWell) out << "all is well\n";

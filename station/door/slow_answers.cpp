@@ -37,7 +37,7 @@ void SlowAnswers::Ask(std::function<HttpResponse()> answer, HttpReply reply) {
     std::unique_lock lock(m_Mutex);
     if (m_Work.size() >= kMostWaiting) {
         lock.unlock();
-        return reply(ProblemResponse(503, "too many questions to the history wait"));
+        return reply(ProblemResponse(503, "too many requests to the history are waiting"));
     }
     lock.unlock();
     Do([this, answer = std::move(answer), reply = std::move(reply)] {

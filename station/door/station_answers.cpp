@@ -70,7 +70,7 @@ Json DeviceJson(const BusSetup& bus, const DeviceSetup& device, const std::strin
 HttpResponse AnswerStation(const StationView& station, const Question& question) {
     const auto health = station.Health();
     auto buses = Json::array();
-    // Who may not read learns nothing but that there is a station, and what he may do.
+    // Those who may not read learn only that there is a station, and what they may do.
     if (question.Has >= Right::Read) {
         for (const auto& bus : station.Run.Setups())
             buses.push_back(BusJson(bus, HealthOf(bus.PortLabel, health), station.IsSimulated(bus.PortLabel)));

@@ -50,7 +50,8 @@ void CheckOwner(const std::string& file) {
         throw Error(errors::General, file + ": the file of tokens belongs to another user");
     }
     if ((status.st_mode & 077U) != 0) {
-        throw Error(errors::General, file + ": the file of tokens must be open to its owner alone: chmod 600 " + file);
+        throw Error(errors::General,
+                    file + ": the file of tokens must be accessible to its owner only: chmod 600 " + file);
     }
 }
 

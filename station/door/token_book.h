@@ -8,7 +8,7 @@
 
 namespace orvix::station {
 
-/// Who may do what: the tokens of a file, a line each, "read TOKEN" or "change TOKEN"; lines that are empty or begin
+/// Who may do what: the tokens of a file, one per line, "read TOKEN" or "change TOKEN"; lines that are empty or begin
 /// with "#" say nothing. A token has 16 to 128 printable characters of ASCII.
 class TokenBook {
 public:

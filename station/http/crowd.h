@@ -11,13 +11,13 @@
 
 namespace orvix::station {
 
-/// Who is connected to a server, and who has to go. A client that dawdles gives way to a new one: a connection that has
-/// sent no whole request, or does not read its answer, is ended when its time is over, and before it when its address
-/// or all together have too many, the oldest first. Thus slow clients, however many, keep nobody out. One that reads a
-/// stream stays.
+/// The clients of a server, and which of them has to go. A client that dawdles gives way to a new one: a connection
+/// that has sent no whole request, or does not read its answer, is ended when its time is over, and before it when its
+/// address or all together have too many, the oldest first. Thus slow clients, however many, keep nobody out. One that
+/// reads a stream stays.
 class Crowd {
 public:
-    /// Of a connection, chosen by the server.
+    /// The number of a connection, chosen by the server.
     using Key = std::uint64_t;
 
     struct Limits {

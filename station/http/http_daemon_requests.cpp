@@ -64,7 +64,7 @@ public:
         if (m_IsGiven) return;
         m_Home.Post([server = m_Server, call = m_Call] {
             const auto daemon = server.lock();
-            if (daemon) daemon->Answer(call, daemon->m_Setup.Refuse(503, "the station could not do that now"));
+            if (daemon) daemon->Answer(call, daemon->m_Setup.Refuse(503, "the station cannot do that now"));
         });
     }
     Due(const Due&) = delete;

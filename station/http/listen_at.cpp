@@ -17,7 +17,7 @@ constexpr int kWaitingBytes = 128 * 1024;
 
 platform::FileDescriptor ListenAt(const std::string& where) {
     const auto addresses = ParseListenAddress(where);
-    if (!addresses) throw Error(errors::General, where + " is no ADDRESS:PORT");
+    if (!addresses) throw Error(errors::General, where + " is not ADDRESS:PORT");
     platform::FileDescriptor socket(
         ::socket(addresses->ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, IPPROTO_TCP));
     const int on = 1;

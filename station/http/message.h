@@ -43,7 +43,7 @@ public:
     void Wake() {
         if (m_Wake) m_Wake();
     }
-    /// Of the server: what Wake does, null when the client has gone.
+    /// Set by the server: what Wake does, null when the client has gone.
     void OnWake(std::function<void()> wake) { m_Wake = std::move(wake); }
 
 private:

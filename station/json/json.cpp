@@ -178,7 +178,7 @@ Reading ReadingOf(const Json& object) {
         if (!object.at("age_ms").is_null()) reading.Age = std::chrono::milliseconds(object["age_ms"]);
         return reading;
     } catch (const Json::exception&) {
-        throw Error(errors::General, "what the station has answered is no reading");
+        throw Error(errors::General, "the station's answer is not a reading");
     }
 }
 

@@ -16,9 +16,9 @@ using Json = nlohmann::ordered_json;
 /// hold bytes off the line, or names, that are no UTF-8; these are replaced.
 std::string Dump(Json json);
 
-/// Of a device; null when it is empty: there is no device, or it is not known which.
+/// The id of a device; null when it is empty, because there is no device or it is not known which.
 Json IdentifierJson(const std::string& identifier);
-/// Of a device, as it sends it; null when none is known.
+/// The serial number of a device, as it sends it; null when none is known.
 Json SerialJson(const std::string& raw);
 /// A number, or the text of a serial number; null for none.
 Json ToJson(const ReadingValue& value);

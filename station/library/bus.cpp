@@ -86,7 +86,7 @@ std::string Bus::AddDevice(const DeviceSetup& setup) {
     const auto address = NumberText(setup.Address);
     auto& devices = *m_Adapter->Devices();
     const auto device = devices.Exists(address) ? devices.Item(address) : m_Adapter->DeviceAdd(address, setup.Model);
-    if (!device) throw Error(errors::General, "the library does not take device " + address);
+    if (!device) throw Error(errors::General, "the library does not accept device " + address);
     if (device->DeviceModel() != setup.Model) {
         throw Error(errors::General,
                     "device " + address + " is registered as model " + NumberText(device->DeviceModel()));

@@ -98,7 +98,7 @@ private:
     std::optional<std::string> SerialNumberOf(int address) const;
     bool ExecuteTask(int address, std::int32_t model, ORVIXCNB1_VARS variable, Failure& failure);
     void SupplyRecord(iOrvixDevice& device, ORVIXCNB1_VARS variable, Variant value) const;
-    /// Of a device that is not there.
+    /// The reading of a device that is not there.
     Reading Unread(int address, ORVIXCNB1_VARS variable) const;
     Reading MakeReading(iOrvixDevice& device, std::int32_t varID) const;
     Failure Explain(ErrorNumber number, const std::string& report) const;
@@ -112,7 +112,7 @@ private:
     Listener& m_Listener;
     // The line tells these until the driver is gone.
     ExchangeTracker m_Tracker;
-    // Of the latest task: its last exchange, whether the line has failed, and the driver's latest error.
+    // About the latest task: its last exchange, whether the line has failed, and the driver's latest error.
     std::optional<Exchange> m_Exchange;
     bool m_LineFailed = false;
     std::optional<Failure> m_TaskFailure;

@@ -126,7 +126,7 @@ Reading Bus::MakeReading(iOrvixDevice& device, std::int32_t varID) const {
     }
     const auto record = device.VarsEx().Item(key);
     if (!Attempt([&] { reading.Value = ValueOf(*record); })) {
-        reading.Error = {errors::BadFrame, "the device's answer is no value of this kind", record->Value().ToText()};
+        reading.Error = {errors::BadFrame, "the device's answer is not a value of this kind", record->Value().ToText()};
     }
     return reading;
 }

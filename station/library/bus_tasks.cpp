@@ -13,7 +13,7 @@ namespace {
 // How long a task may wait for the link to come up before its own time counts.
 constexpr std::chrono::seconds kLinkLimit{5};
 
-// Of a digital module, too, the driver takes a request for its serial number only as one to a sensor.
+// The driver accepts a request for a serial number only as one to a sensor, also for a digital module.
 constexpr std::int32_t kAsksSerialNumbers = kTemperatureSensorModel;
 
 }  // namespace
@@ -50,7 +50,7 @@ Reading Bus::Unread(int address, ORVIXCNB1_VARS variable) const {
     reading.Port = m_Setup.PortLabel;
     reading.Address = address;
     reading.Variable = NameOf(variable);
-    reading.Error = {errors::General, "the device is not read any more", {}};
+    reading.Error = {errors::General, "the device is no longer read", {}};
     return reading;
 }
 

@@ -73,7 +73,7 @@ std::string AlarmEvent::TextOfTime() const {
         case AlarmKind::Silent:
             return IsOn() ? "no good value for " + time : "a good value again after " + time;
         case AlarmKind::Doubtful:
-            return IsOn() ? "doubtful values for " + time : "no doubtful value any more after " + time;
+            return IsOn() ? "doubtful values for " + time : "no more doubtful values after " + time;
         default:
             return IsOn() ? "the port has failed for " + time : "the port works again after " + time;
     }

@@ -65,9 +65,10 @@ std::int64_t ParseHistoryTime(const std::string& text, std::int64_t now) {
     if (const auto ago = ParseTimeSpan(text)) return now - ago->count();
     if (const auto when = When(text)) return *when;
     if (const auto time = LatestTimeOfDay(text, now)) return *time;
-    throw Error(errors::General, "'" + text +
-                                     "' is no time: write how long ago, such as 15m, 2h, 30d or 1h30m, or when in UTC, "
-                                     "such as 09:30, 2026-11-22 or 2026-11-22T10:00");
+    throw Error(errors::General,
+                "'" + text +
+                    "' is not a time: write how long ago, such as 15m, 2h, 30d or 1h30m, or when in UTC, "
+                    "such as 09:30, 2026-11-22 or 2026-11-22T10:00");
 }
 
 }  // namespace orvix::station

@@ -12,10 +12,10 @@ struct LineEvent {
     enum class Kind {
         Opened,
         Closed,
-        Failed,    ///< the port could not be opened, or an operation on it failed
-        Sent,      ///< a request, as the driver sends it
-        Received,  ///< bytes that the driver took while it waited for a reply, as many as were there
-        Echoed,  ///< the request, come back, and what came before it: kept back, so that the driver reads on behind it
+        Failed,     ///< the port could not be opened, or an operation on it failed
+        Sent,       ///< a request, as the driver sends it
+        Received,   ///< bytes that the driver took while it waited for a reply, as many as were there
+        Echoed,     ///< the request, echoed, and what came before it: kept back, so that the driver reads on behind it
         Discarded,  ///< bytes that were there before a request and belong to no reply
         Waited,     ///< the driver has waited for bytes, and none were there
     };

@@ -33,7 +33,7 @@ const char* NameOf(Doubt doubt) {
         case Doubt::Jump:
             return "a jump that was not confirmed";
         case Doubt::ReplyCode:
-            return "another reply code than usual";
+            return "an unusual reply code";
         case Doubt::OuterChecksum:
             return "wrong outer checksum";
         default:

@@ -63,7 +63,7 @@ struct Reading {
     orvix::station::Quality Quality = orvix::station::Quality::Offline;
     ReadingValue LastGood;                      ///< nothing while there has been none
     std::int64_t LastGoodUnixMilliseconds = 0;  ///< of LastGood
-    /// Of LastGood, by a clock that nobody sets; nothing while there has been none.
+    /// Age of LastGood, by a clock that nobody sets; nothing while there has been none.
     std::optional<std::chrono::milliseconds> Age{};
 
     DeviceId Id() const { return IdOf(Port, Address); }

@@ -97,13 +97,13 @@ Words LateWords(const Tally& recent, const BusHealth& bus) {
 
 // The first that holds tells what a bus has.
 constexpr BusRule kBusRules[] = {
-    {{"the port cannot be used (REASON)", "its name, your rights (group dialout), another program that has it"},
+    {{"the port cannot be used (REASON)", "its name, your rights (group dialout), or another program that uses it"},
      kAll,
      IsPortUnusable,
      [](const BusHealth& bus) -> Words {
          return {{"REASON", bus.PortDown->Reason}};
      }},
-    {{"the port has been gone for TIME (REASON)", "plug the converter in again, the station goes on by itself"},
+    {{"the port has been gone for TIME (REASON)", "plug the converter back in; the station continues by itself"},
      kAll,
      IsPortGone,
      [](const BusHealth& bus) -> Words {
@@ -115,32 +115,32 @@ constexpr BusRule kBusRules[] = {
      [](const BusHealth& bus) -> Words {
          return {{"COUNT", std::to_string(bus.RecentPortFailures)}};
      }},
-    {{"no device answers", "power of the bus, its two wires exchanged, speed, or the wrong port"},
+    {{"no device answers", "power of the bus, its two wires swapped, the speed, or the wrong port"},
      kAll,
      NoneAnswers,
      NoWords},
-    {{"noise on the idle line (COUNT stray bytes of late)",
+    {{"noise on the idle line (COUNT stray bytes recently)",
       "another master, termination, ground, or a cable beside power lines"},
      kNoise | kDamage | kTimeOut | kDoubled,
      IsIdleLineNoisy,
      StrayWords},
-    {{"every address answers after the time-out of TIME", "--timeout-factor FACTOR would do"},
+    {{"every address answers after the time-out of TIME", "--timeout-factor FACTOR would be enough"},
      kTooLate | kTimeOut | kDamage | kNoise | kLateness | kDoubled,
      Everywhere<AreTooLate>,
      [](const BusHealth& bus) { return TooLateWords(RecentOf(bus), bus); }},
-    {{"every device answers with another address", "a gateway or converter that changes what passes it"},
+    {{"every device answers with a wrong address", "a gateway or converter that changes what passes through it"},
      kOtherAddress | kDamage | kDoubled,
      Everywhere<BearOtherAddress>,
      NoWords},
-    {{"the answers of all devices come twice", "a converter or repeater that sends twice, or a ring in the wiring"},
+    {{"the answers of all devices come twice", "a converter or repeater that sends twice, or a loop in the wiring"},
      kDoubled | kDamage | kNoise | kTimeOut,
      Everywhere<AreDoubled>,
      NoWords},
-    {{"damaged answers on every address, most of them", "speed or wiring"},
+    {{"most answers from every address are damaged", "speed or wiring"},
      kDamage | kTimeOut | kNoise | kDoubled | kTooLate | kOtherAddress,
      Everywhere<AreHardlyEverGood>,
      NoWords},
-    {{"noise: stray bytes between exchanges (COUNT of late)", "termination, ground, or a cable beside power lines"},
+    {{"noise: stray bytes between exchanges (COUNT recently)", "termination, ground, or a cable beside power lines"},
      kNoise | kDamage | kTimeOut,
      IsNoisy,
      StrayWords},
@@ -162,7 +162,7 @@ constexpr BusRule kBusRules[] = {
      kLateness,
      AllAnswerLate,
      [](const BusHealth& bus) { return LateWords(RecentOf(bus), bus); }},
-    {{"the devices answer, but what they answer is no value", "wrong model? nimbo1 scan tells it"},
+    {{"the devices answer, but not with values", "wrong model? nimbo1 scan shows it"},
      kNoValue,
      Everywhere<HaveNoValue>,
      NoWords},
@@ -193,18 +193,18 @@ Words AddressWord(const AddressHealth& address, const BusHealth&) {
 
 // The first that holds tells what an address has.
 constexpr AddressRule kAddressRules[] = {
-    {{"address N refuses", "wrong model? nimbo1 scan tells it"}, kOther, RefusesMost, AddressWord},
+    {{"address N refuses", "wrong model? nimbo1 scan shows it"}, kOther, RefusesMost, AddressWord},
     {{"address N refuses SHARE of the requests", "wrong model, or not ready"},
      kOther,
      RefusesSome,
      [](const AddressHealth& it, const BusHealth&) -> Words {
          return {{"N", std::to_string(it.Address)}, {"SHARE", PercentOf(it.Recent.Count(Outcome::Refused), it.Recent)}};
      }},
-    {{"two devices share address N", "its answers come twice; give one another address"},
+    {{"two devices share address N", "its answers come twice; give one of them another address"},
      kDoubled,
      There<AreDoubled>,
      AddressWord},
-    {{"address N answers after the time-out of TIME", "--timeout-factor FACTOR would do, or a slow device"},
+    {{"address N answers after the time-out of TIME", "--timeout-factor FACTOR would be enough, or a slow device"},
      kTooLate,
      There<AreTooLate>,
      [](const AddressHealth& it, const BusHealth& bus) {
@@ -212,7 +212,7 @@ constexpr AddressRule kAddressRules[] = {
          words.insert(words.begin(), {"N", std::to_string(it.Address)});
          return words;
      }},
-    {{"address N answers with another address", "the address that is set in the device, or a gateway before it"},
+    {{"address N answers with a wrong address", "the address that is set in the device, or a gateway before it"},
      kOtherAddress,
      There<BearOtherAddress>,
      AddressWord},
@@ -230,12 +230,15 @@ constexpr AddressRule kAddressRules[] = {
      kSilence,
      IsSilent,
      AddressWord},
-    {{"damaged answers of address N, most of them", "its cable or speed, or a second device with this address"},
+    {{"most answers from address N are damaged", "its cable or speed, or a second device with this address"},
      kDamage,
      There<AreHardlyEverGood>,
      AddressWord},
-    {{"noise: stray bytes around the answers of address N", "its cable or ground"}, kNoise, IsNoisyAround, AddressWord},
-    {{"SHARE of the attempts to ask address N bring ERRORS", "its cable, or a second device with this address"},
+    {{"noise: stray bytes around the answers from address N", "its cable or ground"},
+     kNoise,
+     IsNoisyAround,
+     AddressWord},
+    {{"SHARE of the attempts to read address N end in ERRORS", "its cable, or a second device with this address"},
      kDamage,
      There<AreDamaged>,
      [](const AddressHealth& it, const BusHealth&) -> Words {
@@ -243,13 +246,13 @@ constexpr AddressRule kAddressRules[] = {
                  {"N", std::to_string(it.Address)},
                  {"ERRORS", DamageText(it.Recent)}};
      }},
-    {{"SHARE of the attempts to ask address N fail (time-outs)", "cable or device"},
+    {{"SHARE of the attempts to read address N fail (time-outs)", "cable or device"},
      kTimeOut,
      OftenFails,
      [](const AddressHealth& it, const BusHealth&) -> Words {
          return {{"SHARE", PercentOf(OwnFailures(it.Recent), it.Recent)}, {"N", std::to_string(it.Address)}};
      }},
-    {{"address N answers, but what it answers is no value", "wrong model? nimbo1 scan tells it"},
+    {{"address N answers, but not with a value", "wrong model? nimbo1 scan shows it"},
      kNoValue,
      There<HaveNoValue>,
      AddressWord},

@@ -35,7 +35,7 @@ std::string UnsteadyText(const EpisodeEvent& event) {
     const auto failed = "failed " + Counted(event.Count, "time") + ", ";
     if (event.What == Kind::Steady) return "is steady again; it " + failed + ExtentText(event);
     return "is unsteady: " + failed + ExtentText(event) + (event.FailsNow ? ", and fails now" : "") +
-           ", latest: " + FailureText(event.Error) + "; single failures are no longer said";
+           ", latest: " + FailureText(event.Error) + "; single failures are no longer reported";
 }
 
 }  // namespace

@@ -18,7 +18,7 @@ struct EpisodeEvent {
     enum class Kind {
         Began,
         Ended,
-        Unsteady,  ///< it fails so often that single failures are no longer said; and again now and then
+        Unsteady,  ///< it fails so often that single failures are no longer reported; and again now and then
         Steady,    ///< an unsteady one has been well for a while
     };
 

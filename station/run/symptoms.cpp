@@ -28,7 +28,7 @@ constexpr double kHardlyAnyGood = 0.5;
 // Noise around one address is so much of all noise.
 constexpr double kOneSource = 0.8;
 
-// Of what all have, one has at most so many times its share.
+// An address may have at most this many times its share of what all have.
 constexpr double kUneven = 3;
 
 bool HasNeverAnswered(const AddressHealth& address) {

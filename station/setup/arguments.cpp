@@ -61,7 +61,7 @@ Argument WholeOf(const char* name, const char* help, std::int64_t least, std::in
 }
 
 Argument JsonFlag(bool& json) {
-    return Flag("--json", "one JSON object a line on standard output", json);
+    return Flag("--json", "one JSON object per line on standard output", json);
 }
 
 Argument DataOption(std::string& data) {
@@ -86,12 +86,12 @@ std::vector<Argument> PortArguments(std::function<void(const Value&)> takePort,
     return {
         {.Name = kPort,
          .Type = "PATH",
-         .Help = "serial device; without it a simulated bus; repeatable",
+         .Help = "serial device; without it the bus is simulated; repeatable",
          .Take = std::move(takePort),
          .IsRepeatable = true},
         {.Name = kDevice,
          .Type = "A:M[:NAME]",
-         .Help = "address and model (sensor or digital), with a name if you like; repeatable; with several ports it "
+         .Help = "address and model (sensor or digital), optionally with a name; repeatable; with several ports, it "
                  "is on the port named before it",
          .Take = std::move(takeDevice),
          .IsRepeatable = true}};
@@ -125,7 +125,7 @@ void AddPort(BusOptions& bus, const std::string& path) {
     if (std::any_of(ports.begin(), ports.end(), isNamed)) throw UsageError("port " + path + " is named twice");
     if (bus.HasEarlyDevices) {
         throw UsageError("device " + std::to_string(ports.front().Devices.front().Address) +
-                         " stands before the first of several ports");
+                         " comes before the first of several ports");
     }
     ports.push_back({path, {}});
 }
@@ -145,7 +145,7 @@ bool NamesOneDevice(const BusOptions& options) {
 
 DeviceSetup ParseNamedDevice(const std::string& text) {
     const auto argument = simulator::ParseDeviceArgument(text, ":");
-    if (argument.Rest == ":") throw UsageError("device '" + text + "': the name behind the second colon is empty");
+    if (argument.Rest == ":") throw UsageError("device '" + text + "': the name after the second colon is empty");
     return {argument.Address, argument.Model, argument.Rest.empty() ? "" : argument.Rest.substr(1), {}};
 }
 

@@ -99,7 +99,7 @@ const auto& RowNamed(const Table& table, const std::string& name) {
         if (name == row.Name) return row;
         names += (names.empty() ? "" : ", ") + std::string(row.Name);
     }
-    throw BadValue("'" + name + "' is none of " + names);
+    throw BadValue("'" + name + "' is not one of " + names);
 }
 
 /// The names of a table as help and completion show them.

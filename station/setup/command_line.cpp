@@ -80,8 +80,12 @@ void AddCommand(CLI::App& parent, const Command& command, CommandLine& result) {
         AddCommand(*app, inside, result);
     if (!command.Inside.empty()) app->require_subcommand(command.Finish ? 0 : 1, 1);
     app->callback([app, rows, &command, &result] {
-        // The callback of a command comes after that of a command inside it.
-        if (!app->get_subcommands().empty()) return;
+        // The callback of a command comes after that of a command inside it, which does not see the options before it.
+        if (const auto inside = app->get_subcommands(); !inside.empty()) {
+            const auto lost = app->parse_order();
+            if (lost.empty()) return;
+            throw UsageError("write " + lost.front()->get_name() + " after " + inside.front()->get_name());
+        }
         TakeValues(*app, rows);
         result = command.Finish();
     });

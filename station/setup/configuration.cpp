@@ -31,7 +31,7 @@ void ReadInputs(const FileValue& inputs, AlarmLimits& limits) {
     for (const auto& [bit, place, value] : inputs.Members()) {
         const auto* state = value.As<bool>();
         if (bit.size() != 1 || bit[0] < '0' || bit[0] > '7' || state == nullptr) {
-            throw BadValue("write the inputs that are an alarm by bit, such as { 0 = true, 7 = false }");
+            throw BadValue("write which inputs raise an alarm, by bit, such as { 0 = true, 7 = false }");
         }
         (*state ? limits.InputsOn : limits.InputsOff) |= 1U << (bit[0] - '0');
     }
@@ -94,7 +94,7 @@ void ReadDevices(const FileValue& devices, BusSetup& bus) {
         ReadTable(table, DeviceKeys(device));
         CheckDevice(table, device);
         if (device.Address > 0 && DeviceAt(device.Address, bus.Devices) != nullptr) {
-            table.Complain("address", "address " + std::to_string(device.Address) + " is there twice on this bus");
+            table.Complain("address", "address " + std::to_string(device.Address) + " appears twice on this bus");
         }
         bus.Devices.push_back(device);
     });
@@ -128,9 +128,9 @@ void ReadBuses(const FileValue& buses, StationSetup& setup) {
         if (bus.Plausible.Low >= bus.Plausible.High) table.Complain("plausible_low", "must be below plausible_high");
         for (const auto& other : setup.Buses) {
             if (!bus.PortPath.empty() && bus.PortPath == other.PortPath)
-                table.Complain("port", "this port is there twice");
+                table.Complain("port", "this port appears twice");
             if (!bus.PortLabel.empty() && bus.PortLabel == other.PortLabel) {
-                table.Complain("name", "this name is there twice");
+                table.Complain("name", "this name appears twice");
             }
         }
         setup.Buses.push_back(bus);

@@ -29,7 +29,7 @@ Command AddCommand() {
     return DeviceCommand("add", "add a device, or replace the one at its address", options, Action::Add,
                          {{.Name = "device",
                            .Type = "A:M[:NAME]",
-                           .Help = "its address and model, with a name if you like",
+                           .Help = "its address and model, optionally with a name",
                            .Take = [options](const Value& value) { options->Device = ParseNamedDevice(value.Text()); },
                            .IsRequired = true}});
 }
@@ -52,10 +52,10 @@ Command RemoveCommand() {
 Command DevicesCommand() {
     const auto options = std::make_shared<DevicesOptions>();
     return {.Name = "devices",
-            .Help = "list the devices that are known, or add, rename or remove one",
+            .Help = "list the known devices, or add, rename or remove one",
             .Arguments = {{.Name = kPort,
                            .Type = "PATH",
-                           .Help = "only those on this port",
+                           .Help = "only devices on this port",
                            .Take = [options](const Value& value) { options->Port = value.Path(); }},
                           DataOption(options->Data),
                           JsonFlag(options->Json)},

@@ -76,18 +76,19 @@ Command ExportCommand() {
         });
     for (auto& argument : BusArguments(texts->Bus))
         arguments.push_back(std::move(argument));
-    arguments.push_back(PathOf("--from", "FILE", "a saved device file in place of a device on the bus", texts->From));
+    arguments.push_back(PathOf("--from", "FILE", "a saved device file instead of a device on the bus", texts->From));
     arguments.back().Excludes = {kPort, kDevice};
-    arguments.push_back({.Name = "--format",
-                         .Type = ChoiceOf(kFormatNames),
-                         .Help = "of a device: text, report (PDF), or device (for --from); of the history: csv or pdf",
-                         .Take = [texts](const Value& value) { texts->Format = RowNamed(kFormatNames, value.Text()); },
-                         .IsRequired = true});
+    arguments.push_back(
+        {.Name = "--format",
+         .Type = ChoiceOf(kFormatNames),
+         .Help = "for a device: text, report (PDF), or device (for --from); for the history: csv or pdf",
+         .Take = [texts](const Value& value) { texts->Format = RowNamed(kFormatNames, value.Text()); },
+         .IsRequired = true});
     for (auto& argument : PeriodArguments(texts->Time))
         arguments.push_back(std::move(argument));
     arguments.push_back({.Name = "--out",
                          .Type = "FILE",
-                         .Help = "the file, replaced when it is there; - is standard output",
+                         .Help = "the file, replaced if it exists; - is standard output",
                          .Take = [texts](const Value& value) { texts->Out = OutputOf(value); },
                          .IsRequired = true});
     return {"export", "write a device's log and state, or recorded readings, to a file", std::move(arguments),

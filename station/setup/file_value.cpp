@@ -23,7 +23,7 @@ std::vector<std::string> Complaints::Lines() const {
 
 std::string FileValue::Text() const {
     const auto* text = Node.As<std::string>();
-    if (text == nullptr || text->empty()) throw BadValue("write a text in quotes, and not an empty one");
+    if (text == nullptr || text->empty()) throw BadValue("write a non-empty text in quotes");
     return Checked(*text);
 }
 
@@ -63,7 +63,7 @@ std::vector<std::string> FileValue::Texts() const {
         // An argument of a program may be a script of several lines.
         const auto* text = node.As<std::string>();
         if (text == nullptr || text->empty() || text->find('\0') != std::string::npos) {
-            throw BadValue("write texts in quotes, no empty one, without zero characters");
+            throw BadValue("write texts in quotes, none of them empty, without zero characters");
         }
         texts.push_back(*text);
     }

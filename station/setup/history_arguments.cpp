@@ -23,8 +23,8 @@ struct QueryTexts {
 std::vector<Argument> QueryArguments(QueryTexts& query, const std::string& since) {
     // The port is not completed to a path here: simulated ones have none.
     std::vector<Argument> arguments{
-        TextOf(kPort, "PATH", "only of this port", query.Port),
-        TextOf(kDevice, "A|NAME", "only of the device with this address or name", query.Device)};
+        TextOf(kPort, "PATH", "only this port", query.Port),
+        TextOf(kDevice, "A|NAME", "only the device with this address or name", query.Device)};
     for (auto& argument : PeriodArguments(query.Time, since))
         arguments.push_back(std::move(argument));
     return arguments;
@@ -45,7 +45,8 @@ Command HistoryCommand() {
                         }};
     };
     auto arguments = QueryArguments(*query, kLastHour);
-    arguments.push_back(Flag("--summary", "one line a device: lowest, mean and highest value, gaps", options->Summary));
+    arguments.push_back(
+        Flag("--summary", "one line per device: lowest, mean and highest value, gaps", options->Summary));
     arguments.push_back(
         {.Name = "--by",
          .Type = ChoiceOf(kSpanNames),
@@ -53,7 +54,7 @@ Command HistoryCommand() {
          .Take = [options](const Value& value) { options->By = RowNamed(kSpanNames, value.Text()).Span; },
          .Excludes = {"--summary"}});
     arguments.push_back(formatFlag("--csv", "comma-separated values under a heading", HistoryFormat::Csv));
-    arguments.push_back(formatFlag("--json", "one JSON object a line", HistoryFormat::JsonLines));
+    arguments.push_back(formatFlag("--json", "one JSON object per line", HistoryFormat::JsonLines));
     arguments.back().Excludes = {"--csv"};
     arguments.push_back(DataOption(options->Data));
     return {"history", "print what stations have recorded", std::move(arguments), [options, query] {
@@ -64,13 +65,13 @@ Command HistoryCommand() {
 
 Command AcknowledgeCommand() {
     const auto options = std::make_shared<AlarmsOptions>();
-    auto alarm = TextOf("alarm", "ID", "its id, as alarms --json has it", options->Acknowledged);
+    auto alarm = TextOf("alarm", "ID", "its id, as shown by alarms", options->Acknowledged);
     alarm.IsRequired = true;
-    return {"acknowledge",
-            "say that you know of an alarm that is on",
-            {std::move(alarm), TextOf("comment", "TEXT", "what is to be said of it", options->Comment),
-             DataOption(options->Data)},
-            [options] { return *options; }};
+    return {
+        "acknowledge",
+        "tell everybody that you know about an alarm that is on",
+        {std::move(alarm), TextOf("comment", "TEXT", "a comment on it", options->Comment), DataOption(options->Data)},
+        [options] { return *options; }};
 }
 
 Command AlarmsCommand() {

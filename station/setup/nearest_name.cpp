@@ -28,7 +28,7 @@ std::string NearestName(const std::string& key, const std::vector<std::string>& 
     // With more than half of its letters to be changed, a key means something else.
     const auto most = (key.size() + 1) / 2;
     std::string nearest;
-    // Of names as near as each other, the one that begins like the key is meant.
+    // Among equally near names, the one that begins like the key is meant.
     auto best = std::pair(most + 1, std::size_t{0});
     for (const auto& name : names) {
         const auto likeness = std::mismatch(key.begin(), key.end(), name.begin(), name.end());

@@ -23,9 +23,9 @@ constexpr Option<BusSetup> kBusOptions[] = {
     {"name", nullptr, nullptr, nullptr, [](const Value& value, BusSetup& bus) { bus.PortLabel = value.Text(); }},
     {"every", "--every", "TIME", "polling period (1s)",
      [](const Value& value, BusSetup& bus) { bus.Every = value.Span(kShortestPeriod, kLongestPeriod); }},
-    {"retries", "--retries", "N", "extra attempts of a failed exchange (3)",
+    {"retries", "--retries", "N", "extra attempts after a failed exchange (3)",
      [](const Value& value, BusSetup& bus) { bus.Retries = static_cast<std::int32_t>(value.Whole(0, kMostRetries)); }},
-    {"timeout_factor", "--timeout-factor", "MS", "an answer may take five times as many milliseconds (10)",
+    {"timeout_factor", "--timeout-factor", "MS", "an answer may take five times this many milliseconds (10)",
      [](const Value& value, BusSetup& bus) {
          bus.TimeoutFactor = static_cast<std::int32_t>(value.Whole(1, kLongestTimeoutFactor));
      }},
@@ -34,14 +34,14 @@ constexpr Option<BusSetup> kBusOptions[] = {
     {"plausible_high", nullptr, nullptr, nullptr,
      [](const Value& value, BusSetup& bus) { bus.Plausible.High = value.Real(); }},
     {"max_step", "--max-step", "DEGREES",
-     "a temperature that jumps by more is read again at once, and doubted unless confirmed",
+     "a temperature that jumps by more is read again at once, and doubtful unless confirmed",
      [](const Value& value, BusSetup& bus) { bus.Plausible.MaxStep = MaxStep(value); }},
     {"port_gone", nullptr, nullptr, nullptr,
      [](const Value& value, BusSetup& bus) { bus.PortGone = value.Span(std::chrono::seconds(1), kLongestPeriod); }},
     {"driver_thread", "--driver-thread", nullptr, "run the driver on a thread of its own",
      [](const Value& value, BusSetup& bus) { bus.DriverThread = value.Boolean(); }},
     {nullptr, "--trace", nullptr,
-     "write a trace into the folder Log of the data folder, in the file of the day of its start, and to nimbo1 trace",
+     "write a trace into the folder Log of the data folder, in the file of the day it started, and to nimbo1 trace",
      [](const Value& value, BusSetup& bus) { bus.Trace = value.Boolean(); }},
     {nullptr, "--debug", nullptr, "show the driver's debug lines; implies --verbose",
      [](const Value& value, BusSetup& bus) { bus.Debug = value.Boolean(); }},
@@ -94,7 +94,7 @@ std::string TopicBase(const Value& value) {
 }
 
 constexpr Option<StationSetup> kStationOptions[] = {
-    {"data", "--data", "DIR", "folder of the database and of what is recorded",
+    {"data", "--data", "DIR", "folder of the database and of everything recorded",
      [](const Value& value, StationSetup& setup) { setup.Data = value.Path(); }},
     {"history.on", nullptr, nullptr, nullptr,
      [](const Value& value, StationSetup& setup) { setup.History.On = value.Boolean(); }},
@@ -116,7 +116,7 @@ constexpr Option<StationSetup> kStationOptions[] = {
      [](const Value& value, StationSetup& setup) { setup.History.MostBytes = value.Size(); }},
     {"metrics.listen", "--metrics", "ADDRESS:PORT", "offer metrics to Prometheus at http://ADDRESS:PORT/metrics",
      [](const Value& value, StationSetup& setup) { setup.Metrics = ListenAddress(value); }},
-    {"web.listen", "--web", "ADDRESS:PORT", "offer the page, and an interface for programs, at http://ADDRESS:PORT/",
+    {"web.listen", "--web", "ADDRESS:PORT", "serve the page, and an interface for programs, at http://ADDRESS:PORT/",
      [](const Value& value, StationSetup& setup) { setup.Web.Listen = ListenAddress(value); }},
     {"web.tokens", "--web-tokens", "FILE", "who may do what there: lines \"read TOKEN\" and \"change TOKEN\"",
      [](const Value& value, StationSetup& setup) { setup.Web.Tokens = value.Path(); }},

@@ -24,8 +24,9 @@ Command Running(const char* name, const char* help, const char* recordOption) {
     arguments.push_back(std::move(record));
     for (auto& argument : BusArguments(bus))
         arguments.push_back(std::move(argument));
-    arguments.push_back(
-        PathOf("--config", "FILE", "buses, devices and all else; options here win over it", options->Configuration));
+    arguments.push_back(PathOf("--config", "FILE",
+                               "file with buses, devices and everything else; options here take precedence",
+                               options->Configuration));
     arguments.push_back(BusOption("--every", bus));
     arguments.push_back(ForOption(options->For));
     auto plain = Flag("--plain", "lines instead of the live screen, also on a terminal", options->Plain);
@@ -40,7 +41,8 @@ Command Running(const char* name, const char* help, const char* recordOption) {
 }  // namespace
 
 Command RunCommand() {
-    return Running("run", "go online and show the readings (the default command): live on a terminal, else one a line",
+    return Running("run",
+                   "go online and show the readings (the default command): live on a terminal, otherwise one per line",
                    "--record");
 }
 

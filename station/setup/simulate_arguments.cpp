@@ -61,13 +61,13 @@ Command SimulateCommand() {
     const auto options = std::make_shared<SimulateOptions>();
     const auto rehearsal = std::make_shared<Rehearsal>();
     std::vector<Argument> arguments{
-        PathOf("--link", "PATH", "give the port this name as well", options->Link),
+        PathOf("--link", "PATH", "give the port this second name", options->Link),
         {.Name = kDevice,
          .Type = "A:M[=VALUE]",
          .Help = "5:sensor=21.5, 6:sensor=ramp:20:30:60s or 7:digital=5; repeatable",
          .Take = [options](const Value& v) { options->Devices.push_back(simulator::ParseSimulatedDevice(v.Text())); },
          .IsRepeatable = true},
-        WholeOf("--baud", "pace bytes as a line of this speed does", 50, 4'000'000, options->Baud),
+        WholeOf("--baud", "pace the bytes like a line of this speed", 50, 4'000'000, options->Baud),
         {.Name = "--fault",
          .Type = "KIND[@A][:...]",
          .Help = "what goes wrong, and how often: drop@5:rate=10%, delay@7:by=80ms, corrupt:nth=3 or "
@@ -85,12 +85,12 @@ Command SimulateCommand() {
         arguments.push_back(std::move(argument));
     const auto finish = [options, rehearsal]() -> CommandLine {
         if (rehearsal->Options.Stations > 0) return rehearsal->Finish();
-        if (rehearsal->IsRefined) throw UsageError("--devices, --every and --mqtt are of use with --stations N alone");
+        if (rehearsal->IsRefined) throw UsageError("--devices, --every and --mqtt need --stations N");
         if (options->Devices.empty()) throw UsageError("name a --device, or a fleet with --stations");
         CheckFaults(*options);
         return *options;
     };
-    return {"simulate", "a simulated bus on a pseudo-terminal, or a fleet of stations", std::move(arguments), finish};
+    return {"simulate", "simulate a bus on a pseudo-terminal, or a fleet of stations", std::move(arguments), finish};
 }
 
 }  // namespace orvix::station

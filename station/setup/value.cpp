@@ -44,7 +44,7 @@ std::optional<std::int64_t> SizeOf(std::string_view text) {
 
 std::chrono::milliseconds Value::Span(std::chrono::milliseconds shortest, std::chrono::milliseconds longest) const {
     const auto span = ParseTimeSpan(Text());
-    if (!span) throw BadValue("'" + Text() + "' is no time: " + kTimeSpanForm);
+    if (!span) throw BadValue("'" + Text() + "' is not a time: " + kTimeSpanForm);
     const auto text = [](std::chrono::milliseconds limit) {
         const auto ms = limit.count();
         constexpr std::int64_t kHour = 3'600'000;
@@ -67,7 +67,7 @@ void Value::NotWhole(std::int64_t least, std::int64_t most) {
 }
 
 std::string Value::Checked(std::string text) {
-    if (Printable(text) != text) throw BadValue("a text without control characters is wanted, in UTF-8");
+    if (Printable(text) != text) throw BadValue("must be a text in UTF-8 without control characters");
     return text;
 }
 

@@ -33,7 +33,7 @@ public:
     /// A program and its arguments. A program with a slash in its name is a path, as that of Path.
     virtual std::vector<std::string> Command() const = 0;
 
-    /// Of the grammar of ParseTimeSpan.
+    /// In the grammar of ParseTimeSpan.
     std::chrono::milliseconds Span(std::chrono::milliseconds shortest, std::chrono::milliseconds longest) const;
     /// Bytes: "500MB", "2GB"; at least 1 MB.
     std::int64_t Size() const;

@@ -14,7 +14,7 @@
 
 namespace orvix::station {
 
-/// Who starts, changes and stops the buses when they were started, changed and stopped.
+/// Starts, changes and stops the buses when they were started, changed and stopped.
 class RecordedOperator {
 public:
     virtual ~RecordedOperator() = default;

@@ -16,7 +16,7 @@ const DeviceModelTable& ModelOfStep(std::size_t step) {
 
 constexpr int kAttempts = 3;
 
-// Of two answers that differ one may be late; the third tells which.
+// If two answers differ, one of them may be late; the third tells which.
 constexpr int kMostAnswers = 3;
 
 // One unreadable answer may be a disturbance of the line; an address with more is one where a device is.

@@ -11,12 +11,12 @@ struct Figures {
     std::int64_t Count = 0;  ///< good readings
     std::int64_t Doubtful = 0;
 
-    // Of good temperatures; of no meaning while Count is 0.
+    // About good temperatures; meaningless while Count is 0.
     double Lowest = 0;
     double Highest = 0;
     double Sum = 0;
 
-    // Of inputs, in milliseconds.
+    // About inputs, in milliseconds.
     std::int64_t Observed = 0;       ///< time in which their state was known
     std::array<std::int64_t, 8> On;  ///< time in which input 1, 2 ... 8 was on
 

@@ -40,7 +40,7 @@ std::int64_t Overlap(const HistoryRow& row, const Period& period) {
 const char* WhyNotRead(std::optional<SeriesEnd> end, bool stationRan) {
     if (end == SeriesEnd::Slept) return "The machine was asleep";
     if (end == SeriesEnd::ClockSet) return "The clock was set";
-    return stationRan ? "The device was not among those that are read" : "The station was not running";
+    return stationRan ? "The device was not among those being read" : "The station was not running";
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 
 #include "host/error.h"
 #include "platform/regular_file.h"
+#include "station/model/bus_setup.h"
 #include "station/model/version.h"
 #include "station/store/history_tables.h"
 
@@ -19,7 +20,7 @@ constexpr std::int32_t kOldVersion = 1;
 void CheckVersion(SqliteConnection& connection) {
     const auto version = connection.Version();
     if (version == kHistoryVersion) return;
-    connection.Refuse(version == 0 ? "this is no history of readings"
+    connection.Refuse(version == 0 ? "this is not a history of readings"
                                    : "layout version " + std::to_string(version) + " of a history is not supported");
 }
 
@@ -61,6 +62,10 @@ bool HasPort(const std::string& file, const std::string& port) {
 }
 
 }  // namespace
+
+bool HoldsSimulated(const std::string& dataFolder) {
+    return HasPort(dataFolder + kHistoryFile, kSimulatedPort);
+}
 
 std::string HistoryToRead(const std::string& dataFolder, const std::string& port) {
     auto real = dataFolder + kHistoryFile;

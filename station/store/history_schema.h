@@ -21,6 +21,10 @@ inline constexpr std::int64_t kMissedBeats = 3;
 /// UnusableDatabase when it is no history or damaged.
 platform::SqliteConnection OpenHistory(const std::string& file);
 
+/// Whether history.db holds readings of the simulated bus, as a file that began in layout 1 may: new ones then go there
+/// too, so that all of them stay together. `dataFolder` ends with "/".
+bool HoldsSimulated(const std::string& dataFolder);
+
 /// The file of a data folder that has what people ask for: that in which the port is, when one is named; else what was
 /// read, unless everything was simulated. `dataFolder` ends with "/".
 std::string HistoryToRead(const std::string& dataFolder, const std::string& port);

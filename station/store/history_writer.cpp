@@ -71,7 +71,7 @@ void HistoryWriter::Fails(const Error& error) {
     // A connection that has failed may hold a lock or half a transaction.
     m_Store.reset();
     if (std::exchange(m_Fails, true)) return;
-    m_Say("the history is not written: " + error.Description + "; readings wait in memory until it works again");
+    m_Say("the history cannot be written: " + error.Description + "; readings wait in memory until it works again");
 }
 
 void HistoryWriter::Write(const ClockTimes& now) {
@@ -136,7 +136,7 @@ bool HistoryWriter::RemoveCarried(const ClockTimes& now) {
     auto kept = before(m_Setup.Keep);
     if (removal.UsedBytes() > m_Setup.MostBytes) kept = std::max(kept, removal.OldestReading().value_or(now.Unix));
     const auto removed = m_Store->Outbox().RemoveOld(before(m_Batch.Resend), kept, now.Unix, HistoryRemoval::kStep);
-    if (removed.Unsent > 0) TellRemoved(now, "rows that wait for a broker", kept, "their readings are kept no longer");
+    if (removed.Unsent > 0) TellRemoved(now, "rows that wait for a broker", kept, "their readings are no longer kept");
     return std::max(removed.Sent, removed.Unsent) == HistoryRemoval::kStep;
 }
 

@@ -23,7 +23,7 @@ public:
     HostData(const HostData&) = delete;
     HostData& operator=(const HostData&) = delete;
 
-    /// Of the database; ends with "/".
+    /// Folder of the database; ends with "/".
     const std::string& Folder() const { return m_Folder; }
     const DatabaseAccount& Account() const { return m_Account; }
     /// Why what is written is gone at the end; empty: it is kept.

@@ -45,7 +45,7 @@ std::string PackedFile::Read() {
             m_At = 0;
         }
         if (m_Raw.empty()) {
-            if (!m_IsWhole) Fail("it ends in the middle of what is packed");
+            if (!m_IsWhole) Fail("the packed data ends too early");
             return {};
         }
         if (m_IsWhole) BeginNext();
@@ -76,14 +76,14 @@ std::string PackedFile::Unpack() {
     bytes.resize(bytes.size() - m_Packed->avail_out);
     m_IsWhole = result == Z_STREAM_END;
     if (result != Z_OK && result != Z_STREAM_END && result != Z_BUF_ERROR) {
-        m_Damage = std::string("what is packed is damaged (") + (m_Packed->msg ? m_Packed->msg : "no memory") + ")";
+        m_Damage = std::string("the packed data is damaged (") + (m_Packed->msg ? m_Packed->msg : "no memory") + ")";
     }
     return bytes;
 }
 
 void PackedFile::BeginNext() {
     // A single first byte at the end of a chunk is taken for the whole: inflate looks at the second.
-    if (m_Raw[m_At] != kGzipMagic[0]) Fail("something else stands behind what is packed");
+    if (m_Raw[m_At] != kGzipMagic[0]) Fail("something else follows the packed data");
     ::inflateReset(m_Packed.get());
     m_IsWhole = false;
 }

@@ -93,7 +93,7 @@ public:
         std::int64_t number = -1;
         const auto result = std::from_chars(field.data(), field.data() + field.size(), number);
         const bool isWhole = result.ec == std::errc() && result.ptr == field.data() + field.size();
-        if (!isWhole || number < 0 || number > largest) Fail(std::string("this is no ") + what);
+        if (!isWhole || number < 0 || number > largest) Fail(std::string("this is not a ") + what);
         return number;
     }
     std::string NextBytes() {
@@ -126,7 +126,7 @@ LineEvent ReadEvent(Fields& fields, std::string_view name, Duration time) {
         ReadContent(fields, kind.Holds, event);
         return event;
     }
-    fields.Fail("'" + std::string(name.substr(0, 20)) + "' is no kind of line");
+    fields.Fail("'" + std::string(name.substr(0, 20)) + "' is not a kind of line");
 }
 
 /// Buses are counted from 1.
@@ -162,7 +162,7 @@ std::string EndLine(Duration time) {
 }
 
 RecordingHeader ParseHeader(std::string_view line) {
-    if (!line.starts_with(kMagic)) throw RecordingError(1, "this is no recording of nimbo1");
+    if (!line.starts_with(kMagic)) throw RecordingError(1, "this is not a recording of nimbo1");
     line.remove_prefix(kMagic.size());
     const bool isFirst = line.starts_with(kFirstVersion);
     if (!isFirst && !line.starts_with(kThisVersion)) {

@@ -10,7 +10,7 @@ namespace {
 
 Json Parsed(std::string_view text, std::size_t line) {
     auto json = Json::parse(text, nullptr, false);
-    if (json.is_discarded()) throw RecordingError(line, "what stands in it is no JSON");
+    if (json.is_discarded()) throw RecordingError(line, "it does not contain JSON");
     return json;
 }
 

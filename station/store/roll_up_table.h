@@ -21,7 +21,7 @@ private:
     platform::SqliteStatement m_MakeHours;
 };
 
-/// Of a row's span, in minutes.
+/// The span of a row, in minutes.
 inline constexpr std::int32_t kMinuteSpan = 1;
 inline constexpr std::int32_t kHourSpan = 60;
 

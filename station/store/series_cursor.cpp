@@ -28,7 +28,7 @@ SeriesCursor::SeriesCursor(platform::SqliteConnection& connection, const StoredD
     : m_Readings{{connection,
                   "SELECT time_ms, value, doubt FROM readings "
                   "WHERE series = ?1 AND time_ms >= ?2 AND time_ms < ?3 ORDER BY time_ms LIMIT ?4"}},
-      // Of the gaps that begin before the period only the last one can reach into it.
+      // Only the last of the gaps that begin before the period can reach into it.
       m_Gaps{{connection,
               "SELECT from_ms, to_ms, count, code, text FROM gaps WHERE series = ?1 AND from_ms < ?3 AND to_ms >= ?5 "
               "AND from_ms >= max(?2, coalesce((SELECT max(from_ms) FROM gaps WHERE series = ?1 AND from_ms < ?5), 0)) "

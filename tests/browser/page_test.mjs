@@ -327,7 +327,7 @@ const CASES = {
         await browser.until('the oven is there', tileOf, 'Oven');
         await end(world.station, 'SIGKILL');
         await browser.until('the page says so', isShown, '.link');
-        assert.match(await browser.run(textOf, '.link'), /has not been heard since/);
+        assert.match(await browser.run(textOf, '.link'), /cannot be reached since/);
         assert(await browser.run(() => document.body.classList.contains('lost')));
         world.station = beginStation();
         await until('it is back', async () => !await browser.run(isShown, '.link'));

@@ -116,7 +116,7 @@ TEST(AlarmBook, TimesThatAreTooLongAreAlarms) {
         "12 - Oven silent: a good value again after 12 s",
         "13 + Oven high: 50 °C is above the limit of 30 °C",
         "18 + Oven doubtful: doubtful values for 4 s",
-        "20 - Oven doubtful: no doubtful value any more after 6 s",
+        "20 - Oven doubtful: no more doubtful values after 6 s",
         "26 + p port: the port has failed for 5 s",
         "28 - p port: the port works again after 7 s",
         "30 + Oven silent: no good value for 10 s",
@@ -302,13 +302,13 @@ TEST_F(AlarmCommandTest, AProgramThatCannotBeRunIsSeenByTheCheck) {
         const char* Says;  // empty: it can be run
     } cases[] = {
         {"./good", ""},
-        {"good", "in no folder of PATH"},
+        {"good", "not in any folder of PATH"},
         {"sh", ""},
         {"/bin/sh", ""},
         {"./plain", "#!"},
         {"./closed", "denied"},
         {"./lost", "No such"},
-        {"./folder", "no file"},
+        {"./folder", "not a file"},
         {"./none", "No such"},
     };
     for (const auto& c : cases) {

@@ -128,7 +128,7 @@ TEST(Run, WhatAScanHasFoundIsKnownWhenItIsCutShort) {
     Program program({"run", "--port", port, "--data", folder.Path, "--timeout-factor", "40", "--json"});
     ASSERT_TRUE(program.AwaitError(": found 2"));
     program.Signal(SIGINT);
-    ASSERT_TRUE(program.AwaitError("the scan was cut short; what it found is known from now on (1)"));
+    ASSERT_TRUE(program.AwaitError("the scan was cut short; the devices it found are known from now on (1)"));
     program.Finish();
     const auto known = RunProgram({"devices", "--port", port, "--data", folder.Path, "--json"});
     EXPECT_NE(known.Out.find("\"address\":2"), std::string::npos) << known.Out << known.Err;
@@ -162,7 +162,7 @@ TEST(Run, GoesOnWhileNothingCanBeWrittenIntoTheHistoryAndTellsThatOnce) {
     const auto port = FreePort();
     Program program(
         {"run", "--data", folder.Path, "--every", "100ms", "--json", "--metrics", "127.0.0.1:" + std::to_string(port)});
-    ASSERT_TRUE(program.AwaitError("the history is not written"));
+    ASSERT_TRUE(program.AwaitError("the history cannot be written"));
     ASSERT_TRUE(program.AwaitOutput("\"valid\":true"));
     const auto ill = RunProgram({"health", "--data", folder.Path});
     EXPECT_NE(ill.Out.find("history: nothing could be written for"), std::string::npos) << ill.Out;
@@ -177,8 +177,8 @@ TEST(Run, GoesOnWhileNothingCanBeWrittenIntoTheHistoryAndTellsThatOnce) {
     program.Signal(SIGINT);
     const auto result = program.Finish();
     EXPECT_EQ(result.Status, 0);
-    const auto told = result.Err.find("the history is not written");
-    EXPECT_EQ(result.Err.find("the history is not written", told + 1), std::string::npos) << result.Err;
+    const auto told = result.Err.find("the history cannot be written");
+    EXPECT_EQ(result.Err.find("the history cannot be written", told + 1), std::string::npos) << result.Err;
 }
 
 TEST(Run, AReloadRunsTheNewAlarmProgramFromItsFirstAlarmOn) {

@@ -89,7 +89,7 @@ TEST(Config, CheckTellsWhatIsInAFileOrWrongWithIt) {
     std::ofstream(file) << "[[bus]]\nport = \"simulated\"\nevery = 1\nretry = 1\n";
     const auto bad = RunProgram({"config", "check", file});
     EXPECT_EQ(bad.Status, 1);
-    EXPECT_EQ(bad.Err, file + ":3:9: bus[0].every: write a text in quotes, and not an empty one\n" + file +
+    EXPECT_EQ(bad.Err, file + ":3:9: bus[0].every: write a non-empty text in quotes\n" + file +
                            ":4:1: bus[0].retry: there is no such key; did you mean retries?\n");
 }
 

@@ -93,14 +93,14 @@ FaultyLine::Fault ReceivedAt(double baud) {
 
 constexpr char kNever[] = "address 7 never answers: power, wiring or address";
 constexpr char kNoneAnswers[] =
-    "no device answers: power of the bus, its two wires exchanged, speed, or the wrong port";
-constexpr char kOther[] = "address 7 answers with another address: the address that is set in the device";
-constexpr char kAllOther[] = "every device answers with another address: a gateway or converter";
-constexpr char kShared[] = "two devices share address 7: its answers come twice; give one another address";
+    "no device answers: power of the bus, its two wires swapped, the speed, or the wrong port";
+constexpr char kOther[] = "address 7 answers with a wrong address: the address that is set in the device";
+constexpr char kAllOther[] = "every device answers with a wrong address: a gateway or converter";
+constexpr char kShared[] = "two devices share address 7: its answers come twice; give one of them another address";
 constexpr char kAllTwice[] = "the answers of all devices come twice: a converter or repeater";
-constexpr char kMostDamaged[] = "damaged answers of address 7, most of them: its cable or speed";
-constexpr char kAllDamaged[] = "damaged answers on every address, most of them: speed or wiring";
-constexpr char kNoisy[] = "noise: stray bytes around the answers of address 7: its cable or ground";
+constexpr char kMostDamaged[] = "most answers from address 7 are damaged: its cable or speed";
+constexpr char kAllDamaged[] = "most answers from every address are damaged: speed or wiring";
+constexpr char kNoisy[] = "noise: stray bytes around the answers from address 7: its cable or ground";
 constexpr char kAllNoisy[] = "noise: stray bytes between exchanges";
 constexpr char kNothing[] = "";
 
@@ -120,28 +120,29 @@ const struct {
      [](const std::string& r, int n) {
          return n < 10 ? Answers{{2ms, r}} : Answers{};
      }},
-    {"drop", "25 % of the attempts to ask address 7 fail (time-outs): cable or device",
+    {"drop", "25 % of the attempts to read address 7 fail (time-outs): cable or device",
      "25 % of the attempts time out, on every address: cable or converter",
      [](const std::string& r, int n) {
          return n % 4 == 1 ? Answers{} : Answers{{2ms, r}};
      }},
     {"almost late", "address 7 answers late (p95 48 ms of 50 ms): a larger",
      "every address answers late (p95 48 ms of 50 ms)", After(48ms)},
-    {"late by little", "address 7 answers after the time-out of 50 ms: --timeout-factor 14 would do",
-     "every address answers after the time-out of 50 ms: --timeout-factor 14 would do", After(54ms)},
-    {"late", "address 7 answers after the time-out of 50 ms: --timeout-factor 17 would do",
-     "every address answers after the time-out of 50 ms: --timeout-factor 17 would do", After(65ms)},
-    {"later", "address 7 answers after the time-out of 50 ms: --timeout-factor 20 would do",
-     "every address answers after the time-out of 50 ms: --timeout-factor 20 would do", After(80ms)},
+    {"late by little", "address 7 answers after the time-out of 50 ms: --timeout-factor 14 would be enough",
+     "every address answers after the time-out of 50 ms: --timeout-factor 14 would be enough", After(54ms)},
+    {"late", "address 7 answers after the time-out of 50 ms: --timeout-factor 17 would be enough",
+     "every address answers after the time-out of 50 ms: --timeout-factor 17 would be enough", After(65ms)},
+    {"later", "address 7 answers after the time-out of 50 ms: --timeout-factor 20 would be enough",
+     "every address answers after the time-out of 50 ms: --timeout-factor 20 would be enough", After(80ms)},
     // Of one that comes while nobody listens it is known only that it was there before the next request.
-    {"very late", "address 7 answers after the time-out of 50 ms: --timeout-factor 240 would do",
-     "every address answers after the time-out of 50 ms: --timeout-factor 100 would do", After(400ms)},
-    {"late, cut in two by the time-out", "address 7 answers after the time-out of 50 ms: --timeout-factor 13 would do",
-     "every address answers after the time-out of 50 ms: --timeout-factor 13 would do", PacedAfter(39ms)},
+    {"very late", "address 7 answers after the time-out of 50 ms: --timeout-factor 240 would be enough",
+     "every address answers after the time-out of 50 ms: --timeout-factor 100 would be enough", After(400ms)},
+    {"late, cut in two by the time-out",
+     "address 7 answers after the time-out of 50 ms: --timeout-factor 13 would be enough",
+     "every address answers after the time-out of 50 ms: --timeout-factor 13 would be enough", PacedAfter(39ms)},
     {"late, cut in two by requests to others", "address 7 answers after the time-out of 50 ms",
      "every address answers after the time-out of 50 ms", PacedAfter(89ms)},
-    {"now and then late", "address 7 answers after the time-out of 50 ms: --timeout-factor 16 would do",
-     "every address answers after the time-out of 50 ms: --timeout-factor 16 would do",
+    {"now and then late", "address 7 answers after the time-out of 50 ms: --timeout-factor 16 would be enough",
+     "every address answers after the time-out of 50 ms: --timeout-factor 16 would be enough",
      [](const std::string& r, int n) {
          return Answers{{n % 10 == 0 ? 62ms : 20ms, r}};
      }},
@@ -150,21 +151,21 @@ const struct {
     {"another address, of the one before", kOther, kAllOther, Changed(Addressed(-1, true))},
     {"another address at times", kOther, kAllOther, Changed(Addressed(1, true), 10)},
     {"another address, checksum of the right one", kOther, kAllOther, Changed(Addressed(1, false))},
-    {"checksum", "10 % of the attempts to ask address 7 bring checksum errors: its cable",
+    {"checksum", "10 % of the attempts to read address 7 end in checksum errors: its cable",
      "checksum errors on every address: termination, ground or speed", Changed(DamagedAt(7), 10, 1)},
-    {"address damaged", "10 % of the attempts to ask address 7 bring damaged answers: its cable",
+    {"address damaged", "10 % of the attempts to read address 7 end in damaged answers: its cable",
      "damaged answers on every address: termination, ground or speed",
      [](const std::string& r, int n) {
          auto reply = r;
          if (n % 10 == 1) reply[2] = static_cast<char>(reply[2] ^ 1 << n / 10 % 8);
          return Answers{{20ms, reply}};
      }},
-    {"any byte damaged", "29 % of the attempts to ask address 7 bring checksum errors: its cable",
+    {"any byte damaged", "29 % of the attempts to read address 7 end in checksum errors: its cable",
      "checksum errors on every address: termination, ground or speed",
      [](const std::string& r, int n) {
          return Answers{{2ms, n % 3 == 0 ? Damaged(r, static_cast<std::size_t>(n / 3) % r.size()) : r}};
      }},
-    {"cut", "20 % of the attempts to ask address 7 bring damaged answers: its cable",
+    {"cut", "20 % of the attempts to read address 7 end in damaged answers: its cable",
      "damaged answers on every address: termination, ground or speed",
      Changed([](const std::string& r) { return r.substr(0, 6); }, 5)},
     {"3 % of bits flipped", kMostDamaged, kAllDamaged, Changed(Flipped(0.03))},
@@ -173,9 +174,9 @@ const struct {
     {"speed 4800", kMostDamaged, kAllDamaged, ReceivedAt(4800)},
     {"speed 19200", kMostDamaged, kAllDamaged, ReceivedAt(19200)},
     {"speed 115200", kMostDamaged, kAllDamaged, ReceivedAt(115200)},
-    {"no value", "address 7 answers, but what it answers is no value: wrong model?",
-     "the devices answer, but what they answer is no value: wrong model?", Changed(WithoutValue)},
-    {"refuses", "address 7 refuses: wrong model? nimbo1 scan tells it", nullptr, Changed(Refusal)},
+    {"no value", "address 7 answers, but not with a value: wrong model?",
+     "the devices answer, but not with values: wrong model?", Changed(WithoutValue)},
+    {"refuses", "address 7 refuses: wrong model? nimbo1 scan shows it", nullptr, Changed(Refusal)},
     {"refuses at times", "address 7 refuses 20 % of the requests: wrong", nullptr, Changed(Refusal, 5)},
     {"noise before", kNoisy, kAllNoisy, Changed([](const std::string& r) { return kNoise + r; }, 5)},
     {"noise that ends the exchange before the answer does", kNoisy, nullptr,
@@ -327,9 +328,9 @@ TEST(Diagnosis, TheStationReadsOnBehindAnEcho) {
 TEST(Diagnosis, OneDeviceAlone) {
     const std::pair<FaultyLine::Fault, const char*> cases[] = {
         {None, "the only device, address 5, never answers: power, wiring, address, port or speed"},
-        {After(65ms), "address 5 answers after the time-out of 50 ms: --timeout-factor 17 would do"},
-        {Changed(Flipped(0.4)), "damaged answers of address 5, most of them: its cable or speed"},
-        {Changed(WithoutValue), "address 5 answers, but what it answers is no value"},
+        {After(65ms), "address 5 answers after the time-out of 50 ms: --timeout-factor 17 would be enough"},
+        {Changed(Flipped(0.4)), "most answers from address 5 are damaged: its cable or speed"},
+        {Changed(WithoutValue), "address 5 answers, but not with a value"},
     };
     for (const auto& [fault, says] : cases) {
         FaultyLine line(1);
@@ -350,7 +351,7 @@ TEST(Diagnosis, WhatAllHaveIsNotSaidOfTheOneThatHadItMostSoFar) {
         return Answers{{20ms, n % 2 == 0 ? Damaged(reply, 7) : reply}};
     });
     other.Poll(5, Changed(DamagedAt(7), 5, 1), FaultyLine::kAll);
-    ExpectFindings(other, {{kIll, "49 % of the attempts to ask address 7 bring checksum errors"}});
+    ExpectFindings(other, {{kIll, "49 % of the attempts to read address 7 end in checksum errors"}});
 }
 
 TEST(Diagnosis, APortThatFailsAgainAndAgainIsUnsteady) {

@@ -397,8 +397,8 @@ TEST_F(Door, HistoryIsToldInSlicesAndAsCsv) {
     EXPECT_TRUE(csv.starts_with("time,port,address,name,variable,value,quality,until,count,reason\n")) << csv;
     EXPECT_NE(csv.find(",simulated,5,Nimbo1 Temperature Sensor,temperature,21.5,good,,,\n"), std::string::npos) << csv;
     for (const auto& [query, says] : {std::pair("", "device: name a device"),
-                                      {"?device=no", "has nothing of device no"},
-                                      {"?device=d1&from=soon", "from: 'soon' is no time"},
+                                      {"?device=no", "has nothing about device no"},
+                                      {"?device=d1&from=soon", "from: 'soon' is not a time"},
                                       {"?device=d1&from=1m&to=2m", "from is not before to"}}) {
         EXPECT_NE(Ask({.Path = std::string("/api/v1/history") + query}).Body.find(says), std::string::npos) << says;
     }
@@ -458,7 +458,7 @@ TEST(DoorAtAnAddress, ATokenSaysWhoMayDoWhat) {
     ExpectOneLine(run, 1, "name a file of tokens");
     auto withTokens = run;
     withTokens.insert(withTokens.end(), {"--web-tokens", tokens});
-    ExpectOneLine(withTokens, 1, "must be open to its owner alone: chmod 600");
+    ExpectOneLine(withTokens, 1, "must be accessible to its owner only: chmod 600");
     ASSERT_EQ(::chmod(tokens.c_str(), 0600), 0);
     Program program(withTokens);
     ASSERT_TRUE(program.AwaitOutput("\"valid\":true"));

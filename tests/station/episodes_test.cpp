@@ -112,7 +112,7 @@ TEST_F(EpisodesTest, AnUnsteadyDeviceIsSaidNowAndThenUntilItHasBeenWellForAWhile
     EXPECT_EQ(
         Said[6],
         "/dev/ttyUSB0, 5 Oven: is unsteady: failed 4 times, 3 failed readings in 3 min, and fails now, latest: No "
-        "reply (0x80041589); single failures are no longer said");
+        "reply (0x80041589); single failures are no longer reported");
     EXPECT_NE(Said[7].find("failed 14 times"), std::string::npos) << Said[7];
     EXPECT_NE(Said[8].find("failed 74 times"), std::string::npos) << Said[8];
     EXPECT_NE(Said[9].find("failed 100 times"), std::string::npos) << Said[9];

@@ -60,7 +60,7 @@ TEST(Fleet, ARehearsalReportsAsManyStationsDoAndShowsWhatIsMissing) {
 
 TEST(Fleet, ARehearsalSaysWhatItNeeds) {
     ExpectOneLine({"simulate", "--stations", "3"}, 2, "--stations needs --mqtt URL");
-    ExpectOneLine({"simulate", "--devices", "3"}, 2, "of use with --stations N alone");
+    ExpectOneLine({"simulate", "--devices", "3"}, 2, "--mqtt need --stations N");
     ExpectOneLine({"simulate"}, 2, "name a --device, or a fleet with --stations");
 }
 

@@ -132,7 +132,7 @@ TEST(Mqtt, LiveValuesAreSentAndWhatIsKeptByTheBrokerFollowsTheStation) {
     EXPECT_TRUE(Subscriber(broker).Await("nimbo1/s1/devices/" + cold + "/alarm/low", alarms).WasKept);
 
     station.Reload(At(broker) + "topic = \"site/a\"\n");
-    EXPECT_TRUE(station.Station->AwaitError("connects to the MQTT broker anew"));
+    EXPECT_TRUE(station.Station->AwaitError("reconnects to the MQTT broker"));
     live.Await("site/a/s1/status", "online");
     live.Await("nimbo1/s1/devices/" + id + "/availability", "");
     station.Station->Signal(SIGTERM);

@@ -81,7 +81,7 @@ TEST(Recorder, OneThatAFullDiskHasEndedGoesOnInWholeLinesWhenItIsOpenedAnew) {
         disk.reset();
         if (c.IsMoved) std::filesystem::rename(file, file + ".1");
         recorder.Reopen();
-        ASSERT_TRUE(says("lacks what happened"));
+        ASSERT_TRUE(says("what happened since it ended is missing"));
         happens(1);
         EXPECT_EQ(recorder.Finish(), std::nullopt);
         const auto events = EventsIn(file);

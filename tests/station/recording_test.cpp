@@ -117,7 +117,7 @@ TEST(Recording, AWrongLineIsNamed) {
         const char* Says;
     } cases[] = {
         {"", "line 1"},
-        {"hello\n", "no recording"},
+        {"hello\n", "not a recording"},
         {"nimbo1-recording 3 {}\n", "version 3"},
         {"nimbo1-recording 1 {\n", "JSON"},
         {"nimbo1-recording 1 {}\n", "started_unix_ms"},
@@ -136,7 +136,7 @@ TEST(Recording, AWrongLineIsNamed) {
         {header + "1 1 gone\n", "describes"},
         {bus + "1 1 gone now\n", "more than"},
         {header + "1 0 end 5\n", "more than"},
-        {header + "1 1 bus {\n", "line 2 of the recording: what stands in it is no JSON"},
+        {header + "1 1 bus {\n", "line 2 of the recording: it does not contain JSON"},
         {busWith("5"), "line 2 of the recording: it has no \"address\""},
         {busWith(R"({"address":5,"model":106,"name":"","alarm":{"low":"x"}})"), "\"low\" must be a number"},
         {busWith(R"({"address":5,"model":106,"name":"","alarm":{"inputs_on":256}})"), "\"inputs_on\" must be a number"},
@@ -213,11 +213,11 @@ TEST(Recording, APackedOneIsReadAsFarAsItIsWhole) {
         {packed, 1, ""},
         {Packed(text.substr(0, half)) + Packed(text.substr(half)), 1, ""},
         {packed.substr(0, packed.size() / 2), 0.45, "any.name, byte " + std::to_string(packed.size() / 2)},
-        {packed.substr(0, packed.size() - 1), 1, "it ends in the middle of what is packed"},
+        {packed.substr(0, packed.size() - 1), 1, "the packed data ends too early"},
         // What comes of it may be garbled lines, or nothing more.
         {damaged, 0.3, " ", true},
         {wrongSum, 1, "damaged (incorrect data check)"},
-        {packed + "more", 1, "something else stands behind what is packed"},
+        {packed + "more", 1, "something else follows the packed data"},
     };
     const tests::TestFolder folder;
     for (const auto& c : cases) {
@@ -265,7 +265,7 @@ TEST(ReplayCommand, PlaysARecordingPackedOrNotAndAnswersHealth) {
     EXPECT_EQ(packed.Out, plain.Out);
     const auto half = tests::RunProgram({"replay", "--fast", "--json", file + ".half"});
     EXPECT_EQ(half.Status, 1);
-    EXPECT_NE(half.Err.find("it ends in the middle of what is packed"), std::string::npos) << half.Err;
+    EXPECT_NE(half.Err.find("the packed data ends too early"), std::string::npos) << half.Err;
     EXPECT_TRUE(plain.Out.starts_with(half.Out)) << half.Out << "\n----\n" << plain.Out;
     EXPECT_FALSE(half.Out.empty());
 

@@ -19,7 +19,7 @@ export class AlarmsView {
         this.pastNone = element('p', {class: 'sentence', role: 'status'});
         this.more = element('button', {type: 'button', hidden: true, click: () => this.loadMore()}, 'Older ones');
         main.append(
-            element('h1', {}, 'Alarms'), this.none, this.on, element('h2', {}, `What was (${zoneText})`), this.past,
+            element('h1', {}, 'Alarms'), this.none, this.on, element('h2', {}, `Past alarms (${zoneText})`), this.past,
             this.pastNone, this.more);
         this.end = listen({alarms: () => this.show(), heard: () => store.isHeard && this.loadPast()});
         this.timer = setInterval(() => document.hidden || this.show(), AGAIN_MS);
@@ -53,7 +53,7 @@ export class AlarmsView {
             this.alarms = [...before, ...page.alarms];
             arrange(this.past, this.pastRows.of(this.alarms));
             this.more.hidden = page.next === null;
-            this.pastNone.textContent = this.alarms.length === 0 ? 'There was none.' : '';
+            this.pastNone.textContent = this.alarms.length === 0 ? 'There were none.' : '';
         } catch (problem) {
             if (this.alarms.length === 0) this.pastNone.textContent = `Past alarms are not known: ${problem.message}.`;
         }

@@ -59,7 +59,7 @@ async function show() {
     main.replaceChildren();
     main.className = name;
     view = View && new View(main, words);
-    if (!view) main.append('This view could not be loaded. Load the page again once the station is heard.');
+    if (!view) main.append('This view could not be loaded. Reload the page when the station can be reached again.');
     if (!isFirst) {
         scrollTo(0, 0);
         main.focus({preventScroll: true});
@@ -118,7 +118,7 @@ function showLink() {
     }
     const since = store.lostAt === null ? '' : ` since ${timeText(store.lostAt)}`;
     const why = store.problem?.status ? ` (${store.problem.message})` : '';
-    const text = `The station has not been heard${since}${why}. What is shown is old; it comes back by itself.`;
+    const text = `The station cannot be reached${since}${why}. The values shown are old. The page reconnects by itself.`;
     if (link.dataset.text === text) return;
     link.dataset.text = text;
     link.replaceChildren(text, ' ', element('button', {type: 'button', click: tryNow}, 'Try now'));

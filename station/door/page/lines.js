@@ -89,7 +89,7 @@ export class LinesView {
         this.stream = follow(`lines/${encodeURIComponent(this.bus)}`, {
             up: () => setText(this.status, ''),
             down: problem => {
-                setText(this.status, `Nothing is heard from this line: ${problem.message}.`);
+                setText(this.status, `Nothing can be shown of this line: ${problem.message}.`);
                 if ([403, 404].includes(problem.status)) this.stream.stop();
             },
             event: (name, line) => {

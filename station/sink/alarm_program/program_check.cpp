@@ -34,10 +34,10 @@ std::string InterpreterIn(const std::string& line) {
 
 std::optional<std::string> WhyNotRunnable(const std::string& program) {
     const auto file = FileOfProgram(program);
-    if (file.empty()) return "it is in no folder of PATH";
+    if (file.empty()) return "it is not in any folder of PATH";
     if (::access(file.c_str(), X_OK) != 0) return std::strerror(errno);
     std::error_code error;
-    if (!std::filesystem::is_regular_file(file, error)) return "it is no file";
+    if (!std::filesystem::is_regular_file(file, error)) return "it is not a file";
     // One that may be run and not be read tells nothing.
     if (::access(file.c_str(), R_OK) != 0) return std::nullopt;
     const auto line = FirstLine(file);

@@ -26,7 +26,7 @@ void Histories::SendTo(const std::vector<std::string>& brokers, std::chrono::hou
         recorder->SendTo(brokers, resend);
 }
 
-/// Whose file is meant is known where it is written.
+/// Which file is meant is known where it is written.
 void Histories::Acknowledge(const BrokerOfHistory& who, std::int64_t n) {
     for (const auto& [file, recorder] : m_Recorders)
         recorder->Acknowledge(who, n);

@@ -36,7 +36,7 @@ public:
     /// Those that there is something for in this run; some may not be there yet.
     std::vector<std::string> Files() const;
 
-    /// Of the one that has stood still for longest.
+    /// The time of the one that has stood still for longest.
     std::optional<Duration> StandsStill() const;
     std::int64_t Close();
 

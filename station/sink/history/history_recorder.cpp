@@ -28,7 +28,7 @@ HistoryRecorder::HistoryRecorder(std::string file, const HistorySetup& setup, co
       m_Turns(
           home, [this] { Write(); },
           [this](bool isStill) {
-              m_Say(isStill ? "the history has not taken anything for a while; readings wait in memory until it does"
+              m_Say(isStill ? "the history has accepted nothing for a while; readings wait in memory until it does"
                             : "history: written again");
           }) {}
 

@@ -150,7 +150,7 @@ void Recorder::GoOn() {
 }
 
 void Recorder::TellThatItWorks() {
-    if (std::exchange(m_Failed, false)) Tell("the recording goes on; it lacks what happened since it had ended");
+    if (std::exchange(m_Failed, false)) Tell("the recording continues; what happened since it ended is missing");
 }
 
 void Recorder::Write() {
@@ -181,7 +181,7 @@ void Recorder::Fail(const std::string& failure) {
     m_Failed = !m_Cut;
     m_Lines.erase(0, m_Cut.value_or(m_Lines.size()));
     if (m_Cut) m_Cut = 0;
-    Tell(failure + "; the recording ends here, the station goes on");
+    Tell(failure + "; the recording ends here, the station continues");
 }
 
 void Recorder::MakeAnew() {

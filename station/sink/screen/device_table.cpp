@@ -69,7 +69,7 @@ std::string LeftAligned(const std::string& text, int width) {
     return Padded(std::string(BeginningOf(text, width)), width);
 }
 
-/// Of a port's name that is too long its end tells more.
+/// If a port's name is too long, its end tells more.
 std::string PortText(std::string port, int width) {
     while (DisplayWidth(port) > width)
         port.erase(0, 1);

@@ -85,7 +85,7 @@ StyledLine DeviceCounts(const ScreenContent& content) {
     return line;
 }
 
-/// Of what there is to say, the later gives way where it does not fit beside how to end.
+/// Where not everything fits beside how to end, the later parts give way.
 StyledLine Status(const ScreenContent& content, int width) {
     const Span ending{"Ctrl-C or q ends ", Style::Dim};
     auto readings = Counted(content.Readings, "reading");
@@ -146,7 +146,7 @@ std::vector<StyledLine> EventLines(const ScreenContent& content, std::size_t mos
     std::vector<StyledLine> lines;
     for (auto event = content.Events.rbegin(); event != content.Events.rend(); ++event) {
         auto pieces = Wrapped(ForTerminal(event->Text, content.IsUtf8), std::max(width - kEventIndent, 1));
-        // Of the latest there is at least the beginning.
+        // At least the beginning of the latest one is shown.
         if (lines.empty() && pieces.size() > most) pieces.resize(most);
         if (lines.size() + pieces.size() > most) break;
         for (auto piece = pieces.size(); piece-- > 0;) {
