@@ -34,6 +34,7 @@ int Execute(const TraceOptions& options, MainLoop& loop);
 int Execute(const ScanOptions& options, MainLoop& loop);
 int Execute(const DevicesOptions& options, MainLoop& loop);
 int Execute(const ConfigCheckOptions& options, MainLoop& loop);
+int Execute(const MqttTestOptions& options, MainLoop& loop);
 int Execute(const ValuesOptions& options, MainLoop& loop);
 int Execute(const HealthOptions& options, MainLoop& loop);
 int Execute(const ReplayOptions& options, MainLoop& loop);

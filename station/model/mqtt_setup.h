@@ -34,6 +34,7 @@ inline constexpr std::chrono::hours kResend{24 * 7};
 /// How a station reports to an MQTT broker. File names are absolute paths, empty ones are not used.
 struct MqttSetup {
     BrokerAddress Broker;          ///< without a host: there is none
+    bool Speaks5 = true;           ///< MQTT 5; else 3.1.1
     std::string Station;           ///< in topics; empty: one is made up
     std::string Topic = "nimbo1";  ///< levels before it
     std::string User;

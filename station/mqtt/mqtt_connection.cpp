@@ -3,6 +3,7 @@
 #include <mosquitto.h>
 #include <mqtt_protocol.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -23,6 +24,11 @@ constexpr int kKeepAliveSeconds = 15;
 constexpr int kQos = 1;
 constexpr std::size_t kLongestPassword = 64UL * 1024;
 constexpr std::size_t kLongestLog = 4096;
+// In one turn, so that who sends without end keeps nobody waiting.
+constexpr int kMostRead = 256;
+constexpr std::size_t kMostUnderWay = 100;
+// A broker that answers, but acknowledges nothing for so long, keeps the station in vain.
+constexpr std::chrono::seconds kLongestStandstill{30};
 // Those that Debian keeps.
 constexpr char kSystemCertificates[] = "/etc/ssl/certs";
 
@@ -54,27 +60,41 @@ void MqttConnection::Destroy::operator()(mosquitto* client) const {
 
 MqttConnection::MqttConnection(const MqttSetup& setup, const std::string& client,
                                const std::optional<MqttMessage>& will)
-    : m_Setup(setup) {
+    : m_Setup(setup), m_MostUnderWay(kMostUnderWay) {
     static const int initialised = mosquitto_lib_init();
     Check(initialised);
     m_Client.reset(mosquitto_new(client.c_str(), true, this));
     if (!m_Client) throw SystemError("the MQTT client", errno);
     SetUp(will);
-    Check(mosquitto_connect(m_Client.get(), setup.Broker.Host.c_str(), setup.Broker.Port, kKeepAliveSeconds));
 }
 
 MqttConnection::~MqttConnection() = default;
 
 void MqttConnection::SetUp(const std::optional<MqttMessage>& will) {
     SetCallbacks();
-    Check(mosquitto_int_option(m_Client.get(), MOSQ_OPT_PROTOCOL_VERSION, MQTT_PROTOCOL_V5));
+    Check(mosquitto_int_option(m_Client.get(), MOSQ_OPT_PROTOCOL_VERSION,
+                               m_Setup.Speaks5 ? MQTT_PROTOCOL_V5 : MQTT_PROTOCOL_V311));
     Check(mosquitto_int_option(m_Client.get(), MOSQ_OPT_TCP_NODELAY, 1));
     if (will) {
         Check(mosquitto_will_set(m_Client.get(), will->Topic.c_str(), static_cast<int>(will->Payload.size()),
                                  will->Payload.data(), kQos, will->Retained));
     }
-    SetUpLogin();
-    if (m_Setup.Broker.Tls) SetUpTls();
+    try {
+        SetUpLogin();
+    } catch (const Error& error) {
+        throw MqttError(MqttStep::Login, error.Description);
+    }
+    if (!m_Setup.Broker.Tls) return;
+    try {
+        SetUpTls();
+    } catch (const Error& error) {
+        throw MqttError(MqttStep::Certificate, error.Description);
+    }
+}
+
+void MqttConnection::Connect() {
+    Check(mosquitto_connect(m_Client.get(), m_Setup.Broker.Host.c_str(), m_Setup.Broker.Port, kKeepAliveSeconds));
+    m_IsThere = true;
 }
 
 void MqttConnection::SetUpLogin() {
@@ -92,9 +112,10 @@ void MqttConnection::SetUpTls() {
 
 void MqttConnection::SetCallbacks() {
     auto* client = m_Client.get();
-    mosquitto_connect_v5_callback_set(client, [](mosquitto*, void* self, int reason, int, const mosquitto_property*) {
-        static_cast<MqttConnection*>(self)->OnConnect(reason);
-    });
+    mosquitto_connect_v5_callback_set(client,
+                                      [](mosquitto*, void* self, int reason, int, const mosquitto_property* all) {
+                                          static_cast<MqttConnection*>(self)->OnConnect(reason, all);
+                                      });
     mosquitto_disconnect_v5_callback_set(client, [](mosquitto*, void* self, int reason, const mosquitto_property*) {
         auto& given = static_cast<MqttConnection*>(self)->m_Reason;
         if (given == 0) given = reason;
@@ -117,14 +138,19 @@ void MqttConnection::SetCallbacks() {
     });
 }
 
-void MqttConnection::OnConnect(int reason) {
+void MqttConnection::OnConnect(int reason, const mosquitto_property* properties) {
     m_IsUp = reason == 0;
-    m_Reason = reason;
+    m_Reason = m_Setup.Speaks5 || reason >= MQTT_RC_UNSPECIFIED ? reason : ReasonOfOlder(reason);
+    std::uint16_t most = 0;
+    if (mosquitto_property_read_int16(properties, MQTT_PROP_RECEIVE_MAXIMUM, &most, false) != nullptr && most > 0) {
+        m_MostUnderWay = std::min<std::size_t>(most, kMostUnderWay);
+    }
 }
 
 void MqttConnection::OnPublish(int message, int reason) {
     const auto handed = m_UnderWay.extract(message);
     if (!handed) return;
+    m_AnsweredAt = std::chrono::steady_clock::now();
     const auto& [topic, isClear, number] = handed.mapped();
     if (number) --m_OrderedUnderWay;
     if (isClear) m_Cleared.push_back(topic);
@@ -140,14 +166,14 @@ void MqttConnection::Refused(const Handed& handed, int reason) {
     if (handed.Number) {
         m_Answered.emplace_back(*handed.Number, reason);
     } else {
-        m_NotTaken = handed.Topic + ": " + WhyNotTaken(reason, m_Setup);
+        m_Refusal = "does not take " + handed.Topic + ": " + WhyRefused(reason, m_Setup, "write");
     }
 }
 
 void MqttConnection::OnSubscribe(int message, int granted) {
     const auto asked = m_Listening.extract(message);
     if (!asked || granted < MQTT_RC_UNSPECIFIED) return;
-    m_NotHeard = asked.mapped() + ": " + mosquitto_reason_string(granted);
+    m_Refusal = "does not let the station read " + asked.mapped() + ": " + WhyRefused(granted, m_Setup, "read");
 }
 
 /// A broker may send what nobody has asked for.
@@ -160,22 +186,47 @@ void MqttConnection::OnMessage(const mosquitto_message& message) {
     wasKept = message.retain;
 }
 
+std::chrono::steady_clock::duration MqttConnection::StandsStill() const {
+    if (m_UnderWay.empty()) return {};
+    return std::chrono::steady_clock::now() - m_AnsweredAt;
+}
+
 void MqttConnection::Check(int result) const {
     const int systemCode = errno;
     if (result == MOSQ_ERR_SUCCESS) return;
     const int code = m_Reason != 0 ? m_Reason : result;
-    throw Error(errors::General, WhyFailed({code, systemCode, m_IsUp, m_Log}, m_Setup));
+    throw WhyFailed({code, systemCode, m_IsThere, m_HasAnswered, m_IsUp, m_IsSecure, m_Log}, m_Setup);
+}
+
+/// A broker that throws the station out says why before it closes the connection. Who finds that closed in writing does
+/// not hear it.
+void MqttConnection::ReadAll() {
+    auto* client = m_Client.get();
+    const auto isReadable = [client] {
+        pollfd ready{mosquitto_socket(client), POLLIN, 0};
+        return ready.fd >= 0 && ::poll(&ready, 1, 0) == 1;
+    };
+    int length = 0;
+    if (!m_Setup.Broker.Tls && ::ioctl(mosquitto_socket(client), FIONREAD, &length) == 0) m_HasAnswered |= length > 0;
+    for (int packets = 0; isReadable() && packets < kMostRead; ++packets)
+        Check(mosquitto_loop_read(client, 1));
 }
 
 void MqttConnection::Work(int wake, int milliseconds) {
     auto* client = m_Client.get();
-    const auto wanted = static_cast<short>(mosquitto_want_write(client) ? POLLIN | POLLOUT : POLLIN);
+    // The login waits for the handshake of TLS.
+    const bool wantsWrite = mosquitto_want_write(client);
+    m_IsSecure |= m_Setup.Broker.Tls && wantsWrite;
+    const auto wanted = static_cast<short>(wantsWrite ? POLLIN | POLLOUT : POLLIN);
     std::array<pollfd, 2> ready{{{mosquitto_socket(client), wanted, 0}, {wake, POLLIN, 0}}};
     ::poll(ready.data(), ready.size(), milliseconds);
-    if ((ready[0].revents & ~POLLOUT) != 0) Check(mosquitto_loop_read(client, 1));
+    ReadAll();
     if ((ready[0].revents & POLLOUT) != 0) Check(mosquitto_loop_write(client, 1));
     Check(mosquitto_loop_misc(client));
     if (mosquitto_socket(client) < 0) Check(MOSQ_ERR_CONN_LOST);
+    if (StandsStill() > kLongestStandstill) {
+        throw MqttError(MqttStep::Rights, "it does not acknowledge what it is sent");
+    }
 }
 
 void MqttConnection::Publish(const MqttMessage& message) {
@@ -188,6 +239,7 @@ void MqttConnection::Publish(const OrderedMessage& message) {
 
 void MqttConnection::Send(Handed handed, const std::string& payload, bool isRetained) {
     int id = 0;
+    if (m_UnderWay.empty()) m_AnsweredAt = std::chrono::steady_clock::now();
     const int result = mosquitto_publish(m_Client.get(), &id, handed.Topic.c_str(), static_cast<int>(payload.size()),
                                          payload.data(), kQos, isRetained);
     if (result == MOSQ_ERR_SUCCESS) {
@@ -198,6 +250,7 @@ void MqttConnection::Send(Handed handed, const std::string& payload, bool isReta
     } else if (result == MOSQ_ERR_INVAL) {
         Refused(handed, MQTT_RC_TOPIC_NAME_INVALID);
     } else {
+        ReadAll();
         Check(result);
     }
 }
@@ -209,8 +262,9 @@ void MqttConnection::Subscribe(const std::string& topic, bool mayBeMissed) {
     m_Listening.insert_or_assign(id, topic);
 }
 
+/// In MQTT 3.1.1 the will is told only when the connection ends without a word.
 void MqttConnection::End() {
-    mosquitto_disconnect_v5(m_Client.get(), MQTT_RC_DISCONNECT_WITH_WILL_MSG, nullptr);
+    if (m_Setup.Speaks5) mosquitto_disconnect_v5(m_Client.get(), MQTT_RC_DISCONNECT_WITH_WILL_MSG, nullptr);
 }
 
 }  // namespace orvix::station

@@ -85,6 +85,7 @@ private:
             connection.HearWith([this](const std::string& topic, std::string_view payload, bool wasKept) {
                 m_Heard.push_back({topic, std::string(payload), wasKept});
             });
+            connection.Connect();
             while (!IsLeft()) {
                 connection.Work(m_Wake.Get(), kSubscriberTurn);
                 eventfd_t count = 0;
@@ -104,10 +105,7 @@ private:
     }
 
     void Ask(MqttConnection& connection) {
-        if (const auto refusal = connection.TakeNotHeard()) {
-            const auto user = m_Setup.User.empty() ? "clients without a user" : "user " + m_Setup.User;
-            throw Error(errors::General, "nothing is heard of " + *refusal + ": let " + user + " read there");
-        }
+        if (const auto refusal = connection.TakeRefusal()) throw Error(errors::General, "it " + *refusal);
         if (connection.AwaitsHearing()) return;
         MqttTopic topic;
         {

@@ -20,12 +20,16 @@ constexpr std::chrono::milliseconds kFirstPause{1000};
 constexpr std::chrono::milliseconds kMostPause{60'000};
 // A connection that lasts as long is one.
 constexpr std::chrono::seconds kShort{10};
-// What waits at the end has as long to be sent.
+// What waits at the end has as long to be sent ...
 constexpr std::chrono::seconds kLastWords{2};
+// ... by a broker that answers within this time.
+constexpr std::chrono::milliseconds kLastPatience{500};
+constexpr int kLastTurn = 100;
+// All that is kept is not sent more often.
+constexpr std::chrono::seconds kAllAgain{2};
 // What a slow broker has missed is not told more often.
 constexpr std::chrono::minutes kSlowSilence{10};
 constexpr int kTurn = 1000;
-constexpr std::size_t kMostUnderWay = 100;
 // Brokers take 20 unacknowledged messages of a client by default: some places are left to what holds now.
 constexpr std::size_t kMostBesideOrdered = 16;
 
@@ -66,6 +70,7 @@ std::string MqttWorker::Serve() {
     try {
         MqttConnection connection(m_Setup, "nimbo1-" + m_Setup.Station,
                                   MqttMessage{m_Begin + kStatusTopic, kOffline, true});
+        connection.Connect();
         while (!IsDone(connection))
             Attend(connection);
         connection.End();
@@ -83,7 +88,7 @@ std::string MqttWorker::Serve() {
 }
 
 void MqttWorker::Attend(MqttConnection& connection) {
-    connection.Work(m_Wake.Get(), kTurn);
+    connection.Work(m_Wake.Get(), IsLeft() ? kLastTurn : kTurn);
     eventfd_t count = 0;
     ::eventfd_read(m_Wake.Get(), &count);
     if (!connection.IsUp()) return;
@@ -115,10 +120,13 @@ void MqttWorker::Listen(MqttConnection& connection) {
         if (topic != birth) {
             m_Ordered->Heard(said.Payload, said.WasKept);
         } else if (said.Payload == kBirth && !said.WasKept) {
-            // Home Assistant was started, and knows nothing.
-            TellAll();
+            m_IsBirthHeard = true;
         }
     }
+    // Home Assistant that was started knows nothing. Who says so without end is not to keep the station from all else.
+    if (!m_IsBirthHeard || Clock::now() - m_ToldAllAt < kAllAgain) return;
+    m_IsBirthHeard = false;
+    TellAll();
 }
 
 void MqttWorker::KeepList() {
@@ -139,13 +147,14 @@ void MqttWorker::KeepList() {
 }
 
 void MqttWorker::TellAll() {
+    m_ToldAllAt = Clock::now();
     Change([this](OutgoingMessages& outgoing) {
         outgoing.TellAll({m_Setup.DiscoveryPrefix + "/", m_Begin + kStatusTopic});
     });
 }
 
 void MqttWorker::HandOver(MqttConnection& connection) {
-    while (connection.UnderWay() < kMostUnderWay) {
+    while (connection.UnderWay() < connection.MostUnderWay()) {
         std::optional<MqttMessage> message;
         {
             const std::scoped_lock lock(m_Mutex);
@@ -159,7 +168,8 @@ void MqttWorker::HandOver(MqttConnection& connection) {
 /// Behind what holds now; but a broker that is slow with that does not stop them.
 void MqttWorker::HandOverOrdered(MqttConnection& connection) {
     if (IsLeft()) return;
-    while (connection.UnderWay() < kMostBesideOrdered || connection.OrderedUnderWay() == 0) {
+    const auto most = std::min(kMostBesideOrdered, connection.MostUnderWay());
+    while (connection.UnderWay() < most || connection.OrderedUnderWay() == 0) {
         const auto message = m_Ordered->Next();
         if (!message) return;
         connection.Publish(*message);
@@ -173,9 +183,9 @@ void MqttWorker::TakeAnswers(MqttConnection& connection) {
     }
     for (const auto& [number, reason] : connection.TakeAnswered())
         m_Ordered->Answered(number, reason);
-    const auto refusal = connection.TakeNotTaken();
+    const auto refusal = connection.TakeRefusal();
     if (!refusal || !m_Refusal.empty()) return;
-    Change([&](OutgoingMessages&) { m_Refusal = "does not take " + *refusal; });
+    Change([&](OutgoingMessages&) { m_Refusal = *refusal; });
     Tell(m_Refusal);
 }
 
@@ -183,7 +193,8 @@ bool MqttWorker::IsDone(const MqttConnection& connection) {
     const std::scoped_lock lock(m_Mutex);
     if (!m_LeftAt) return false;
     const bool isSent = m_Outgoing.IsEmpty() && connection.UnderWay() == 0;
-    return !connection.IsUp() || isSent || Clock::now() - *m_LeftAt > kLastWords;
+    return !connection.IsUp() || isSent || connection.StandsStill() > kLastPatience ||
+           Clock::now() - *m_LeftAt > kLastWords;
 }
 
 void MqttWorker::TellConnected() {
@@ -276,7 +287,7 @@ void MqttWorker::Leave() {
 
 void MqttWorker::WaitForEnd(std::chrono::milliseconds limit) {
     std::unique_lock lock(m_Mutex);
-    m_Changed.wait_for(lock, limit, [this] { return m_HasEnded; });
+    m_Changed.wait_for(lock, limit, [this] { return m_HasEnded || !m_Outgoing.IsConnected(); });
 }
 
 }  // namespace orvix::station

@@ -37,6 +37,7 @@ public:
     MqttConnectionState State();
     /// The end is wanted. Nobody is told anything any more.
     void Leave();
+    /// At once while there is no connection, whose beginning may take long.
     void WaitForEnd(std::chrono::milliseconds limit);
 
 private:
@@ -78,6 +79,8 @@ private:
     std::chrono::milliseconds m_LongestPause;
     std::optional<Clock::time_point> m_UpSince;
     bool m_IsToldUp = false;
+    bool m_IsBirthHeard = false;
+    Clock::time_point m_ToldAllAt;
     bool m_WasShort = false;  ///< the broker ended the connection before right after it was up
     std::optional<Clock::time_point> m_ToldSlowAt;
 

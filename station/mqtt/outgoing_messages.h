@@ -51,6 +51,7 @@ public:
     /// Live states that are not sent, because newer ones took their places or there was no connection, since this was
     /// asked.
     std::uint64_t TakeDropped() { return std::exchange(m_Dropped, 0); }
+    bool IsConnected() const { return m_IsConnected; }
     bool IsEmpty() const { return m_WaitingRetained.empty() && m_StateOrder.empty(); }
 
 private:

@@ -7,6 +7,7 @@ namespace orvix::station {
 // The topics of a station, below "BASE/STATION/". Ids of devices can stand in topics as they are.
 
 inline constexpr char kStatusTopic[] = "status";
+inline constexpr char kTestTopic[] = "test";  ///< of nimbo1 mqtt test
 inline constexpr char kOnline[] = "online";
 inline constexpr char kOffline[] = "offline";
 /// What was recorded, in batches; and where others ask for them again.

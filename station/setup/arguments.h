@@ -48,6 +48,7 @@ Command DevicesCommand();
 Command ConfigCommand();
 Command ValuesCommand();
 Command HealthCommand();
+Command MqttCommand();
 
 // What commands have in common. Each fills its target, which must stay where it is.
 

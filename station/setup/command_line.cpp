@@ -19,9 +19,9 @@ constexpr char kDefaultCommand[] = "run";
 
 // In the order in which help shows them.
 std::vector<Command> AllCommands() {
-    return {RunCommand(),    ScanCommand(),    DevicesCommand(), ReadCommand(),     ValuesCommand(),
-            HealthCommand(), HistoryCommand(), AlarmsCommand(),  ExportCommand(),   RecordCommand(),
-            ReplayCommand(), ConfigCommand(),  CollectCommand(), SimulateCommand(), TraceCommand()};
+    return {RunCommand(),     ScanCommand(),    DevicesCommand(),  ReadCommand(),   ValuesCommand(), HealthCommand(),
+            HistoryCommand(), AlarmsCommand(),  ExportCommand(),   RecordCommand(), ReplayCommand(), ConfigCommand(),
+            MqttCommand(),    CollectCommand(), SimulateCommand(), TraceCommand()};
 }
 
 bool NeedsDefaultCommand(const std::vector<std::string>& arguments, const std::vector<Command>& commands) {

@@ -139,6 +139,14 @@ struct ConfigCheckOptions {
     std::string File;
 };
 
+/// A broker to be tried.
+struct MqttTestOptions {
+    std::string Configuration;     ///< its file, absolute path; empty: none
+    Said<StationSetup> OfStation;  ///< the broker, if it was said
+    std::string Data;              ///< where the station's name is kept; empty: the user's data folder
+    bool Json = false;
+};
+
 struct HealthOptions {
     std::string Data;  ///< empty: the user's data folder
     bool Json = false;
@@ -163,7 +171,7 @@ struct TextOptions {
 using CommandLine =
     std::variant<TextOptions, RunOptions, ScanOptions, DevicesOptions, ReadOptions, ValuesOptions, HealthOptions,
                  HistoryOptions, AlarmsOptions, ExportOptions, HistoryExportOptions, ReplayOptions, ConfigCheckOptions,
-                 SimulateOptions, RehearsalOptions, CollectOptions, TraceOptions>;
+                 MqttTestOptions, SimulateOptions, RehearsalOptions, CollectOptions, TraceOptions>;
 
 /// Without a command the command is run. Raises UsageError.
 CommandLine ParseCommandLine(std::vector<std::string> arguments);

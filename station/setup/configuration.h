@@ -29,7 +29,7 @@ private:
 ///   [history]         on, keep, keep_rollups, record, dead_band, longest_silence, max_size
 ///   [metrics]         listen
 ///   [web]             listen, tokens, hosts = [...], lines
-///   [mqtt]            broker, station, topic, user, password_file, ca, cert, key, backfill, resend,
+///   [mqtt]            broker, version, station, topic, user, password_file, ca, cert, key, backfill, resend,
 ///                     home_assistant, discovery_prefix
 ///   [alarms]          on_alarm
 ///

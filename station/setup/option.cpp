@@ -79,6 +79,12 @@ BrokerAddress Broker(const Value& value) {
     return *broker;
 }
 
+bool IsMqtt5(const Value& value) {
+    const auto version = value.Text();
+    if (version != "5" && version != "3.1.1") throw BadValue("write \"5\" or \"3.1.1\"");
+    return version == "5";
+}
+
 std::string TopicLevel(const Value& value) {
     auto text = value.Text();
     if (!IsTopicLevel(text)) throw BadValue("write a name without /, + and #");
@@ -126,6 +132,8 @@ constexpr Option<StationSetup> kStationOptions[] = {
      [](const Value& value, StationSetup& setup) { setup.Web.Lines = value.Boolean(); }},
     {"mqtt.broker", "--mqtt", "URL", "report to an MQTT broker: mqtt://HOST, or mqtts://HOST with TLS",
      [](const Value& value, StationSetup& setup) { setup.Mqtt.Broker = Broker(value); }},
+    {"mqtt.version", nullptr, nullptr, nullptr,
+     [](const Value& value, StationSetup& setup) { setup.Mqtt.Speaks5 = IsMqtt5(value); }},
     {"mqtt.station", nullptr, nullptr, nullptr,
      [](const Value& value, StationSetup& setup) { setup.Mqtt.Station = TopicLevel(value); }},
     {"mqtt.topic", nullptr, nullptr, nullptr,

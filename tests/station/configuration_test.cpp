@@ -68,6 +68,7 @@ max_size = "500MB"
 listen = "127.0.0.1:9400"
 [mqtt]
 broker = "mqtts://broker.lan"
+version = "3.1.1"
 station = "oven-3"
 topic = "site/hall"
 user = "u"
@@ -100,8 +101,8 @@ on_alarm = ["say", "it"]
     EXPECT_EQ(setup.History.Record.LongestSilence, 10min);
     EXPECT_EQ(setup.History.MostBytes, 500'000'000);
     EXPECT_EQ(setup.Metrics, "127.0.0.1:9400");
-    EXPECT_EQ(setup.Mqtt,
-              (station::MqttSetup{{"broker.lan", 8883, true}, "oven-3", "site/hall", "u", "/p", "/a", "/c", "/k"}));
+    EXPECT_EQ(setup.Mqtt, (station::MqttSetup{
+                              {"broker.lan", 8883, true}, false, "oven-3", "site/hall", "u", "/p", "/a", "/c", "/k"}));
     EXPECT_THAT(setup.OnAlarm, ElementsAre("say", "it"));
 }
 
@@ -157,7 +158,8 @@ TEST(Configuration, EveryErrorHasItsPlaceAndKey) {
           "f:5:8: mqtt.cert: cert and key go together"}},
         {"[mqtt]\npassword_file = \"p\"",
          {"f:1:1: mqtt: the broker is missing", "f:2:17: mqtt.password_file: a password needs a user"}},
-        {"[mqtt]\nbroker = \"mqtt://h\"\nca = \"c\"", {"f:3:6: mqtt.ca: is of use with mqtts:// alone"}},
+        {"[mqtt]\nbroker = \"mqtt://h\"\nca = \"c\"\nversion = \"3\"",
+         {"f:3:6: mqtt.ca: is of use with mqtts:// alone", "f:4:11: mqtt.version: write \"5\" or \"3.1.1\""}},
         {"[alarms]\non_alarm = \"x\"",
          {"f:2:12: alarms.on_alarm: write a list of texts, such as [\"one\", \"another\"]"}},
         {"[[bus]]\nname = \"a\"", {"f:1:1: bus[0]: the port is missing: write its device file, or \"simulated\""}},

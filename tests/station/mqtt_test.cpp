@@ -6,7 +6,7 @@
 
 #include "station/mqtt/outgoing_messages.h"
 #include "tests/station/json_lines.h"
-#include "tests/station/mqtt_broker.h"
+#include "tests/station/mqtt_station.h"
 
 namespace orvix::tests {
 namespace {
@@ -59,46 +59,6 @@ TEST(Mqtt, WhatIsNoLongerThereIsClearedUntilTheBrokerHasIt) {
 }
 
 constexpr char kDoor[] = "[[bus.device]]\naddress = 7\nmodel = \"digital\"\n";
-
-/// A station with a simulated device, too cold, that reports to a broker.
-struct Reporting {
-    /// `mqtt`: lines of its configuration; `devices`: more devices.
-    explicit Reporting(const std::string& mqtt, const std::string& devices = {}) {
-        Configure(mqtt, devices);
-        Start();
-    }
-    void Start() {
-        Station.emplace(
-            std::vector<std::string>{"run", "--plain", "--no-history", "--config", File, "--data", Folder.Path + "/d"});
-    }
-    void Configure(const std::string& mqtt, const std::string& devices = {}) const {
-        std::ofstream(File) << "[[bus]]\nport = \"simulated\"\nname = \"hall 1/a\"\nevery = \"100ms\"\n"
-                            << "[[bus.device]]\naddress = 5\nmodel = \"sensor\"\nlow = 84.0\n"
-                            << devices << "[mqtt]\nstation = \"s1\"\n"
-                            << mqtt;
-    }
-    void Reload(const std::string& mqtt) const {
-        Configure(mqtt);
-        Station->Signal(SIGHUP);
-    }
-    /// Waits for readings that are shown from now on.
-    void AwaitReadings() {
-        for (int i = 0; i < 20; ++i)
-            EXPECT_TRUE(Station->AwaitOutput("\n"));
-    }
-
-    TestFolder Folder;
-    const std::string File = Folder.Path + "/nimbo1.toml";
-    std::optional<Program> Station;
-};
-
-std::string At(const Broker& broker, const std::string& scheme = "mqtt") {
-    return "broker = \"" + scheme + "://127.0.0.1:" + std::to_string(broker.Port) + "\"\n";
-}
-
-bool IsSomething(const std::string& payload) {
-    return !payload.empty();
-}
 
 TEST(Mqtt, LiveValuesAreSentAndWhatIsKeptByTheBrokerFollowsTheStation) {
     const Broker broker;
@@ -198,74 +158,6 @@ TEST(Mqtt, ANameThatNobodyGaveIsKept) {
         EXPECT_EQ(name + "\n", ContentsOf(folder.Path + "/mqtt-station"));
     }
     EXPECT_EQ(names[0], names[1]);
-}
-
-/// Certificates of two authorities, and one of the first for the address 127.0.0.1 and one for another name.
-struct Certificates {
-    Certificates() {
-        for (const std::string ca : {"/ca", "/other"})
-            RunTool({"openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes",
-                     "-days", "2", "-subj", "/CN=" + ca.substr(1), "-keyout", Path + ca + ".key", "-out", Path + ca});
-        Sign("/good", "subjectAltName=IP:127.0.0.1");
-        Sign("/foreign", "subjectAltName=DNS:elsewhere");
-    }
-    std::string Listener(const std::string& certificate) const {
-        return "allow_anonymous true\ncertfile " + Path + certificate + "\nkeyfile " + Path + certificate + ".key\n";
-    }
-    std::string Ca(const std::string& ca) const { return "ca = \"" + Path + ca + "\"\n"; }
-
-private:
-    void Sign(const std::string& name, const std::string& extension) const {
-        std::ofstream(Path + name + ".ext") << extension << "\n";
-        RunTool({"openssl", "req", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes", "-subj",
-                 "/CN=broker", "-keyout", Path + name + ".key", "-out", Path + name + ".csr"});
-        RunTool({"openssl", "x509", "-req", "-in", Path + name + ".csr", "-CA", Path + "/ca", "-CAkey",
-                 Path + "/ca.key", "-CAcreateserial", "-days", "2", "-extfile", Path + name + ".ext", "-out",
-                 Path + name});
-    }
-    TestFolder m_Folder;
-    const std::string& Path = m_Folder.Path;
-};
-
-TEST(Mqtt, SaysWhatIsWrongWithAConnection) {
-    const Certificates files;
-    const TestFolder folder;
-    const auto password = folder.Path + "/password";
-    RunTool({"mosquitto_passwd", "-b", "-c", folder.Path + "/users", "u", "secret"});
-    std::ofstream(folder.Path + "/rights") << "topic read #\n";
-    std::ofstream(password) << "secret\n";
-    std::ofstream(folder.Path + "/wrong") << "guessed\n";
-    const Broker open;
-    const Broker closed("password_file " + folder.Path + "/users\n");
-    const Broker readOnly("allow_anonymous true\nacl_file " + folder.Path + "/rights\n");
-    const Broker tls(files.Listener("/good"));
-    const Broker foreign(files.Listener("/foreign"));
-    const auto login = [&](const std::string& file) { return "user = \"u\"\npassword_file = \"" + file + "\"\n"; };
-    const struct {
-        std::string Mqtt;
-        std::string Says;
-    } kCases[] = {
-        {At(closed) + login(password), ": connected; "},
-        {At(tls, "mqtts") + files.Ca("/ca"), ": connected; "},
-        {At(closed) + login(folder.Path + "/wrong"), "it refuses the login"},
-        {At(closed) + login(folder.Path + "/none"), "/none cannot be opened: No such file"},
-        {At(readOnly), "does not take nimbo1/s1/status: Not authorized: let clients without a user write there"},
-        {At(tls, "mqtts") + files.Ca("/other"), "/other, or not valid now"},
-        {At(foreign, "mqtts") + files.Ca("/ca"), "its certificate is not for 127.0.0.1"},
-        {At(open, "mqtts") + files.Ca("/ca"), "is this port one for TLS?"},
-        {At(tls), "does the port want TLS, mqtts://?"},
-        {"broker = \"mqtt://127.0.0.1:" + std::to_string(FreePort()) + "\"\n", "Connection refused"},
-        {"broker = \"mqtt://no-such-host.invalid\"\n", "its name cannot be looked up"},
-    };
-    for (const auto& [mqtt, says] : kCases) {
-        SCOPED_TRACE(mqtt);
-        Reporting station(mqtt);
-        EXPECT_TRUE(station.Station->AwaitError(says));
-    }
-    Reporting station(At(open));
-    EXPECT_TRUE(station.Station->AwaitError(": connected; "));
-    const Subscriber other(open, "nimbo1-s1");
-    EXPECT_TRUE(station.Station->AwaitError("another client "));
 }
 
 }  // namespace

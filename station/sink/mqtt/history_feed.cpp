@@ -231,7 +231,7 @@ void HistoryFeed::Refused(const Batch& batch, int reason) {
     m_Rest = std::clamp(m_Rest * 2, kFirstRest, kLongestRest);
     m_RestUntil = now + m_Rest;
     m_Pace.Connected();
-    const auto why = "does not take " + m_Setup.Begin() + kHistoryTopic + ": " + WhyNotTaken(reason, m_Setup);
+    const auto why = "does not take " + m_Setup.Begin() + kHistoryTopic + ": " + WhyRefused(reason, m_Setup, "write");
     if (std::exchange(m_Trouble, why) != why) Tell(why + "; what is recorded waits, and is tried again and again");
     Rewind();
 }

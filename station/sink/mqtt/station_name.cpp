@@ -46,6 +46,11 @@ std::string NameIn(const std::string& file) {
 
 }  // namespace
 
+std::string StationNameToTry(const std::string& folder) {
+    const auto name = NameIn(folder + kNameFile);
+    return name.empty() ? NewName() : name;
+}
+
 std::string KeptStationName(const std::string& folder, const std::function<void(const std::string&)>& tell) {
     const auto file = folder + kNameFile;
     auto name = NameIn(file);

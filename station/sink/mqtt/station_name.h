@@ -10,4 +10,7 @@ namespace orvix::station {
 /// kept.
 std::string KeptStationName(const std::string& folder, const std::function<void(const std::string&)>& tell);
 
+/// The same for a trial: a name that is not there yet is made up, but not kept.
+std::string StationNameToTry(const std::string& folder);
+
 }  // namespace orvix::station
