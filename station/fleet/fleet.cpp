@@ -18,6 +18,7 @@ constexpr char kStateEnd[] = "/state";
 constexpr char kAvailabilityEnd[] = "/availability";
 constexpr char kAlarmPart[] = "/alarm/";
 constexpr char kHealthEnd[] = "/health";
+constexpr std::size_t kLongestComplaint = 400;
 
 /// What stands between the two; nothing when the topic is another.
 std::optional<std::string> Between(const std::string& topic, const std::string& begin, const std::string& end) {
@@ -173,8 +174,9 @@ void Fleet::HearOne(const MqttHeard& message) {
         if (topic.starts_with(kBuses)) HearOfBus(name, station, topic, message);
     } catch (const Error& error) {
         if (std::exchange(station.IsToldBad, true)) return;
-        m_Wishes.Tell(name + ": what it says is not used: " + Printable(topic.substr(0, kLongestToldName)) + ": " +
-                      error.Description);
+        // What is wrong may be cited.
+        const auto what = (topic + ": " + error.Description).substr(0, kLongestComplaint);
+        m_Wishes.Tell(name + ": what it says is not used: " + Printable(what));
     }
 }
 

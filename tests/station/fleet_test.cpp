@@ -183,6 +183,7 @@ TEST(Fleet, WhatNoStationWouldSayIsNotUsedAndSaidOnce) {
     } kCases[] = {
         {"devices/d1/state", "{", "no JSON object"},
         {"devices/d1/state", std::string(100000, '['), "a payload of 100000 bytes"},
+        {"devices/d1/state", replaced(state, "2026-11-23T20:14:05.120Z", "\\u001b[2J"), "state: '?[2J' is"},
         {"devices/d2/state", state, "it is of another device, d1"},
         {"devices/d1/state", replaced(state, "5,", "1e300,"), "address is no whole number from 1 to 255"},
         {"devices/d1/state", replaced(state, "20.000000", "1e300"), "value is no number that can be measured"},
