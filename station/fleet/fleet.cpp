@@ -294,15 +294,16 @@ void Fleet::HearReading(const std::string& name, Station& station, const std::st
 
 void Fleet::HearAlarm(const std::string& name, Station& station, const std::string& topic, const MqttHeard& message) {
     const auto known = station.Alarms.find(topic);
+    const auto told = message.Payload.empty() ? std::nullopt : AlarmIn(message.Payload);
     AlarmEvent alarm;
-    if (message.Payload.empty()) {
-        // What it was of is no longer there.
+    if (!told) {
+        // What it was of is no longer there, or it has never been on.
         if (known == station.Alarms.end()) return;
         alarm = known->second;
         alarm.What = AlarmChange::Ended;
         alarm.Withdrawn = true;
     } else {
-        alarm = AlarmIn(message.Payload);
+        alarm = *told;
         const auto expected =
             alarm.Identifier.empty() ? BusAlarmTopic(alarm.Port) : AlarmTopic(alarm.Identifier, alarm.KindText());
         if (topic != expected) throw Error(errors::General, "it is another alarm than its topic says");

@@ -163,8 +163,9 @@ ToldBus BusIn(std::string_view payload) {
     return bus;
 }
 
-AlarmEvent AlarmIn(std::string_view payload) {
+std::optional<AlarmEvent> AlarmIn(std::string_view payload) {
     const auto object = ObjectIn(payload, kLongestPayload);
+    if (MemberOf(object, "id").is_null()) return std::nullopt;
     const auto kind = AlarmKindOf(ShownText(object, "alarm", kLongestId));
     if (!kind || kind->second < 0 || kind->second > 7) Refuse("alarm is none that is known here");
     AlarmEvent event;

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -46,7 +47,7 @@ struct ToldBus {
 ToldReading ReadingIn(std::string_view payload);
 /// Of `buses/BUS/health`.
 ToldBus BusIn(std::string_view payload);
-/// Of a topic of an alarm.
-AlarmEvent AlarmIn(std::string_view payload);
+/// Of a topic of an alarm; nothing of one that has not been on since its station began.
+std::optional<AlarmEvent> AlarmIn(std::string_view payload);
 
 }  // namespace orvix::station

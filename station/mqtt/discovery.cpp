@@ -14,10 +14,15 @@ namespace {
 
 constexpr int kInputs = 8;
 
+// Good readings have no "last_good", and Home Assistant writes into its log what it does not find.
 // A value is shown as long as the station shows it: neither a doubtful one nor one of a device that is offline.
 constexpr char kGoodValue[] =
-    "{% set value = (value_json.last_good or value_json).value "
+    "{% set value = (value_json.last_good | default(value_json, true)).value "
     "if value_json.quality in ('good', 'stale') else none %}";
+
+bool HasInputs(std::int32_t model) {
+    return MeasuredVariable(model) == ORVIXCNB1_VAR_INPUTBYTE;
+}
 
 /// Injective, of letters, digits, "-" and "_" only, as the topics of messages and ids are.
 std::string PlainId(const std::string& text) {
@@ -78,13 +83,12 @@ public:
           m_Health(FullTopic(station, BusHealthTopic(device.Identity.Port))) {}
 
     Json Take() {
-        const bool isInputs = MeasuredVariable(m_Device.Identity.Model) == ORVIXCNB1_VAR_INPUTBYTE;
-        if (isInputs) {
+        if (HasInputs(m_Device.Identity.Model)) {
             AddInputs();
         } else {
             AddTemperature();
         }
-        AddAlarms(isInputs);
+        AddAlarms();
         AddDiagnostics();
         return std::move(m_Components);
     }
@@ -128,26 +132,12 @@ private:
         }
     }
 
-    void AddAlarms(bool isInputs) {
-        const auto& limits = m_Device.Limits;
-        if (isInputs) {
-            for (int input = 0; input < kInputs; ++input) {
-                const bool isWatched = ((limits.InputsOn | limits.InputsOff) >> static_cast<unsigned>(input) & 1U) != 0;
-                AddAlarm(AlarmKind::Input, input, isWatched);
-            }
-        } else {
-            AddAlarm(AlarmKind::Low, 0, limits.Low.has_value());
-            AddAlarm(AlarmKind::High, 0, limits.High.has_value());
-        }
-        AddAlarm(AlarmKind::Silent, 0, limits.Silent.count() > 0);
-        AddAlarm(AlarmKind::Doubtful, 0, limits.Doubtful.count() > 0);
+    void AddAlarms() {
+        for (const auto& [kind, isConfigured] : AlarmsOf(m_Device.Identity.Model, m_Device.Limits))
+            AddAlarm(kind, isConfigured);
     }
 
-    void AddAlarm(AlarmKind alarm, int input, bool isPossible) {
-        AlarmEvent event;
-        event.Kind = alarm;
-        event.Input = input;
-        const auto kind = event.KindText();
+    void AddAlarm(const std::string& kind, bool isPossible) {
         const auto key = "alarm_" + ReplaceAll(kind, " ", "_");
         // A platform alone takes away what was there.
         if (!isPossible) {
@@ -202,6 +192,27 @@ private:
 };
 
 }  // namespace
+
+std::vector<DeviceAlarm> AlarmsOf(std::int32_t model, const AlarmLimits& limits) {
+    std::vector<DeviceAlarm> alarms;
+    const auto add = [&alarms](AlarmKind kind, int input, bool isConfigured) {
+        AlarmEvent event;
+        event.Kind = kind;
+        event.Input = input;
+        alarms.push_back({event.KindText(), isConfigured});
+    };
+    if (HasInputs(model)) {
+        const unsigned watched = limits.InputsOn | limits.InputsOff;
+        for (int input = 0; input < kInputs; ++input)
+            add(AlarmKind::Input, input, ((watched >> static_cast<unsigned>(input)) & 1U) != 0);
+    } else {
+        add(AlarmKind::Low, 0, limits.Low.has_value());
+        add(AlarmKind::High, 0, limits.High.has_value());
+    }
+    add(AlarmKind::Silent, 0, limits.Silent.count() > 0);
+    add(AlarmKind::Doubtful, 0, limits.Doubtful.count() > 0);
+    return alarms;
+}
 
 std::string BirthTopic(const std::string& prefix) {
     return prefix + "/status";

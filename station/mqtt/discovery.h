@@ -1,7 +1,9 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <string>
+#include <vector>
 
 #include "station/model/device_identity.h"
 #include "station/model/device_setup.h"
@@ -24,6 +26,14 @@ struct DiscoveredDevice {
     AlarmLimits Limits;
     std::chrono::seconds ExpireAfter{0};  ///< without a message for so long its values are shown no more
 };
+
+/// An alarm that a device can have.
+struct DeviceAlarm {
+    std::string Kind;  ///< as AlarmEvent::KindText
+    bool IsConfigured;
+};
+
+std::vector<DeviceAlarm> AlarmsOf(std::int32_t model, const AlarmLimits& limits);
 
 /// Where Home Assistant says kBirth when it was started.
 std::string BirthTopic(const std::string& prefix);

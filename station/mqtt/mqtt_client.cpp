@@ -22,8 +22,12 @@ void MqttClient::Publish(MqttMessage message) {
     m_Worker->Change([&](OutgoingMessages& outgoing) { outgoing.Put(std::move(message)); });
 }
 
-void MqttClient::ClearBelow(const std::string& begin) {
-    m_Worker->Change([&](OutgoingMessages& outgoing) { outgoing.ClearBelow(begin); });
+void MqttClient::PublishFirst(MqttMessage message) {
+    m_Worker->Change([&](OutgoingMessages& outgoing) { outgoing.PutFirst(std::move(message)); });
+}
+
+void MqttClient::ClearBelow(const std::string& begin, const std::set<std::string>& except) {
+    m_Worker->Change([&](OutgoingMessages& outgoing) { outgoing.ClearBelow(begin, except); });
 }
 
 void MqttClient::ClearEarlier(const std::function<bool(const std::string& topic)>& isClaimed) {

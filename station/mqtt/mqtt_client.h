@@ -33,8 +33,10 @@ public:
     MqttClient& operator=(const MqttClient&) = delete;
 
     void Publish(MqttMessage message);
-    /// Of all retained topics that begin like this the broker is to keep nothing.
-    void ClearBelow(const std::string& begin);
+    // As those of OutgoingMessages.
+
+    void PublishFirst(MqttMessage message);
+    void ClearBelow(const std::string& begin, const std::set<std::string>& except = {});
     void ClearEarlier(const std::function<bool(const std::string& topic)>& isClaimed);
     OutgoingMessages::Retained Kept() const;
     std::set<std::string> KeptTopics() const;

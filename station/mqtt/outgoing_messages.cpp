@@ -31,10 +31,15 @@ void OutgoingMessages::PutState(MqttMessage message) {
     }
 }
 
-void OutgoingMessages::ClearBelow(const std::string& begin) {
+void OutgoingMessages::PutFirst(MqttMessage message) {
+    const auto kept = m_Retained.find(message.Topic);
+    if (kept == m_Retained.end() || kept->second.empty()) PutRetained(message.Topic, std::move(message.Payload));
+}
+
+void OutgoingMessages::ClearBelow(const std::string& begin, const std::set<std::string>& except) {
     for (auto topic = m_Retained.lower_bound(begin); topic != m_Retained.end() && topic->first.starts_with(begin);
          ++topic) {
-        if (!topic->second.empty()) PutRetained(topic->first, {});
+        if (!topic->second.empty() && !except.contains(topic->first)) PutRetained(topic->first, {});
     }
 }
 

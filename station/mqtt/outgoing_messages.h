@@ -30,8 +30,10 @@ public:
         : m_Retained(std::move(kept)), m_Earlier(std::move(earlier)) {}
 
     void Put(MqttMessage message);
-    /// Of all retained topics that begin like this the broker is to keep nothing.
-    void ClearBelow(const std::string& begin);
+    /// A retained one, unless the broker keeps another one of its topic.
+    void PutFirst(MqttMessage message);
+    /// Of all retained topics that begin like this, but for some, the broker is to keep nothing.
+    void ClearBelow(const std::string& begin, const std::set<std::string>& except = {});
     /// The same of the earlier topics that nothing was put to since, and that are not claimed.
     void ClearEarlier(const std::function<bool(const std::string& topic)>& isClaimed);
     const Retained& Kept() const { return m_Retained; }

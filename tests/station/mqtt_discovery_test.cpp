@@ -49,14 +49,32 @@ const DocumentedKeys kDeviceKeys{"configuration_url", "connections", "hw_version
                                  "serial_number",     "sw_version",  "suggested_area", "via_device"};
 const DocumentedKeys kMessageKeys{"device", "origin",      "components",    "availability", "availability_mode",
                                   "qos",    "state_topic", "command_topic", "encoding"};
-const std::map<std::string, DocumentedKeys> kValues{{"device_class", {"temperature", "connectivity", "problem"}},
-                                                    {"state_class", {"measurement", "total", "total_increasing"}},
-                                                    {"entity_category", {"config", "diagnostic"}},
-                                                    {"availability_mode", {"all", "any", "latest"}}};
+const std::map<std::string, DocumentedKeys> kValues{
+    {"state_class", {"measurement", "measurement_angle", "total", "total_increasing"}},
+    // Of what only tells something; "config" makes such an entity invalid.
+    {"entity_category", {"diagnostic"}},
+    {"availability_mode", {"all", "any", "latest"}}};
+const std::map<std::string, DocumentedKeys> kDeviceClasses{{"sensor", {"temperature"}},
+                                                           {"binary_sensor", {"connectivity", "problem"}}};
+const std::map<std::string, bool (*)(const Json&)> kTypes{
+    {"availability", [](const Json& value) { return value.is_array() && !value.empty(); }},
+    {"enabled_by_default", [](const Json& value) { return value.is_boolean(); }},
+    {"expire_after", [](const Json& value) { return value.is_number_integer() && value > 0; }},
+    {"suggested_display_precision", [](const Json& value) { return value.is_number_integer() && value >= 0; }},
+    {"identifiers", [](const Json& value) { return value.is_array() && !value.empty() && value[0].is_string(); }},
+    {"device", [](const Json& value) { return value.is_object(); }},
+    {"origin", [](const Json& value) { return value.is_object(); }},
+    {"components", [](const Json& value) { return value.is_object() && !value.empty(); }}};
+
+bool IsOfType(const std::string& key, const Json& value) {
+    const auto type = kTypes.find(key);
+    return type != kTypes.end() ? type->second(value) : value.is_string() && !value.get<std::string>().empty();
+}
 
 void ExpectKeys(const Json& object, const DocumentedKeys& allowed, const DocumentedKeys& required) {
     for (const auto& [key, value] : object.items()) {
         EXPECT_TRUE(allowed.contains(key)) << key;
+        ASSERT_TRUE(IsOfType(key, value)) << key << " " << value;
         const auto values = kValues.find(key);
         EXPECT_TRUE(values == kValues.end() || values->second.contains(value)) << key << " " << value;
         const bool isWild = key.ends_with("topic") && value.get<std::string>().find_first_of("+#") != std::string::npos;
@@ -64,6 +82,17 @@ void ExpectKeys(const Json& object, const DocumentedKeys& allowed, const Documen
     }
     for (const auto& key : required)
         EXPECT_TRUE(object.contains(key)) << key << " in " << object;
+}
+
+/// What holds between the keys of an entity.
+void ExpectEntity(const Json& entity) {
+    const auto& platform = entity["platform"].get_ref<const std::string&>();
+    const auto kind = entity.value("device_class", "");
+    EXPECT_TRUE(kind.empty() || kDeviceClasses.at(platform).contains(kind)) << entity;
+    EXPECT_EQ(kind == "temperature", entity.value("unit_of_measurement", "") == "°C") << entity;
+    EXPECT_FALSE(entity.contains("availability") && entity.contains("availability_topic")) << entity;
+    for (const auto& one : entity.value("availability", Json::array()))
+        ExpectKeys(one, {"topic", "payload_available", "payload_not_available", "value_template"}, {"topic"});
 }
 
 /// Holds a message against what is documented. Returns its entities; those that it takes away are null.
@@ -81,8 +110,7 @@ std::map<std::string, Json> Entities(const std::string& payload) {
         auto allowed = kEntityKeys;
         allowed.insert(own->second.begin(), own->second.end());
         ExpectKeys(component, allowed, {"unique_id", "name", "state_topic"});
-        for (const auto& one : component.value("availability", Json::array()))
-            ExpectKeys(one, {"topic", "payload_available", "payload_not_available", "value_template"}, {"topic"});
+        ExpectEntity(component);
         EXPECT_EQ(component["unique_id"], key);
         entities[key] = component;
     }
@@ -107,6 +135,8 @@ TEST(Discovery, ASensorIsItsTemperatureItsAlarmsAndDiagnostics) {
     const auto of = [&](const std::string& key) { return entities.at("nimbo1_cellar_tp-1_" + key); };
     EXPECT_EQ(of("temperature")["state_topic"], "nimbo1/cellar/devices/tp-1/state");
     EXPECT_EQ(of("temperature")["expire_after"], 3);
+    const auto value = of("temperature")["value_template"].get<std::string>();
+    EXPECT_NE(value.find("last_good | default("), std::string::npos) << "a good reading has none";
     EXPECT_EQ(of("temperature")["availability"].size(), 2U);
     EXPECT_EQ(of("temperature")["availability_mode"], "all");
     EXPECT_EQ(of("alarm_low")["state_topic"], "nimbo1/cellar/devices/tp-1/alarm/low");

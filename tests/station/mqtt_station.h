@@ -23,8 +23,8 @@ struct Reporting {
     }
     void Configure(const std::string& mqtt, const std::string& devices = {}) const {
         std::ofstream(File) << "[[bus]]\nport = \"simulated\"\nname = \"hall 1/a\"\nevery = \"100ms\"\n"
-                            << "[[bus.device]]\naddress = 5\nmodel = \"sensor\"\nlow = 84.0\n"
-                            << devices << "[mqtt]\nstation = \"s1\"\n"
+                            << "[[bus.device]]\naddress = 5\nmodel = \"sensor\"\n"
+                            << Limits << devices << "[mqtt]\nstation = \"s1\"\n"
                             << mqtt;
     }
     void Reload(const std::string& mqtt) const {
@@ -37,6 +37,7 @@ struct Reporting {
             EXPECT_TRUE(Station->AwaitOutput("\n"));
     }
 
+    std::string Limits = "low = 84.0\nhigh = 90.0\n";
     TestFolder Folder;
     const std::string File = Folder.Path + "/nimbo1.toml";
     std::optional<Program> Station;

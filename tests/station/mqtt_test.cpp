@@ -60,6 +60,32 @@ TEST(Mqtt, WhatIsNoLongerThereIsClearedUntilTheBrokerHasIt) {
 
 constexpr char kDoor[] = "[[bus.device]]\naddress = 7\nmodel = \"digital\"\n";
 
+/// The example of an event in the documents.
+Json ExampleOf(const std::string& event) {
+    std::ifstream document(NIMBO1_DOCS "/mqtt.md");
+    for (std::string line; std::getline(document, line);)
+        if (line.find("{\"time\":") == 0 && line.find("\"event\":\"" + event + "\"") != std::string::npos)
+            return Json::parse(line);
+    return {};
+}
+
+std::string TypeOf(const Json& value) {
+    return value.is_null() ? "" : value.type_name();
+}
+
+/// Where nothing is said, the other one may say anything.
+void ExpectSameKeysAndTypes(const Json& example, const Json& published) {
+    EXPECT_FALSE(example.empty());
+    for (const auto& [key, value] : example.items())
+        EXPECT_TRUE(published.contains(key)) << key << " is not published";
+    for (const auto& [key, value] : published.items()) {
+        const auto type = TypeOf(value);
+        EXPECT_TRUE(example.contains(key)) << key << " is not documented";
+        const auto documented = TypeOf(example.value(key, Json()));
+        EXPECT_TRUE(type.empty() || documented.empty() || type == documented) << key << " is " << value;
+    }
+}
+
 TEST(Mqtt, LiveValuesAreSentAndWhatIsKeptByTheBrokerFollowsTheStation) {
     const Broker broker;
     Subscriber live(broker);
@@ -76,6 +102,7 @@ TEST(Mqtt, LiveValuesAreSentAndWhatIsKeptByTheBrokerFollowsTheStation) {
     EXPECT_EQ(state["quality"], "good");
     EXPECT_EQ(state["session"].get<std::string>().size(), 36U);
     EXPECT_GT(state["seq"], 0);
+    ExpectSameKeysAndTypes(ExampleOf("reading"), state);
 
     Subscriber later(broker);
     const auto alarms = [](const std::string& payload) { return Json::parse(payload)["alarm"] == "low"; };
@@ -89,7 +116,17 @@ TEST(Mqtt, LiveValuesAreSentAndWhatIsKeptByTheBrokerFollowsTheStation) {
     Subscriber states(broker);
     while (cold.empty())
         EXPECT_FALSE(states.AwaitAny("/state", isState).WasKept);
-    EXPECT_TRUE(Subscriber(broker).Await("nimbo1/s1/devices/" + cold + "/alarm/low", alarms).WasKept);
+    const auto alarm = "nimbo1/s1/devices/" + cold + "/alarm/";
+    const auto low = Subscriber(broker).Await(alarm + "low", alarms);
+    EXPECT_TRUE(low.WasKept);
+    ExpectSameKeysAndTypes(ExampleOf("alarm"), Json::parse(low.Payload));
+    const auto high = Json::parse(Subscriber(broker).Await(alarm + "high", IsSomething).Payload);
+    EXPECT_EQ(high["state"], "over") << "it has never been on";
+    ExpectSameKeysAndTypes(ExampleOf("alarm"), high);
+    station.Limits = "low = 84.0\n";
+    station.Configure(At(broker), kDoor);
+    station.Station->Signal(SIGHUP);
+    live.Await(alarm + "high", "");
 
     station.Reload(At(broker) + "topic = \"site/a\"\n");
     EXPECT_TRUE(station.Station->AwaitError("reconnects to the MQTT broker"));

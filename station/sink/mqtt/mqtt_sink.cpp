@@ -15,6 +15,26 @@ constexpr std::int32_t kLookMilliseconds = 1000;
 constexpr unsigned kLooksPerHealth = 10;
 constexpr char kListFile[] = "mqtt-retained";
 
+/// What ToJson says of an alarm, as far as there is something to say.
+Json AlarmThatNeverWas(const DeviceIdentity& of, const std::string& kind) {
+    return {{"time", nullptr},
+            {"event", "alarm"},
+            {"change", nullptr},
+            {"id", nullptr},
+            {"state", "over"},
+            {"port", of.Port},
+            {"address", of.Address == 0 ? Json() : Json(of.Address)},
+            {"device", IdentifierJson(of.Identifier)},
+            {"name", of.Name},
+            {"alarm", kind},
+            {"value", nullptr},
+            {"limit", nullptr},
+            {"text", nullptr},
+            {"started", nullptr},
+            {"ended", nullptr},
+            {"acknowledged", nullptr}};
+}
+
 }  // namespace
 
 MqttSink::MqttSink(std::string session, Apartment& home, MqttQuestions questions, MqttClient::Tell tell)
@@ -78,9 +98,7 @@ void MqttSink::OnReading(const Reading& reading) {
 
 void MqttSink::OnAlarm(const AlarmEvent& event) {
     if (!m_Client) return;
-    const auto topic =
-        event.Identifier.empty() ? BusAlarmTopic(event.Port) : AlarmTopic(event.Identifier, event.KindText());
-    Publish(topic, Dump(ToJson(event)), true);
+    Publish(TopicOf(event), Dump(ToJson(event)), true);
 }
 
 void MqttSink::OnPortGone(const std::string& port) {
@@ -90,10 +108,12 @@ void MqttSink::OnPortGone(const std::string& port) {
 
 void MqttSink::Look() {
     if (m_Feed) m_Feed->Read(m_Questions.Histories().value_or(std::vector<std::string>()));
-    const bool isOther = LookAtDevices();
+    auto setups = m_Questions.Setups();
+    const bool isSetOtherwise = std::exchange(m_Setups, std::move(setups)) != m_Setups;
+    const bool isOther = LookAtDevices() || isSetOtherwise;
     const bool isTime = m_Looks++ % kLooksPerHealth == 0;
     if (isTime) LookAtBuses();
-    if (m_Setup.HomeAssistant && (isTime || isOther)) Describe();
+    if (isTime || isOther) Describe();
     if (isOther) ClearEarlier();
 }
 
@@ -131,18 +151,55 @@ DiscoveredStation MqttSink::Discovered() const {
 
 void MqttSink::Describe() {
     const auto station = Discovered();
-    m_Client->Publish({DiscoveryTopic(station, {}), DiscoveryPayload(station), true});
-    for (const auto& bus : m_Questions.Setups()) {
+    const auto active = ActiveAlarms();
+    if (m_Setup.HomeAssistant) m_Client->Publish({DiscoveryTopic(station, {}), DiscoveryPayload(station), true});
+    for (const auto& bus : m_Setups) {
+        DescribePort(bus, active);
         const auto expireAfter = std::chrono::ceil<std::chrono::seconds>(LatestValues::OfflineAfter(bus.Every));
         for (const auto& device : bus.Devices) {
             const auto known = m_Identities.find(IdOf(bus.PortLabel, device.Address));
             if (known == m_Identities.end() || !m_Devices.contains(known->second.Identifier)) continue;
             DiscoveredDevice described{known->second, device.Limits, expireAfter};
             described.Identity.Name = device.Name;
+            DescribeAlarms(described, active);
+            if (!m_Setup.HomeAssistant) continue;
             m_Client->Publish(
                 {DiscoveryTopic(station, known->second.Identifier), DiscoveryPayload(station, described), true});
         }
     }
+}
+
+/// Of an alarm that is not on, and that nothing has been told of, it is told that it is over.
+void MqttSink::DescribeAlarms(const DiscoveredDevice& device, const std::set<std::string>& active) {
+    const auto& identity = device.Identity;
+    std::set<std::string> wanted = active;
+    for (const auto& [kind, isConfigured] : AlarmsOf(identity.Model, device.Limits)) {
+        const auto topic = m_Setup.Begin() + AlarmTopic(identity.Identifier, kind);
+        if (!isConfigured || !wanted.insert(topic).second) continue;
+        m_Client->PublishFirst({topic, Dump(AlarmThatNeverWas(identity, kind)), true});
+    }
+    m_Client->ClearBelow(m_Setup.Begin() + AlarmTopic(identity.Identifier, {}), wanted);
+}
+
+void MqttSink::DescribePort(const BusSetup& bus, const std::set<std::string>& active) {
+    const auto topic = m_Setup.Begin() + BusAlarmTopic(bus.PortLabel);
+    if (active.contains(topic)) return;
+    if (bus.PortGone.count() == 0) return m_Client->ClearBelow(topic);
+    DeviceIdentity port;
+    port.Port = bus.PortLabel;
+    port.Name = bus.PortLabel;
+    m_Client->PublishFirst({topic, Dump(AlarmThatNeverWas(port, "port")), true});
+}
+
+std::set<std::string> MqttSink::ActiveAlarms() const {
+    std::set<std::string> topics;
+    for (const auto& event : m_Questions.Alarms())
+        topics.insert(m_Setup.Begin() + TopicOf(event));
+    return topics;
+}
+
+std::string MqttSink::TopicOf(const AlarmEvent& event) {
+    return event.Identifier.empty() ? BusAlarmTopic(event.Port) : AlarmTopic(event.Identifier, event.KindText());
 }
 
 /// Once it is known which devices there are.
@@ -150,10 +207,11 @@ void MqttSink::ClearEarlier() {
     const auto values = m_Questions.Values();
     const auto isSettled = [](const Reading& reading) { return !reading.Identifier.empty(); };
     if (values.empty() || !std::ranges::all_of(values, isSettled)) return;
-    std::vector<std::string> claimed;
+    const auto active = ActiveAlarms();
+    std::vector<std::string> claimed(active.begin(), active.end());
     for (const auto& reading : values) {
-        claimed.push_back(m_Setup.Begin() + DeviceTopics(reading.Identifier));
-        claimed.push_back(m_Setup.Begin() + BusTopics(reading.Port));
+        claimed.push_back(m_Setup.Begin() + AvailabilityTopic(reading.Identifier));
+        claimed.push_back(m_Setup.Begin() + BusHealthTopic(reading.Port));
         if (m_Setup.HomeAssistant) claimed.push_back(DiscoveryTopic(Discovered(), reading.Identifier));
     }
     m_Client->ClearEarlier([&](const std::string& topic) {

@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -67,6 +68,11 @@ private:
     bool LookAtDevices();
     void LookAtBuses();
     void Describe();
+    void DescribeAlarms(const DiscoveredDevice& device, const std::set<std::string>& active);
+    void DescribePort(const BusSetup& bus, const std::set<std::string>& active);
+    /// Topics of the alarms that are on.
+    std::set<std::string> ActiveAlarms() const;
+    static std::string TopicOf(const AlarmEvent& event);
     void ClearEarlier();
     DiscoveredStation Discovered() const;
     /// Of a topic of the station's own.
@@ -84,6 +90,7 @@ private:
     std::map<DeviceId, DeviceIdentity> m_Identities;
     std::unique_ptr<Timer> m_Look;
     unsigned m_Looks = 0;
+    std::vector<BusSetup> m_Setups;                ///< as they were at the latest look
     std::map<std::string, std::string> m_Devices;  ///< availability of those that are there, by id; empty: not told
 };
 
