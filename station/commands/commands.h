@@ -35,6 +35,7 @@ int Execute(const ScanOptions& options, MainLoop& loop);
 int Execute(const DevicesOptions& options, MainLoop& loop);
 int Execute(const ConfigCheckOptions& options, MainLoop& loop);
 int Execute(const MqttTestOptions& options, MainLoop& loop);
+int Execute(const MqttStatusOptions& options, MainLoop& loop);
 int Execute(const ValuesOptions& options, MainLoop& loop);
 int Execute(const HealthOptions& options, MainLoop& loop);
 int Execute(const ReplayOptions& options, MainLoop& loop);

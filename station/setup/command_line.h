@@ -147,6 +147,11 @@ struct MqttTestOptions {
     bool Json = false;
 };
 
+struct MqttStatusOptions {
+    std::string Data;  ///< empty: the user's data folder
+    bool Json = false;
+};
+
 struct HealthOptions {
     std::string Data;  ///< empty: the user's data folder
     bool Json = false;
@@ -171,7 +176,7 @@ struct TextOptions {
 using CommandLine =
     std::variant<TextOptions, RunOptions, ScanOptions, DevicesOptions, ReadOptions, ValuesOptions, HealthOptions,
                  HistoryOptions, AlarmsOptions, ExportOptions, HistoryExportOptions, ReplayOptions, ConfigCheckOptions,
-                 MqttTestOptions, SimulateOptions, RehearsalOptions, CollectOptions, TraceOptions>;
+                 MqttTestOptions, MqttStatusOptions, SimulateOptions, RehearsalOptions, CollectOptions, TraceOptions>;
 
 /// Without a command the command is run. Raises UsageError.
 CommandLine ParseCommandLine(std::vector<std::string> arguments);

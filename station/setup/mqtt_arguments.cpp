@@ -20,6 +20,14 @@ Command MqttTestCommand() {
             }};
 }
 
+Command MqttStatusCommand() {
+    const auto options = std::make_shared<MqttStatusOptions>();
+    return {"status",
+            "how the running station and its broker get on, and how many recorded rows wait",
+            {DataOption(options->Data), JsonFlag(options->Json)},
+            [options] { return *options; }};
+}
+
 }  // namespace
 
 Command MqttCommand() {
@@ -27,7 +35,7 @@ Command MqttCommand() {
             .Help = "look at the way to an MQTT broker",
             .Arguments = {},
             .Finish = nullptr,
-            .Inside = {MqttTestCommand()}};
+            .Inside = {MqttTestCommand(), MqttStatusCommand()}};
 }
 
 }  // namespace orvix::station

@@ -177,6 +177,13 @@ TEST(MqttHistory, EveryRowArrivesInOrderWhoeverIsKilledMeanwhile) {
     live->Say("nimbo1/s1/history/wanted", std::string(100'000, '{'));
     EXPECT_TRUE(station.Station->AwaitError("nimbo1/s1/history/wanted is ignored: it is too long"));
 
+    const auto status = RunProgram({"mqtt", "status", "--json", "--data", station.Folder.Path + "/d"});
+    const auto told = Json::parse(status.Out);
+    EXPECT_EQ(told["broker"], "127.0.0.1:" + std::to_string(broker.Port));
+    EXPECT_TRUE(told["trouble"].is_null() && told["connected_since"].is_string()) << told;
+    EXPECT_GE(told["history"]["histories"][0]["acknowledged"], until);
+    EXPECT_LT(told["history"]["backlog_rows"], 100);
+    EXPECT_GT(told["history"]["rows_per_second"], 0);
     station.Station->Signal(SIGTERM);
     EXPECT_EQ(station.Station->Finish().Status, 0);
 }
@@ -189,6 +196,9 @@ TEST(MqttHistory, WhatTheBrokerRefusesIsSaidAndWaits) {
     Carrying station(broker);
     EXPECT_TRUE(station.Station->AwaitError("does not take nimbo1/s1/history: Not authorized"));
     station.AwaitReadings();
+    const auto status = RunProgram({"mqtt", "status", "--data", station.Folder.Path + "/d"});
+    EXPECT_NE(status.Out.find("does not take nimbo1/s1/history"), std::string::npos) << status.Out;
+    EXPECT_EQ(status.Status, 1);
     broker.Kill();
     const auto missed = station.Recorded();
     std::ofstream(rights) << "topic readwrite #\n";
