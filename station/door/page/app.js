@@ -118,7 +118,8 @@ function showLink() {
     }
     const since = store.lostAt === null ? '' : ` since ${timeText(store.lostAt)}`;
     const why = store.problem?.status ? ` (${store.problem.message})` : '';
-    const text = `The station cannot be reached${since}${why}. The values shown are old. The page reconnects by itself.`;
+    const text =
+        `The station cannot be reached${since}${why}. The values shown are old. The page reconnects by itself.`;
     if (link.dataset.text === text) return;
     link.dataset.text = text;
     link.replaceChildren(text, ' ', element('button', {type: 'button', click: tryNow}, 'Try now'));
