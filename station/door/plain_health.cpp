@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstdint>
 #include <sstream>
 #include <vector>
 
@@ -31,39 +32,47 @@ std::string PeriodText(const BusHealth& bus, const AddressHealth& address) {
 }
 
 struct Column {
+    enum class Kind : std::uint8_t {
+        Text,  ///< to the left
+        Number,
+        NumberOfLine,  ///< counted where the line is
+    };
+
     const char* Title;
-    bool IsText;  ///< to the left
+    Kind What;
     std::string (*Text)(const BusHealth&, const AddressHealth&);
-    bool IsOfLine = false;  ///< it is counted where the line is
 };
+
+constexpr auto kText = Column::Kind::Text;
+constexpr auto kNumber = Column::Kind::Number;
+constexpr auto kOfLine = Column::Kind::NumberOfLine;
 
 // Counts and times are those of the last minutes.
 constexpr Column kColumns[] = {
-    {"addr", false, [](const BusHealth&, const AddressHealth& it) { return std::to_string(it.Address); }},
-    {"name", true, [](const BusHealth&, const AddressHealth& it) { return it.Name; }},
-    {"id", true,
+    {"addr", kNumber, [](const BusHealth&, const AddressHealth& it) { return std::to_string(it.Address); }},
+    {"name", kText, [](const BusHealth&, const AddressHealth& it) { return it.Name; }},
+    {"id", kText,
      [](const BusHealth&, const AddressHealth& it) { return it.Identifier.empty() ? kNothing : it.Identifier; }},
-    {"quality", true, [](const BusHealth&, const AddressHealth& it) -> std::string { return NameOf(it.Quality); }},
-    {"good %", false,
+    {"quality", kText, [](const BusHealth&, const AddressHealth& it) -> std::string { return NameOf(it.Quality); }},
+    {"good %", kNumber,
      [](const BusHealth&, const AddressHealth& it) { return SuccessText(it.Recent.ReadingSuccess()); }},
-    {"doubtful", false,
+    {"doubtful", kNumber,
      [](const BusHealth&, const AddressHealth& it) { return CountText(it.Recent.DoubtfulReadings); }},
-    {"p50 ms", false, [](const BusHealth&, const AddressHealth& it) { return RoundTripText(it.Recent, 0.5); }, true},
-    {"p95 ms", false, [](const BusHealth&, const AddressHealth& it) { return RoundTripText(it.Recent, 0.95); }, true},
-    {"max ms", false, [](const BusHealth&, const AddressHealth& it) { return RoundTripText(it.Recent, 1); }, true},
-    {"time-outs", false, [](const BusHealth&, const AddressHealth& it) { return CountText(it.Recent.TimeOuts()); },
-     true},
-    {"bad", false, [](const BusHealth&, const AddressHealth& it) { return CountText(it.Recent.BadFrames()); }, true},
-    {"checksum", false,
-     [](const BusHealth&, const AddressHealth& it) { return CountText(it.Recent.Count(Outcome::Checksum)); }, true},
-    {"refused", false,
-     [](const BusHealth&, const AddressHealth& it) { return CountText(it.Recent.Count(Outcome::Refused)); }, true},
-    {"retries", false, [](const BusHealth&, const AddressHealth& it) { return CountText(it.Recent.Retries); }, true},
-    {"last good", false,
+    {"p50 ms", kOfLine, [](const BusHealth&, const AddressHealth& it) { return RoundTripText(it.Recent, 0.5); }},
+    {"p95 ms", kOfLine, [](const BusHealth&, const AddressHealth& it) { return RoundTripText(it.Recent, 0.95); }},
+    {"max ms", kOfLine, [](const BusHealth&, const AddressHealth& it) { return RoundTripText(it.Recent, 1); }},
+    {"time-outs", kOfLine, [](const BusHealth&, const AddressHealth& it) { return CountText(it.Recent.TimeOuts()); }},
+    {"bad", kOfLine, [](const BusHealth&, const AddressHealth& it) { return CountText(it.Recent.BadFrames()); }},
+    {"checksum", kOfLine,
+     [](const BusHealth&, const AddressHealth& it) { return CountText(it.Recent.Count(Outcome::Checksum)); }},
+    {"refused", kOfLine,
+     [](const BusHealth&, const AddressHealth& it) { return CountText(it.Recent.Count(Outcome::Refused)); }},
+    {"retries", kOfLine, [](const BusHealth&, const AddressHealth& it) { return CountText(it.Recent.Retries); }},
+    {"last good", kNumber,
      [](const BusHealth&, const AddressHealth& it) -> std::string {
          return it.LastGood ? RoughText(*it.LastGood) + " ago" : "never";
      }},
-    {"period s", false, PeriodText},
+    {"period s", kNumber, PeriodText},
 };
 
 using Row = std::vector<std::string>;
@@ -81,7 +90,7 @@ std::vector<Row> RowsOf(const BusHealth& bus) {
     for (const auto& address : bus.Addresses) {
         auto& row = rows.emplace_back();
         for (const auto& column : kColumns)
-            row.push_back(bus.Told && column.IsOfLine ? kNothing : Printable(column.Text(bus, address)));
+            row.push_back(bus.Told && column.What == kOfLine ? kNothing : Printable(column.Text(bus, address)));
     }
     return rows;
 }
@@ -95,7 +104,7 @@ void WriteTable(std::ostream& out, const std::vector<Row>& rows) {
     for (const auto& row : rows) {
         for (std::size_t i = 0; i < row.size(); ++i) {
             const std::string space(widths[i] - WidthOf(row[i]), ' ');
-            out << "  " << (kColumns[i].IsText ? row[i] + space : space + row[i]);
+            out << "  " << (kColumns[i].What == kText ? row[i] + space : space + row[i]);
         }
         out << "\n";
     }

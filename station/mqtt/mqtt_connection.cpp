@@ -114,7 +114,9 @@ void MqttConnection::SetCallbacks() {
     auto* client = m_Client.get();
     mosquitto_connect_v5_callback_set(client,
                                       [](mosquitto*, void* self, int reason, int, const mosquitto_property* all) {
-                                          static_cast<MqttConnection*>(self)->OnConnect(reason, all);
+                                          std::uint16_t most = 0;
+                                          mosquitto_property_read_int16(all, MQTT_PROP_RECEIVE_MAXIMUM, &most, false);
+                                          static_cast<MqttConnection*>(self)->OnConnect(reason, most);
                                       });
     mosquitto_disconnect_v5_callback_set(client, [](mosquitto*, void* self, int reason, const mosquitto_property*) {
         auto& given = static_cast<MqttConnection*>(self)->m_Reason;
@@ -138,13 +140,10 @@ void MqttConnection::SetCallbacks() {
     });
 }
 
-void MqttConnection::OnConnect(int reason, const mosquitto_property* properties) {
+void MqttConnection::OnConnect(int reason, std::uint16_t receiveMaximum) {
     m_IsUp = reason == 0;
     m_Reason = m_Setup.Speaks5 || reason >= MQTT_RC_UNSPECIFIED ? reason : ReasonOfOlder(reason);
-    std::uint16_t most = 0;
-    if (mosquitto_property_read_int16(properties, MQTT_PROP_RECEIVE_MAXIMUM, &most, false) != nullptr && most > 0) {
-        m_MostUnderWay = std::min<std::size_t>(most, kMostUnderWay);
-    }
+    if (receiveMaximum > 0) m_MostUnderWay = std::min<std::size_t>(receiveMaximum, kMostUnderWay);
 }
 
 void MqttConnection::OnPublish(int message, int reason) {

@@ -19,7 +19,6 @@
 
 struct mosquitto;
 struct mosquitto_message;
-struct mqtt5__property;
 
 namespace orvix::station {
 
@@ -91,7 +90,8 @@ private:
     void SetUpLogin();
     void SetUpTls();
     void SetCallbacks();
-    void OnConnect(int reason, const mqtt5__property* properties);
+    /// `receiveMaximum`: of the broker; 0: it names none.
+    void OnConnect(int reason, std::uint16_t receiveMaximum);
     void OnPublish(int message, int reason);
     void Send(Handed handed, const std::string& payload, bool isRetained);
     void Refused(const Handed& handed, int reason);
