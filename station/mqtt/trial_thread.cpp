@@ -58,22 +58,27 @@ TrialThread::TrialThread(MqttSetup setup, Apartment& home, Answers answers)
 
 void TrialThread::Run() {
     try {
-        // Whatever ends the connection, the broker clears what stands there.
-        MqttConnection connection(m_Setup, "nimbo1-" + m_Setup.Station + "-test-" + m_Word.substr(0, 4),
-                                  MqttMessage{m_Topic, {}, true});
-        LookUp();
-        connection.Connect();
-        ReachBefore(MqttStep::Tls);
-        LogIn(connection);
-        AskForRights(connection);
-        AwaitMessage(connection);
-        connection.End();
+        GoAllTheWay();
+        // The connection has gone by now: the program may end at this word.
         Post([](const Answers& answers) { answers.Done(); });
     } catch (const MqttError& error) {
         ReachBefore(error.Step);
         Post([error](const Answers& answers) { answers.Failed(error.Step, error.Description); });
     } catch (const Left&) {
     }
+}
+
+void TrialThread::GoAllTheWay() {
+    // Whatever ends the connection, the broker clears what stands there.
+    MqttConnection connection(m_Setup, "nimbo1-" + m_Setup.Station + "-test-" + m_Word.substr(0, 4),
+                              MqttMessage{m_Topic, {}, true});
+    LookUp();
+    connection.Connect();
+    ReachBefore(MqttStep::Tls);
+    LogIn(connection);
+    AskForRights(connection);
+    AwaitMessage(connection);
+    connection.End();
 }
 
 void TrialThread::LookUp() {

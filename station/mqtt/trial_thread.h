@@ -36,6 +36,8 @@ public:
     void Leave();
 
 private:
+    /// Raises MqttError where it does not get further, and Left.
+    void GoAllTheWay();
     void LookUp();
     void LogIn(MqttConnection& connection);
     void AskForRights(MqttConnection& connection);
