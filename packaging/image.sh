@@ -24,26 +24,26 @@ depends_of() {
 rm -rf image nimbo1-image.tar
 mkdir image
 trap 'rm -rf image' EXIT
-mmdebstrap --quiet --mode=root --variant=extract --include="$(depends_of "$program" "$library"),tzdata,$FONTS" bookworm image/root
-dpkg-deb --extract "$program" image/root
-dpkg-deb --extract "$library" image/root
+mmdebstrap --quiet --mode=root --variant=extract --include="$(depends_of "$program" "$library"),tzdata,$FONTS" bookworm image/files
+dpkg-deb --extract "$program" image/files
+dpkg-deb --extract "$library" image/files
 # What needs perl is debconf, which asks nobody here.
-rm -rf image/root/{dev,var/{lib/{apt,dpkg},cache,log}} image/root/usr/{sbin,share/{man,locale,debconf,perl5}} \
-    image/root/usr/bin/perl* image/root/usr/lib/*/perl-base image/root/lib/systemd image/root/etc/apt
+rm -rf image/files/{dev,var/{lib/{apt,dpkg},cache,log}} image/files/usr/{sbin,share/{man,locale,debconf,perl5}} \
+    image/files/usr/bin/perl* image/files/usr/lib/*/perl-base image/files/lib/systemd image/files/etc/apt
 # Of each script one face is enough.
-rm -f image/root/usr/share/fonts/truetype/noto/NotoSerif*
-find image/root/usr/share/doc -type f ! -name copyright -delete
+rm -f image/files/usr/share/fonts/truetype/noto/NotoSerif*
+find image/files/usr/share/doc -type f ! -name copyright -delete
 # TLS needs to know whom a machine trusts.
-install -D -m 644 /etc/ssl/certs/ca-certificates.crt image/root/etc/ssl/certs/ca-certificates.crt
-echo 'nobody:x:65534:65534:nobody:/var/lib/nimbo1:/usr/sbin/nologin' >image/root/etc/passwd
-printf 'dialout:x:20:\nnogroup:x:65534:\n' >image/root/etc/group
-install -d -m 1777 image/root/tmp
-install -d -o 65534 -g 65534 -m 700 image/root/var/lib/nimbo1
+install -D -m 644 /etc/ssl/certs/ca-certificates.crt image/files/etc/ssl/certs/ca-certificates.crt
+echo 'nobody:x:65534:65534:nobody:/var/lib/nimbo1:/usr/sbin/nologin' >image/files/etc/passwd
+printf 'dialout:x:20:\nnogroup:x:65534:\n' >image/files/etc/group
+install -d -m 1777 image/files/tmp
+install -d -o 65534 -g 65534 -m 700 image/files/var/lib/nimbo1
 
 container=$(buildah "${storage[@]}" from scratch)
 trap 'buildah "${storage[@]}" rm --all >/dev/null; rm -rf image' EXIT
-tar --directory image/root --create --sort=name --mtime="@$SOURCE_DATE_EPOCH" --numeric-owner --file image/root.tar .
-buildah "${storage[@]}" add --quiet "$container" image/root.tar /
+tar --directory image/files --create --sort=name --mtime="@$SOURCE_DATE_EPOCH" --numeric-owner --file image/files.tar .
+buildah "${storage[@]}" add --quiet "$container" image/files.tar /
 # The data folder is that of the service, for every command.
 buildah "${storage[@]}" config --user 65534:65534 --workingdir /var/lib/nimbo1 \
     --env XDG_DATA_HOME=/var/lib --env XDG_CONFIG_HOME=/var/lib/nimbo1/settings --env HOME=/var/lib/nimbo1 \
